@@ -1,0 +1,151 @@
+// String lists. This library is for C callers and needs libc alone, so memory comes from malloc.
+
+#include <climits>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+
+#include "core/error_code.h"
+
+namespace {
+
+using zemo::core::failure;
+
+// A list is one block, this record and then, for head.capacity items, where in the text each
+// starts. The text of all items is another. Neither is touched beyond its items, so room to spare
+// costs no time.
+struct StringList {
+  VLIBSzList head;
+  char* text;
+  size_t textSize;
+  size_t textRoom;
+
+  size_t* starts() { return reinterpret_cast<size_t*>(this + 1); }
+  const size_t* starts() const { return reinterpret_cast<const size_t*>(this + 1); }
+};
+
+StringList* full(VLIBSzList* list) {
+  return reinterpret_cast<StringList*>(list);
+}
+
+const StringList* full(const VLIBSzList* list) {
+  return reinterpret_cast<const StringList*>(list);
+}
+
+// A block with room for `items`; `list` (null for a new one) moves into it. Null, with `list` as it
+// was, when memory is exhausted.
+StringList* resized(StringList* list, int items) {
+  return static_cast<StringList*>(
+      realloc(list, sizeof(StringList) + static_cast<size_t>(items) * sizeof(size_t)));
+}
+
+// Makes room for `items` in `*list`, at least doubling it. False when memory is exhausted.
+bool reserve(VLIBSzList** list, int items) {
+  int const capacity = (*list)->capacity;
+  if (items <= capacity)
+    return true;
+  int const doubled = capacity > INT_MAX / 2 ? INT_MAX : 2 * capacity;
+  int const room = items > doubled ? items : doubled;
+  StringList* const grown = resized(full(*list), room);
+  if (grown == nullptr)
+    return false;
+  grown->head.capacity = room;
+  *list = &grown->head;
+  return true;
+}
+
+// The number of items that `text` splits into, or INT_MAX when there are more than a list can hold.
+int countItems(const char* text, const char* separators) {
+  int count = 1;
+  while ((text = strpbrk(text, separators)) != nullptr && count < INT_MAX) {
+    ++count;
+    ++text;
+  }
+  return count;
+}
+
+}  // namespace
+
+VLIBSzList* VLIBSzListAlloc(int items) {
+  if (items < 0) {
+    VLIBErrSet(VLIB_ERR_BAD_PARAMETER);
+    return nullptr;
+  }
+  StringList* const list = resized(nullptr, items);
+  if (list == nullptr) {
+    VLIBErrSet(VLIB_ERR_OUT_OF_MEMORY);
+    return nullptr;
+  }
+  *list = StringList{{items, 0}, nullptr, 0, 0};
+  return &list->head;
+}
+
+const char* VLIBSzListGet(const VLIBSzList* list, int index) {
+  if (list == nullptr || index < 0 || index >= list->count)
+    return nullptr;
+  return full(list)->text + full(list)->starts()[index];
+}
+
+int VLIBSzListPush(VLIBSzList** list, const char* item) {
+  if (list == nullptr || *list == nullptr || item == nullptr)
+    return failure(VLIB_ERR_BAD_PARAMETER);
+  if ((*list)->count == INT_MAX || !reserve(list, (*list)->count + 1))
+    return failure(VLIB_ERR_OUT_OF_MEMORY);
+
+  StringList* const target = full(*list);
+  size_t const size = strlen(item) + 1;
+  if (size > target->textRoom - target->textSize) {
+    // A new block instead of realloc: `item` may be one of the list's own.
+    size_t const room = 2 * (target->textSize + size);
+    auto* const text = static_cast<char*>(malloc(room));
+    if (text == nullptr)
+      return failure(VLIB_ERR_OUT_OF_MEMORY);
+    if (target->textSize > 0)
+      memcpy(text, target->text, target->textSize);
+    memcpy(text + target->textSize, item, size);
+    free(target->text);
+    target->text = text;
+    target->textRoom = room;
+  } else {
+    memcpy(target->text + target->textSize, item, size);
+  }
+  target->starts()[target->head.count] = target->textSize;
+  target->textSize += size;
+  return ++target->head.count;
+}
+
+void VLIBSzListFree(VLIBSzList* list) {
+  if (list == nullptr)
+    return;
+  free(full(list)->text);
+  free(list);
+}
+
+int VLIBStrTok(const char* text, const char* separators, VLIBSzList** list) {
+  if (text == nullptr || separators == nullptr || list == nullptr || *list == nullptr)
+    return failure(VLIB_ERR_BAD_PARAMETER);
+
+  // Everything that can fail comes before the list changes.
+  size_t const size = strlen(text) + 1;
+  int const count = countItems(text, separators);
+  auto* const copy = static_cast<char*>(malloc(size));
+  if (copy == nullptr || count == INT_MAX || !reserve(list, count)) {
+    free(copy);
+    return failure(VLIB_ERR_OUT_OF_MEMORY);
+  }
+  memcpy(copy, text, size);
+
+  StringList* const target = full(*list);
+  free(target->text);
+  target->text = copy;
+  target->textSize = size;
+  target->textRoom = size;
+  target->head.count = count;
+  char* item = copy;
+  for (int i = 0; i < count; ++i) {
+    target->starts()[i] = static_cast<size_t>(item - copy);
+    item += strcspn(item, separators);
+    *item++ = '\0';
+  }
+  return count;
+}

@@ -1,0 +1,77 @@
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <zemo/core.h>
+#include <zemo/package.h>
+
+#include <algorithm>
+#include <cerrno>
+
+namespace {
+
+constexpr char packagesDir[] = "/var/packages/";
+constexpr size_t longestName = 256;
+
+// Stores the content of the regular file `path`; of a longer file the first longestName + 2 bytes,
+// which tell that it is too long. Returns 0 or the error number.
+int readShortFile(const std::string& path, std::string& content) {
+  int fd = -1;
+  do {
+    // Non-blocking, so that a FIFO at the path does not make the open wait for a writer.
+    fd = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
+  } while (fd < 0 && errno == EINTR);
+  if (fd < 0)
+    return errno;
+
+  char buffer[longestName + 2];
+  size_t size = 0;
+  int error = 0;
+  struct stat st = {};
+  if (fstat(fd, &st) != 0 || !S_ISREG(st.st_mode))
+    error = EINVAL;
+  while (error == 0 && size < sizeof buffer) {
+    ssize_t const count = read(fd, buffer + size, sizeof buffer - size);
+    if (count == 0)
+      break;
+    if (count > 0)
+      size += static_cast<size_t>(count);
+    else if (errno != EINTR)
+      error = errno;
+  }
+  (void)close(fd);  // read only: nothing can get lost
+  if (error == 0)
+    content.assign(buffer, size);
+  return error;
+}
+
+// What a password entry can have as a name: no blank, control character, ':' or '/'.
+bool isUserName(const std::string& text) {
+  return !text.empty() && text.size() <= longestName &&
+         std::none_of(text.begin(), text.end(), [](unsigned char c) {
+           return c <= ' ' || c == 0x7f || c == ':' || c == '/';
+         });
+}
+
+std::string noName(int code) {
+  VLIBErrSet(code);
+  return {};
+}
+
+}  // namespace
+
+bool ZEMOPackageTool::PMSCheckPackage(const std::string& name) {
+  struct stat st = {};
+  return stat((packagesDir + name + "/target").c_str(), &st) == 0 && S_ISDIR(st.st_mode);
+}
+
+std::string ZEMOPackageTool::PMSGetPkgUserName(const std::string& name) {
+  std::string user;
+  int const error = readShortFile(packagesDir + name + "/user", user);
+  if (error == ENOENT)
+    return noName(ZEMO_PACKAGE_NO_USER);
+  if (error != 0)
+    return noName(ZEMO_PACKAGE_BAD_USER);
+  if (!user.empty() && user.back() == '\n')
+    user.pop_back();
+  return isUserName(user) ? user : noName(ZEMO_PACKAGE_BAD_USER);
+}
