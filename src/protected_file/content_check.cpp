@@ -1,0 +1,118 @@
+// The comparison of what a file contains with its entry's hash column.
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <unistd.h>
+#include <zemo/selfcheck/protected_file.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <memory>
+
+#include "log.h"
+#include "protected_file/digest.h"
+#include "protected_file/formatted.h"
+#include "protected_file/mismatch.h"
+
+namespace ZEMO::SELF_CHECK {
+namespace {
+
+struct CloseDirectory {
+  void operator()(DIR* directory) const { (void)closedir(directory); }
+};
+
+using Directory = std::unique_ptr<DIR, CloseDirectory>;
+
+// Unlike opendir, does not follow a symbolic link that was put at the path since it was examined.
+Directory openDirectory(const std::string& path) {
+  int const fd = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+  Directory directory(fd < 0 ? nullptr : fdopendir(fd));
+  if (!directory && fd >= 0)
+    (void)close(fd);
+  return directory;
+}
+
+// Appends the names of all members except "." and "..", in the order of the directory stream.
+// False, with some of them appended, when not all can be read.
+bool readMembers(DIR* directory, std::vector<std::string>& names) {
+  for (;;) {
+    errno = 0;
+    const dirent* const member = readdir(directory);
+    if (member == nullptr)
+      return errno == 0;
+    std::string name = member->d_name;
+    if (name != "." && name != "..")
+      names.push_back(std::move(name));
+  }
+}
+
+// Like checkHash. A directory whose members cannot be read fails like an unreadable file or link
+// does: taking it for an empty one would call it intact.
+bool checkMembers(ProtectedFile& entry, bool& changed) {
+  Directory directory = openDirectory(entry._path);
+  if (!directory) {
+    log::openDirectoryFailed(entry._path);
+    return true;
+  }
+  std::vector<std::string> names;
+  if (!readMembers(directory.get(), names)) {
+    log::readDirectoryFailed(entry._path);
+    return true;
+  }
+  directory.reset();
+
+  const std::vector<std::string>& allowed = entry._fixedEntries;
+  for (std::string& name : names) {
+    if (std::find(allowed.begin(), allowed.end(), name) == allowed.end())
+      recordMismatch(entry, changed, CHECK_ERROR_UNKNOWN_FILE, "", std::move(name));
+  }
+  return false;
+}
+
+// Stores at most 1023 bytes of the link's target.
+bool readTarget(const std::string& path, std::string& target) {
+  char text[1024] = {};
+  if (readlink(path.c_str(), text, sizeof text) < 0)
+    return false;
+  text[sizeof text - 1] = '\0';
+  target = text;
+  return true;
+}
+
+}  // namespace
+
+bool ProtectedFile::checkHash(const struct stat& st, bool& changed) {
+  if (!isChecked(_hash))
+    return false;
+
+  std::string actual;
+  switch (st.st_mode & S_IFMT) {
+    case S_IFDIR:
+      return checkMembers(*this, changed);
+    case S_IFREG:
+      if (!calculateRegularFileHash(_path, actual)) {
+        log::hashFailed(_path);
+        return true;
+      }
+      break;
+    case S_IFLNK:
+      if (!readTarget(_path, actual)) {
+        log::readLinkFailed(_path);
+        return true;
+      }
+      break;
+    case S_IFCHR:
+      actual = formatted("%u,%u", major(st.st_rdev), minor(st.st_rdev));
+      break;
+    default:  // block devices too: lists do not state their numbers
+      return false;
+  }
+
+  if (actual != _hash)
+    recordMismatch(*this, changed, CHECK_ERROR_HASH, _hash, std::move(actual));
+  return false;
+}
+
+}  // namespace ZEMO::SELF_CHECK

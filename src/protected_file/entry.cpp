@@ -1,0 +1,94 @@
+// How one line of a check list becomes an entry.
+
+#include <zemo/core.h>
+#include <zemo/selfcheck/protected_file.h>
+
+#include <boost/algorithm/string/replace.hpp>
+#include <memory>
+
+#include "log.h"
+
+namespace ZEMO::SELF_CHECK {
+namespace {
+
+constexpr int columnRoom = 1024;
+constexpr int columnCount = 7;
+
+struct FreeStringList {
+  void operator()(VLIBSzList* list) const { VLIBSzListFree(list); }
+};
+using StringList = std::unique_ptr<VLIBSzList, FreeStringList>;
+
+// The columns of `line`, or null, logged, when it cannot be split.
+StringList split(const std::string& line) {
+  StringList columns(VLIBSzListAlloc(columnRoom));
+  if (!columns) {
+    log::outOfMemoryForColumns();
+    return nullptr;
+  }
+  // Splitting may move the list, so its owner lets go of it meanwhile.
+  VLIBSzList* list = columns.release();
+  int const result = VLIBStrTok(line.c_str(), "\t", &list);
+  columns.reset(list);
+  if (result < 0) {
+    log::splittingFailed(line);
+    return nullptr;
+  }
+  return columns;
+}
+
+void resolveId(std::string& column, uint32_t id) {
+  if (column == "$pkg")
+    column = std::to_string(id);
+  else if (column == "$pkg_sys")
+    column = "1";
+}
+
+void resolveDirectory(std::string& column, const std::string& targetDir) {
+  boost::algorithm::replace_all(column, "$pkg_dir", targetDir);
+}
+
+void resolvePlaceholders(ProtectedFile& entry, const PkgInfo& package) {
+  resolveId(entry._owner, package.uid);
+  resolveId(entry._group, package.gid);
+  resolveDirectory(entry._path, package.targetDir);
+  // Only a link's hash column is a path; in any other it is a digest, a device or a keyword.
+  if (entry._type == "l")
+    resolveDirectory(entry._hash, package.targetDir);
+}
+
+}  // namespace
+
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the signature is what callers link against
+ProtectedFile::ProtectedFile(std::string line) {
+  StringList const columns = split(line);
+  if (!columns)
+    return;
+
+  // The list's own count decides, not the splitter's result: a core library is free to report
+  // success in another way than by the count.
+  if (columns->count >= columnCount) {
+    const VLIBSzList* list = columns.get();
+    _path = VLIBSzListGet(list, 0);
+    if (!_path.empty() && _path.front() == '-')
+      _path.erase(0, 1);
+    _size = VLIBSzListGet(list, 1);
+    _hash = VLIBSzListGet(list, 2);
+    _type = VLIBSzListGet(list, 3);
+    _permission = VLIBSzListGet(list, 4);
+    _owner = VLIBSzListGet(list, 5);
+    _group = VLIBSzListGet(list, 6);
+  }
+
+  if (_pkginfo.isSet)
+    resolvePlaceholders(*this, _pkginfo);
+}
+
+ProtectedFile::~ProtectedFile() {
+  for (CheckError*& error : _errors) {
+    delete error;
+    error = nullptr;
+  }
+}
+
+}  // namespace ZEMO::SELF_CHECK
