@@ -1,0 +1,87 @@
+// The comparison of named files with their entries, one flag word each.
+
+#include <zemo/selfcheck/file_list.h>
+
+#include <algorithm>
+
+#include "file_list/paths.h"
+#include "log.h"
+
+namespace ZEMO::SELF_CHECK {
+namespace {
+
+static_assert(sizeof(SELFCHECK_RESULT) == sizeof(uint32_t), "callers share arrays of it");
+
+// The flags follow the order of CHECK_ITEM, not the numbers of CHECK_ERROR.
+void setFlag(SELFCHECK_RESULT& result, CHECK_ERROR kind) {
+  switch (kind) {
+    case CHECK_ERROR_SIZE:
+      result.sizeError = 1;
+      break;
+    case CHECK_ERROR_HASH:
+      result.hashError = 1;
+      break;
+    case CHECK_ERROR_TYPE:
+      result.typeError = 1;
+      break;
+    case CHECK_ERROR_PERMISSION:
+      result.permissionError = 1;
+      break;
+    case CHECK_ERROR_OWNER:
+      result.ownerError = 1;
+      break;
+    case CHECK_ERROR_GROUP:
+      result.groupError = 1;
+      break;
+    case CHECK_ERROR_NOT_EXIST:
+      result.notExist = 1;
+      break;
+    case CHECK_ERROR_UNKNOWN_FILE:  // says something about a member, not about the named path
+      break;
+  }
+}
+
+// Includes the records of earlier checks: an entry keeps them.
+SELFCHECK_RESULT resultOf(const ProtectedFile& entry) {
+  SELFCHECK_RESULT result = {};
+  for (const CheckError* error : entry._errors)
+    setFlag(result, error->_error);
+  return result;
+}
+
+SELFCHECK_RESULT resultOfUnlisted(const std::string& path,
+                                  const std::vector<std::string>& fixedDirs) {
+  SELFCHECK_RESULT result = {};
+  result.notListed = 1;
+  result.inFixedDir =
+      std::any_of(fixedDirs.begin(), fixedDirs.end(),
+                  [&path](const std::string& directory) { return isDirectChild(directory, path); })
+          ? 1
+          : 0;
+  return result;
+}
+
+}  // namespace
+
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the signature is what callers link against
+bool FileList::checkFiles(std::vector<std::string> paths, std::vector<SELFCHECK_RESULT>& results) {
+  bool allChecked = true;
+  for (const std::string& path : paths) {
+    // An unlisted path gets an element without an entry, which callers can see in the map.
+    boost::shared_ptr<ProtectedFile> const entry = (*_protectedFiles)[path];
+    if (!entry) {
+      results.push_back(resultOfUnlisted(path, _fixedDirs));
+      continue;
+    }
+    bool changed = false;
+    if (!entry->check(changed, CHECK_ITEM_ALL)) {
+      log::namedCheckFailed(entry->_path);
+      allChecked = false;
+      continue;
+    }
+    results.push_back(changed ? resultOf(*entry) : SELFCHECK_RESULT{});
+  }
+  return allChecked;
+}
+
+}  // namespace ZEMO::SELF_CHECK

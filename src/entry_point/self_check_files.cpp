@@ -1,0 +1,47 @@
+// The function for callers that do not use the classes.
+
+#include <zemo/selfcheck/file_list.h>
+#include <zemo/selfcheck/self_check_files.h>
+
+#include <algorithm>
+
+#include "file_list/paths.h"
+#include "log.h"
+
+namespace {
+
+std::vector<std::string> itemsOf(const VLIBSzList* list) {
+  std::vector<std::string> items;
+  items.reserve(static_cast<size_t>(std::max(list->count, 0)));
+  for (int32_t i = 0; i < list->count; ++i) {
+    const char* const item = VLIBSzListGet(list, i);
+    items.emplace_back(item != nullptr ? item : "");  // keeps the results in line with the paths
+  }
+  return items;
+}
+
+}  // namespace
+
+// Nothing but std::bad_alloc can be thrown in here, and that is meant to reach the caller. A
+// catch-all would also catch, and break, the cancellation of the calling thread.
+int SelfCheckFiles(VLIBSzList* paths, SELFCHECK_RESULT* results) {
+  namespace log = ZEMO::SELF_CHECK::log;
+
+  ZEMO::SELF_CHECK::FileList list(ZEMO::SELF_CHECK::systemSet, "full");
+  if (paths == nullptr || results == nullptr) {
+    log::nullArgument();
+    return -1;
+  }
+  std::vector<std::string> const items = itemsOf(paths);
+  if (!list.loadList(true)) {
+    log::loadFailed();
+    return -1;
+  }
+  std::vector<SELFCHECK_RESULT> found;
+  if (!list.checkFiles(items, found)) {
+    log::selfCheckFailed();
+    return -1;
+  }
+  std::copy(found.begin(), found.end(), results);
+  return 0;
+}

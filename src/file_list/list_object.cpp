@@ -1,0 +1,38 @@
+// A list set as an object.
+
+#include <zemo/selfcheck/file_list.h>
+
+#include <boost/make_shared.hpp>
+#include <utility>
+
+#include "file_list/paths.h"
+
+namespace ZEMO::SELF_CHECK {
+
+FileList::FileList(std::string name, std::string mode)
+    : _name(std::move(name)),
+      _mode(std::move(mode)),
+      _listDir(listDirFor(_name)),
+      _protectedFiles(boost::make_shared<ProtectedFileMap>()) {}
+
+FileList::FileList(std::string name, std::string mode, FileList& source)
+    : _name(std::move(name)),
+      _mode(std::move(mode)),
+      _listDir(listDirFor(_name)),
+      _protectedFiles(boost::make_shared<ProtectedFileMap>(*source.getProtectedFiles())) {}
+
+FileList::~FileList() = default;
+
+void FileList::addHook(const Hook& hook) {
+  _hooks.push_back(hook);
+}
+
+boost::shared_ptr<FileList::ProtectedFileMap> FileList::getProtectedFiles() const {
+  return _protectedFiles;
+}
+
+std::string FileList::toString() const {
+  return _name + " " + _mode;
+}
+
+}  // namespace ZEMO::SELF_CHECK

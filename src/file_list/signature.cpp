@@ -1,0 +1,44 @@
+// Whether a list is the one that was signed.
+
+#include <zemo/core.h>
+#include <zemo/selfcheck/file_list.h>
+
+#include "file_list/paths.h"
+#include "log.h"
+
+namespace ZEMO::SELF_CHECK {
+namespace {
+
+// GnuPG's exit status is all that counts: its messages are thrown away, nothing that the caller has
+// set up can reach it, and the call returns after it has ended.
+constexpr int execOptions = VLIB_EXEC_WAIT | VLIB_EXEC_STDIN_NULL | VLIB_EXEC_STDOUT_NULL |
+                            VLIB_EXEC_STDERR_NULL | VLIB_EXEC_CLEAN_ENVIRONMENT | VLIB_EXEC_ISOLATE;
+static_assert(execOptions == 187, "the option word that core libraries know this use by");
+
+}  // namespace
+
+bool FileList::checkSign(const std::string& list) const {
+  std::string const signature = list + ".asc";
+  if (VLIBFileExist(signature.c_str()) == 0) {
+    log::signatureMissing(list);
+    return false;
+  }
+  if (VLIBExecl("/usr/bin/gpg", execOptions, "--homedir", systemListDir, "--verify",
+                signature.c_str(), list.c_str(), static_cast<char*>(nullptr)) != 0) {
+    log::signatureBad();
+    return false;
+  }
+  return true;
+}
+
+bool FileList::checkSign() const {
+  for (const std::string& list : _listFiles) {
+    if (!checkSign(list)) {
+      log::listNotVerified(list);
+      return false;
+    }
+  }
+  return true;
+}
+
+}  // namespace ZEMO::SELF_CHECK
