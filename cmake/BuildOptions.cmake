@@ -1,0 +1,43 @@
+# What all targets are compiled and linked with.
+
+set(CMAKE_C_STANDARD 11)
+set(CMAKE_C_STANDARD_REQUIRED ON)
+set(CMAKE_C_EXTENSIONS OFF)
+set(CMAKE_CXX_STANDARD 17)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+add_library(zemo_options INTERFACE)
+target_compile_definitions(zemo_options INTERFACE _FILE_OFFSET_BITS=64 _GLIBCXX_ASSERTIONS)
+target_compile_options(zemo_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wformat=2 -Wundef -Wvla
+  $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor -Woverloaded-virtual>
+  $<$<BOOL:${ZEMO_WERROR}>:-Werror>
+  -fstack-protector-strong -fstack-clash-protection -fcf-protection
+  # Assertions stay on: what they guard against must stop the process, not go on with bad memory.
+  -UNDEBUG)
+target_link_options(zemo_options INTERFACE -Wl,-z,relro,-z,now -Wl,--as-needed -Wl,--no-undefined)
+
+if(ZEMO_SANITIZE)
+  target_compile_options(zemo_options INTERFACE
+    -fsanitize=${ZEMO_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -g)
+  target_link_options(zemo_options INTERFACE -fsanitize=${ZEMO_SANITIZE})
+elseif(NOT CMAKE_BUILD_TYPE STREQUAL "Debug" AND NOT ZEMO_COVERAGE)
+  # Needs optimisation, and hides from sanitizers what they are there to see.
+  target_compile_options(zemo_options INTERFACE -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
+endif()
+
+if(ZEMO_COVERAGE)
+  target_compile_options(zemo_options INTERFACE --coverage -O0 -g)
+  target_link_options(zemo_options INTERFACE --coverage)
+endif()
+
+# zemo_exports(TARGET FILE): the symbols that FILE names are all that the library TARGET exports.
+function(zemo_exports target file)
+  set_target_properties(${target} PROPERTIES
+    C_VISIBILITY_PRESET hidden CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON
+    LINK_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/${file})
+  target_link_options(${target} PRIVATE
+    -Wl,--version-script,${CMAKE_CURRENT_SOURCE_DIR}/${file})
+endfunction()

@@ -1,0 +1,28 @@
+# What is installed, by component: runtime (the library), platform (the core and package libraries, to
+# be left out where the maker's own are), development (headers, link names, CMake package, pkg-config).
+
+include(CMakePackageConfigHelpers)
+
+install(TARGETS zemoselfcheck EXPORT zemoselfcheck
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development)
+if(ZEMO_PLATFORM)
+  install(TARGETS zemocore zemopkg EXPORT zemoselfcheck
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT platform NAMELINK_COMPONENT development)
+endif()
+
+install(DIRECTORY include/zemo DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
+
+set(cmake_dir ${CMAKE_INSTALL_LIBDIR}/cmake/zemoselfcheck)
+install(EXPORT zemoselfcheck NAMESPACE zemo:: FILE zemoselfcheckTargets.cmake
+  DESTINATION ${cmake_dir} COMPONENT development)
+configure_package_config_file(cmake/zemoselfcheckConfig.cmake.in
+  ${PROJECT_BINARY_DIR}/zemoselfcheckConfig.cmake INSTALL_DESTINATION ${cmake_dir})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/zemoselfcheckConfigVersion.cmake
+  COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/zemoselfcheckConfig.cmake
+  ${PROJECT_BINARY_DIR}/zemoselfcheckConfigVersion.cmake
+  DESTINATION ${cmake_dir} COMPONENT development)
+
+configure_file(cmake/zemoselfcheck.pc.in ${PROJECT_BINARY_DIR}/zemoselfcheck.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/zemoselfcheck.pc
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)

@@ -1,0 +1,57 @@
+#!/bin/bash
+# Installs a build below a temporary prefix, then configures, builds and runs a separate project
+# against it, once by CMake and once by pkg-config.
+#
+#   consumer_test.sh BUILD_DIRECTORY
+set -euo pipefail
+export LC_ALL=C
+build=$1
+here=$(cd "$(dirname "$0")" && pwd)
+tmp=$(mktemp -d "${TMPDIR:-/tmp}/zemo consumer.XXXXXX") # the blank is meant
+trap 'rm -rf "$tmp"' EXIT
+prefix=$tmp/prefix
+
+fail() {
+  echo "consumer_test: $*" >&2
+  exit 1
+}
+
+cmake --install "$build" --prefix "$prefix" >"$tmp/install.log" || fail "installing failed"
+libdir=$(dirname "$(find "$prefix" -name libzemoselfcheck.so.1.0)")
+
+echo "== by CMake"
+cmake -S "$here/consumer" -B "$tmp/build" -DCMAKE_PREFIX_PATH="$prefix" >"$tmp/configure.log"
+cmake --build "$tmp/build" >"$tmp/build.log" || {
+  cat "$tmp/build.log"
+  fail "building by CMake failed"
+}
+LD_LIBRARY_PATH=$libdir "$tmp/build/consumer"
+LD_LIBRARY_PATH=$libdir "$tmp/build/consumer_c"
+
+echo "== by pkg-config"
+export PKG_CONFIG_PATH=$libdir/pkgconfig
+[ "$(pkg-config --modversion zemoselfcheck)" = 1.0.0 ] || fail "wrong version"
+flags=()
+eval "flags=($(pkg-config --define-variable=prefix="$prefix" --cflags --libs zemoselfcheck))"
+g++ -std=c++17 "$here/consumer/consumer.cpp" -o "$tmp/consumer" "${flags[@]}"
+gcc -std=c11 "$here/consumer/consumer.c" -o "$tmp/consumer_c" "${flags[@]}"
+LD_LIBRARY_PATH=$libdir "$tmp/consumer"
+LD_LIBRARY_PATH=$libdir "$tmp/consumer_c"
+
+echo "== components"
+# expect COMPONENT NAME...: exactly these files are installed with the component.
+expect() {
+  local component=$1 found
+  shift
+  rm -rf "$tmp/part"
+  cmake --install "$build" --prefix "$tmp/part" --component "$component" >"$tmp/install.log"
+  found=$(cd "$tmp/part" && find . ! -type d -printf '%f\n' |
+    sed 's/Targets-[a-z]*/Targets-CONFIGURATION/' | sort | tr '\n' ' ')
+  [ "$found" = "$*" ] || fail "component $component installs [$found] instead of [$*]"
+}
+expect runtime "libzemoselfcheck.so.1 libzemoselfcheck.so.1.0 "
+expect platform "libzemocore.so.6 libzemopkg.so.1 "
+expect development "check_error.h core.h export.h file_list.h libzemocore.so libzemopkg.so \
+libzemoselfcheck.so package.h protected_file.h self_check_files.h selfcheck.h zemoselfcheck.pc \
+zemoselfcheckConfig.cmake zemoselfcheckConfigVersion.cmake \
+zemoselfcheckTargets-CONFIGURATION.cmake zemoselfcheckTargets.cmake "
