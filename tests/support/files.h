@@ -1,0 +1,43 @@
+// Small verbs on files. All of them throw when they cannot do what they say.
+
+#ifndef ZEMO_TESTS_SUPPORT_FILES_H
+#define ZEMO_TESTS_SUPPORT_FILES_H
+
+#include <sys/stat.h>
+
+#include <string>
+
+void writeFile(const std::string& path, const std::string& content, mode_t mode = 0644);
+void appendToFile(const std::string& path, const std::string& content);
+std::string readFile(const std::string& path);
+void makeDirectory(const std::string& path);  // and its parents; one that exists is fine
+void makeLink(const std::string& target, const std::string& path);
+void makeFifo(const std::string& path);
+void changeMode(const std::string& path, mode_t mode);
+void remove(const std::string& path);  // with all that is in it
+struct stat statusOf(const std::string& path);  // by lstat
+
+// The entry line that describes the file at `path` as it is, in all columns.
+std::string entryLine(const std::string& path);
+
+// The entry line of these columns.
+std::string entryLine(const std::string& path, const std::string& size, const std::string& hash,
+                      const std::string& type, const std::string& permission,
+                      const std::string& owner, const std::string& group);
+
+// The number of open descriptors of this process.
+int openDescriptors();
+
+// While it lives, this thread may not read files against their permissions, even as root.
+class WithoutFileCapabilities {
+ public:
+  WithoutFileCapabilities();
+  ~WithoutFileCapabilities();
+  WithoutFileCapabilities(const WithoutFileCapabilities&) = delete;
+  WithoutFileCapabilities& operator=(const WithoutFileCapabilities&) = delete;
+
+ private:
+  unsigned int _effective[2];
+};
+
+#endif

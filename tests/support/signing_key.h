@@ -1,0 +1,34 @@
+// A GnuPG key that signs check lists.
+
+#ifndef ZEMO_TESTS_SUPPORT_SIGNING_KEY_H
+#define ZEMO_TESTS_SUPPORT_SIGNING_KEY_H
+
+#include <string>
+
+#include "support/temporary_directory.h"
+
+class SigningKey {
+ public:
+  // Makes a new key, in a home directory of its own.
+  SigningKey();
+  ~SigningKey();  // ends the key's agent
+  SigningKey(const SigningKey&) = delete;
+  SigningKey& operator=(const SigningKey&) = delete;
+
+  // Puts the public key into the key ring in `homeDirectory`.
+  void trustedBy(const std::string& homeDirectory) const;
+
+  // Writes the detached signature of `list` to `list`.asc.
+  void sign(const std::string& list) const;
+
+ private:
+  TemporaryDirectory _home;
+};
+
+// Runs a command by the shell; throws when its exit status is not 0.
+void runShell(const std::string& command);
+
+// `text` as one word for the shell.
+std::string quoted(const std::string& text);
+
+#endif

@@ -1,0 +1,17 @@
+#include "support/temporary_directory.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <stdexcept>
+
+TemporaryDirectory::TemporaryDirectory() {
+  const char* const parent = getenv("TMPDIR");
+  _path = std::string(parent != nullptr ? parent : "/tmp") + "/zemo-test.XXXXXX";
+  if (mkdtemp(_path.data()) == nullptr)
+    throw std::runtime_error("cannot make " + _path);
+}
+
+TemporaryDirectory::~TemporaryDirectory() {
+  std::error_code ignored;  // a member that cannot be removed must not hide the test's own result
+  std::filesystem::remove_all(_path, ignored);
+}
