@@ -33,7 +33,7 @@ SigningKey::~SigningKey() {
 
 void SigningKey::trustedBy(const std::string& homeDirectory) const {
   runShell("gpg --homedir " + quoted(_home.path()) + " --batch --export | gpg --homedir " +
-           quoted(homeDirectory) + " --batch --quiet --no-permission-warning --import 2>/dev/null");
+           quoted(homeDirectory) + " --batch --quiet --no-autostart --no-permission-warning --import 2>/dev/null");
 }
 
 void SigningKey::sign(const std::string& list) const {
