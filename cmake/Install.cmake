@@ -23,6 +23,8 @@ install(FILES ${PROJECT_BINARY_DIR}/zemoselfcheckConfig.cmake
   ${PROJECT_BINARY_DIR}/zemoselfcheckConfigVersion.cmake
   DESTINATION ${cmake_dir} COMPONENT development)
 
+file(RELATIVE_PATH include_from_pc
+  ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_FULL_INCLUDEDIR})
 configure_file(cmake/zemoselfcheck.pc.in ${PROJECT_BINARY_DIR}/zemoselfcheck.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/zemoselfcheck.pc
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)

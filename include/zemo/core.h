@@ -26,7 +26,7 @@ extern "C" {
 /* Error codes that the core library sets. */
 enum {
   VLIB_ERR_NONE = 0,
-  VLIB_ERR_OUT_OF_MEMORY = 0x0200, /* memory, processes or descriptors are exhausted */
+  VLIB_ERR_OUT_OF_MEMORY = 0x0200, /* memory or processes are exhausted */
   VLIB_ERR_BAD_PARAMETER = 0x0D00, /* an argument was null, negative or not understood */
   VLIB_ERR_PROGRAM_FAILED = 0x2200 /* the program could not be run or did not exit with status 0 */
 };
@@ -104,14 +104,19 @@ enum {
  * exhausted memory or processes, a program that cannot be executed, another exit status, death by
  * a signal) gives a negative value.
  *
- * The program is a grandchild of the caller. The caller's SIGCHLD disposition and wait calls have
- * no part in it: the result is right even if the caller ignores SIGCHLD or reaps every child
- * itself, and the caller gets no SIGCHLD. The cost does not depend on how much memory the caller
- * uses.
+ * The program inherits working directory, umask and limits, and, without VLIB_EXEC_ISOLATE, signal
+ * mask and ignored signals, but no handlers.
  *
- * Signals for the calling thread are held back until the call returns; a fatal one ends the caller
- * then, not before. A program that is stopped while it is being waited for is continued, so that a
- * stop from the terminal does not hold the caller for ever. The call is no cancellation point.
+ * The program is a grandchild of the caller. With VLIB_EXEC_WAIT the caller's SIGCHLD disposition
+ * and wait calls have no part in it: the result is right even if the caller ignores SIGCHLD or
+ * reaps every child itself, and the caller gets no SIGCHLD. A program that was not waited for is
+ * reaped by init, or by the caller if the caller has taken on init's duty. The cost does not depend
+ * on how much memory the caller uses.
+ *
+ * The calling thread takes signals, other than SIGKILL, only when the call returns; other threads
+ * go on as usual, but for set*id() calls, which wait for it. A program that is stopped while it is
+ * being waited for is continued, so that a stop from the terminal does not hold the caller for
+ * ever. The call is no cancellation point.
  */
 ZEMO_EXPORT int VLIBExecl(const char* program, int options, ...);
 

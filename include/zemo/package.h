@@ -7,6 +7,7 @@
 // A package name is taken verbatim and becomes part of these paths: a name with slashes or "..",
 // such as a/../b, names whatever directory the path leads to, and an empty name names
 // /var/packages/target. Callers that get names from outside have to reject such names themselves.
+// Only a name with a NUL in it names no package.
 //
 // Threads: every function may be called from any thread.
 

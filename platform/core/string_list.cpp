@@ -89,25 +89,29 @@ const char* VLIBSzListGet(const VLIBSzList* list, int index) {
 int VLIBSzListPush(VLIBSzList** list, const char* item) {
   if (list == nullptr || *list == nullptr || item == nullptr)
     return failure(VLIB_ERR_BAD_PARAMETER);
-  if ((*list)->count == INT_MAX || !reserve(list, (*list)->count + 1))
+  // Everything that can fail comes before the list changes.
+  size_t const size = strlen(item) + 1;
+  char* moved = nullptr;
+  size_t const room = 2 * (full(*list)->textSize + size);
+  if (size > full(*list)->textRoom - full(*list)->textSize) {
+    moved = static_cast<char*>(malloc(room));
+    if (moved == nullptr)
+      return failure(VLIB_ERR_OUT_OF_MEMORY);
+  }
+  if ((*list)->count == INT_MAX || !reserve(list, (*list)->count + 1)) {
+    free(moved);
     return failure(VLIB_ERR_OUT_OF_MEMORY);
+  }
 
   StringList* const target = full(*list);
-  size_t const size = strlen(item) + 1;
-  if (size > target->textRoom - target->textSize) {
-    // A new block instead of realloc: `item` may be one of the list's own.
-    size_t const room = 2 * (target->textSize + size);
-    auto* const text = static_cast<char*>(malloc(room));
-    if (text == nullptr)
-      return failure(VLIB_ERR_OUT_OF_MEMORY);
+  char* const text = moved != nullptr ? moved : target->text;
+  memcpy(text + target->textSize, item, size);  // before the old text goes: it may hold the item
+  if (moved != nullptr) {
     if (target->textSize > 0)
-      memcpy(text, target->text, target->textSize);
-    memcpy(text + target->textSize, item, size);
+      memcpy(moved, target->text, target->textSize);
     free(target->text);
-    target->text = text;
+    target->text = moved;
     target->textRoom = room;
-  } else {
-    memcpy(target->text + target->textSize, item, size);
   }
   target->starts()[target->head.count] = target->textSize;
   target->textSize += size;

@@ -44,6 +44,11 @@ int readShortFile(const std::string& path, std::string& content) {
   return error;
 }
 
+// A path would end at a NUL in a name, and lead to another package.
+bool isPathText(const std::string& name) {
+  return name.find('\0') == std::string::npos;
+}
+
 // What a password entry can have as a name: no blank, control character, ':' or '/'.
 bool isUserName(const std::string& text) {
   return !text.empty() && text.size() <= longestName &&
@@ -61,10 +66,13 @@ std::string noName(int code) {
 
 bool ZEMOPackageTool::PMSCheckPackage(const std::string& name) {
   struct stat st = {};
-  return stat((packagesDir + name + "/target").c_str(), &st) == 0 && S_ISDIR(st.st_mode);
+  return isPathText(name) && stat((packagesDir + name + "/target").c_str(), &st) == 0 &&
+         S_ISDIR(st.st_mode);
 }
 
 std::string ZEMOPackageTool::PMSGetPkgUserName(const std::string& name) {
+  if (!isPathText(name))
+    return noName(ZEMO_PACKAGE_BAD_USER);
   std::string user;
   int const error = readShortFile(packagesDir + name + "/user", user);
   if (error == ENOENT)

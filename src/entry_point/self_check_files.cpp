@@ -7,16 +7,15 @@
 
 #include "file_list/paths.h"
 #include "log.h"
+#include "string_list.h"
 
 namespace {
 
-std::vector<std::string> itemsOf(const VLIBSzList* list) {
+std::vector<std::string> itemsOf(const VLIBSzList& list) {
   std::vector<std::string> items;
-  items.reserve(static_cast<size_t>(std::max(list->count, 0)));
-  for (int32_t i = 0; i < list->count; ++i) {
-    const char* const item = VLIBSzListGet(list, i);
-    items.emplace_back(item != nullptr ? item : "");  // keeps the results in line with the paths
-  }
+  items.reserve(static_cast<size_t>(std::max(list.count, 0)));
+  for (int32_t i = 0; i < list.count; ++i)
+    items.push_back(ZEMO::SELF_CHECK::itemOf(list, i));
   return items;
 }
 
@@ -32,7 +31,7 @@ int SelfCheckFiles(VLIBSzList* paths, SELFCHECK_RESULT* results) {
     log::nullArgument();
     return -1;
   }
-  std::vector<std::string> const items = itemsOf(paths);
+  std::vector<std::string> const items = itemsOf(*paths);
   if (!list.loadList(true)) {
     log::loadFailed();
     return -1;

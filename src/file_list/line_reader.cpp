@@ -1,39 +1,24 @@
 #include "file_list/line_reader.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
+
+#include "open_file.h"
 
 namespace ZEMO::SELF_CHECK {
 namespace {
 
 constexpr size_t bufferSize = size_t{64} * 1024;
 
-// Non-blocking, so that a FIFO does not make the open wait for a writer.
-int openForReading(const std::string& path) {
-  int fd = -1;
-  do {
-    fd = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
-  } while (fd < 0 && errno == EINTR);
-  return fd;
-}
-
-bool isRegularFile(int fd) {
-  struct stat st = {};
-  return fstat(fd, &st) == 0 && S_ISREG(st.st_mode);
-}
-
 }  // namespace
 
 // The buffer comes first: were it made after the open and memory short, the descriptor would leak.
 LineReader::LineReader(const std::string& path) : _fd(-1), _buffer(bufferSize) {
-  _fd = openForReading(path);
+  _fd = openFile(path, 0);
   // A list that arrives through a pipe may be cut off anywhere without a read error to show for it.
-  if (_fd >= 0 && !isRegularFile(_fd))
-    _buffer.clear();
+  _readable = isOpen() && isRegularFile(_fd);
 }
 
 LineReader::~LineReader() {
@@ -42,7 +27,7 @@ LineReader::~LineReader() {
 }
 
 bool LineReader::fill() {
-  if (_fd < 0 || _buffer.empty())
+  if (!_readable)
     return false;
   ssize_t count = -1;
   do {

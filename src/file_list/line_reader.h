@@ -30,6 +30,7 @@ class LineReader {
   bool fill();
 
   int _fd;
+  bool _readable = false;
   std::vector<char> _buffer;
   size_t _begin = 0;  // what has been read and not handed out is [_begin, _end) of _buffer
   size_t _end = 0;

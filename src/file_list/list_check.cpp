@@ -26,8 +26,10 @@ bool FileList::checkFiles(CHECK_ITEM items) const {
       log::checkFailed(entry->_path);
     if (!changed)
       continue;
-    for (const Hook& hook : _hooks)
+    for (size_t i = 0; i < _hooks.size(); ++i) {
+      Hook const hook = _hooks[i];  // the vector may move while a hook adds another one
       hook(entry, changed);
+    }
     if (changed)
       intact = false;
   }

@@ -10,8 +10,10 @@
 #include <algorithm>
 #include <cerrno>
 #include <memory>
+#include <utility>
 
 #include "log.h"
+#include "open_file.h"
 #include "protected_file/digest.h"
 #include "protected_file/formatted.h"
 #include "protected_file/mismatch.h"
@@ -27,7 +29,7 @@ using Directory = std::unique_ptr<DIR, CloseDirectory>;
 
 // Unlike opendir, does not follow a symbolic link that was put at the path since it was examined.
 Directory openDirectory(const std::string& path) {
-  int const fd = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+  int const fd = openFile(path, O_DIRECTORY | O_NOFOLLOW);
   Directory directory(fd < 0 ? nullptr : fdopendir(fd));
   if (!directory && fd >= 0)
     (void)close(fd);

@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <openssl/evp.h>
-#include <sys/stat.h>
 #include <unistd.h>
 #include <zemo/selfcheck/protected_file.h>
 
@@ -12,6 +11,7 @@
 #include <memory>
 
 #include "log.h"
+#include "open_file.h"
 
 namespace ZEMO::SELF_CHECK {
 namespace {
@@ -65,7 +65,10 @@ bool digestStream(FILE* file, std::string& digest) {
 
   unsigned char block[blockSize];
   while (feof(file) == 0) {
+    errno = 0;
     size_t const count = fread(block, 1, sizeof block, file);
+    if (ferror(file) != 0 && errno == EINTR)
+      clearerr(file);
     if (ferror(file) != 0 || EVP_DigestUpdate(context.get(), block, count) != 1)
       return false;
   }
@@ -94,26 +97,20 @@ bool digestDescriptor(int fd, const std::string& path, std::string& digest) {
   return digestStream(file.get(), digest);
 }
 
-int openRetrying(const std::string& path, int flags) {
-  int fd = -1;
-  do {
-    fd = open(path.c_str(), flags | O_RDONLY | O_CLOEXEC | O_NOCTTY);
-  } while (fd < 0 && errno == EINTR);
-  return fd;
-}
-
 }  // namespace
 
 // NOLINTNEXTLINE(performance-unnecessary-value-param): the signature is what callers link against
 bool calculateHash(std::string path, std::string& digest) {
-  return digestDescriptor(openRetrying(path, 0), path, digest);
+  int fd = -1;
+  do {
+    fd = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY);  // waits, unlike openFile
+  } while (fd < 0 && errno == EINTR);
+  return digestDescriptor(fd, path, digest);
 }
 
 bool calculateRegularFileHash(const std::string& path, std::string& digest) {
-  // Non-blocking, so that a FIFO put at the path since does not make the open wait for a writer.
-  int const fd = openRetrying(path, O_NOFOLLOW | O_NONBLOCK);
-  struct stat st = {};
-  if (fd >= 0 && (fstat(fd, &st) != 0 || !S_ISREG(st.st_mode))) {
+  int const fd = openFile(path, O_NOFOLLOW);
+  if (fd >= 0 && !isRegularFile(fd)) {
     (void)close(fd);
     log::openFailed(path);
     return false;

@@ -7,6 +7,7 @@
 #include <memory>
 
 #include "log.h"
+#include "string_list.h"
 
 namespace ZEMO::SELF_CHECK {
 namespace {
@@ -68,16 +69,15 @@ ProtectedFile::ProtectedFile(std::string line) {
   // The list's own count decides, not the splitter's result: a core library is free to report
   // success in another way than by the count.
   if (columns->count >= columnCount) {
-    const VLIBSzList* list = columns.get();
-    _path = VLIBSzListGet(list, 0);
+    _path = itemOf(*columns, 0);
     if (!_path.empty() && _path.front() == '-')
       _path.erase(0, 1);
-    _size = VLIBSzListGet(list, 1);
-    _hash = VLIBSzListGet(list, 2);
-    _type = VLIBSzListGet(list, 3);
-    _permission = VLIBSzListGet(list, 4);
-    _owner = VLIBSzListGet(list, 5);
-    _group = VLIBSzListGet(list, 6);
+    _size = itemOf(*columns, 1);
+    _hash = itemOf(*columns, 2);
+    _type = itemOf(*columns, 3);
+    _permission = itemOf(*columns, 4);
+    _owner = itemOf(*columns, 5);
+    _group = itemOf(*columns, 6);
   }
 
   if (_pkginfo.isSet)

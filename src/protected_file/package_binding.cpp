@@ -5,6 +5,8 @@
 #include <zemo/package.h>
 #include <zemo/selfcheck/protected_file.h>
 
+#include <utility>
+
 #include "log.h"
 
 namespace ZEMO::SELF_CHECK {
@@ -24,7 +26,7 @@ bool bindUser(const std::string& package, PkgInfo& info) {
   // A user without a password entry counts like no user at all: binding the ids of another package
   // instead would check the files against the wrong owner.
   //
-  // getpwnam is not thread-safe, and need not be here: the binding that it fills is not either.
+  // Not getpwnam_r: the binding that is filled here must not be used by two threads at once either.
   const passwd* const account = user.empty() ? nullptr : getpwnam(user.c_str());
   if (account == nullptr) {
     log::noPackageUser(package);

@@ -9,9 +9,12 @@
 // package, whose set lies in /usr/zemo/selfcheck/packages/NAME. A set's lists are the files
 // NAME.MODE.*.list of its directory.
 //
+// Names and modes become parts of paths and patterns as they are: a caller that gets them from
+// outside has to reject '/', and the wildcards of glob(), itself.
+//
 // Errors: operations return true for success. The reason of a failure is in the system log, at
-// priority LOG_ERR. Only std::bad_alloc, and boost::bad_function_call from an empty hook, are ever
-// thrown.
+// priority LOG_ERR. Only std::bad_alloc, boost::bad_function_call from an empty hook, and what
+// hooks throw themselves reach the caller.
 //
 // Threads: one FileList must be used by one thread at a time, and so must lists that share entries.
 // Loading a package's set must not run at the same time as any other loading, because all sets
@@ -23,7 +26,7 @@
 #include <zemo/export.h>
 #include <zemo/selfcheck/check_error.h>
 #include <zemo/selfcheck/protected_file.h>
-#include <zemo/selfcheck/self_check_files.h>
+#include <zemo/selfcheck/self_check_result.h>
 
 #include <boost/function.hpp>
 #include <boost/shared_ptr.hpp>
@@ -34,9 +37,12 @@
 // Finds files and puts them in the order in which a set is read. `pattern` goes to the system's
 // glob() with GLOB_TILDE; `listDir` is the directory whose file `listorder` gives the order, one
 // file name a line. Files that it does not name come first, in byte order of their paths; the named
-// ones follow in the order of the last line that names each.
+// ones follow in the order of the last line that names each. Names can only be found again in a
+// pattern that begins with `listDir` and "/". An order file that cannot be opened is logged and
+// names nothing.
 //
 // Returns the paths as the pattern matcher gives them; none when nothing matches or matching fails.
+// Threads: may be called from any thread at any time.
 ZEMO_EXPORT std::vector<std::string> glob(const std::string& listDir, const std::string& pattern);
 
 namespace ZEMO::SELF_CHECK {
@@ -49,7 +55,8 @@ class ZEMO_EXPORT FileList {
  public:
   // Called by check() for an entry with mismatches, with that entry and its `changed` flag. Setting
   // the flag to false accepts the entry: it no longer counts against the result. The returned value
-  // is ignored. A hook must not erase entries from the list's map.
+  // is ignored. A hook must neither load the list nor erase entries from its map. It is not called
+  // for an entry whose content could not be read and that has no mismatch otherwise.
   using Hook = boost::function2<int, boost::shared_ptr<ProtectedFile>&, bool&>;
 
   // Entries by path, in byte order of the paths.
@@ -66,7 +73,8 @@ class ZEMO_EXPORT FileList {
 
   // Finds the set's lists, verifies the signature of every one when `verifySignatures` is true,
   // merges them in order into the map (later lists override earlier ones) and collects the members
-  // of fixed directories. No list is merged unless all verify.
+  // of fixed directories. No list is merged unless all verify. In the pattern of the file names,
+  // but not in the directory, "../" is removed from the set's name.
   //
   // Returns false when there is no list (not logged), or one does not verify or parse; the lists
   // read before one that does not parse stay merged. Entries that are in the map already stay,
@@ -87,7 +95,8 @@ class ZEMO_EXPORT FileList {
 
   // Merges the list at the path `list` into the map. For a package's set it first binds the
   // package's placeholders. Returns false, with the map unchanged, when the list cannot be opened,
-  // its first two lines are not those of a check list, or the package cannot be bound.
+  // its first two lines are not those of a check list, or the package cannot be bound. What is not
+  // a regular file has no lines.
   bool parseList(const std::string& list);
 
   // Collects the directories whose members are fixed and gives each entry the names of its members.
@@ -99,8 +108,11 @@ class ZEMO_EXPORT FileList {
   bool check(CHECK_ITEM items);
 
   // Compares every entry with the disk, in path order, never stopping early, and lets the hooks see
-  // each entry with mismatches. Returns true when no mismatch is left that no hook accepted. An
-  // entry whose content cannot be read is logged; that alone does not make the result false.
+  // each entry with mismatches. Returns true when no mismatch is left that no hook accepted.
+  //
+  // An entry whose content cannot be read is logged, and that alone does NOT make the result false.
+  // Callers to whom that matters check the entries of getProtectedFiles() themselves, or name their
+  // paths to the other checkFiles().
   bool checkFiles(CHECK_ITEM items) const;
 
   // Compares the named paths with their entries in every attribute and appends one result per path

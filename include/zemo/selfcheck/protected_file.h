@@ -9,7 +9,8 @@
 //
 // Threads: different entries may be checked by different threads at the same time; one entry must
 // not be checked by two. Constructing entries reads the package binding (_pkginfo), which is
-// process-wide and unlocked, so no entry may be constructed while setPkg runs.
+// process-wide and unlocked, so while setPkg runs no entry may be constructed and no other setPkg
+// may run. setPkg uses getpwnam, so no other thread may use the functions of <pwd.h> meanwhile.
 
 #ifndef ZEMO_SELFCHECK_PROTECTED_FILE_H
 #define ZEMO_SELFCHECK_PROTECTED_FILE_H
@@ -36,7 +37,7 @@ struct ZEMO_EXPORT PkgInfo {
 
 class ZEMO_EXPORT ProtectedFile {
  public:
-  std::string _path;  // absolute path; the key of the entry in its list
+  std::string _path;  // absolute path, the key of the entry in its list; empty for a useless line
   std::string _size;  // bytes, decimal
   // Regular file: SHA-1 of the content, 40 lower-case hexadecimal digits. Symbolic link: the
   // target. Character device: "major,minor". Directory: "FIXED" when it may hold listed members
@@ -74,10 +75,12 @@ class ZEMO_EXPORT ProtectedFile {
   // content could not be read (the reason is in the system log).
   bool check(bool& changed, CHECK_ITEM items);
 
-  // The CHECK_ITEM_HASH part of check(), for a file whose lstat result is `st`.
+  // The CHECK_ITEM_HASH part of check(), for a file whose lstat result is `st`; sets `changed` as
+  // check() does.
   //
-  // Returns true on FAILURE: when the content could not be read (the reason is in the system log).
-  // Returns false when the comparison was made or there was nothing to compare.
+  // Returns true on FAILURE: when the content could not be read (the reason is in the system log),
+  // also because there is another type of file at the path by now. Returns false when the
+  // comparison was made or there was nothing to compare.
   bool checkHash(const struct stat& st, bool& changed);
 
   // Binds the placeholders to the installed package `pkg`, whose name is used verbatim: takes the

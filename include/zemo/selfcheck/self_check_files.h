@@ -14,26 +14,9 @@
 #ifndef ZEMO_SELFCHECK_SELF_CHECK_FILES_H
 #define ZEMO_SELFCHECK_SELF_CHECK_FILES_H
 
-#include <stdint.h>
 #include <zemo/core.h>
 #include <zemo/export.h>
-
-/*
- * What was found for one path: one 32-bit word of flags, bit 0 first. All zero means that the path
- * is listed and nothing about it was found wrong.
- */
-typedef struct SELFCHECK_RESULT {
-  uint32_t sizeError : 1;       /* 0x001: the size differs */
-  uint32_t ownerError : 1;      /* 0x002: the numeric owner id differs */
-  uint32_t groupError : 1;      /* 0x004: the numeric group id differs */
-  uint32_t typeError : 1;       /* 0x008: it is another type of file */
-  uint32_t permissionError : 1; /* 0x010: the permission, set-id or sticky bits differ */
-  uint32_t hashError : 1;       /* 0x020: content, link target or device numbers differ */
-  uint32_t notExist : 1;        /* 0x040: it is missing or cannot be examined */
-  uint32_t notListed : 1;       /* 0x080: no list names this path */
-  uint32_t inFixedDir : 1;      /* 0x100: not listed, in a directory with fixed members */
-  uint32_t reserved : 23;       /* always zero */
-} SELFCHECK_RESULT;
+#include <zemo/selfcheck/self_check_result.h>
 
 #ifdef __cplusplus
 extern "C" {
@@ -52,7 +35,7 @@ extern "C" {
  * results. Returns -1, with the reason in the system log and `results` untouched, when an argument
  * is NULL, when the set has no lists or one of them does not verify or parse, or when the content
  * of a listed file cannot be read. When memory is exhausted it throws std::bad_alloc, which a C++
- * caller can catch; it throws nothing else.
+ * caller can catch and which ends a C program; it throws nothing else.
  *
  * Threads: may be called from several threads at once, as long as no thread loads a package's list
  * set (ZEMO::SELF_CHECK::FileList) at the same time.
