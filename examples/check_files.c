@@ -9,11 +9,12 @@ int main(int argc, char** argv) {
   openlog("check_files", LOG_PERROR, LOG_USER); /* show the library's log lines here, too */
   VLIBSzList* paths = VLIBSzListAlloc(argc);
   SELFCHECK_RESULT* results = calloc((size_t)argc, sizeof *results);
-  int ready = paths != NULL && results != NULL;
-  for (int i = 1; ready && i < argc; i++)
-    ready = VLIBSzListPush(&paths, argv[i]) == i;
-  int checked = ready && SelfCheckFiles(paths, results) == 0;
-  for (int i = 1; checked && i < argc; i++) {
+  for (int i = 1; i < argc; i++)
+    if (VLIBSzListPush(&paths, argv[i]) < 0)
+      exit(2);
+  if (SelfCheckFiles(paths, results) != 0)
+    exit(2);
+  for (int i = 1; i < argc; i++) {
     uint32_t flags;
     memcpy(&flags, &results[i - 1], sizeof flags);
     printf("%s: 0x%03x%s%s%s\n", argv[i], flags, flags == 0 ? " intact" : "",
@@ -22,5 +23,5 @@ int main(int argc, char** argv) {
   }
   free(results);
   VLIBSzListFree(paths);
-  return checked ? 0 : 2;
+  return 0;
 }

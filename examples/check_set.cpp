@@ -1,5 +1,4 @@
-// Checks a set of lists, the system's own or a package's, and prints every mismatch: check_set
-// [SET]
+// Checks a set of lists and prints every mismatch: check_set [PACKAGE]
 #include <syslog.h>
 #include <zemo/selfcheck.h>
 
@@ -8,9 +7,9 @@
 using namespace ZEMO::SELF_CHECK;
 
 int main(int argc, char** argv) {
-  openlog("check_set", LOG_PERROR, LOG_USER);  // show the library's log lines here, too
-  FileList list(argc > 1 ? argv[1] : "wam", "full");
-  if (!list.loadList(true))  // true: verify every signature first
+  openlog("check_set", LOG_PERROR, LOG_USER);         // show the library's log lines here, too
+  FileList list(argc > 1 ? argv[1] : "wam", "full");  // "wam": the operating system's own set
+  if (!list.loadList(true))                           // true: verify every signature first
     return 2;
   list.addHook([](boost::shared_ptr<ProtectedFile>& file, bool&) {
     for (CheckError* error : file->_errors)

@@ -32,7 +32,7 @@ echo "== by pkg-config"
 export PKG_CONFIG_PATH=$libdir/pkgconfig
 [ "$(pkg-config --modversion zemoselfcheck)" = 1.0.0 ] || fail "wrong version"
 flags=()
-eval "flags=($(pkg-config --define-variable=prefix="$prefix" --cflags --libs zemoselfcheck))"
+eval "flags=($(pkg-config --cflags --libs zemoselfcheck))"
 g++ -std=c++17 "$here/consumer/consumer.cpp" -o "$tmp/consumer" "${flags[@]}"
 gcc -std=c11 "$here/consumer/consumer.c" -o "$tmp/consumer_c" "${flags[@]}"
 LD_LIBRARY_PATH=$libdir "$tmp/consumer"
@@ -52,6 +52,26 @@ expect() {
 expect runtime "libzemoselfcheck.so.1 libzemoselfcheck.so.1.0 "
 expect platform "libzemocore.so.6 libzemopkg.so.1 "
 expect development "check_error.h core.h export.h file_list.h libzemocore.so libzemopkg.so \
-libzemoselfcheck.so package.h protected_file.h self_check_files.h selfcheck.h zemoselfcheck.pc \
+libzemoselfcheck.so package.h protected_file.h self_check_files.h self_check_result.h selfcheck.h zemoselfcheck.pc \
 zemoselfcheckConfig.cmake zemoselfcheckConfigVersion.cmake \
 zemoselfcheckTargets-CONFIGURATION.cmake zemoselfcheckTargets.cmake "
+
+echo "== with the platform libraries of the machine"
+# As on a machine where the maker's are: without headers or link names of their own.
+mkdir "$tmp/machine"
+cp "$libdir/libzemocore.so.6" "$libdir/libzemopkg.so.1" "$tmp/machine"
+cmake -S "$here/../.." -B "$tmp/external" -DZEMO_PLATFORM=OFF -DZEMO_EXAMPLES=OFF \
+  -DCMAKE_LIBRARY_PATH="$tmp/machine" -DCMAKE_INSTALL_PREFIX="$tmp/other" >"$tmp/configure.log"
+cmake --build "$tmp/external" --target install >"$tmp/build.log" || {
+  cat "$tmp/build.log"
+  fail "building with the machine's platform libraries failed"
+}
+[ -z "$(find "$tmp/other" -name 'libzemocore*')" ] || fail "the core library was installed"
+cmake -S "$here/consumer" -B "$tmp/build2" -DCMAKE_PREFIX_PATH="$tmp/other" \
+  -DCMAKE_LIBRARY_PATH="$tmp/machine" >"$tmp/configure.log"
+cmake --build "$tmp/build2" >"$tmp/build.log" || {
+  cat "$tmp/build.log"
+  fail "building the consumer with the machine's platform libraries failed"
+}
+otherlib=$(dirname "$(find "$tmp/other" -name libzemoselfcheck.so.1.0)")
+LD_LIBRARY_PATH=$otherlib:$tmp/machine "$tmp/build2/consumer"

@@ -9,7 +9,7 @@ namespace {
 
 void empty(const std::string& directory) {
   for (const auto& member : std::filesystem::directory_iterator(directory))
-    remove(member.path());
+    ::remove(member.path());  // not the standard library's, which removes no full directory
 }
 
 }  // namespace

@@ -14,7 +14,7 @@ struct ExecCall {
   std::vector<std::string> words;
 };
 
-// What VLIBExecl was called with , oldest first. Tests clear it.
+// What VLIBExecl was called with, oldest first. Tests clear it.
 extern std::vector<ExecCall> execCalls;
 
 // Decides what VLIBExecl returns, without running anything; empty: 0.
