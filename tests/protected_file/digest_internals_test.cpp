@@ -1,0 +1,77 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "protected_file/digest.h"
+#include "protected_file/time_limit.h"
+#include "support/files.h"
+#include "support/recorded_log.h"
+#include "support/temporary_directory.h"
+
+namespace {
+
+using ZEMO::SELF_CHECK::calculateRegularFileHash;
+
+class RegularFileHashTest : public ::testing::Test {
+ protected:
+  RegularFileHashTest() : path(_directory / "file") {}
+
+  void SetUp() override {
+    clearLog();
+    _descriptorsBefore = openDescriptors();
+  }
+
+  void TearDown() override { EXPECT_EQ(openDescriptors(), _descriptorsBefore); }
+
+  std::string in(const std::string& name) const { return _directory / name; }
+
+  void expectOpenFailure() const {
+    std::string digest = "what was there before";
+    EXPECT_FALSE(calculateRegularFileHash(path, digest));
+    EXPECT_EQ(digest, "what was there before");
+    EXPECT_THAT(recordedLog(), ::testing::ElementsAre(
+                                   logged("protected_file", 365, "Open file [%s] failed", path)));
+  }
+
+ private:
+  TimeLimit _limit;
+  TemporaryDirectory _directory;
+  int _descriptorsBefore = 0;
+
+ protected:
+  std::string path;
+};
+
+TEST_F(RegularFileHashTest, RegularFileIsDigested) {
+  writeFile(path, "abc");
+  std::string digest = "what was there before";
+  EXPECT_TRUE(calculateRegularFileHash(path, digest));
+  EXPECT_EQ(digest, "a9993e364706816aba3e25717850c26c9cd0d89d");
+  EXPECT_THAT(recordedLog(), ::testing::IsEmpty());
+}
+
+TEST_F(RegularFileHashTest, MissingFileFails) {
+  expectOpenFailure();
+}
+
+TEST_F(RegularFileHashTest, LinkFails) {
+  writeFile(in("target"), "abc");
+  makeLink("target", path);
+  expectOpenFailure();
+}
+
+TEST_F(RegularFileHashTest, FifoFails) {
+  makeFifo(path);
+  expectOpenFailure();
+}
+
+TEST_F(RegularFileHashTest, DirectoryFails) {
+  makeDirectory(path);
+  expectOpenFailure();
+}
+
+TEST_F(RegularFileHashTest, DeviceFails) {
+  path = "/dev/null";
+  expectOpenFailure();
+}
+
+}  // namespace

@@ -1,0 +1,221 @@
+// The members of directories.
+
+#include <dirent.h>
+#include <dlfcn.h>
+#include <fcntl.h>
+
+#include <cerrno>
+
+#include "protected_file/content_check_fixture.h"
+
+namespace {
+
+// Reading a directory fails after this many members, . and .. included; never when negative.
+int readableMembers = -1;
+bool everyDirectoryIsCloseOnExec = true;
+
+}  // namespace
+
+// Before the C library makes it close on exec by itself.
+DIR* fdopendir(int fd) {
+  static auto* const real = reinterpret_cast<DIR* (*)(int)>(dlsym(RTLD_NEXT, "fdopendir"));
+  if ((fcntl(fd, F_GETFD) & FD_CLOEXEC) == 0)
+    everyDirectoryIsCloseOnExec = false;
+  return real(fd);
+}
+
+// readdir64 by its other name.
+dirent* readdir(DIR* directory) {
+  static auto* const real = reinterpret_cast<dirent* (*)(DIR*)>(dlsym(RTLD_NEXT, "readdir64"));
+  if (readableMembers == 0) {
+    errno = EIO;
+    return nullptr;
+  }
+  if (readableMembers > 0)
+    --readableMembers;
+  return real(directory);
+}
+
+namespace {
+
+using namespace ZEMO::SELF_CHECK;
+using ::testing::ElementsAre;
+using ::testing::ElementsAreArray;
+using ::testing::IsEmpty;
+using ::testing::UnorderedElementsAre;
+
+class DirectoryCheckTest : public ContentCheckTest {
+ protected:
+  void SetUp() override {
+    ContentCheckTest::SetUp();
+    readableMembers = -1;
+    everyDirectoryIsCloseOnExec = true;
+  }
+
+  void TearDown() override {
+    readableMembers = -1;
+    ContentCheckTest::TearDown();
+  }
+
+  std::vector<std::string> checkFixed(std::vector<std::string> fixedEntries) const {
+    return check("FIXED", statusOf(path), std::move(fixedEntries));
+  }
+
+  void makeMembers(const std::vector<std::string>& names) const {
+    makeDirectory(path);
+    for (const std::string& name : names)
+      writeFile(path + "/" + name, "");
+  }
+
+  std::string unknown(const std::string& name) const {
+    return path + "/" + name + " is unknown file";
+  }
+
+  void expectOpenDirectoryFailureLogged() const {
+    EXPECT_THAT(recordedLog(),
+                ElementsAre(logged("protected_file", 262, "opendir [%s] failed", path)));
+  }
+};
+
+TEST_F(DirectoryCheckTest, EmptyDirectoryIsIntact) {
+  makeDirectory(path);
+  EXPECT_THAT(checkFixed({}), IsEmpty());
+  EXPECT_THAT(checkFixed({"absent"}), IsEmpty());
+}
+
+TEST_F(DirectoryCheckTest, AllowedMembersAreIntact) {
+  makeMembers({"a", "b"});
+  EXPECT_THAT(checkFixed({"b", "a"}), IsEmpty());
+}
+
+TEST_F(DirectoryCheckTest, AllowedMembersMayBeAbsent) {
+  makeMembers({"a"});
+  EXPECT_THAT(checkFixed({"a", "absent"}), IsEmpty());
+}
+
+TEST_F(DirectoryCheckTest, StrayMemberIsRecorded) {
+  makeMembers({"a", "evil", "b"});
+  EXPECT_THAT(checkFixed({"a", "b"}), ElementsAre(unknown("evil")));
+}
+
+TEST_F(DirectoryCheckTest, RecordOfStrayMemberHasDirectoryAndBareName) {
+  makeMembers({"evil"});
+  ProtectedFile entry(entryLine(path, "-", "FIXED", "-", "-", "-", "-"));
+  bool changed = false;
+  EXPECT_FALSE(entry.checkHash(statusOf(path), changed));
+  EXPECT_TRUE(changed);
+  ASSERT_EQ(entry._errors.size(), 1U);
+  EXPECT_EQ(entry._errors[0]->_error, CHECK_ERROR_UNKNOWN_FILE);
+  EXPECT_EQ(entry._errors[0]->_filePath, path);
+  EXPECT_EQ(entry._errors[0]->_expected, "");
+  EXPECT_EQ(entry._errors[0]->_actual, "evil");
+}
+
+TEST_F(DirectoryCheckTest, EveryMemberIsUnknownWhenNoneIsAllowed) {
+  makeMembers({"a", "b"});
+  makeDirectory(path + "/c");
+  makeLink("/nowhere", path + "/d");
+  EXPECT_THAT(checkFixed({}),
+              UnorderedElementsAre(unknown("a"), unknown("b"), unknown("c"), unknown("d")));
+}
+
+TEST_F(DirectoryCheckTest, OtherHashTextsOfADirectoryCheckItsMembersToo) {
+  makeMembers({"a"});
+  for (const char* const text : {"", "fixed", "--", contentDigest})
+    EXPECT_THAT(check(text), ElementsAre(unknown("a"))) << text;
+}
+
+TEST_F(DirectoryCheckTest, UncheckedDirectoryIsNotRead) {
+  makeMembers({"a"});
+  changeMode(path, 0);
+  {
+    WithoutFileCapabilities const ordinary;
+    EXPECT_THAT(check("-"), IsEmpty());
+  }
+  changeMode(path, 0700);
+}
+
+TEST_F(DirectoryCheckTest, OnlyDotAndDotDotAreNoMembers) {
+  makeMembers({"...", ".hidden", "..x", ".x"});
+  EXPECT_THAT(checkFixed({}), UnorderedElementsAre(unknown("..."), unknown(".hidden"),
+                                                   unknown("..x"), unknown(".x")));
+  EXPECT_THAT(checkFixed({"...", ".hidden", "..x", ".x"}), IsEmpty());
+}
+
+TEST_F(DirectoryCheckTest, MemberNamesAreComparedAsWholeTexts) {
+  makeMembers({"name"});
+  EXPECT_THAT(checkFixed({"Name", "nam", "names", "", path + "/name"}),
+              ElementsAre(unknown("name")));
+}
+
+TEST_F(DirectoryCheckTest, MembersOfMembersAreNotExamined) {
+  makeDirectory(path + "/sub");
+  writeFile(path + "/sub/file", "");
+  EXPECT_THAT(checkFixed({"sub"}), IsEmpty());
+}
+
+TEST_F(DirectoryCheckTest, StrayMembersAreRecordedInTheOrderOfTheDirectory) {
+  std::vector<std::string> names;
+  for (int i = 0; i < 50; ++i)
+    names.push_back(std::to_string(i * 7919 % 1000));
+  makeMembers(names);
+  std::vector<std::string> inOrder;
+  DIR* const directory = opendir(path.c_str());
+  while (const dirent* const member = readdir(directory))
+    if (member->d_name[0] != '.')
+      inOrder.push_back(unknown(member->d_name));
+  (void)closedir(directory);
+  EXPECT_EQ(inOrder.size(), names.size());
+  EXPECT_THAT(checkFixed({}), ElementsAreArray(inOrder));
+}
+
+TEST_F(DirectoryCheckTest, DirectoryIsOpenedCloseOnExec) {
+  makeMembers({"a"});
+  EXPECT_THAT(checkFixed({"a"}), IsEmpty());
+  EXPECT_TRUE(everyDirectoryIsCloseOnExec);
+}
+
+TEST_F(DirectoryCheckTest, UnreadableDirectoryFails) {
+  makeMembers({"a"});
+  changeMode(path, 0);
+  {
+    WithoutFileCapabilities const ordinary;
+    checkFails("FIXED", statusOf(path));
+  }
+  expectOpenDirectoryFailureLogged();
+  changeMode(path, 0700);
+}
+
+TEST_F(DirectoryCheckTest, VanishedDirectoryFails) {
+  makeDirectory(path);
+  struct stat const before = statusOf(path);
+  remove(path);
+  checkFails("FIXED", before);
+  expectOpenDirectoryFailureLogged();
+}
+
+TEST_F(DirectoryCheckTest, DirectoryThatBecameALinkFailsAndIsNotFollowed) {
+  makeDirectory(in("elsewhere"));
+  makeLink("elsewhere", path);
+  checkFails("FIXED", statusOf(in("elsewhere")));
+  expectOpenDirectoryFailureLogged();
+}
+
+TEST_F(DirectoryCheckTest, DirectoryThatBecameAFifoFailsWithoutWaiting) {
+  makeFifo(path);
+  checkFails("FIXED", statusWith(S_IFDIR));
+  expectOpenDirectoryFailureLogged();
+}
+
+TEST_F(DirectoryCheckTest, ErrorWhileReadingADirectoryFailsWithoutRecords) {
+  makeMembers({"a", "b", "c"});
+  for (int readable = 0; readable < 6; ++readable) {
+    clearLog();
+    readableMembers = readable;
+    checkFails("FIXED", statusOf(path));
+    EXPECT_THAT(recordedLog(),
+                ElementsAre(logged("protected_file", 267, "readdir [%s] failed", path)));
+  }
+}
+
+}  // namespace
