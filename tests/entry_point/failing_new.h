@@ -1,0 +1,16 @@
+// The program's operator new, which fails when it is told to and keeps count. The library's
+// allocations come here, too.
+
+#ifndef ZEMO_TESTS_ENTRY_POINT_FAILING_NEW_H
+#define ZEMO_TESTS_ENTRY_POINT_FAILING_NEW_H
+
+// From now on, the `n`-th allocation of this thread fails, and it alone; 0: none does.
+void failAllocation(long n);
+
+// True when the failure that was asked for has happened.
+bool allocationHasFailed();
+
+// The allocations of this thread that have not been freed yet.
+long liveAllocations();
+
+#endif
