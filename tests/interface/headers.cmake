@@ -26,18 +26,14 @@ file(GLOB_RECURSE public_headers CONFIGURE_DEPENDS
   RELATIVE ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}/include/zemo/*.h)
 list(SORT public_headers)
 
-# Each header alone, twice over; and each at the head of all others, once in order and once in reverse.
+# Each header alone, twice over; and each at the head of all others.
 set(cxx_sources)
 set(order ${public_headers})
 foreach(header IN LISTS public_headers)
   string(MAKE_C_IDENTIFIER ${header} name)
   header_source(${name}.cpp ${header} ${header})
   header_source(${name}_first.cpp ${order})
-  set(reversed ${order})
-  list(REMOVE_AT reversed 0)
-  list(REVERSE reversed)
-  header_source(${name}_first_reversed.cpp ${header} ${reversed})
-  list(APPEND cxx_sources ${name}.cpp ${name}_first.cpp ${name}_first_reversed.cpp)
+  list(APPEND cxx_sources ${name}.cpp ${name}_first.cpp)
 
   list(POP_FRONT order front)
   list(APPEND order ${front})

@@ -1,0 +1,335 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+#include <zemo/core.h>
+#include <zemo/package.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <string>
+
+#include "support/files.h"
+#include "support/private_root.h"
+
+namespace {
+
+constexpr int untouched = 77;
+
+class PackageToolTest : public PrivateRootTest {
+ protected:
+  static std::string at(const std::string& name) { return packagesDir + ("/" + name); }
+
+  static void install(const std::string& package) { makeDirectory(at(package + "/target")); }
+
+  // Makes `content` the user file of the package "demo".
+  static void writeUser(const std::string& content) {
+    makeDirectory(at("demo"));
+    writeFile(at("demo/user"), content);
+  }
+
+  static void expectUser(const std::string& user) {
+    VLIBErrSet(untouched);
+    EXPECT_EQ(ZEMOPackageTool::PMSGetPkgUserName("demo"), user);
+    EXPECT_EQ(VLIBErrGet(), untouched);
+  }
+
+  static void expectNoUser(int code) {
+    VLIBErrSet(untouched);
+    EXPECT_EQ(ZEMOPackageTool::PMSGetPkgUserName("demo"), "");
+    EXPECT_EQ(VLIBErrGet(), code);
+  }
+
+  // Whether `content` as user file is of no use.
+  static void expectBad(const std::string& content) {
+    writeUser(content);
+    expectNoUser(ZEMO_PACKAGE_BAD_USER);
+  }
+};
+
+bool installed(const std::string& package) {
+  return ZEMOPackageTool::PMSCheckPackage(package);
+}
+
+TEST_F(PackageToolTest, HasTheCodesThatCallersCompareWith) {
+  EXPECT_EQ(ZEMO_PACKAGE_NO_USER, 0xD900);
+  EXPECT_EQ(ZEMO_PACKAGE_NO_USER, 55552);
+  EXPECT_EQ(ZEMO_PACKAGE_BAD_USER, 0xD901);
+}
+
+TEST_F(PackageToolTest, PackageWithTargetDirectoryIsInstalled) {
+  install("demo");
+  EXPECT_TRUE(installed("demo"));
+}
+
+TEST_F(PackageToolTest, PackageWithoutDirectoryIsNotInstalled) {
+  EXPECT_FALSE(installed("demo"));
+}
+
+TEST_F(PackageToolTest, PackageWithoutTargetIsNotInstalled) {
+  makeDirectory(at("demo"));
+  EXPECT_FALSE(installed("demo"));
+}
+
+TEST_F(PackageToolTest, PackageWhoseTargetIsAFileIsNotInstalled) {
+  makeDirectory(at("demo"));
+  writeFile(at("demo/target"), "");
+  EXPECT_FALSE(installed("demo"));
+}
+
+TEST_F(PackageToolTest, PackageWhoseTargetIsALinkToADirectoryIsInstalled) {
+  makeDirectory(at("demo"));
+  makeLink("/usr", at("demo/target"));
+  EXPECT_TRUE(installed("demo"));
+}
+
+TEST_F(PackageToolTest, PackageWhoseTargetIsALinkToNothingIsNotInstalled) {
+  makeDirectory(at("demo"));
+  makeLink("missing", at("demo/target"));
+  EXPECT_FALSE(installed("demo"));
+}
+
+TEST_F(PackageToolTest, PackageThatIsAFileIsNotInstalled) {
+  writeFile(at("demo"), "");
+  EXPECT_FALSE(installed("demo"));
+}
+
+TEST_F(PackageToolTest, PackageNameIsCaseSensitive) {
+  install("demo");
+  EXPECT_FALSE(installed("Demo"));
+}
+
+TEST_F(PackageToolTest, PackageNameIsTakenVerbatim) {
+  install("b");
+  makeDirectory(at("a"));
+  EXPECT_TRUE(installed("a/../b"));
+  EXPECT_FALSE(installed("a"));
+  EXPECT_FALSE(installed("missing/../b"));
+  EXPECT_FALSE(installed(" b"));
+}
+
+TEST_F(PackageToolTest, EmptyPackageNameNamesTheTargetBesideThePackages) {
+  EXPECT_FALSE(installed(""));
+  makeDirectory(at("target"));
+  EXPECT_TRUE(installed(""));
+}
+
+TEST_F(PackageToolTest, PackageNameDoesNotEndAtANullCharacter) {
+  install("demo");
+  EXPECT_FALSE(installed(std::string("demo/target\0x", 13)));
+  EXPECT_FALSE(installed(std::string("demo\0", 5)));
+}
+
+TEST_F(PackageToolTest, CheckingAPackageLeavesErrorCodeAlone) {
+  install("demo");
+  VLIBErrSet(untouched);
+  EXPECT_TRUE(installed("demo"));
+  EXPECT_EQ(VLIBErrGet(), untouched);
+}
+
+TEST_F(PackageToolTest, UserIsTheLineOfTheFile) {
+  writeUser("demo-user\n");
+  expectUser("demo-user");
+}
+
+TEST_F(PackageToolTest, UserNeedsNoLineFeed) {
+  writeUser("demo-user");
+  expectUser("demo-user");
+}
+
+TEST_F(PackageToolTest, UserIsFoundWithoutTarget) {
+  writeUser("root\n");
+  EXPECT_FALSE(installed("demo"));
+  expectUser("root");
+}
+
+TEST_F(PackageToolTest, UserNeedNotBeAnAccount) {
+  writeUser("surely-no-such-account\n");
+  expectUser("surely-no-such-account");
+}
+
+TEST_F(PackageToolTest, UserMayHaveAnyOtherCharacter) {
+  writeUser("-.$_Aa0@\\\xC3\xA4\n");
+  expectUser("-.$_Aa0@\\\xC3\xA4");
+}
+
+TEST_F(PackageToolTest, UserMayBeOneCharacter) {
+  writeUser("u");
+  expectUser("u");
+}
+
+TEST_F(PackageToolTest, UserIsReadAgainAtEachCall) {
+  writeUser("first\n");
+  expectUser("first");
+  writeUser("second\n");
+  expectUser("second");
+}
+
+TEST_F(PackageToolTest, UserFileMayBeALink) {
+  writeUser("demo-user\n");
+  writeFile(at("elsewhere"), "other\n");
+  remove(at("demo/user"));
+  makeLink("../elsewhere", at("demo/user"));
+  expectUser("other");
+}
+
+TEST_F(PackageToolTest, UserNameIsLookedUpVerbatim) {
+  makeDirectory(at("a"));
+  writeUser("demo-user\n");
+  EXPECT_EQ(ZEMOPackageTool::PMSGetPkgUserName("a/../demo"), "demo-user");
+}
+
+TEST_F(PackageToolTest, MissingUserFileMeansNoUser) {
+  install("demo");
+  expectNoUser(ZEMO_PACKAGE_NO_USER);
+}
+
+TEST_F(PackageToolTest, MissingPackageHasNoUser) {
+  expectNoUser(ZEMO_PACKAGE_NO_USER);
+}
+
+TEST_F(PackageToolTest, EmptyUserFileIsBad) {
+  expectBad("");
+}
+
+TEST_F(PackageToolTest, EmptyLineIsBad) {
+  expectBad("\n");
+}
+
+TEST_F(PackageToolTest, SecondLineIsBad) {
+  expectBad("one\ntwo\n");
+  expectBad("one\ntwo");
+  expectBad("one\n\n");
+  expectBad("\none\n");
+}
+
+TEST_F(PackageToolTest, BlanksAreBad) {
+  for (const char* const content : {" user\n", "user \n", "two names\n", "user\t\n", " ", "\t"})
+    expectBad(content);
+}
+
+TEST_F(PackageToolTest, CarriageReturnIsBad) {
+  expectBad("user\r\n");
+}
+
+TEST_F(PackageToolTest, ControlCharactersAreBad) {
+  for (int c = 1; c < 0x20; ++c)
+    expectBad(std::string("us") + static_cast<char>(c) + "er");
+  expectBad(
+      "us\x7F"
+      "er\n");
+}
+
+TEST_F(PackageToolTest, NullCharacterIsBad) {
+  expectBad(std::string("user\0more\n", 10));
+  expectBad(std::string("user\0", 5));
+}
+
+TEST_F(PackageToolTest, SeparatorsOfThePasswordFileAreBad) {
+  expectBad("user:x\n");
+  expectBad("../user\n");
+}
+
+TEST_F(PackageToolTest, LongestNameIsTaken) {
+  std::string const longest(256, 'u');
+  writeUser(longest + "\n");
+  expectUser(longest);
+  writeUser(longest);
+  expectUser(longest);
+}
+
+TEST_F(PackageToolTest, LongerNameIsBad) {
+  for (int const length : {257, 258, 259, 4096, 1000000}) {
+    expectBad(std::string(length, 'u'));
+    expectBad(std::string(length, 'u') + "\n");
+  }
+}
+
+TEST_F(PackageToolTest, SecondLineBehindLongestNameIsBad) {
+  expectBad(std::string(256, 'u') + "\nv");
+  expectBad(std::string(256, 'u') + "\n\n");
+}
+
+TEST_F(PackageToolTest, DirectoryAsUserFileIsBad) {
+  makeDirectory(at("demo/user"));
+  expectNoUser(ZEMO_PACKAGE_BAD_USER);
+}
+
+TEST_F(PackageToolTest, FifoAsUserFileIsBadAndNotWaitedFor) {
+  makeDirectory(at("demo"));
+  makeFifo(at("demo/user"));
+  alarm(60);  // its default action ends a program that hangs
+  expectNoUser(ZEMO_PACKAGE_BAD_USER);
+  alarm(0);
+}
+
+TEST_F(PackageToolTest, SocketAsUserFileIsBad) {
+  makeDirectory(at("demo"));
+  sockaddr_un address = {};
+  address.sun_family = AF_UNIX;
+  std::string const path = at("demo/user");
+  std::copy(path.begin(), path.end(), address.sun_path);
+  int const server = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  ASSERT_EQ(bind(server, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+  expectNoUser(ZEMO_PACKAGE_BAD_USER);
+  close(server);
+}
+
+TEST_F(PackageToolTest, DeviceAsUserFileIsBad) {
+  makeDirectory(at("demo"));
+  makeLink("/dev/null", at("demo/user"));
+  expectNoUser(ZEMO_PACKAGE_BAD_USER);
+  remove(at("demo/user"));
+  makeLink("/dev/zero", at("demo/user"));
+  expectNoUser(ZEMO_PACKAGE_BAD_USER);
+}
+
+// It could be read like a file.
+TEST_F(PackageToolTest, TerminalWithALineAsUserFileIsBad) {
+  int const controller = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+  char terminal[64];
+  if (controller < 0 || grantpt(controller) != 0 || unlockpt(controller) != 0 ||
+      ptsname_r(controller, terminal, sizeof terminal) != 0)
+    GTEST_SKIP() << "this machine has no terminals";
+  int const kept = open(terminal, O_RDWR | O_NOCTTY | O_CLOEXEC);
+  ASSERT_GE(kept, 0);
+  ASSERT_EQ(write(controller, "user\n\x04", 6), 6);  // ends like a file
+  makeDirectory(at("demo"));
+  makeLink(terminal, at("demo/user"));
+  expectNoUser(ZEMO_PACKAGE_BAD_USER);
+  close(kept);
+  close(controller);
+}
+
+TEST_F(PackageToolTest, LinkToItselfAsUserFileIsBad) {
+  makeDirectory(at("demo"));
+  makeLink("user", at("demo/user"));
+  expectNoUser(ZEMO_PACKAGE_BAD_USER);
+}
+
+TEST_F(PackageToolTest, UnreadableUserFileIsBad) {
+  writeUser("user\n");
+  changeMode(at("demo/user"), 0);
+  WithoutFileCapabilities const unable;
+  expectNoUser(ZEMO_PACKAGE_BAD_USER);
+}
+
+TEST_F(PackageToolTest, PackageNameThatIsTooLongHasABadUser) {
+  VLIBErrSet(untouched);
+  EXPECT_EQ(ZEMOPackageTool::PMSGetPkgUserName(std::string(5000, 'x')), "");
+  EXPECT_EQ(VLIBErrGet(), ZEMO_PACKAGE_BAD_USER);
+}
+
+TEST_F(PackageToolTest, NoDescriptorStaysOpen) {
+  int const before = openDescriptors();
+  writeUser("user\n");
+  expectUser("user");
+  expectBad("two names\n");
+  remove(at("demo/user"));
+  makeFifo(at("demo/user"));
+  expectNoUser(ZEMO_PACKAGE_BAD_USER);
+  EXPECT_EQ(openDescriptors(), before);
+}
+
+}  // namespace

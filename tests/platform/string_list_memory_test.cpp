@@ -1,0 +1,152 @@
+// String lists when memory is exhausted. This program has its own malloc and realloc, which the
+// library's calls come to.
+
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+#include <zemo/core.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+// With clang the sanitizers' allocator is in the program, in the place where these would have to
+// be.
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#define OWN_ALLOCATOR 0
+#endif
+#endif
+// Before its own start, that sanitizer cannot have its allocator looked up.
+#if defined(__SANITIZE_THREAD__)
+#define OWN_ALLOCATOR 0
+#endif
+#ifndef OWN_ALLOCATOR
+#define OWN_ALLOCATOR 1
+#endif
+
+namespace {
+
+int allowed = -1;  // allocations until the one that fails; negative: none fails
+
+}  // namespace
+
+#if OWN_ALLOCATOR
+namespace {
+
+bool mayAllocate() {
+  if (allowed < 0)
+    return true;
+  if (allowed > 0) {
+    --allowed;
+    return true;
+  }
+  errno = ENOMEM;
+  return false;
+}
+
+}  // namespace
+
+extern "C" void* malloc(size_t size) {
+  static auto* const real = reinterpret_cast<void* (*)(size_t)>(dlsym(RTLD_NEXT, "malloc"));
+  return mayAllocate() ? real(size) : nullptr;
+}
+
+extern "C" void* realloc(void* old, size_t size) {
+  static auto* const real = reinterpret_cast<void* (*)(void*, size_t)>(dlsym(RTLD_NEXT, "realloc"));
+  return mayAllocate() ? real(old, size) : nullptr;
+}
+#endif
+
+namespace {
+
+// What can be seen of a list.
+struct State {
+  VLIBSzList* address = nullptr;
+  int capacity = 0;
+  std::vector<std::string> items;
+};
+
+State stateOf(VLIBSzList* list) {
+  State state = {list, list->capacity, {}};
+  for (int i = 0; i < list->count; ++i)
+    state.items.emplace_back(VLIBSzListGet(list, i));
+  return state;
+}
+
+void expectSame(const State& after, const State& before) {
+  EXPECT_EQ(after.items, before.items);
+  EXPECT_EQ(after.capacity, before.capacity);
+  EXPECT_EQ(after.address, before.address);
+}
+
+class StringListMemoryTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    if (OWN_ALLOCATOR == 0 || getenv("ZEMO_UNDER_VALGRIND") != nullptr)
+      GTEST_SKIP() << "this tool's allocator cannot be replaced";
+  }
+  ~StringListMemoryTest() override { VLIBSzListFree(_list); }
+
+  // Calls `operation` with its first allocation failing, then its second and so on, until none
+  // does. Returns how often it failed; the list has to be unchanged each time.
+  template <typename Operation>
+  int failures(Operation operation) {
+    for (int count = 0;; ++count) {
+      State const before = stateOf(_list);
+      VLIBErrSet(VLIB_ERR_NONE);
+      allowed = count;
+      int const result = operation();
+      allowed = -1;
+      if (result >= 0)
+        return count;
+      EXPECT_EQ(VLIBErrGet(), VLIB_ERR_OUT_OF_MEMORY);
+      expectSame(stateOf(_list), before);
+    }
+  }
+
+  VLIBSzList* _list = VLIBSzListAlloc(2);
+};
+
+TEST_F(StringListMemoryTest, AllocReturnsNull) {
+  allowed = 0;
+  VLIBSzList* const list = VLIBSzListAlloc(1024);
+  allowed = -1;
+  EXPECT_EQ(list, nullptr);
+  EXPECT_EQ(VLIBErrGet(), VLIB_ERR_OUT_OF_MEMORY);
+}
+
+TEST_F(StringListMemoryTest, PushIntoEmptyListLeavesItUnchanged) {
+  EXPECT_GE(failures([&] { return VLIBSzListPush(&_list, "item"); }), 1);
+  EXPECT_STREQ(VLIBSzListGet(_list, 0), "item");
+}
+
+TEST_F(StringListMemoryTest, PushIntoFullListLeavesItUnchanged) {
+  VLIBStrTok("one,two", ",", &_list);
+  EXPECT_GE(failures([&] { return VLIBSzListPush(&_list, "three"); }), 1);
+  EXPECT_EQ(stateOf(_list).items, (std::vector<std::string>{"one", "two", "three"}));
+}
+
+TEST_F(StringListMemoryTest, SplittingIntoEmptyListLeavesItUnchanged) {
+  EXPECT_GE(failures([&] { return VLIBStrTok("one,two,three", ",", &_list); }), 1);
+  EXPECT_EQ(stateOf(_list).items, (std::vector<std::string>{"one", "two", "three"}));
+}
+
+TEST_F(StringListMemoryTest, SplittingIntoFullListLeavesItUnchanged) {
+  VLIBStrTok("old,older", ",", &_list);
+  EXPECT_GE(failures([&] { return VLIBStrTok("one,two,three", ",", &_list); }), 1);
+  EXPECT_EQ(stateOf(_list).items, (std::vector<std::string>{"one", "two", "three"}));
+}
+
+TEST_F(StringListMemoryTest, GetAndFreeNeedNone) {
+  VLIBSzList* list = VLIBSzListAlloc(1);
+  VLIBSzListPush(&list, "item");
+  allowed = 0;
+  const char* const item = VLIBSzListGet(list, 0);
+  bool const same = item != nullptr && std::char_traits<char>::compare(item, "item", 5) == 0;
+  VLIBSzListFree(list);
+  allowed = -1;
+  EXPECT_TRUE(same);
+}
+
+}  // namespace
