@@ -23,9 +23,14 @@ if(ZEMO_SANITIZE)
   target_compile_options(zemo_options INTERFACE
     -fsanitize=${ZEMO_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -g)
   target_link_options(zemo_options INTERFACE -fsanitize=${ZEMO_SANITIZE})
-elseif(NOT CMAKE_BUILD_TYPE STREQUAL "Debug" AND NOT ZEMO_COVERAGE)
-  # Needs optimisation, and hides from sanitizers what they are there to see.
-  target_compile_options(zemo_options INTERFACE -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
+endif()
+
+# What the libraries are compiled with beside that. Fortification needs optimisation, and hides from
+# sanitizers what they are there to see.
+add_library(zemo_library_options INTERFACE)
+target_link_libraries(zemo_library_options INTERFACE zemo_options)
+if(NOT ZEMO_SANITIZE AND NOT ZEMO_COVERAGE AND NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
+  target_compile_options(zemo_library_options INTERFACE -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
 endif()
 
 if(ZEMO_COVERAGE)

@@ -26,10 +26,8 @@ bool FileList::checkFiles(CHECK_ITEM items) const {
       log::checkFailed(entry->_path);
     if (!changed)
       continue;
-    for (size_t i = 0; i < _hooks.size(); ++i) {
-      Hook const hook = _hooks[i];  // the vector may move while a hook adds another one
+    for (const Hook& hook : _hooks)
       hook(entry, changed);
-    }
     if (changed)
       intact = false;
   }
