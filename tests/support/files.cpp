@@ -3,8 +3,8 @@
 #include <fcntl.h>
 #include <linux/capability.h>
 #include <openssl/sha.h>
-#include <sys/sysmacros.h>
 #include <sys/syscall.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -66,7 +66,9 @@ std::string readFile(const std::string& path) {
   return content.str();
 }
 
-void makeDirectory(const std::string& path) { std::filesystem::create_directories(path); }
+void makeDirectory(const std::string& path) {
+  std::filesystem::create_directories(path);
+}
 
 void makeLink(const std::string& target, const std::string& path) {
   require(symlink(target.c_str(), path.c_str()) == 0, "linking " + path);
@@ -80,7 +82,9 @@ void changeMode(const std::string& path, mode_t mode) {
   require(chmod(path.c_str(), mode) == 0, "changing the mode of " + path);
 }
 
-void remove(const std::string& path) { std::filesystem::remove_all(path); }
+void remove(const std::string& path) {
+  std::filesystem::remove_all(path);
+}
 
 struct stat statusOf(const std::string& path) {
   struct stat st = {};

@@ -14,7 +14,7 @@ void makeDirectory(const std::string& path);  // and its parents; one that exist
 void makeLink(const std::string& target, const std::string& path);
 void makeFifo(const std::string& path);
 void changeMode(const std::string& path, mode_t mode);
-void remove(const std::string& path);  // with all that is in it
+void remove(const std::string& path);           // with all that is in it
 struct stat statusOf(const std::string& path);  // by lstat
 
 // The entry line that describes the file at `path` as it is, in all columns.

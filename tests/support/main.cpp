@@ -1,5 +1,5 @@
-// The main function of every test program: moves the program into a private root, unless it is in one
-// already, so that it can be started by hand like any other.
+// The main function of every test program: moves the program into a private root, unless it is in
+// one already, so that it can be started by hand like any other.
 
 #include <gtest/gtest.h>
 #include <unistd.h>

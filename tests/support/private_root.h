@@ -17,8 +17,8 @@ class PrivateRootTest : public ::testing::Test {
  protected:
   void SetUp() override;
 
-  // Writes the check list `name` (such as "wam.full.base.list") with these entry lines into listDir,
-  // or into `directory`, and returns its path.
+  // Writes the check list `name` (such as "wam.full.base.list") with these entry lines into
+  // listDir, or into `directory`, and returns its path.
   static std::string writeList(const std::string& name, const std::string& lines);
   static std::string writeList(const std::string& directory, const std::string& name,
                                const std::string& lines);

@@ -1,5 +1,5 @@
-// The system log, recorded: test programs that link this define syslog themselves, and the library's
-// lines come here instead of to the log daemon.
+// The system log, recorded: test programs that link this define syslog themselves, and the
+// library's lines come here instead of to the log daemon.
 
 #ifndef ZEMO_TESTS_SUPPORT_RECORDED_LOG_H
 #define ZEMO_TESTS_SUPPORT_RECORDED_LOG_H
@@ -16,7 +16,8 @@ struct LogLine {
 bool operator==(const LogLine& a, const LogLine& b);
 std::ostream& operator<<(std::ostream& out, const LogLine& line);
 
-// The line of the library that is logged with these arguments at LOG_ERR. `text` is the format behind
+// The line of the library that is logged with these arguments at LOG_ERR. `text` is the format
+// behind
 // "%s:%d ".
 LogLine logged(const std::string& module, int line, const std::string& text);
 LogLine logged(const std::string& module, int line, const std::string& text,

@@ -33,11 +33,11 @@ SigningKey::~SigningKey() {
 
 void SigningKey::trustedBy(const std::string& homeDirectory) const {
   runShell("gpg --homedir " + quoted(_home.path()) + " --batch --export | gpg --homedir " +
-           quoted(homeDirectory) + " --batch --quiet --no-autostart --no-permission-warning --import 2>/dev/null");
+           quoted(homeDirectory) +
+           " --batch --quiet --no-autostart --no-permission-warning --import 2>/dev/null");
 }
 
 void SigningKey::sign(const std::string& list) const {
-  runShell("gpg --homedir " + quoted(_home.path()) +
-           " --batch --yes --armor --output " + quoted(list + ".asc") + " --detach-sign " +
-           quoted(list));
+  runShell("gpg --homedir " + quoted(_home.path()) + " --batch --yes --armor --output " +
+           quoted(list + ".asc") + " --detach-sign " + quoted(list));
 }

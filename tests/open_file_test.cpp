@@ -1,0 +1,133 @@
+#include "open_file.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+
+#include "protected_file/digest.h"
+#include "support/files.h"
+#include "support/temporary_directory.h"
+
+namespace {
+
+using namespace ZEMO::SELF_CHECK;
+
+// A process that has a lease on a file and gives it back, a little later, when the kernel asks for
+// it.
+class LeaseHolder {
+ public:
+  explicit LeaseHolder(const std::string& path) {
+    int ready[2];
+    if (pipe2(ready, O_CLOEXEC) != 0)
+      return;
+    _process = fork();
+    if (_process == 0)
+      hold(path, ready[1]);
+    (void)close(ready[1]);
+    char byte = 0;
+    _holds = read(ready[0], &byte, 1) == 1;
+    (void)close(ready[0]);
+  }
+  ~LeaseHolder() {
+    (void)kill(_process, SIGKILL);
+    (void)waitpid(_process, nullptr, 0);
+  }
+  LeaseHolder(const LeaseHolder&) = delete;
+  LeaseHolder& operator=(const LeaseHolder&) = delete;
+
+  bool holds() const { return _holds; }
+
+ private:
+  [[noreturn]] static void hold(const std::string& path, int ready) {
+    sigset_t asked;
+    (void)sigemptyset(&asked);
+    (void)sigaddset(&asked, SIGIO);
+    (void)sigprocmask(SIG_BLOCK, &asked, nullptr);
+    int const file = open(path.c_str(), O_RDWR | O_CLOEXEC);
+    if (file < 0 || fcntl(file, F_SETLEASE, F_WRLCK) != 0 || write(ready, "x", 1) != 1)
+      _exit(1);
+    int signal = 0;
+    (void)sigwait(&asked, &signal);
+    (void)usleep(20'000);
+    (void)fcntl(file, F_SETLEASE, F_UNLCK);
+    _exit(0);
+  }
+
+  pid_t _process = -1;
+  bool _holds = false;
+};
+
+class OpenFileTest : public ::testing::Test {
+ protected:
+  void SetUp() override { writeFile(_path, "content"); }
+
+  TemporaryDirectory const _directory;
+  std::string const _path = _directory / "file";
+};
+
+TEST_F(OpenFileTest, LeaseIsWaitedFor) {
+  LeaseHolder const holder(_path);
+  ASSERT_TRUE(holder.holds());
+  int const fd = openFile(_path, 0);
+  ASSERT_GE(fd, 0);
+  EXPECT_TRUE(isRegularFile(fd));
+  EXPECT_EQ(fcntl(fd, F_GETFD), FD_CLOEXEC);
+  EXPECT_EQ(fcntl(fd, F_GETFL) & O_NONBLOCK, 0);
+  (void)close(fd);
+}
+
+TEST_F(OpenFileTest, LeasedFileIsDigested) {
+  LeaseHolder const holder(_path);
+  ASSERT_TRUE(holder.holds());
+  std::string digest;
+  EXPECT_TRUE(calculateRegularFileHash(_path, digest));
+  EXPECT_EQ(digest, "040f06fd774092478d450774f5ba30c5da78acc8");
+}
+
+TEST_F(OpenFileTest, WaitingLeavesNoDescriptor) {
+  int const before = openDescriptors();
+  {
+    LeaseHolder const holder(_path);
+    ASSERT_TRUE(holder.holds());
+    (void)close(openFile(_path, 0));
+  }
+  EXPECT_EQ(openDescriptors(), before);
+}
+
+TEST_F(OpenFileTest, IsClosedOnExecution) {
+  int const fd = openFile(_path, 0);
+  ASSERT_GE(fd, 0);
+  EXPECT_EQ(fcntl(fd, F_GETFD), FD_CLOEXEC);
+  (void)close(fd);
+}
+
+TEST_F(OpenFileTest, FifoIsNotWaitedFor) {
+  std::string const fifo = _directory / "fifo";
+  makeFifo(fifo);
+  int const fd = openFile(fifo, 0);
+  ASSERT_GE(fd, 0);
+  EXPECT_FALSE(isRegularFile(fd));
+  (void)close(fd);
+}
+
+TEST_F(OpenFileTest, LinkIsFollowedUnlessForbidden) {
+  std::string const link = _directory / "link";
+  makeLink(_path, link);
+  int const fd = openFile(link, 0);
+  EXPECT_GE(fd, 0);
+  (void)close(fd);
+  EXPECT_LT(openFile(link, O_NOFOLLOW), 0);
+}
+
+TEST_F(OpenFileTest, MissingFileIsFailure) {
+  EXPECT_LT(openFile(_directory / "missing", 0), 0);
+}
+
+TEST_F(OpenFileTest, NoDescriptorIsNoRegularFile) {
+  EXPECT_FALSE(isRegularFile(-1));
+}
+
+}  // namespace
