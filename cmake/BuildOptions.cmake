@@ -34,7 +34,9 @@ if(NOT ZEMO_SANITIZE AND NOT ZEMO_COVERAGE AND NOT CMAKE_BUILD_TYPE STREQUAL "De
 endif()
 
 if(ZEMO_COVERAGE)
-  target_compile_options(zemo_options INTERFACE --coverage -O0 -g)
+  # Atomic, because several threads, and processes that share memory, count.
+  target_compile_options(zemo_library_options INTERFACE
+    --coverage -fprofile-update=atomic -O0 -g)
   target_link_options(zemo_options INTERFACE --coverage)
 endif()
 

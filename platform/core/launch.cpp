@@ -19,10 +19,10 @@
 #define SHARES_MEMORY __attribute__((no_sanitize("address", "thread", "undefined")))
 
 // The C library's functions by the names that sanitizers leave alone.
-// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c)
+// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 extern "C" int __clone(int (*function)(void*), void* stack, int flags, void* argument, ...);
 extern "C" int __sigaction(int signal, const struct sigaction* action, struct sigaction* old);
-// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c)
+// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 
 namespace zemo::core {
 namespace {
