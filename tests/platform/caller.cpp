@@ -51,7 +51,12 @@ int failures() {
     ADD_FAILURE() << error.what();
   }
   (void)fflush(stdout);
-  _exit(failures() > before ? 1 : 0);
+  int const status = failures() > before ? 1 : 0;
+#ifdef ZEMO_COVERAGE
+  exit(status);  // at exit the counters are written
+#else
+  _exit(status);
+#endif
 }
 
 int statusOfChild(const std::function<void()>& body) {

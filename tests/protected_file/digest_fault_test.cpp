@@ -1,0 +1,141 @@
+// Digests when the libraries below fail, or signals come in between.
+
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+#include <openssl/evp.h>
+#include <unistd.h>
+#include <zemo/selfcheck/protected_file.h>
+
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <fstream>
+#include <thread>
+
+#include "support/files.h"
+#include "support/recorded_log.h"
+#include "support/temporary_directory.h"
+
+namespace {
+
+// The call that fails, by name; empty: none.
+std::string failing;
+
+template <typename Function>
+Function* next(const char* name) {
+  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+}
+
+}  // namespace
+
+// The library's calls come here, because this program is searched before libcrypto and libc are.
+
+EVP_MD_CTX* EVP_MD_CTX_new() {
+  static auto* const real = next<EVP_MD_CTX*()>("EVP_MD_CTX_new");
+  return failing == "EVP_MD_CTX_new" ? nullptr : real();
+}
+
+int EVP_DigestInit_ex(EVP_MD_CTX* context, const EVP_MD* type, ENGINE* engine) {
+  static auto* const real = next<int(EVP_MD_CTX*, const EVP_MD*, ENGINE*)>("EVP_DigestInit_ex");
+  return failing == "EVP_DigestInit_ex" ? 0 : real(context, type, engine);
+}
+
+int EVP_DigestUpdate(EVP_MD_CTX* context, const void* data, size_t size) {
+  static auto* const real = next<int(EVP_MD_CTX*, const void*, size_t)>("EVP_DigestUpdate");
+  return failing == "EVP_DigestUpdate" ? 0 : real(context, data, size);
+}
+
+int EVP_DigestFinal_ex(EVP_MD_CTX* context, unsigned char* value, unsigned int* size) {
+  static auto* const real =
+      next<int(EVP_MD_CTX*, unsigned char*, unsigned int*)>("EVP_DigestFinal_ex");
+  return failing == "EVP_DigestFinal_ex" ? 0 : real(context, value, size);
+}
+
+extern "C" FILE* fdopen(int fd, const char* mode) noexcept {
+  static auto* const real = next<FILE*(int, const char*)>("fdopen");
+  if (failing == "fdopen") {
+    errno = ENOMEM;
+    return nullptr;
+  }
+  return real(fd, mode);
+}
+
+namespace {
+
+using namespace ZEMO::SELF_CHECK;
+
+constexpr char contentDigest[] = "040f06fd774092478d450774f5ba30c5da78acc8";
+
+class DigestFaultTest : public ::testing::TestWithParam<const char*> {
+ protected:
+  void SetUp() override {
+    writeFile(_path, "content");
+    clearLog();
+  }
+  void TearDown() override { failing.clear(); }
+
+  TemporaryDirectory const _directory;
+  std::string const _path = _directory / "file";
+};
+
+TEST_P(DigestFaultTest, GivesNoDigestAndLeavesNoDescriptor) {
+  int const before = openDescriptors();
+  failing = GetParam();
+  std::string digest = "untouched";
+  EXPECT_FALSE(calculateHash(_path, digest));
+  EXPECT_EQ(digest, "untouched");
+  EXPECT_EQ(openDescriptors(), before);
+}
+
+TEST_P(DigestFaultTest, MakesTheCheckFailWithoutAVerdict) {
+  ProtectedFile entry(entryLine(_path));
+  failing = GetParam();
+  bool changed = false;
+  EXPECT_FALSE(entry.check(changed, CHECK_ITEM_ALL));
+  EXPECT_FALSE(changed);
+  EXPECT_TRUE(entry._errors.empty());
+  ASSERT_FALSE(recordedLog().empty());
+  EXPECT_EQ(recordedLog().back(),
+            logged("protected_file", 288, "Calculate hash of file [%s] failed", _path));
+}
+
+INSTANTIATE_TEST_SUITE_P(Calls, DigestFaultTest,
+                         ::testing::Values("EVP_MD_CTX_new", "EVP_DigestInit_ex",
+                                           "EVP_DigestUpdate", "EVP_DigestFinal_ex", "fdopen"),
+                         [](const auto& call) { return std::string(call.param); });
+
+TEST_F(DigestFaultTest, StreamThatCannotBeMadeIsLoggedLikeAnOpen) {
+  failing = "fdopen";
+  std::string digest;
+  EXPECT_FALSE(calculateHash(_path, digest));
+  EXPECT_EQ(recordedLog(),
+            (std::vector<LogLine>{logged("protected_file", 365, "Open file [%s] failed", _path)}));
+}
+
+// A read of a pipe ends with EINTR when a handler without SA_RESTART has run.
+TEST_F(DigestFaultTest, InterruptedReadGoesOn) {
+  struct sigaction action = {};
+  action.sa_handler = [](int) {};
+  struct sigaction before = {};
+  ASSERT_EQ(sigaction(SIGUSR1, &action, &before), 0);
+  std::string const fifo = _directory / "fifo";
+  makeFifo(fifo);
+
+  pthread_t const reader = pthread_self();
+  std::thread writer([&fifo, reader] {
+    std::ofstream pipe(fifo);
+    for (int i = 0; i < 20; ++i) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(2));
+      (void)pthread_kill(reader, SIGUSR1);
+    }
+    pipe << "content";
+  });
+  std::string digest;
+  EXPECT_TRUE(calculateHash(fifo, digest));
+  EXPECT_EQ(digest, contentDigest);
+  writer.join();
+  (void)sigaction(SIGUSR1, &before, nullptr);
+}
+
+}  // namespace
