@@ -11,7 +11,7 @@
 #include <memory>
 #include <new>
 
-#include "entry_point/failing_new.h"
+#include "support/failing_new.h"
 #include "entry_point/path_list.h"
 #include "entry_point/result_mask.h"
 #include "support/files.h"

@@ -6,7 +6,7 @@
 
 #include <new>
 
-#include "entry_point/failing_new.h"
+#include "support/failing_new.h"
 #include "file_list/loading_fixture.h"
 #include "package_double/scripted_package.h"
 #include "support/files.h"

@@ -1,4 +1,4 @@
-#include "entry_point/failing_new.h"
+#include "support/failing_new.h"
 
 #include <cstdlib>
 #include <new>

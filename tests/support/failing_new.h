@@ -1,8 +1,8 @@
 // The program's operator new, which fails when it is told to and keeps count. The library's
 // allocations come here, too.
 
-#ifndef ZEMO_TESTS_ENTRY_POINT_FAILING_NEW_H
-#define ZEMO_TESTS_ENTRY_POINT_FAILING_NEW_H
+#ifndef ZEMO_TESTS_SUPPORT_FAILING_NEW_H
+#define ZEMO_TESTS_SUPPORT_FAILING_NEW_H
 
 // From now on, the `n`-th allocation of this thread fails, and it alone; 0: none does.
 void failAllocation(long n);
