@@ -34,10 +34,10 @@ const SigningKey& strangersKey() {
 class BoundOver {
  public:
   BoundOver(const char* source, const char* target, unsigned long flags = 0) : _target(target) {
-    if (mount(source, target, nullptr, MS_BIND, nullptr) != 0)
+    if (mount(source, target, "none", MS_BIND, nullptr) != 0)
       throw std::runtime_error("binding over " + _target + ": " + strerror(errno));
     // The flags of a bind mount are those of its source until it is mounted once more.
-    if (flags != 0 && mount(nullptr, target, nullptr, MS_BIND | MS_REMOUNT | flags, nullptr) != 0) {
+    if (flags != 0 && mount("none", target, "none", MS_BIND | MS_REMOUNT | flags, nullptr) != 0) {
       int const reason = errno;
       (void)umount2(target, MNT_DETACH);
       throw std::runtime_error("remounting " + _target + ": " + strerror(reason));
