@@ -11,9 +11,9 @@
 #include <memory>
 #include <new>
 
-#include "support/failing_new.h"
 #include "entry_point/path_list.h"
 #include "entry_point/result_mask.h"
+#include "support/failing_new.h"
 #include "support/files.h"
 #include "support/private_root.h"
 #include "support/recorded_log.h"

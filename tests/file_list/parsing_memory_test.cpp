@@ -6,9 +6,9 @@
 
 #include <new>
 
-#include "support/failing_new.h"
 #include "file_list/loading_fixture.h"
 #include "package_double/scripted_package.h"
+#include "support/failing_new.h"
 #include "support/files.h"
 #include "support/recorded_log.h"
 
