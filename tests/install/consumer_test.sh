@@ -5,6 +5,7 @@
 #   consumer_test.sh BUILD_DIRECTORY
 set -euo pipefail
 export LC_ALL=C
+export CMAKE_GENERATOR=Ninja # which ./dev installs; a machine may have no Make
 build=$1
 here=$(cd "$(dirname "$0")" && pwd)
 tmp=$(mktemp -d "${TMPDIR:-/tmp}/zemo consumer.XXXXXX") # the blank is meant
