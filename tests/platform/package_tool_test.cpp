@@ -121,6 +121,13 @@ TEST_F(PackageToolTest, PackageNameDoesNotEndAtANullCharacter) {
   EXPECT_FALSE(installed(std::string("demo\0", 5)));
 }
 
+TEST_F(PackageToolTest, PackageNameWithANullCharacterHasNoUser) {
+  install("demo");
+  writeFile(std::string(packagesDir) + "/demo/user", "daemon\n");
+  EXPECT_EQ(ZEMOPackageTool::PMSGetPkgUserName(std::string("demo/user\0x", 11)), "");
+  EXPECT_EQ(VLIBErrGet(), ZEMO_PACKAGE_BAD_USER);
+}
+
 TEST_F(PackageToolTest, CheckingAPackageLeavesErrorCodeAlone) {
   install("demo");
   VLIBErrSet(untouched);

@@ -13,6 +13,7 @@ namespace {
 // Reading a directory fails after this many members, . and .. included; never when negative.
 int readableMembers = -1;
 bool everyDirectoryIsCloseOnExec = true;
+bool memoryForStreams = true;
 
 }  // namespace
 
@@ -21,7 +22,10 @@ DIR* fdopendir(int fd) {
   static auto* const real = reinterpret_cast<DIR* (*)(int)>(dlsym(RTLD_NEXT, "fdopendir"));
   if ((fcntl(fd, F_GETFD) & FD_CLOEXEC) == 0)
     everyDirectoryIsCloseOnExec = false;
-  return real(fd);
+  if (memoryForStreams)
+    return real(fd);
+  errno = ENOMEM;
+  return nullptr;
 }
 
 // readdir64 by its other name.
@@ -205,6 +209,16 @@ TEST_F(DirectoryCheckTest, DirectoryThatBecameAFifoFailsWithoutWaiting) {
   makeFifo(path);
   checkFails("FIXED", statusWith(S_IFDIR));
   expectOpenDirectoryFailureLogged();
+}
+
+TEST_F(DirectoryCheckTest, ExhaustedMemoryForTheStreamFailsAndLeavesNoDescriptor) {
+  makeMembers({"a"});
+  int const before = openDescriptors();
+  memoryForStreams = false;
+  checkFails("FIXED", statusOf(path));
+  memoryForStreams = true;
+  expectOpenDirectoryFailureLogged();
+  EXPECT_EQ(openDescriptors(), before);
 }
 
 TEST_F(DirectoryCheckTest, ErrorWhileReadingADirectoryFailsWithoutRecords) {
