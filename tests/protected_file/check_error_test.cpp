@@ -76,27 +76,6 @@ TEST(CheckItem, CombinesAtCompileTime) {
   EXPECT_EQ(items, 6);
 }
 
-TEST(CheckItem, HasTheNumbersThatCallersPass) {
-  EXPECT_EQ(CHECK_ITEM_SIZE, 1);
-  EXPECT_EQ(CHECK_ITEM_OWNER, 2);
-  EXPECT_EQ(CHECK_ITEM_GROUP, 4);
-  EXPECT_EQ(CHECK_ITEM_TYPE, 8);
-  EXPECT_EQ(CHECK_ITEM_PERMISSION, 16);
-  EXPECT_EQ(CHECK_ITEM_HASH, 32);
-  EXPECT_EQ(CHECK_ITEM_ALL, 255);
-}
-
-TEST(CheckErrorKinds, HaveTheNumbersThatRecordsHold) {
-  EXPECT_EQ(CHECK_ERROR_SIZE, 1);
-  EXPECT_EQ(CHECK_ERROR_HASH, 2);
-  EXPECT_EQ(CHECK_ERROR_TYPE, 3);
-  EXPECT_EQ(CHECK_ERROR_PERMISSION, 4);
-  EXPECT_EQ(CHECK_ERROR_OWNER, 5);
-  EXPECT_EQ(CHECK_ERROR_GROUP, 6);
-  EXPECT_EQ(CHECK_ERROR_NOT_EXIST, 8);
-  EXPECT_EQ(CHECK_ERROR_UNKNOWN_FILE, 9);
-}
-
 TEST(CheckErrorRecords, HoldKindPathExpectedAndActualInThisOrder) {
   CheckError const error = {CHECK_ERROR_SIZE, "/x", "1", "2"};
   std::vector<const void*> const members = {&error._error, &error._filePath, &error._expected,
