@@ -1,0 +1,58 @@
+#include "common/json.h"
+
+#include <charconv>
+#include <cstdint>
+#include <cstdio>
+
+#include "common/escape.h"
+
+namespace tool {
+namespace {
+
+std::string hexadecimal(const std::string& bytes) {
+  static const char* const digits = "0123456789abcdef";
+  std::string text;
+  for (char const byte : bytes) {
+    text += digits[static_cast<unsigned char>(byte) >> 4U];
+    text += digits[static_cast<unsigned char>(byte) & 15U];
+  }
+  return text;
+}
+
+std::string withReplacements(std::string_view bytes) {
+  std::string text;
+  while (!bytes.empty()) {
+    std::size_t const length = utf8Length(bytes);
+    if (length == 0)
+      text += "\xef\xbf\xbd";
+    else
+      text += bytes.substr(0, length);
+    bytes.remove_prefix(length == 0 ? 1 : length);
+  }
+  return text;
+}
+
+}  // namespace
+
+void putText(Json& record, const std::string& name, const std::string& bytes) {
+  record[name] = withReplacements(bytes);
+  if (!isUtf8(bytes))
+    record[name + "_hex"] = hexadecimal(bytes);
+}
+
+void putNumber(Json& record, const std::string& name, const std::string& column) {
+  int64_t number = 0;
+  const char* const end = column.data() + column.size();
+  std::from_chars_result const result = std::from_chars(column.data(), end, number);
+  if (result.ec == std::errc() && result.ptr == end && std::to_string(number) == column)
+    record[name] = number;
+  else
+    putText(record, name, column);
+}
+
+void writeRecord(const Json& record) {
+  std::string const line = record.dump() + "\n";
+  (void)fwrite(line.data(), 1, line.size(), stdout);  // flushOutput() tells of a failure
+}
+
+}  // namespace tool

@@ -1,0 +1,27 @@
+// JSON records.
+
+#ifndef ZEMO_TOOLS_COMMON_JSON_H
+#define ZEMO_TOOLS_COMMON_JSON_H
+
+#include <nlohmann/json.hpp>
+#include <string>
+
+namespace tool {
+
+// Keeps the order in which members are put in.
+using Json = nlohmann::ordered_json;
+
+// Puts `bytes` under `name`. If they are no UTF-8, each wrong byte is written as U+FFFD there, and
+// all of them in hexadecimal digits under `name`_hex.
+void putText(Json& record, const std::string& name, const std::string& bytes);
+
+// Puts a column of an entry under `name`: a decimal number as a number if it is written as one
+// writes numbers, all else as text.
+void putNumber(Json& record, const std::string& name, const std::string& column);
+
+// Writes the record as one line to standard output.
+void writeRecord(const Json& record);
+
+}  // namespace tool
+
+#endif

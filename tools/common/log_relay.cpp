@@ -1,0 +1,63 @@
+#include "common/log_relay.h"
+
+#include <syslog.h>
+
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+
+#include "common/escape.h"
+#include "common/failure.h"
+
+namespace tool {
+namespace {
+
+thread_local std::vector<std::string>* collected = nullptr;
+
+void relay(const char* text) {
+  if (collected != nullptr)
+    collected->emplace_back(text);
+  else
+    say(escaped(text));
+}
+
+}  // namespace
+
+CollectedLog::CollectedLog(std::vector<std::string>& lines) {
+  collected = &lines;
+}
+
+CollectedLog::~CollectedLog() {
+  collected = nullptr;
+}
+
+void startLogRelay() {
+  openlog("zemo-selfcheck", LOG_PID, LOG_USER);
+}
+
+}  // namespace tool
+
+// Takes the place of the C library's for all libraries of this process. LOG_PERROR would write
+// names to the terminal as they are.
+extern "C" __attribute__((visibility("default"), format(printf, 2, 3))) void syslog(
+    int priority, const char* format, ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  char* text = nullptr;
+  int const length = vasprintf(&text, format, arguments);
+  va_end(arguments);
+  if (length < 0) {
+    tool::say("out of memory for a log line");
+    return;
+  }
+  tool::relay(text);
+  // syslog(3)'s own work, which it does for its variant with a list of arguments, too.
+  auto send = [priority](const char* plain, ...) {
+    va_list words;
+    va_start(words, plain);
+    vsyslog(priority, plain, words);
+    va_end(words);
+  };
+  send("%s", text);
+  free(text);
+}

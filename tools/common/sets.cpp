@@ -1,0 +1,115 @@
+#include "common/sets.h"
+
+#include <dirent.h>
+#include <sys/stat.h>
+#include <zemo/selfcheck.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <fstream>
+#include <memory>
+
+#include "common/failure.h"
+
+namespace tool {
+namespace {
+
+// What the library's pattern matcher does not take for itself. A blank or a dot is fine.
+bool isPlain(const std::string& name) {
+  return !name.empty() && name.find_first_of("/*?[]\\") == std::string::npos;
+}
+
+std::vector<std::string> directoriesIn(const std::string& directory) {
+  std::unique_ptr<DIR, int (*)(DIR*)> const stream(opendir(directory.c_str()), closedir);
+  if (stream == nullptr && errno == ENOENT)
+    return {};
+  if (stream == nullptr)
+    throw Failure(STATUS_NOT_LOADED, withReason("cannot read " + inQuotes(directory), errno));
+  std::vector<std::string> names;
+  for (errno = 0; const dirent* member = readdir(stream.get()); errno = 0) {
+    std::string const name = member->d_name;
+    struct stat status = {};
+    if (name != "." && name != ".." && stat((directory + "/" + name).c_str(), &status) == 0 &&
+        S_ISDIR(status.st_mode))
+      names.push_back(name);
+  }
+  if (errno != 0)
+    throw Failure(STATUS_NOT_LOADED, withReason("cannot read " + inQuotes(directory), errno));
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+}  // namespace
+
+std::string setDirectory(const std::string& name) {
+  return name == systemSet ? systemDirectory : packagesDirectory + "/" + name;
+}
+
+void requireSetName(const std::string& name) {
+  if (!isPlain(name) || name == "." || name == "..")
+    throw UsageError(inQuotes(name) + " cannot be the name of a set");
+}
+
+void requireModeName(const std::string& mode) {
+  if (!isPlain(mode))
+    throw UsageError(inQuotes(mode) + " cannot be the name of a mode");
+}
+
+std::vector<std::string> chosenSets(const std::vector<std::string>& named, bool all) {
+  std::vector<std::string> sets = named;
+  if (all) {
+    if (!named.empty())
+      throw UsageError("either name sets or give --all");
+    sets = directoriesIn(packagesDirectory);
+  }
+  if (all || named.empty())
+    sets.insert(sets.begin(), systemSet);
+  std::for_each(sets.begin(), sets.end(), requireSetName);
+  return sets;
+}
+
+std::vector<std::string> listsOf(const std::string& set, const std::string& mode) {
+  std::string const directory = setDirectory(set);
+  return ZEMO::SELF_CHECK::glob(directory, directory + "/" + set + "." + mode + ".*.list");
+}
+
+std::vector<std::string> orderLines(const std::string& directory) {
+  std::ifstream file(directory + "/listorder");
+  std::vector<std::string> lines;
+  for (std::string line; std::getline(file, line);)
+    lines.push_back(line);
+  return lines;
+}
+
+std::map<std::string, std::size_t> orderPositions(const std::vector<std::string>& lines) {
+  std::map<std::string, std::size_t> positions;
+  for (std::size_t i = 0; i < lines.size(); ++i)
+    positions[lines[i]] = i + 1;
+  return positions;
+}
+
+bool isNamedLikeListOf(const std::string& path, const std::string& set, const std::string& mode) {
+  std::string const name = fileName(path);
+  std::string const start = set + "." + mode + ".";
+  std::string const end = ".list";
+  return name.size() >= start.size() + end.size() && name.compare(0, start.size(), start) == 0 &&
+         name.compare(name.size() - end.size(), end.size(), end) == 0;
+}
+
+std::string listName(const std::string& path, const std::string& set, const std::string& mode) {
+  if (!isNamedLikeListOf(path, set, mode))
+    return "";
+  std::string const name = fileName(path);
+  std::size_t const start = set.size() + mode.size() + 2;
+  return name.substr(start, name.size() - start - std::string(".list").size());
+}
+
+std::string fileName(const std::string& path) {
+  return path.substr(path.rfind('/') + 1);
+}
+
+void forgetPackage() {
+  ZEMO::SELF_CHECK::ProtectedFile::_pkginfo = {};
+}
+
+}  // namespace tool

@@ -1,0 +1,62 @@
+// Threads that share the items of one piece of work.
+
+#ifndef ZEMO_TOOLS_COMMON_WORKERS_H
+#define ZEMO_TOOLS_COMMON_WORKERS_H
+
+#include <atomic>
+#include <condition_variable>
+#include <exception>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+namespace tool {
+
+// Calls `work(i)` for every i below `count`, each once, on up to `threads` threads, in about the
+// order of i. The thread that made it goes on, and reads the results of the items that are done().
+class Workers {
+ public:
+  using Work = std::function<void(std::size_t)>;
+
+  // Where fewer threads can be started, those do it all; where none can, the constructor itself
+  // does.
+  Workers(std::size_t count, unsigned threads, Work work);
+
+  // Starts no further items and waits for those that are being worked on.
+  ~Workers();
+  Workers(const Workers&) = delete;
+  Workers& operator=(const Workers&) = delete;
+
+  // The item's work has ended, and what it wrote can be read.
+  bool done(std::size_t item) const { return _done[item].load(std::memory_order_acquire); }
+
+  bool allDone() const { return _left.load(std::memory_order_acquire) == 0; }
+
+  // Waits until all is done, or for a 50th of a second. Throws what an item's work has thrown.
+  void wait();
+
+  // Waits until all is done.
+  void finish();
+
+ private:
+  void serve();
+
+  Work _work;
+  std::size_t _count;
+  std::unique_ptr<std::atomic<bool>[]> _done;
+  std::atomic<std::size_t> _next{0};
+  std::atomic<std::size_t> _left;
+  std::mutex _mutex;  // for what follows
+  std::condition_variable _ended;
+  std::exception_ptr _thrown;
+  std::vector<std::thread> _threads;
+};
+
+// The number of processors that this process may use.
+unsigned processors();
+
+}  // namespace tool
+
+#endif

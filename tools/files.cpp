@@ -1,0 +1,137 @@
+// files: one line for each named file, by the library's plain C function.
+
+#include <zemo/core.h>
+#include <zemo/selfcheck.h>
+
+#include <array>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "commands.h"
+#include "common/escape.h"
+#include "common/failure.h"
+#include "common/names_input.h"
+
+namespace tool {
+namespace {
+
+const char* const examples =
+    "Prints the flag word, the names of its flags (or intact) and the path, separated by blanks.\n"
+    "\n"
+    "Examples:\n"
+    "  zemo-selfcheck files /bin/ls /etc/passwd\n"
+    "  find /usr/lib -newer /etc/hostname -print0 | zemo-selfcheck files --from - -z\n";
+
+struct Options {
+  std::vector<std::string> paths;
+  std::string from;
+  bool nul = false;
+};
+
+struct Flag {
+  uint32_t mask;
+  const char* name;
+  ExitStatus status;
+};
+
+// A path that no list names cannot be judged.
+const std::array<Flag, 9> flags = {{
+    {0x001, "sizeError", STATUS_CHANGED},
+    {0x002, "ownerError", STATUS_CHANGED},
+    {0x004, "groupError", STATUS_CHANGED},
+    {0x008, "typeError", STATUS_CHANGED},
+    {0x010, "permissionError", STATUS_CHANGED},
+    {0x020, "hashError", STATUS_CHANGED},
+    {0x040, "notExist", STATUS_MISSING},
+    {0x080, "notListed", STATUS_UNCHECKED},
+    {0x100, "inFixedDir", STATUS_STRAY},
+}};
+
+uint32_t wordOf(const SELFCHECK_RESULT& result) {
+  uint32_t word = 0;
+  static_assert(sizeof word == sizeof result);
+  memcpy(&word, &result, sizeof word);
+  return word;
+}
+
+std::string namesOf(uint32_t word) {
+  std::string names;
+  for (const Flag& flag : flags) {
+    if ((word & flag.mask) != 0)
+      names += (names.empty() ? "" : ",") + std::string(flag.name);
+  }
+  return names.empty() ? "intact" : names;
+}
+
+// A stray member is not listed either; that is no second finding.
+int statusOf(uint32_t word) {
+  int status = 0;
+  for (const Flag& flag : flags) {
+    if ((word & flag.mask) != 0)
+      status |= flag.status;
+  }
+  return (status & STATUS_STRAY) != 0 ? status & ~STATUS_UNCHECKED : status;
+}
+
+using PathList = std::unique_ptr<VLIBSzList, void (*)(VLIBSzList*)>;
+
+PathList listOf(const std::vector<std::string>& paths) {
+  VLIBSzList* list = VLIBSzListAlloc(static_cast<int>(paths.size()));
+  for (const std::string& path : paths) {
+    if (list == nullptr || VLIBSzListPush(&list, path.c_str()) < 0) {
+      VLIBSzListFree(list);
+      throw std::bad_alloc();
+    }
+  }
+  return PathList(list, VLIBSzListFree);
+}
+
+int runFiles(const Options& options) {
+  std::vector<std::string> paths = options.paths;
+  if (!options.from.empty()) {
+    std::vector<std::string> const more = readNames(options.from, options.nul);
+    paths.insert(paths.end(), more.begin(), more.end());
+    if (paths.empty())
+      throw Failure(STATUS_NOT_LOADED, "there are no names in " + inQuotes(options.from));
+  }
+  if (paths.empty())
+    throw UsageError("name at least one file, or give --from");
+
+  std::vector<SELFCHECK_RESULT> results(paths.size());
+  if (SelfCheckFiles(listOf(paths).get(), results.data()) != 0)
+    throw Failure(STATUS_NOT_LOADED,
+                  "nothing is known of these files: the set wam cannot be loaded, or one of them "
+                  "cannot be read");
+  int status = STATUS_INTACT;
+  for (std::size_t i = 0; i < paths.size(); ++i) {
+    uint32_t const word = wordOf(results[i]);
+    status |= statusOf(word);
+    std::string const& path = paths[i];
+    printf("0x%03x %s ", word, namesOf(word).c_str());
+    std::string const name = options.nul ? path : escaped(path);
+    (void)fwrite(name.data(), 1, name.size(), stdout);  // flushOutput() tells of a failure
+    putchar(options.nul ? '\0' : '\n');
+  }
+  return status;
+}
+
+}  // namespace
+
+void addFiles(CLI::App& program, Chosen& chosen) {
+  auto const options = std::make_shared<Options>();
+  CLI::App* const command =
+      program.add_subcommand("files", "Check the named files against the system's own lists");
+  command->add_option("PATH", options->paths, "Paths, exactly as the lists name them");
+  command
+      ->add_option("--from", options->from, "Read more paths from this file, - for standard input")
+      ->type_name("FILE");
+  command->add_flag("-z,--null", options->nul,
+                    "End names by a zero byte, read and written, and write them as they are");
+  command->footer(examples);
+  command->callback([options, &chosen] { chosen = [options] { return runFiles(*options); }; });
+}
+
+}  // namespace tool

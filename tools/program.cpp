@@ -1,0 +1,82 @@
+#include "program.h"
+
+#include <cstdio>
+#include <new>
+#include <string>
+
+#include "common/descriptors.h"
+#include "common/escape.h"
+#include "common/failure.h"
+#include "common/log_relay.h"
+
+namespace tool {
+namespace {
+
+const char* const description =
+    "Checks installed files against signed check lists, and makes, signs and explains such lists.";
+
+const char* const overview =
+    "Exit status, a set of bits: 1 something changed, 2 is missing, 4 is stray in a directory "
+    "with\n"
+    "fixed members, 8 could not be checked, 16 nothing was done, or a set could not be loaded or\n"
+    "verified, 64 wrong usage. 0 means that all is well.\n"
+    "\n"
+    "Examples:\n"
+    "  zemo-selfcheck check             check the operating system's own set\n"
+    "  zemo-selfcheck doctor            look whether lists, keys and signatures are in order\n"
+    "  zemo-selfcheck make --help       how to make a list\n";
+
+int reported(const CLI::ParseError& error, const CLI::App& program) {
+  if (error.get_exit_code() == 0) {  // --help or --version
+    program.exit(error);
+    flushOutput();
+    return STATUS_INTACT;
+  }
+  std::string command;
+  for (const CLI::App* chosen : program.get_subcommands())
+    command += " " + chosen->get_name();
+  say(escaped(error.what()) + "; see zemo-selfcheck" + command + " --help");
+  return STATUS_USAGE;
+}
+
+int parsedAndRun(int argc, const char* const* argv) {
+  CLI::App program(description, "zemo-selfcheck");
+  Chosen chosen;
+  addCommands(program, chosen);
+  try {
+    program.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return reported(error, program);
+  }
+  int const status = chosen();
+  flushOutput();
+  return status;
+}
+
+}  // namespace
+
+void addCommands(CLI::App& program, Chosen& chosen) {
+  program.require_subcommand(1);
+  program.set_version_flag("--version", "zemo-selfcheck " ZEMO_VERSION);
+  program.footer(overview);
+  // addCheck
+  addFiles(program, chosen);
+}
+
+int runProgram(int argc, const char* const* argv) {
+  occupyStandardDescriptors();
+  startLogRelay();
+  try {
+    return parsedAndRun(argc, argv);
+  } catch (const Failure& failure) {
+    say(failure.what());
+    return failure.status();
+  } catch (const std::bad_alloc&) {
+    say("out of memory");
+  } catch (const std::exception& error) {
+    say(escaped(error.what()));
+  }
+  return STATUS_NOT_LOADED;
+}
+
+}  // namespace tool
