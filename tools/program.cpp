@@ -1,5 +1,7 @@
 #include "program.h"
 
+#include <unistd.h>
+
 #include <cstdio>
 #include <new>
 #include <string>
@@ -7,6 +9,7 @@
 #include "common/descriptors.h"
 #include "common/escape.h"
 #include "common/failure.h"
+#include "common/interruption.h"
 #include "common/log_relay.h"
 
 namespace tool {
@@ -50,6 +53,8 @@ int parsedAndRun(int argc, const char* const* argv) {
   }
   int const status = chosen();
   flushOutput();
+  if (interrupted())
+    _exit(status);  // threads that could not be stopped may still run, and must not see objects go
   return status;
 }
 
@@ -59,7 +64,7 @@ void addCommands(CLI::App& program, Chosen& chosen) {
   program.require_subcommand(1);
   program.set_version_flag("--version", "zemo-selfcheck " ZEMO_VERSION);
   program.footer(overview);
-  // addCheck
+  addCheck(program, chosen);
   addFiles(program, chosen);
 }
 

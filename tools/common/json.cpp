@@ -19,23 +19,24 @@ std::string hexadecimal(const std::string& bytes) {
   return text;
 }
 
-std::string withReplacements(std::string_view bytes) {
+}  // namespace
+
+std::string jsonText(const std::string& bytes) {
   std::string text;
-  while (!bytes.empty()) {
-    std::size_t const length = utf8Length(bytes);
+  std::string_view rest = bytes;
+  while (!rest.empty()) {
+    std::size_t const length = utf8Length(rest);
     if (length == 0)
       text += "\xef\xbf\xbd";
     else
-      text += bytes.substr(0, length);
-    bytes.remove_prefix(length == 0 ? 1 : length);
+      text += rest.substr(0, length);
+    rest.remove_prefix(length == 0 ? 1 : length);
   }
   return text;
 }
 
-}  // namespace
-
 void putText(Json& record, const std::string& name, const std::string& bytes) {
-  record[name] = withReplacements(bytes);
+  record[name] = jsonText(bytes);
   if (!isUtf8(bytes))
     record[name + "_hex"] = hexadecimal(bytes);
 }
@@ -51,7 +52,8 @@ void putNumber(Json& record, const std::string& name, const std::string& column)
 }
 
 void writeRecord(const Json& record) {
-  std::string const line = record.dump() + "\n";
+  // In ASCII, so that a terminal obeys no name.
+  std::string const line = record.dump(-1, ' ', true) + "\n";
   (void)fwrite(line.data(), 1, line.size(), stdout);  // flushOutput() tells of a failure
 }
 

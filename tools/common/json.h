@@ -11,8 +11,11 @@ namespace tool {
 // Keeps the order in which members are put in.
 using Json = nlohmann::ordered_json;
 
-// Puts `bytes` under `name`. If they are no UTF-8, each wrong byte is written as U+FFFD there, and
-// all of them in hexadecimal digits under `name`_hex.
+// `bytes` with U+FFFD for each byte that is no UTF-8, which JSON has no other way to write.
+std::string jsonText(const std::string& bytes);
+
+// Puts jsonText(bytes) under `name` and, if that is not the same, all of the bytes in hexadecimal
+// digits under `name`_hex.
 void putText(Json& record, const std::string& name, const std::string& bytes);
 
 // Puts a column of an entry under `name`: a decimal number as a number if it is written as one

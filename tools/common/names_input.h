@@ -13,6 +13,9 @@ namespace tool {
 // cannot be read.
 std::vector<std::string> readNames(const std::string& from, bool nul);
 
+// The same for lines, of which empty ones count, too.
+std::vector<std::string> readLines(const std::string& from);
+
 }  // namespace tool
 
 #endif

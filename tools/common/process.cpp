@@ -16,7 +16,8 @@ namespace tool {
 namespace {
 
 [[noreturn]] void cannotRun(const Command& command, int error) {
-  throw Failure(STATUS_NOT_LOADED, withReason("cannot run " + inQuotes(command.words.at(0)), error));
+  throw Failure(STATUS_NOT_LOADED,
+                withReason("cannot run " + inQuotes(command.words.at(0)), error));
 }
 
 class FileActions {

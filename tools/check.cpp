@@ -1,0 +1,135 @@
+// check: compares all files that sets of lists name with their entries.
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "check/accepted.h"
+#include "check/counters.h"
+#include "check/report.h"
+#include "check/set_check.h"
+#include "commands.h"
+#include "common/failure.h"
+#include "common/interruption.h"
+#include "common/items.h"
+#include "common/sets.h"
+#include "common/workers.h"
+
+namespace tool {
+namespace {
+
+const char* const examples =
+    "Prints each mismatch, and a last line that sums up. A file that --accept reads has one line "
+    "for each\n"
+    "known difference: a path, or the start of paths ending in /, and optionally a TAB and the "
+    "kinds,\n"
+    "such as size,hash (the others: owner, group, type, permission, missing, stray).\n"
+    "\n"
+    "Examples:\n"
+    "  zemo-selfcheck check\n"
+    "  zemo-selfcheck check --all --format json > report.jsonl\n"
+    "  zemo-selfcheck check notes --under /var/packages/notes/target/bin --items size,hash\n"
+    "  zemo-selfcheck check --format paths -z | xargs -0 -r dpkg -S\n";
+
+constexpr unsigned mostJobs = 1024;
+
+struct Options {
+  std::vector<std::string> sets;
+  bool all = false;
+  std::string mode = defaultMode;
+  std::vector<std::string> items = {"all"};
+  std::vector<std::string> under;
+  unsigned jobs = processors();
+  std::string accept;
+  bool noVerify = false;
+  std::string format = "text";
+  bool nul = false;
+  bool noProgress = false;
+  bool quiet = false;
+};
+
+std::vector<std::string> directoriesNamed(std::vector<std::string> directories) {
+  for (std::string& directory : directories) {
+    if (directory.empty() || directory.front() != '/')
+      throw UsageError("--under takes an absolute path, not " + inQuotes(directory));
+    while (directory.size() > 1 && directory.back() == '/')
+      directory.pop_back();
+  }
+  return directories;
+}
+
+std::unique_ptr<Report> reportFor(const Options& options) {
+  if (options.nul && options.format == "json")
+    throw UsageError("-z does not go with --format json");
+  if (options.quiet)
+    return std::make_unique<Report>();
+  if (options.format == "paths")
+    return pathsReport(options.nul);
+  return options.format == "json" ? jsonReport() : textReport(options.nul);
+}
+
+int runCheck(const Options& options) {
+  requireModeName(options.mode);
+  auto check = std::make_shared<CheckOptions>();
+  check->plan = {chosenSets(options.sets, options.all), options.mode, itemsNamed(options.items)};
+  check->under = directoriesNamed(options.under);
+  check->jobs = options.jobs;
+  check->verify = !options.noVerify;
+  std::unique_ptr<Report> const report = reportFor(options);
+  if (!options.accept.empty())
+    check->accepted = Accepted(options.accept);
+
+  watchForInterruption();
+  Progress progress(!options.noProgress && !options.quiet);
+  Counters counters;
+  report->begin(check->plan);
+  for (const std::string& set : check->plan.sets) {
+    counters.partial = interrupted();
+    if (counters.partial)
+      break;
+    checkSet(set, check, *report, counters, progress);
+  }
+  report->end(counters);
+  return exitStatus(counters);
+}
+
+}  // namespace
+
+void addCheck(CLI::App& program, Chosen& chosen) {
+  auto const options = std::make_shared<Options>();
+  CLI::App* const command =
+      program.add_subcommand("check", "Check all files that sets of lists name");
+  command->add_option("SET", options->sets, "Sets to check; without any, the system's own, wam");
+  command->add_flag("--all", options->all, "Check wam and the sets of all packages");
+  command->add_option("--mode", options->mode, "Kind of lists")->capture_default_str();
+  command
+      ->add_option(
+          "--items", options->items,
+          "What to compare: " + std::string("size, owner, group, type, permission, hash or all"))
+      ->delimiter(',')
+      ->type_name("ITEM,...")
+      ->expected(1)
+      ->take_all()
+      ->default_str("all");
+  command->add_option("--under", options->under, "Check only what lies at or below this directory")
+      ->type_name("DIR")
+      ->expected(1)
+      ->take_all();
+  command->add_option("--jobs", options->jobs, "Threads; without it, one for each processor")
+      ->check(CLI::Range(1U, mostJobs))
+      ->type_name("N");
+  command->add_option("--accept", options->accept, "Read known differences from this file")
+      ->type_name("FILE");
+  command->add_flag("--no-verify", options->noVerify, "Do not verify the lists' signatures");
+  command->add_option("--format", options->format, "text, paths or json")
+      ->check(CLI::IsMember({"text", "paths", "json"}))
+      ->capture_default_str();
+  command->add_flag("-z,--null", options->nul,
+                    "End lines by a zero byte, and write names as they are");
+  command->add_flag("--no-progress", options->noProgress, "Show no progress on a terminal");
+  command->add_flag("--quiet", options->quiet, "Print nothing but errors");
+  command->footer(examples);
+  command->callback([options, &chosen] { chosen = [options] { return runCheck(*options); }; });
+}
+
+}  // namespace tool

@@ -1,0 +1,99 @@
+#include "check/accepted.h"
+
+#include <sstream>
+
+#include "common/escape.h"
+#include "common/failure.h"
+#include "common/items.h"
+#include "common/names_input.h"
+
+using namespace ZEMO::SELF_CHECK;
+
+namespace tool {
+namespace {
+
+constexpr uint32_t allKinds = ~0U;
+
+uint32_t bitOf(CHECK_ERROR error) {
+  return 1U << (static_cast<unsigned>(error) & 31U);
+}
+
+uint32_t kindsNamed(const std::string& names, const std::string& where) {
+  uint32_t kinds = 0;
+  std::istringstream words(names);
+  for (std::string name; std::getline(words, name, ',');) {
+    uint32_t const before = kinds;
+    for (int32_t number = CHECK_ERROR_SIZE; number <= CHECK_ERROR_UNKNOWN_FILE; ++number) {
+      auto const error = static_cast<CHECK_ERROR>(number);
+      if (name == kindName(error))
+        kinds |= bitOf(error);
+    }
+    if (kinds == before)
+      throw UsageError(where + ": there is no kind of mismatch " + inQuotes(name));
+  }
+  if (kinds == 0)
+    throw UsageError(where + ": the TAB is followed by no kind of mismatch");
+  return kinds;
+}
+
+}  // namespace
+
+Accepted::Accepted(const std::string& file) {
+  std::size_t number = 0;
+  for (const std::string& line : readLines(file)) {
+    ++number;
+    if (!line.empty() && line.front() != '#')
+      add(line, inQuotes(file) + " line " + std::to_string(number));
+  }
+}
+
+void Accepted::add(const std::string& line, const std::string& where) {
+  std::size_t const tab = line.find('\t');
+  std::optional<std::string> const path = unescaped(line.substr(0, tab));
+  if (!path)
+    throw UsageError(where + ": a backslash must be followed by three octal digits");
+  if (path->empty() || path->front() != '/')
+    throw UsageError(where + ": the path " + inQuotes(*path) + " is not absolute");
+  uint32_t const kinds =
+      tab == std::string::npos ? allKinds : kindsNamed(line.substr(tab + 1), where);
+  _kinds[*path] |= kinds;
+}
+
+bool Accepted::covers(const CheckError& error) const {
+  if (_kinds.empty())
+    return false;
+  uint32_t const bit = bitOf(error._error);
+  auto const accepts = [&](const std::string& key) {
+    auto const found = _kinds.find(key);
+    return found != _kinds.end() && (found->second & bit) != 0;
+  };
+  std::string const path = pathOf(error);
+  if (accepts(path))
+    return true;
+  for (std::size_t slash = path.find('/'); slash != std::string::npos;
+       slash = path.find('/', slash + 1)) {
+    if (accepts(path.substr(0, slash + 1)))
+      return true;
+  }
+  return false;
+}
+
+FileList::Hook Accepted::hook() const {
+  return [this](boost::shared_ptr<ProtectedFile>& entry, bool& changed) {
+    for (const CheckError* error : entry->_errors) {
+      if (!covers(*error))
+        return 0;
+    }
+    changed = false;
+    return 0;
+  };
+}
+
+std::string pathOf(const CheckError& error) {
+  if (error._error != CHECK_ERROR_UNKNOWN_FILE)
+    return error._filePath;
+  // The root directory is the one that ends in a slash.
+  return error._filePath + (error._filePath == "/" ? "" : "/") + error._actual;
+}
+
+}  // namespace tool

@@ -1,0 +1,43 @@
+#include "check/counters.h"
+
+#include "common/failure.h"
+
+namespace tool {
+namespace {
+
+std::string counted(std::size_t number, const char* one, const char* many) {
+  return std::to_string(number) + " " + (number == 1 ? one : many);
+}
+
+}  // namespace
+
+int exitStatus(const Counters& counters) {
+  int status = STATUS_INTACT;
+  if (counters.changed > 0)
+    status |= STATUS_CHANGED;
+  if (counters.missing > 0)
+    status |= STATUS_MISSING;
+  if (counters.stray > 0)
+    status |= STATUS_STRAY;
+  if (counters.unchecked > 0 || counters.partial)
+    status |= STATUS_UNCHECKED;
+  if (counters.notLoaded > 0 || counters.checked == 0)
+    status |= STATUS_NOT_LOADED;
+  return status;
+}
+
+std::string summaryLine(const Counters& counters) {
+  std::string line = counters.partial ? "interrupted, this is partial: " : "";
+  line += "checked " + counted(counters.checked, "entry", "entries") + " of " +
+          counted(counters.sets, "set", "sets") + ": " + std::to_string(counters.changed) +
+          " changed, " + std::to_string(counters.missing) + " missing, " +
+          std::to_string(counters.stray) + " stray, " + std::to_string(counters.unchecked) +
+          " could not be checked";
+  if (counters.accepted > 0)
+    line += ", " + std::to_string(counters.accepted) + " accepted";
+  if (counters.notLoaded > 0)
+    line += "; " + counted(counters.notLoaded, "set", "sets") + " could not be loaded";
+  return line;
+}
+
+}  // namespace tool

@@ -1,0 +1,31 @@
+// What a check has found, in numbers. The summary and the exit status are both made of these.
+
+#ifndef ZEMO_TOOLS_CHECK_COUNTERS_H
+#define ZEMO_TOOLS_CHECK_COUNTERS_H
+
+#include <cstddef>
+#include <string>
+
+namespace tool {
+
+struct Counters {
+  std::size_t sets = 0;       // that were loaded
+  std::size_t notLoaded = 0;  // sets that could not be
+  std::size_t checked = 0;    // entries whose check was carried out
+  std::size_t changed = 0;    // entries with another mismatch than those below
+  std::size_t missing = 0;    // entries
+  std::size_t stray = 0;      // members of directories with fixed members
+  std::size_t unchecked = 0;  // entries whose check could not be carried out
+  std::size_t accepted = 0;   // mismatches; they do not count above
+  bool partial = false;       // the check was interrupted
+};
+
+// The bits of common/failure.h.
+int exitStatus(const Counters& counters);
+
+// One line, without line feed.
+std::string summaryLine(const Counters& counters);
+
+}  // namespace tool
+
+#endif

@@ -1,0 +1,103 @@
+#include <ctime>
+
+#include "check/report.h"
+#include "common/items.h"
+#include "common/json.h"
+#include "common/label.h"
+
+using namespace ZEMO::SELF_CHECK;
+
+namespace tool {
+namespace {
+
+bool isNumber(CHECK_ERROR error) {
+  return error == CHECK_ERROR_SIZE || error == CHECK_ERROR_OWNER || error == CHECK_ERROR_GROUP;
+}
+
+Json mismatch(const Finding& finding) {
+  const CheckError& error = *finding.error;
+  Json record;
+  record["kind"] = kindName(error._error);
+  if (error._error == CHECK_ERROR_UNKNOWN_FILE) {
+    putText(record, "name", error._actual);
+  } else if (error._error != CHECK_ERROR_NOT_EXIST) {
+    auto const put = isNumber(error._error) ? putNumber : putText;
+    put(record, "expected", error._expected);
+    put(record, "actual", error._actual);
+  }
+  if (finding.accepted)
+    record["accepted"] = true;
+  return record;
+}
+
+class JsonReport : public Report {
+ public:
+  void begin(const Plan& plan) override {
+    Json record;
+    record["record"] = "start";
+    record["format"] = 1;  // raised when a record loses a member or changes its meaning
+    record["program"] = "zemo-selfcheck";
+    record["version"] = ZEMO_VERSION;
+    record["time"] = utcText(std::time(nullptr));
+    record["sets"] = Json::array();
+    for (const std::string& set : plan.sets)
+      record["sets"].push_back(jsonText(set));
+    record["mode"] = jsonText(plan.mode);
+    record["items"] = namesOf(plan.items);
+    writeRecord(record);
+  }
+
+  void notLoaded(const std::string& set) override { writeRecord(about("not_loaded", set)); }
+
+  void mismatches(const std::string& set, const std::string& path,
+                  const std::vector<Finding>& findings) override {
+    Json record = about("entry", set);
+    putText(record, "path", path);
+    record["mismatches"] = Json::array();
+    for (const Finding& finding : findings)
+      record["mismatches"].push_back(mismatch(finding));
+    writeRecord(record);
+  }
+
+  void unchecked(const std::string& set, const std::string& path,
+                 const std::vector<std::string>& log) override {
+    Json record = about("unchecked", set);
+    putText(record, "path", path);
+    record["log"] = Json::array();
+    for (const std::string& line : log)
+      record["log"].push_back(jsonText(line));
+    writeRecord(record);
+  }
+
+  void end(const Counters& counters) override {
+    Json record;
+    record["record"] = "summary";
+    record["sets"] = counters.sets;
+    record["not_loaded"] = counters.notLoaded;
+    record["checked"] = counters.checked;
+    record["changed"] = counters.changed;
+    record["missing"] = counters.missing;
+    record["stray"] = counters.stray;
+    record["unchecked"] = counters.unchecked;
+    record["accepted"] = counters.accepted;
+    record["partial"] = counters.partial;
+    record["status"] = exitStatus(counters);
+    writeRecord(record);
+  }
+
+ private:
+  static Json about(const char* kind, const std::string& set) {
+    Json record;
+    record["record"] = kind;
+    putText(record, "set", set);
+    return record;
+  }
+};
+
+}  // namespace
+
+std::unique_ptr<Report> jsonReport() {
+  return std::make_unique<JsonReport>();
+}
+
+}  // namespace tool

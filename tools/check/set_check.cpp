@@ -1,0 +1,212 @@
+#include "check/set_check.h"
+
+#include <boost/shared_ptr.hpp>
+#include <charconv>
+#include <memory>
+
+#include "common/escape.h"
+#include "common/failure.h"
+#include "common/interruption.h"
+#include "common/log_relay.h"
+#include "common/sets.h"
+#include "common/workers.h"
+
+using namespace ZEMO::SELF_CHECK;
+
+namespace tool {
+namespace {
+
+using Entry = boost::shared_ptr<ProtectedFile>;
+
+bool isUnder(const std::string& path, const std::vector<std::string>& directories) {
+  if (directories.empty())
+    return true;
+  for (const std::string& directory : directories) {
+    if (path.compare(0, directory.size(), directory) == 0 &&
+        (path.size() == directory.size() || path[directory.size()] == '/' || directory == "/"))
+      return true;
+  }
+  return false;
+}
+
+// What a check of the entry reads, as far as its list tells.
+uint64_t bytesOf(const ProtectedFile& entry, CHECK_ITEM items) {
+  if ((items & CHECK_ITEM_HASH) == 0 || entry._type != "f" || entry._hash == "-")
+    return 0;
+  uint64_t bytes = 0;
+  (void)std::from_chars(entry._size.data(), entry._size.data() + entry._size.size(), bytes);
+  return bytes;
+}
+
+// One entry's result, written by the thread that checks it.
+struct Outcome {
+  bool carriedOut = false;
+  bool changed = false;
+  std::vector<std::string> log;
+};
+
+// Everything that the threads use. They may outlive the check of the set, see checkSet().
+struct Walk {
+  Walk(const std::string& name, std::shared_ptr<const CheckOptions> chosen)
+      : options(std::move(chosen)),
+        list(name, options->plan.mode),
+        hook(options->accepted.hook()) {}
+
+  std::shared_ptr<const CheckOptions> options;
+  FileList list;
+  FileList::Hook hook;
+  bool loaded = false;
+  std::vector<Entry> entries;
+  std::vector<Outcome> outcomes;
+  std::unique_ptr<Workers> workers;  // last, so that its threads end before what they use
+
+  void load();
+  void check(std::size_t index);
+};
+
+void Walk::load() {
+  forgetPackage();
+  loaded = list.loadList(options->verify);
+  if (!loaded)
+    return;
+  for (const auto& [path, entry] : *list.getProtectedFiles()) {
+    if (isUnder(path, options->under))
+      entries.push_back(entry);
+  }
+  outcomes.resize(entries.size());
+}
+
+void Walk::check(std::size_t index) {
+  Outcome& outcome = outcomes[index];
+  CollectedLog const collected(outcome.log);
+  outcome.carriedOut = entries[index]->check(outcome.changed, options->plan.items);
+}
+
+// Reports the outcomes in the order of paths, as soon as they are known.
+class Reporter {
+ public:
+  Reporter(Walk& walk, const std::string& set, Report& report, Counters& counters,
+           Progress& progress)
+      : _walk(walk), _set(set), _report(report), _counters(counters), _progress(progress) {}
+
+  void tell(std::size_t index) {
+    Entry entry = _walk.entries[index];
+    Outcome& outcome = _walk.outcomes[index];
+    if (outcome.changed || !outcome.carriedOut)
+      _progress.clear();
+    if (outcome.carriedOut)
+      ++_counters.checked;
+    if (outcome.changed)
+      tellMismatches(entry, outcome);
+    if (!outcome.carriedOut) {
+      ++_counters.unchecked;
+      for (const std::string& line : outcome.log)
+        say(escaped(line));
+      _report.unchecked(_set, entry->_path, outcome.log);
+    }
+  }
+
+ private:
+  void tellMismatches(Entry& entry, Outcome& outcome) {
+    const Accepted& accepted = _walk.options->accepted;
+    std::vector<Finding> findings;
+    for (CheckError* error : entry->_errors)
+      findings.push_back({error, accepted.covers(*error)});
+    // The hook decides on the entry as a whole, as it does for the library's own check of a set.
+    _walk.hook(entry, outcome.changed);
+    if (outcome.changed)
+      count(findings);
+    for (const Finding& finding : findings)
+      _counters.accepted += finding.accepted ? 1 : 0;
+    _report.mismatches(_set, entry->_path, findings);
+  }
+
+  void count(const std::vector<Finding>& findings) {
+    bool changed = false;
+    for (const Finding& finding : findings) {
+      if (finding.accepted)
+        continue;
+      if (finding.error->_error == CHECK_ERROR_UNKNOWN_FILE)
+        ++_counters.stray;
+      else if (finding.error->_error == CHECK_ERROR_NOT_EXIST)
+        ++_counters.missing;
+      else
+        changed = true;
+    }
+    _counters.changed += changed ? 1 : 0;
+  }
+
+  Walk& _walk;
+  const std::string& _set;
+  Report& _report;
+  Counters& _counters;
+  Progress& _progress;
+};
+
+// The library has logged why, unless there is nothing that it could have loaded.
+void sayNotLoaded(const std::string& set, const std::string& mode) {
+  std::string const what = "the set " + inQuotes(set);
+  if (listsOf(set, mode).empty())
+    say(what + " has no lists of the mode " + inQuotes(mode) + " in " +
+        inQuotes(setDirectory(set)));
+  else
+    say(what + " could not be loaded");
+}
+
+// Tells what is done in the order of paths, until all is told or the program is interrupted. Then
+// what is done further on is told, too.
+void follow(Walk& walk, Reporter& reporter, Progress& progress) {
+  CHECK_ITEM const items = walk.options->plan.items;
+  std::size_t next = 0;
+  while (next < walk.entries.size() && !interrupted()) {
+    walk.workers->wait();
+    for (; next < walk.entries.size() && walk.workers->done(next); ++next) {
+      reporter.tell(next);
+      progress.advance(1, bytesOf(*walk.entries[next], items));
+    }
+    progress.show();
+  }
+  progress.clear();
+  for (; next < walk.entries.size(); ++next) {
+    if (walk.workers->done(next))
+      reporter.tell(next);
+  }
+}
+
+}  // namespace
+
+void checkSet(const std::string& name, const std::shared_ptr<const CheckOptions>& options,
+              Report& report, Counters& counters, Progress& progress) {
+  auto walk = std::make_unique<Walk>(name, options);
+  Walk* const shared = walk.get();
+  // Verification may wait for GnuPG, and a check for a disk; this thread must stay free to be
+  // interrupted.
+  walk->workers = std::make_unique<Workers>(1, 1, [shared](std::size_t) { shared->load(); });
+  while (!walk->workers->allDone() && !interrupted())
+    walk->workers->wait();
+
+  if (!walk->workers->allDone()) {
+    counters.partial = true;
+  } else if (!walk->loaded) {
+    ++counters.notLoaded;
+    sayNotLoaded(name, options->plan.mode);
+    report.notLoaded(name);
+  } else {
+    ++counters.sets;
+    uint64_t bytes = 0;
+    for (const Entry& entry : walk->entries)
+      bytes += bytesOf(*entry, options->plan.items);
+    progress.total(walk->entries.size(), bytes);
+    walk->workers = std::make_unique<Workers>(walk->entries.size(), options->jobs,
+                                              [shared](std::size_t i) { shared->check(i); });
+    Reporter reporter(*walk, name, report, counters, progress);
+    follow(*walk, reporter, progress);
+    counters.partial = !walk->workers->allDone();
+  }
+  // The threads cannot be stopped in the middle of a large file. They keep what they use until the
+  // process ends.
+  if (counters.partial)
+    (void)walk.release();
+}
+
+}  // namespace tool

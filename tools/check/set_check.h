@@ -1,0 +1,35 @@
+// Loading one set and checking its entries on several threads.
+
+#ifndef ZEMO_TOOLS_CHECK_SET_CHECK_H
+#define ZEMO_TOOLS_CHECK_SET_CHECK_H
+
+#include <zemo/selfcheck.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "check/accepted.h"
+#include "check/counters.h"
+#include "check/report.h"
+#include "common/progress.h"
+
+namespace tool {
+
+struct CheckOptions {
+  Plan plan;
+  std::vector<std::string> under;  // only entries at or below one of these; empty: all
+  unsigned jobs = 1;               // threads
+  bool verify = true;              // signatures
+  Accepted accepted;
+};
+
+// Checks the set `name` and adds what is found to `report` and `counters`, in path order. When the
+// program is interrupted, it returns at once with what was found so far; its threads are then left
+// running, and the process has to end without joining them.
+void checkSet(const std::string& name, const std::shared_ptr<const CheckOptions>& options,
+              Report& report, Counters& counters, Progress& progress);
+
+}  // namespace tool
+
+#endif
