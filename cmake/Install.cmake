@@ -1,5 +1,6 @@
 # What is installed, by component: runtime (the library), platform (the core and package libraries, to
-# be left out where the maker's own are), development (headers, link names, CMake package, pkg-config).
+# be left out where the maker's own are), tools (zemo-selfcheck, its man pages and completion),
+# development (headers, link names, CMake package, pkg-config, the library's man page).
 
 include(CMakePackageConfigHelpers)
 
@@ -8,6 +9,14 @@ install(TARGETS zemoselfcheck EXPORT zemoselfcheck
 if(ZEMO_PLATFORM)
   install(TARGETS zemocore zemopkg EXPORT zemoselfcheck
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT platform NAMELINK_COMPONENT development)
+endif()
+
+if(ZEMO_TOOLS)
+  install(TARGETS zemo-selfcheck DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+  install(FILES completion/zemo-selfcheck
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tools)
+  install(FILES tools/share/check.schema.json
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/zemoselfcheck COMPONENT tools)
 endif()
 
 install(DIRECTORY include/zemo DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)

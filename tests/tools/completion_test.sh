@@ -1,0 +1,58 @@
+#!/bin/bash
+# The completion offers exactly the commands, options and values that the program takes.
+#
+#   completion_test.sh COMPLETION_FILE OPTION_TABLES
+set -euo pipefail
+if ! [ -r /usr/share/bash-completion/bash_completion ]; then
+  echo "[  SKIPPED ] completion_test (needs bash-completion)"
+  exit 0
+fi
+set +eu # other people's script
+# shellcheck source=/dev/null
+. /usr/share/bash-completion/bash_completion
+set -eu
+# shellcheck source=/dev/null
+. "$1"
+tables=$("$2")
+failed=0
+
+compopt() { :; } # there is no completion going on
+
+# completes WORD...: the replies to the last word, sorted, on one line.
+completes() {
+  COMP_WORDS=("$@")
+  COMP_CWORD=$(($# - 1))
+  COMP_LINE="$*"
+  COMP_POINT=${#COMP_LINE}
+  COMPREPLY=()
+  set +eu
+  _zemo_selfcheck
+  set -eu
+  printf '%s\n' "${COMPREPLY[@]}" | sort | tr '\n' ' '
+}
+
+expect() {
+  local expected=$1
+  shift
+  local actual
+  actual=$(completes "$@")
+  if [ "$actual" != "$expected" ]; then
+    printf 'completing: %s\n  expected: %s\n  got:      %s\n' "$*" "$expected" "$actual" >&2
+    failed=1
+  fi
+}
+
+commands=$(cut -f 1 <<<"$tables" | sort -u)
+expect "$({ echo "$commands"; printf '%s\n' --help --version; } | sort | tr '\n' ' ')" zemo-selfcheck ""
+for command in $commands; do
+  options=$(awk -F '\t' -v command="$command" '$1 == command { print $2 ($3 == "value" ? "=" : "") }' <<<"$tables")
+  expect "$(sort <<<"$options" | tr '\n' ' ')" zemo-selfcheck "$command" --
+done
+expect "check " zemo-selfcheck ch
+expect "json paths text " zemo-selfcheck check --format ""
+expect "json " zemo-selfcheck check --format j
+expect "group " zemo-selfcheck check --items g
+expect "size,group " zemo-selfcheck check --items size,g
+expect "wam " zemo-selfcheck check w
+expect "--quiet " zemo-selfcheck check wam --q
+exit $failed

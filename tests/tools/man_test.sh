@@ -1,0 +1,47 @@
+#!/bin/bash
+# The man pages are well formed and describe exactly the options that the program takes.
+#
+#   man_test.sh MAN_BUILD_DIRECTORY OPTION_TABLES
+set -euo pipefail
+pages=$1
+tables=$("$2")
+failed=0
+
+complain() {
+  echo "$*" >&2
+  failed=1
+}
+
+if command -v mandoc >/dev/null; then
+  for page in "$pages"/*.[135]; do
+    # scdoc writes a paragraph macro where mandoc needs none.
+    complaints=$(mandoc -T lint -W style "$page" |
+      grep -vE 'skipping paragraph macro: PP|referenced manual not found|unable to open|STYLE: (input text line longer|whitespace at end|missing date|lower case character)' || true)
+    [ -z "$complaints" ] || complain "$complaints"
+  done
+else
+  echo "[  SKIPPED ] mandoc (is not installed)"
+fi
+
+# options_in PAGE: all long options that it names.
+options_in() { sed 's/\\-/-/g; s/\\fR//g; s/\\fB//g; s/\\fI//g' "$1" | grep -oE -- '--[a-z][a-z-]*' | sort -u; }
+
+for command in $(cut -f 1 <<<"$tables" | sort -u); do
+  page=$pages/zemo-selfcheck-$command.1 # may be a link to that of several commands
+  [ -e "$page" ] || {
+    complain "there is no man page of $command"
+    continue
+  }
+  while IFS= read -r option; do
+    options_in "$page" | grep -qxF -- "$option" || complain "$page does not describe $option of $command"
+  done < <(awk -F '\t' -v command="$command" '$1 == command { print $2 }' <<<"$tables" | grep -vx -- --help)
+done
+
+# Nor do they describe others. (Other programs' options stand in the examples.)
+known=$({ cut -f 2 <<<"$tables"; printf '%s\n' --version --armor --export --homedir --secret-keyring; } | sort -u)
+for page in "$pages"/zemo-selfcheck*.1; do
+  while IFS= read -r option; do
+    grep -qxF -- "$option" <<<"$known" || complain "$page describes $option, which nothing takes"
+  done < <(options_in "$page")
+done
+exit $failed
