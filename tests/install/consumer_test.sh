@@ -53,15 +53,24 @@ expect() {
 expect runtime "libzemoselfcheck.so.1 libzemoselfcheck.so.1.0 "
 expect platform "libzemocore.so.6 libzemopkg.so.1 "
 expect development "check_error.h core.h export.h file_list.h libzemocore.so libzemopkg.so \
-libzemoselfcheck.so package.h protected_file.h self_check_files.h self_check_result.h selfcheck.h zemoselfcheck.pc \
+libzemoselfcheck.3 libzemoselfcheck.so package.h protected_file.h self_check_files.h self_check_result.h selfcheck.h zemoselfcheck.pc \
 zemoselfcheckConfig.cmake zemoselfcheckConfigVersion.cmake \
 zemoselfcheckTargets-CONFIGURATION.cmake zemoselfcheckTargets.cmake "
+expect tools "check.schema.json zemo-selfcheck zemo-selfcheck zemo-selfcheck-check.1 zemo-selfcheck-diff.1 \
+zemo-selfcheck-doctor.1 zemo-selfcheck-files.1 zemo-selfcheck-init-home.1 zemo-selfcheck-list.5 \
+zemo-selfcheck-make.1 zemo-selfcheck-remove-key.1 zemo-selfcheck-show.1 zemo-selfcheck-sign.1 \
+zemo-selfcheck-verify.1 zemo-selfcheck.1 "
+
+echo "== the installed program"
+[ "$(LD_LIBRARY_PATH=$libdir "$prefix/bin/zemo-selfcheck" --version)" = "zemo-selfcheck 1.0.0" ] ||
+  fail "the installed program does not run"
 
 echo "== with the platform libraries of the machine"
 # As on a machine where the maker's are: without headers or link names of their own.
 mkdir "$tmp/machine"
 cp "$libdir/libzemocore.so.6" "$libdir/libzemopkg.so.1" "$tmp/machine"
 cmake -S "$here/../.." -B "$tmp/external" -DZEMO_PLATFORM=OFF -DZEMO_EXAMPLES=OFF \
+  -DZEMO_TOOLS=OFF -DZEMO_MAN=OFF \
   -DCMAKE_LIBRARY_PATH="$tmp/machine" -DCMAKE_INSTALL_PREFIX="$tmp/other" >"$tmp/configure.log"
 cmake --build "$tmp/external" --target install >"$tmp/build.log" || {
   cat "$tmp/build.log"

@@ -16,6 +16,7 @@ set -eu
 tables=$("$2")
 failed=0
 
+# shellcheck disable=SC2317 # the completion calls it
 compopt() { :; } # there is no completion going on
 
 # completes WORD...: the replies to the last word, sorted, on one line.

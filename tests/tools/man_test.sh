@@ -26,7 +26,7 @@ fi
 # options_in PAGE: all long options that it names.
 options_in() { sed 's/\\-/-/g; s/\\fR//g; s/\\fB//g; s/\\fI//g' "$1" | grep -oE -- '--[a-z][a-z-]*' | sort -u; }
 
-for command in $(cut -f 1 <<<"$tables" | sort -u); do
+while IFS= read -r command; do
   page=$pages/zemo-selfcheck-$command.1 # may be a link to that of several commands
   [ -e "$page" ] || {
     complain "there is no man page of $command"
@@ -35,7 +35,7 @@ for command in $(cut -f 1 <<<"$tables" | sort -u); do
   while IFS= read -r option; do
     options_in "$page" | grep -qxF -- "$option" || complain "$page does not describe $option of $command"
   done < <(awk -F '\t' -v command="$command" '$1 == command { print $2 }' <<<"$tables" | grep -vx -- --help)
-done
+done < <(cut -f 1 <<<"$tables" | sort -u)
 
 # Nor do they describe others. (Other programs' options stand in the examples.)
 known=$({ cut -f 2 <<<"$tables"; printf '%s\n' --version --armor --export --homedir --secret-keyring; } | sort -u)

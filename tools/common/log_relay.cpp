@@ -14,6 +14,14 @@ namespace {
 
 thread_local std::vector<std::string>* collected = nullptr;
 
+// What the C library's syslog does, by its variant with a list of arguments.
+__attribute__((format(printf, 2, 3))) void send(int priority, const char* format, ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  vsyslog(priority, format, arguments);
+  va_end(arguments);
+}
+
 void relay(const char* text) {
   if (collected != nullptr)
     collected->emplace_back(text);
@@ -51,13 +59,6 @@ extern "C" __attribute__((visibility("default"), format(printf, 2, 3))) void sys
     return;
   }
   tool::relay(text);
-  // syslog(3)'s own work, which it does for its variant with a list of arguments, too.
-  auto send = [priority](const char* plain, ...) {
-    va_list words;
-    va_start(words, plain);
-    vsyslog(priority, plain, words);
-    va_end(words);
-  };
-  send("%s", text);
+  tool::send(priority, "%s", text);
   free(text);
 }
