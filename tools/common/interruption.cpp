@@ -1,6 +1,7 @@
 #include "common/interruption.h"
 
 #include <csignal>
+#include <initializer_list>
 
 namespace tool {
 namespace {

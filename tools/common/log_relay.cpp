@@ -46,7 +46,8 @@ void startLogRelay() {
 }  // namespace tool
 
 // Takes the place of the C library's for all libraries of this process. LOG_PERROR would write
-// names to the terminal as they are.
+// names to the terminal as they are. The system's header gives its parameters names that are
+// reserved. NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name)
 extern "C" __attribute__((visibility("default"), format(printf, 2, 3))) void syslog(
     int priority, const char* format, ...) {
   va_list arguments;

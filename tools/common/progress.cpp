@@ -5,7 +5,9 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdio>
+#include <utility>
 #include <vector>
 
 namespace tool {
@@ -53,7 +55,7 @@ std::string amount(double bytes) {
 }
 
 std::string timeText(double seconds) {
-  auto const all = static_cast<uint64_t>(std::min(seconds, 3.6e8) + 0.5);
+  auto const all = std::lround(std::min(seconds, 3.6e8));
   std::array<char, 64> text{};
   auto const hours = static_cast<unsigned long>(all / 3600);
   auto const minutes = static_cast<unsigned>(all / 60 % 60);
@@ -105,10 +107,12 @@ void writeToTerminal(const std::string& text) {
 std::string progressText(const Advance& advance, std::size_t width) {
   std::string text;
   for (const std::string& part : partsOf(advance)) {
-    std::string const longer = text + (text.empty() ? "" : ", ") + part;
+    std::string longer = text;
+    longer += text.empty() ? "" : ", ";
+    longer += part;
     if (longer.size() > width)
       break;
-    text = longer;
+    text = std::move(longer);
   }
   return text;
 }
