@@ -1,0 +1,66 @@
+#include "check/counters.h"
+
+#include <gtest/gtest.h>
+
+using tool::Counters;
+using tool::exitStatus;
+using tool::summaryLine;
+
+namespace {
+
+Counters oneChecked() {
+  Counters counters;
+  counters.sets = 1;
+  counters.checked = 1;
+  return counters;
+}
+
+// The status after `member` has become 1.
+int statusWith(std::size_t Counters::*member) {
+  Counters counters = oneChecked();
+  counters.*member = 1;
+  return exitStatus(counters);
+}
+
+}  // namespace
+
+TEST(Counters, EachHasItsBit) {
+  EXPECT_EQ(exitStatus(oneChecked()), 0);
+  EXPECT_EQ(statusWith(&Counters::changed), 1);
+  EXPECT_EQ(statusWith(&Counters::missing), 2);
+  EXPECT_EQ(statusWith(&Counters::stray), 4);
+  EXPECT_EQ(statusWith(&Counters::unchecked), 8);
+  EXPECT_EQ(statusWith(&Counters::notLoaded), 16);
+  EXPECT_EQ(statusWith(&Counters::accepted), 0);
+}
+
+TEST(Counters, NothingCheckedIsNoSuccess) {
+  EXPECT_EQ(exitStatus(Counters()), 16);
+  Counters counters;
+  counters.sets = 1;
+  EXPECT_EQ(exitStatus(counters), 16);
+}
+
+TEST(Counters, PartialIsUnchecked) {
+  Counters counters = oneChecked();
+  counters.partial = true;
+  EXPECT_EQ(exitStatus(counters), 8);
+}
+
+TEST(Counters, SummaryHasOneAndMany) {
+  EXPECT_EQ(summaryLine(oneChecked()),
+            "checked 1 entry of 1 set: 0 changed, 0 missing, 0 stray, 0 could not be checked");
+  Counters counters;
+  counters.sets = 2;
+  counters.notLoaded = 3;
+  counters.checked = 4;
+  counters.changed = 5;
+  counters.missing = 6;
+  counters.stray = 7;
+  counters.unchecked = 8;
+  counters.accepted = 9;
+  counters.partial = true;
+  EXPECT_EQ(summaryLine(counters),
+            "interrupted, this is partial: checked 4 entries of 2 sets: 5 changed, 6 missing, 7 "
+            "stray, 8 could not be checked, 9 accepted; 3 sets could not be loaded");
+}

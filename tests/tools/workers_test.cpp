@@ -1,0 +1,102 @@
+#include "common/workers.h"
+
+#include <gtest/gtest.h>
+
+#include <sched.h>
+#include <sys/resource.h>
+
+#include <new>
+#include <set>
+#include <stdexcept>
+
+using tool::Workers;
+
+TEST(Workers, DoEachItemOnce) {
+  for (unsigned const threads : {1U, 2U, 8U}) {
+    std::vector<std::atomic<int>> times(1000);
+    Workers workers(times.size(), threads, [&](std::size_t i) { ++times[i]; });
+    workers.finish();
+    EXPECT_TRUE(workers.allDone());
+    for (std::size_t i = 0; i < times.size(); ++i) {
+      EXPECT_EQ(times[i], 1);
+      EXPECT_TRUE(workers.done(i));
+    }
+  }
+}
+
+TEST(Workers, NothingToDoIsDone) {
+  Workers workers(0, 4, [](std::size_t) { FAIL(); });
+  EXPECT_TRUE(workers.allDone());
+  workers.wait();
+  workers.finish();
+}
+
+TEST(Workers, NoMoreThreadsThanItems) {
+  std::mutex mutex;
+  std::set<std::thread::id> seen;
+  Workers workers(2, 100, [&](std::size_t) {
+    std::lock_guard<std::mutex> const lock(mutex);
+    seen.insert(std::this_thread::get_id());
+  });
+  workers.finish();
+  EXPECT_LE(seen.size(), 2U);
+  EXPECT_EQ(seen.count(std::this_thread::get_id()), 0U);
+}
+
+TEST(Workers, WaitDoesNotWaitForALongItem) {
+  std::atomic<bool> go{false};
+  Workers workers(1, 1, [&](std::size_t) {
+    while (!go)
+      std::this_thread::yield();
+  });
+  workers.wait();
+  EXPECT_FALSE(workers.done(0));
+  EXPECT_FALSE(workers.allDone());
+  go = true;
+  workers.finish();
+}
+
+TEST(Workers, WhatAnItemThrowsComesOutOfWaiting) {
+  Workers workers(100, 2, [](std::size_t i) {
+    if (i == 10)
+      throw std::runtime_error("ten");
+  });
+  EXPECT_THROW(workers.finish(), std::runtime_error);
+  EXPECT_FALSE(workers.done(10));
+  EXPECT_FALSE(workers.allDone());
+}
+
+TEST(Workers, DestructionStartsNoFurtherItem) {
+  std::atomic<int> done{0};
+  std::atomic<bool> go{false};
+  {
+    Workers workers(1000, 1, [&](std::size_t) {
+      ++done;
+      while (!go)
+        std::this_thread::yield();
+    });
+    while (done == 0)
+      std::this_thread::yield();
+    std::thread release([&] {
+      std::this_thread::sleep_for(std::chrono::milliseconds(50));
+      go = true;
+    });
+    release.detach();
+  }
+  EXPECT_EQ(done, 1);
+}
+
+TEST(Workers, ProcessorsAreThoseOfThisProcess) {
+  cpu_set_t before;
+  ASSERT_EQ(sched_getaffinity(0, sizeof before, &before), 0);
+  EXPECT_EQ(tool::processors(), static_cast<unsigned>(CPU_COUNT(&before)));
+  cpu_set_t one;
+  CPU_ZERO(&one);
+  for (int i = 0; i < CPU_SETSIZE && CPU_COUNT(&one) == 0; ++i) {
+    if (CPU_ISSET(i, &before))
+      CPU_SET(i, &one);
+  }
+  ASSERT_EQ(sched_setaffinity(0, sizeof one, &one), 0);
+  EXPECT_EQ(tool::processors(), 1U);
+  ASSERT_EQ(sched_setaffinity(0, sizeof before, &before), 0);
+}
