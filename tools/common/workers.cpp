@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <system_error>
 #include <utility>
 
 namespace tool {
@@ -16,7 +15,7 @@ Workers::Workers(std::size_t count, unsigned threads, Work work)
   try {
     while (_threads.size() < wanted)
       _threads.emplace_back([this] { serve(); });
-  } catch (const std::system_error&) {
+  } catch (const std::exception&) {  // no more threads, or no memory for one
     if (_threads.empty())
       serve();
   }
