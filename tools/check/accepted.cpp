@@ -18,18 +18,27 @@ uint32_t bitOf(CHECK_ERROR error) {
   return 1U << (static_cast<unsigned>(error) & 31U);
 }
 
+// The bit of the kind with this name; 0 if there is none.
+uint32_t kindNamed(const std::string& name) {
+  for (CHECK_ERROR const error : {CHECK_ERROR_NOT_EXIST, CHECK_ERROR_UNKNOWN_FILE}) {
+    if (name == kindName(error))
+      return bitOf(error);
+  }
+  for (const Item& item : items) {
+    if (name == item.name)
+      return bitOf(item.error);
+  }
+  return 0;
+}
+
 uint32_t kindsNamed(const std::string& names, const std::string& where) {
   uint32_t kinds = 0;
   std::istringstream words(names);
   for (std::string name; std::getline(words, name, ',');) {
-    uint32_t const before = kinds;
-    for (int32_t number = CHECK_ERROR_SIZE; number <= CHECK_ERROR_UNKNOWN_FILE; ++number) {
-      auto const error = static_cast<CHECK_ERROR>(number);
-      if (name == kindName(error))
-        kinds |= bitOf(error);
-    }
-    if (kinds == before)
+    uint32_t const kind = kindNamed(name);
+    if (kind == 0)
       throw UsageError(where + ": there is no kind of mismatch " + inQuotes(name));
+    kinds |= kind;
   }
   if (kinds == 0)
     throw UsageError(where + ": the TAB is followed by no kind of mismatch");
