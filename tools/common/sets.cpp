@@ -19,6 +19,10 @@ bool isPlain(const std::string& name) {
   return !name.empty() && name.find_first_of("/*?[]\\") == std::string::npos;
 }
 
+bool canNameSet(const std::string& name) {
+  return isPlain(name) && name != "." && name != "..";
+}
+
 std::vector<std::string> directoriesIn(const std::string& directory) {
   std::unique_ptr<DIR, int (*)(DIR*)> const stream(opendir(directory.c_str()), closedir);
   if (stream == nullptr && errno == ENOENT)
@@ -29,8 +33,11 @@ std::vector<std::string> directoriesIn(const std::string& directory) {
   for (errno = 0; const dirent* member = readdir(stream.get()); errno = 0) {
     std::string const name = member->d_name;
     struct stat status = {};
-    if (name != "." && name != ".." && stat((directory + "/" + name).c_str(), &status) == 0 &&
-        S_ISDIR(status.st_mode))
+    if (name == "." || name == "..")
+      continue;
+    // What cannot be examined may be a directory, unless it is gone or a link to nothing.
+    bool const known = stat((directory + "/" + name).c_str(), &status) == 0;
+    if (known ? S_ISDIR(status.st_mode) : errno != ENOENT)
       names.push_back(name);
   }
   if (errno != 0)
@@ -46,7 +53,7 @@ std::string setDirectory(const std::string& name) {
 }
 
 void requireSetName(const std::string& name) {
-  if (!isPlain(name) || name == "." || name == "..")
+  if (!canNameSet(name))
     throw UsageError(inQuotes(name) + " cannot be the name of a set");
 }
 
@@ -60,7 +67,13 @@ std::vector<std::string> chosenSets(const std::vector<std::string>& named, bool 
   if (all) {
     if (!named.empty())
       throw UsageError("either name sets or give --all");
-    sets = directoriesIn(packagesDirectory);
+    for (const std::string& name : directoriesIn(packagesDirectory)) {
+      if (!canNameSet(name))
+        throw Failure(STATUS_NOT_LOADED, inQuotes(packagesDirectory + "/" + name) +
+                                             " has a name that no set can have");
+      if (name != systemSet)  // which has its lists elsewhere
+        sets.push_back(name);
+    }
   }
   if (all || named.empty())
     sets.insert(sets.begin(), systemSet);

@@ -23,9 +23,9 @@ void requireSetName(const std::string& name);
 void requireModeName(const std::string& mode);
 
 // `named`, or the system's own set if that is empty; with `all`, the system's own and every set
-// that has a directory below packagesDirectory, in byte order. Every name is checked by
-// requireSetName(). Throws Failure if packagesDirectory cannot be read; one that does not exist
-// holds no sets.
+// that has a directory below packagesDirectory, in byte order. Every name of `named` is checked by
+// requireSetName(). Throws Failure if packagesDirectory cannot be read or has a directory of a name
+// that no set can have; one that does not exist holds no sets.
 std::vector<std::string> chosenSets(const std::vector<std::string>& named, bool all);
 
 // The paths of the set's lists in the order in which the library reads them.

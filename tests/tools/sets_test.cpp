@@ -1,0 +1,94 @@
+#include "common/sets.h"
+
+#include "common/failure.h"
+#include "support/files.h"
+#include "support/private_root.h"
+
+using namespace tool;
+
+using Names = std::vector<std::string>;
+
+TEST(Sets, Directories) {
+  EXPECT_EQ(setDirectory("wam"), "/usr/zemo/selfcheck");
+  EXPECT_EQ(setDirectory("WAM"), "/usr/zemo/selfcheck/packages/WAM");
+}
+
+TEST(Sets, NamesThatSetsAndModesCanHave) {
+  for (const char* const name : {"wam", "a.b", "a b", "-x", "...", "~", "a\n", "\xff"}) {
+    EXPECT_NO_THROW(requireSetName(name)) << name;
+    EXPECT_NO_THROW(requireModeName(name)) << name;
+  }
+  for (const char* const name : {"", "/", "a/b", "../a", "*", "a?", "[", "]", "a\\"}) {
+    EXPECT_THROW(requireSetName(name), UsageError) << name;
+    EXPECT_THROW(requireModeName(name), UsageError) << name;
+  }
+  EXPECT_THROW(requireSetName("."), UsageError);
+  EXPECT_THROW(requireSetName(".."), UsageError);
+}
+
+TEST(Sets, ListNames) {
+  EXPECT_EQ(listName("/x/wam.full.base.list", "wam", "full"), "base");
+  EXPECT_EQ(listName("wam.full.a.b.list", "wam", "full"), "a.b");
+  EXPECT_EQ(listName("wam.full..list", "wam", "full"), "");
+  EXPECT_TRUE(isNamedLikeListOf("wam.full..list", "wam", "full"));
+  for (const char* const name : {"wam.full.list", "wam.quick.a.list", "wam.full.a.lis",
+                                 "xwam.full.a.list", "wam.full.a.list.asc", "", "wam.full.a.list/"})
+    EXPECT_FALSE(isNamedLikeListOf(name, "wam", "full")) << name;
+  EXPECT_EQ(fileName("/a/b"), "b");
+  EXPECT_EQ(fileName("b"), "b");
+  EXPECT_EQ(fileName("/a/"), "");
+}
+
+TEST(Sets, LastLineGivesTheOrder) {
+  auto const positions = orderPositions({"x", "y", "", "x"});
+  EXPECT_EQ(positions.at("x"), 4U);
+  EXPECT_EQ(positions.at("y"), 2U);
+  EXPECT_EQ(positions.count("z"), 0U);
+}
+
+class ChosenSetsTest : public PrivateRootTest {};
+
+TEST_F(ChosenSetsTest, NamedOnesOrTheSystems) {
+  EXPECT_EQ(chosenSets({}, false), Names{"wam"});
+  EXPECT_EQ(chosenSets({"b", "a"}, false), (Names{"b", "a"}));
+  EXPECT_THROW(chosenSets({"a", "*"}, false), UsageError);
+  EXPECT_THROW(chosenSets({"a"}, true), UsageError);
+}
+
+TEST_F(ChosenSetsTest, AllAreInByteOrder) {
+  EXPECT_EQ(chosenSets({}, true), Names{"wam"});
+  for (const char* const name : {"b", "a", "Z", "wam"})
+    makeDirectory(packagesDirectory + "/" + name);
+  writeFile(packagesDirectory + "/file", "");
+  makeLink("a", packagesDirectory + "/link");
+  makeLink("nowhere", packagesDirectory + "/dangling");
+  EXPECT_EQ(chosenSets({}, true), (Names{"wam", "Z", "a", "b", "link"}));
+}
+
+TEST_F(ChosenSetsTest, WhatCannotBeExaminedMayBeASet) {
+  makeLink("loop", systemDirectory + "/loop");
+  makeDirectory(packagesDirectory);
+  makeLink("loop", packagesDirectory + "/loop");
+  EXPECT_EQ(chosenSets({}, true), (Names{"wam", "loop"}));
+}
+
+TEST_F(ChosenSetsTest, DirectoryWithAnotherNameIsAFailure) {
+  makeDirectory(packagesDirectory + "/a]");
+  try {
+    chosenSets({}, true);
+    FAIL();
+  } catch (const Failure& failure) {
+    EXPECT_EQ(failure.status(), STATUS_NOT_LOADED);
+  }
+}
+
+TEST_F(ChosenSetsTest, ListsAreInTheOrderOfTheirLines) {
+  for (const char* const name : {"a", "b", "c"})
+    writeFile(systemDirectory + "/wam.full." + name + ".list", "");
+  writeFile(systemDirectory + "/listorder", "wam.full.b.list\nwam.full.a.list\n");
+  EXPECT_EQ(orderLines(systemDirectory), (Names{"wam.full.b.list", "wam.full.a.list"}));
+  EXPECT_EQ(listsOf("wam", "full"),
+            (Names{systemDirectory + "/wam.full.c.list", systemDirectory + "/wam.full.b.list",
+                   systemDirectory + "/wam.full.a.list"}));
+  EXPECT_EQ(orderLines("/nowhere"), Names());
+}
