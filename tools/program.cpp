@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <new>
 #include <string>
+#include <vector>
 
 #include "common/descriptors.h"
 #include "common/escape.h"
@@ -29,7 +30,23 @@ const char* const overview =
     "  zemo-selfcheck doctor            look whether lists, keys and signatures are in order\n"
     "  zemo-selfcheck make --help       how to make a list\n";
 
+// The parser does not tell of a word before the command; it only misses the command, or shows help.
+void requireKnownCommand(const CLI::App& program) {
+  std::vector<std::string> const words = program.remaining();
+  if (!program.get_subcommands().empty() || words.empty())
+    return;
+  std::string const& word = words.front();
+  if (word.size() > 1 && word.front() == '-')
+    throw UsageError("there is no option " + inQuotes(word) +
+                     " before the command; see zemo-selfcheck --help");
+  std::string commands;
+  for (const CLI::App* command : program.get_subcommands(nullptr))
+    commands += (commands.empty() ? "" : ", ") + command->get_name();
+  throw UsageError("there is no command " + inQuotes(word) + "; there are: " + commands);
+}
+
 int reported(const CLI::ParseError& error, const CLI::App& program) {
+  requireKnownCommand(program);
   if (error.get_exit_code() == 0) {  // --help or --version
     program.exit(error);
     flushOutput();
