@@ -68,11 +68,28 @@ int parsedAndRun(int argc, const char* const* argv) {
   } catch (const CLI::ParseError& error) {
     return reported(error, program);
   }
-  int const status = chosen();
-  flushOutput();
-  if (interrupted())
-    _exit(status);  // threads that could not be stopped may still run, and must not see objects go
+  int status = chosen();
+  try {
+    flushOutput();
+  } catch (const Failure& failure) {
+    say(failure.what());
+    status |= failure.status();  // what was found stays true
+  }
   return status;
+}
+
+int runAndReport(int argc, const char* const* argv) {
+  try {
+    return parsedAndRun(argc, argv);
+  } catch (const Failure& failure) {
+    say(failure.what());
+    return failure.status();
+  } catch (const std::bad_alloc&) {
+    say("out of memory");
+  } catch (const std::exception& error) {
+    say(escaped(error.what()));
+  }
+  return STATUS_NOT_LOADED;
 }
 
 }  // namespace
@@ -88,17 +105,12 @@ void addCommands(CLI::App& program, Chosen& chosen) {
 int runProgram(int argc, const char* const* argv) {
   occupyStandardDescriptors();
   startLogRelay();
-  try {
-    return parsedAndRun(argc, argv);
-  } catch (const Failure& failure) {
-    say(failure.what());
-    return failure.status();
-  } catch (const std::bad_alloc&) {
-    say("out of memory");
-  } catch (const std::exception& error) {
-    say(escaped(error.what()));
+  int const status = runAndReport(argc, argv);
+  if (interrupted()) {
+    (void)fflush(stdout);
+    _exit(status);  // threads that could not be stopped may still run, and must not see objects go
   }
-  return STATUS_NOT_LOADED;
+  return status;
 }
 
 }  // namespace tool

@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <string>
 
 #include "common/failure.h"
 
@@ -43,9 +44,11 @@ void occupyStandardDescriptors() {
 
 void flushOutput() {
   errno = 0;
-  if (fflush(stdout) != 0 || ferror(stdout) != 0)
-    throw Failure(STATUS_UNCHECKED,
-                  withReason("cannot write to standard output", errno != 0 ? errno : EIO));
+  if (fflush(stdout) == 0 && ferror(stdout) == 0)
+    return;
+  std::string const what = "cannot write to standard output";
+  // An earlier write has failed if this one did not, and its reason is gone.
+  throw Failure(STATUS_UNCHECKED, errno != 0 ? withReason(what, errno) : what);
 }
 
 }  // namespace tool
