@@ -1,6 +1,7 @@
 // check: compares all files that sets of lists name with their entries.
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -40,7 +41,7 @@ struct Options {
   std::vector<std::string> items = {"all"};
   std::vector<std::string> under;
   unsigned jobs = processors();
-  std::string accept;
+  std::optional<std::string> accept;
   bool noVerify = false;
   std::string format = "text";
   bool nul = false;
@@ -68,6 +69,16 @@ std::unique_ptr<Report> reportFor(const Options& options) {
   return options.format == "json" ? jsonReport() : textReport(options.nul);
 }
 
+// What neither a report nor a message has told yet.
+void explain(const Counters& counters, const Options& options) {
+  bool const summed = !options.quiet && options.format != "paths";
+  if (counters.partial && !summed)
+    say(summaryLine(counters));
+  if (counters.checked + counters.unchecked + counters.notLoaded == 0 && !counters.partial)
+    say(options.under.empty() ? "nothing was checked: there are no entries"
+                              : "nothing was checked: no entry lies at or below --under");
+}
+
 int runCheck(const Options& options) {
   requireModeName(options.mode);
   auto check = std::make_shared<CheckOptions>();
@@ -76,8 +87,8 @@ int runCheck(const Options& options) {
   check->jobs = options.jobs;
   check->verify = !options.noVerify;
   std::unique_ptr<Report> const report = reportFor(options);
-  if (!options.accept.empty())
-    check->accepted = Accepted(options.accept);
+  if (options.accept)
+    check->accepted = Accepted(*options.accept);
 
   watchForInterruption();
   Progress progress(!options.noProgress && !options.quiet);
@@ -90,6 +101,7 @@ int runCheck(const Options& options) {
     checkSet(set, check, *report, counters, progress);
   }
   report->end(counters);
+  explain(counters, options);
   return exitStatus(counters);
 }
 
@@ -108,12 +120,12 @@ void addCheck(CLI::App& program, Chosen& chosen) {
           "What to compare: " + std::string("size, owner, group, type, permission, hash or all"))
       ->delimiter(',')
       ->type_name("ITEM,...")
-      ->expected(1)
+      ->allow_extra_args(false)  // what follows is a set
       ->take_all()
       ->default_str("all");
   command->add_option("--under", options->under, "Check only what lies at or below this directory")
       ->type_name("DIR")
-      ->expected(1)
+      ->allow_extra_args(false)
       ->take_all();
   command->add_option("--jobs", options->jobs, "Threads; without it, one for each processor")
       ->check(CLI::Range(1U, mostJobs))
