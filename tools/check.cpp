@@ -90,6 +90,7 @@ int runCheck(const Options& options) {
   if (options.accept)
     check->accepted = Accepted(*options.accept);
 
+  endSoonAfterInterruption(STATUS_UNCHECKED);
   watchForInterruption();
   Progress progress(!options.noProgress && !options.quiet);
   Counters counters;

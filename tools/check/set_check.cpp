@@ -185,7 +185,8 @@ void checkSet(const std::string& name, const std::shared_ptr<const CheckOptions>
   while (!walk->workers->allDone() && !interrupted())
     walk->workers->wait();
 
-  if (!walk->workers->allDone()) {
+  // Ctrl-C ends GnuPG, too, which may look like a bad signature.
+  if (!walk->workers->allDone() || (!walk->loaded && interrupted())) {
     counters.partial = true;
   } else if (!walk->loaded) {
     ++counters.notLoaded;

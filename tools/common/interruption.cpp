@@ -1,15 +1,29 @@
 #include "common/interruption.h"
 
+#include <unistd.h>
+
+#include <atomic>
 #include <csignal>
 #include <initializer_list>
 
 namespace tool {
 namespace {
 
-volatile std::sig_atomic_t noted = 0;
+// Any thread may get the signal.
+std::atomic<bool> noted{false};
+static_assert(std::atomic<bool>::is_always_lock_free);
+
+std::atomic<int> lastStatus{-1};
+static_assert(std::atomic<int>::is_always_lock_free);
 
 extern "C" void note(int /*signal*/) {
-  noted = 1;
+  noted.store(true);
+  if (lastStatus.load() >= 0)
+    alarm(1);
+}
+
+extern "C" void endNow(int /*signal*/) {
+  _exit(lastStatus.load());
 }
 
 }  // namespace
@@ -21,14 +35,26 @@ void watchForInterruption() {
       continue;
     action = {};
     action.sa_handler = note;
-    // RESETHAND: the second one ends the program at once. RESTART: the library's reads go on.
+    // RESETHAND: the same signal a second time ends the program at once. RESTART: the library's
+    // reads go on.
     action.sa_flags = static_cast<int>(SA_RESTART | SA_RESETHAND);
     (void)sigaction(signal, &action, nullptr);  // cannot fail for these signals
   }
 }
 
 bool interrupted() {
-  return noted != 0;
+  return noted.load();
+}
+
+void endSoonAfterInterruption(int status) {
+  lastStatus.store(status);
+  struct sigaction action = {};
+  action.sa_handler = endNow;
+  (void)sigaction(SIGALRM, &action, nullptr);  // cannot fail for this signal
+  sigset_t alarms;
+  (void)sigemptyset(&alarms);
+  (void)sigaddset(&alarms, SIGALRM);
+  (void)pthread_sigmask(SIG_UNBLOCK, &alarms, nullptr);
 }
 
 }  // namespace tool

@@ -5,13 +5,18 @@
 
 namespace tool {
 
-// From now on SIGINT, SIGTERM and SIGHUP no longer end the program but are noted, and a second one
-// ends it. Signals that were ignored at the start stay ignored. To be called once, before any
-// thread is started.
+// From now on SIGINT, SIGTERM and SIGHUP no longer end the program but are noted, and the same one
+// a second time ends it. Signals that were ignored at the start stay ignored. To be called once,
+// before any thread is started.
 void watchForInterruption();
 
 // One of these signals has come.
 bool interrupted();
+
+// From now on a process that is still there a second after one of these signals ends with `status`,
+// as it is: writing to a pipe that nobody empties would keep it for ever. For commands that leave
+// nothing behind that has to be cleared away.
+void endSoonAfterInterruption(int status);
 
 }  // namespace tool
 

@@ -1,0 +1,242 @@
+// zemo-selfcheck check: signals that ask it to end.
+
+#include <fcntl.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <filesystem>
+
+#include "support/started_program.h"
+#include "tools/check_fixture.h"
+
+namespace {
+
+constexpr double aSecond = 1.0;
+
+class CheckInterruptionTest : public CheckTest {
+ protected:
+  // Entries of a changed file, one that takes long to read, and another changed one, in this order.
+  void arrange() const {
+    std::string const big = file("big", "");
+    ASSERT_EQ(truncate(big.c_str(), off_t{8} << 30U), 0);
+    list({entryLine(file("a"), "1", "-", "f", "-", "-", "-"),
+          entryLine(big, "8589934592", "00", "f", "-", "-", "-"),
+          entryLine(file("z"), "2", "-", "f", "-", "-", "-")});
+  }
+
+  // Makes the set one whose verification waits for a writer of its list.
+  static std::string arrangeHangingVerification() {
+    std::string path = list({existing("/")});
+    ::remove(path.c_str());
+    makeFifo(path);
+    return path;
+  }
+
+  // The process that reads the FIFO, which nobody waits for, goes on to its end.
+  static void release(const std::string& fifo) {
+    EXPECT_TRUE(eventually([&] {
+      int const writer = open(fifo.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+      if (writer >= 0)
+        close(writer);
+      return writer >= 0;
+    }));
+  }
+
+  static bool hasOpen(pid_t process, const std::string& path) {
+    std::error_code gone;
+    std::string const directory = "/proc/" + std::to_string(process) + "/fd";
+    for (auto fd = std::filesystem::directory_iterator(directory, gone);
+         !gone && fd != std::filesystem::directory_iterator(); fd.increment(gone)) {
+      if (std::filesystem::read_symlink(fd->path(), gone) == path)
+        return true;
+    }
+    return false;
+  }
+
+  // Waits until the program reads the big file, and has had the time to check the others.
+  void untilReading(const StartedProgram& program) const {
+    ASSERT_TRUE(eventually([&] { return hasOpen(program.process(), files / "big"); }));
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  }
+
+  // The child that waits for the list.
+  static bool gpgRuns() {
+    return runProgram({"/usr/bin/pgrep", "-f", "^/usr/bin/gpg --homedir /usr/zemo/selfcheck"})
+               .status == 0;
+  }
+
+  std::string changedA() const { return (files / "a") + " size expect[1] but get[7]\n"; }
+  std::string changedZ() const { return (files / "z") + " size expect[2] but get[7]\n"; }
+};
+
+const std::string partial =
+    "interrupted, this is partial: checked 1 entry of 1 set: 1 changed, 0 missing, 0 stray, 0 "
+    "could not be checked\n";
+const std::string partialOfTwo =
+    "interrupted, this is partial: checked 2 entries of 1 set: 2 changed, 0 missing, 0 stray, 0 "
+    "could not be checked\n";
+const std::string partialOfNone =
+    "interrupted, this is partial: checked 0 entries of 0 sets: 0 changed, 0 missing, 0 stray, 0 "
+    "could not be checked\n";
+
+}  // namespace
+
+TEST_F(CheckInterruptionTest, EndsWithWhatWasFoundSoFar) {
+  arrange();
+  for (int const signal : {SIGINT, SIGTERM, SIGHUP}) {
+    StartedProgram program({ZEMO_TOOL, "check", "--jobs", "1"});
+    untilReading(program);
+    program.signal(signal);
+    ASSERT_TRUE(program.endsWithin(aSecond)) << signal;
+    EXPECT_EQ(program.run().status, changed | unchecked);
+    EXPECT_EQ(program.run().output, changedA() + partial);
+    EXPECT_EQ(program.run().errors, "");
+  }
+}
+
+TEST_F(CheckInterruptionTest, TellsWhatOtherThreadsHaveFound) {
+  arrange();
+  StartedProgram program({ZEMO_TOOL, "check", "--jobs", "2"});
+  untilReading(program);
+  program.signal(SIGINT);
+  ASSERT_TRUE(program.endsWithin(aSecond));
+  EXPECT_EQ(program.run().output, changedA() + changedZ() + partialOfTwo);
+}
+
+TEST_F(CheckInterruptionTest, JsonSaysThatItIsPartial) {
+  arrange();
+  StartedProgram program({ZEMO_TOOL, "check", "--jobs", "1", "--format", "json"});
+  untilReading(program);
+  program.signal(SIGINT);
+  ASSERT_TRUE(program.endsWithin(aSecond));
+  std::vector<std::string> const lines = linesOf(program.run().output);
+  ASSERT_EQ(lines.size(), 3U);
+  EXPECT_NE(lines[1].find("\"record\":\"entry\""), std::string::npos);
+  EXPECT_EQ(lines[2],
+            R"({"record":"summary","sets":1,"not_loaded":0,"checked":1,"changed":1,"missing":0,)"
+            R"("stray":0,"unchecked":0,"accepted":0,"partial":true,"status":9})");
+}
+
+TEST_F(CheckInterruptionTest, FormatsWithoutSummaryTellOnStandardError) {
+  arrange();
+  for (const std::string words : {"--format=paths", "--quiet"}) {
+    StartedProgram program({ZEMO_TOOL, "check", "--jobs", "1", words});
+    untilReading(program);
+    program.signal(SIGINT);
+    ASSERT_TRUE(program.endsWithin(aSecond));
+    EXPECT_EQ(program.run().output, words == "--quiet" ? "" : (files / "a") + "\n");
+    EXPECT_EQ(program.run().errors, "zemo-selfcheck: " + partial);
+    EXPECT_EQ(program.run().status, changed | unchecked);
+  }
+}
+
+TEST_F(CheckInterruptionTest, FurtherSetsAreNotLoaded) {
+  arrange();
+  packageList("demo", {existing("/")});
+  StartedProgram program({ZEMO_TOOL, "check", "--jobs", "1", "--all"});
+  untilReading(program);
+  program.signal(SIGINT);
+  ASSERT_TRUE(program.endsWithin(aSecond));
+  EXPECT_EQ(program.run().output, changedA() + partial);
+}
+
+TEST_F(CheckInterruptionTest, EndsWhileGnuPgHangs) {
+  std::string const fifo = arrangeHangingVerification();
+  StartedProgram program({ZEMO_TOOL, "check"});
+  ASSERT_TRUE(eventually(gpgRuns));
+  EXPECT_FALSE(program.endsWithin(0.3));
+  program.signal(SIGINT);
+  ASSERT_TRUE(program.endsWithin(aSecond));
+  release(fifo);
+  EXPECT_EQ(program.run().status, unchecked | notLoaded);
+  EXPECT_EQ(program.run().output, partialOfNone);
+}
+
+// Typed, it reaches GnuPG, too, whose end is no bad signature.
+TEST_F(CheckInterruptionTest, CtrlCOnATerminalWhileGnuPgHangs) {
+  arrangeHangingVerification();
+  StartedProgram program({ZEMO_TOOL, "check"}, StartedProgram::file, StartedProgram::terminal);
+  ASSERT_TRUE(eventually(gpgRuns));
+  program.screen().type("\x03");
+  ASSERT_TRUE(program.endsWithin(aSecond));
+  EXPECT_EQ(program.run().status, unchecked | notLoaded);
+  EXPECT_EQ(program.run().output, partialOfNone);
+  EXPECT_TRUE(eventually([] { return !gpgRuns(); }));
+}
+
+TEST_F(CheckInterruptionTest, IgnoredSignalsStayIgnored) {
+  arrange();
+  StartedProgram program(
+      {"/bin/sh", "-c", "trap '' INT HUP; exec \"$@\"", "sh", ZEMO_TOOL, "check", "--jobs", "1"});
+  untilReading(program);
+  program.signal(SIGINT);
+  program.signal(SIGHUP);
+  EXPECT_FALSE(program.endsWithin(0.3));
+  program.signal(SIGTERM);
+  ASSERT_TRUE(program.endsWithin(aSecond));
+  EXPECT_EQ(program.run().output, changedA() + partial);
+}
+
+class CheckBlockedOutputTest : public CheckInterruptionTest {
+ protected:
+  // Starts a check that writes more than the pipe holds, and waits until that is full.
+  void SetUp() override {
+    CheckInterruptionTest::SetUp();
+    if (IsSkipped())
+      return;
+    std::vector<std::string> lines;
+    for (int i = 0; i < 5000; ++i)
+      lines.push_back(existing("/nowhere/" + std::to_string(i)));
+    list(lines);
+    makeFifo(files / "pipe");
+    reader = open((files / "pipe").c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    program = std::make_unique<StartedProgram>(std::vector<std::string>{
+        "/bin/sh", "-c", "exec \"$@\" >'" + (files / "pipe") + "'", "sh", ZEMO_TOOL, "check"});
+    ASSERT_TRUE(eventually([&] {
+      int waiting = 0;
+      return ioctl(reader, FIONREAD, &waiting) == 0 && waiting >= 60000;
+    }));
+  }
+
+  void TearDown() override {
+    program = nullptr;
+    if (reader >= 0)
+      close(reader);
+  }
+
+  int reader = -1;
+  std::unique_ptr<StartedProgram> program;
+};
+
+TEST_F(CheckBlockedOutputTest, EndsThoughNobodyReads) {
+  EXPECT_FALSE(program->endsWithin(0.2));
+  program->signal(SIGINT);
+  ASSERT_TRUE(program->endsWithin(aSecond + 0.3));
+  EXPECT_EQ(program->run().status, unchecked);
+}
+
+TEST_F(CheckBlockedOutputTest, SecondSignalEndsAtOnce) {
+  program->signal(SIGINT);
+  EXPECT_FALSE(program->endsWithin(0.1));
+  program->signal(SIGINT);
+  ASSERT_TRUE(program->endsWithin(0.3));
+  EXPECT_EQ(program->run().status, 128 + SIGINT);
+}
+
+TEST_F(CheckBlockedOutputTest, GoesOnWhenSomebodyReadsAgain) {
+  std::string text;
+  std::vector<char> buffer(100000);
+  while (!program->endsWithin(0)) {
+    ssize_t const length = read(reader, buffer.data(), buffer.size());
+    if (length > 0)
+      text.append(buffer.data(), static_cast<std::size_t>(length));
+  }
+  for (ssize_t length = 1; length > 0;) {
+    length = read(reader, buffer.data(), buffer.size());
+    if (length > 0)
+      text.append(buffer.data(), static_cast<std::size_t>(length));
+  }
+  EXPECT_EQ(program->run().status, missing);
+  EXPECT_EQ(linesOf(text).size(), 5001U);
+}
