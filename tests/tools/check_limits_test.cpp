@@ -121,7 +121,7 @@ TEST_F(CheckLimitsTest, LittleMemory) {
   if (sanitized)
     GTEST_SKIP() << "sanitizers need more memory than any limit here";
   std::vector<std::string> lines;
-  for (int i = 0; i < 3000; ++i)
+  for (int i = 0; i < 1500; ++i)
     lines.push_back(existing("/nowhere/" + std::to_string(i)));
   list(lines);
   std::string const whole = check({"--no-verify"}).output;
@@ -133,6 +133,29 @@ TEST_F(CheckLimitsTest, LittleMemory) {
     wasWhole = run.status == missing;
   }
   EXPECT_TRUE(wasWhole);
+}
+
+// So many threads take nearly all of the address space for their stacks, and leave some of the
+// entries none.
+TEST_F(CheckLimitsTest, EntriesThatFindNoMemoryAreToldOf) {
+  if (sanitized)
+    GTEST_SKIP() << "sanitizers need more memory than any limit here";
+  std::vector<std::string> lines;
+  for (int i = 0; i < 2000; ++i)
+    lines.push_back(existing("/nowhere/" + std::to_string(i)));
+  list(lines);
+  std::string const whole = check().output;
+  int summaries = 0;
+  for (int kilobytes = 200000; kilobytes < 500000; kilobytes += 11100) {
+    ProgramRun const run =
+        checkAfter("ulimit -v " + std::to_string(kilobytes), {"--no-verify", "--jobs=1024"});
+    expectHonest(run, whole, missing, std::to_string(kilobytes) + " kB: ");
+    bool const summary = run.status == (missing | unchecked) &&
+                         lastLine(run.output).find("checked ") == 0 &&
+                         run.errors.find("zemo-selfcheck: out of memory\n") == 0;
+    summaries += summary ? 1 : 0;
+  }
+  EXPECT_GT(summaries, 0);
 }
 
 TEST_F(CheckLimitsTest, NoThreads) {

@@ -3,6 +3,7 @@
 #include <boost/shared_ptr.hpp>
 #include <charconv>
 #include <memory>
+#include <new>
 
 #include "common/escape.h"
 #include "common/failure.h"
@@ -17,6 +18,8 @@ namespace tool {
 namespace {
 
 using Entry = boost::shared_ptr<ProtectedFile>;
+
+const char* const outOfMemory = "out of memory";
 
 bool isUnder(const std::string& path, const std::vector<std::string>& directories) {
   if (directories.empty())
@@ -42,6 +45,7 @@ uint64_t bytesOf(const ProtectedFile& entry, CHECK_ITEM items) {
 struct Outcome {
   bool carriedOut = false;
   bool changed = false;
+  bool exhausted = false;  // there was not memory enough
   std::vector<std::string> log;
 };
 
@@ -64,22 +68,28 @@ struct Walk {
   void check(std::size_t index);
 };
 
-void Walk::load() {
+void Walk::load() try {
   forgetPackage();
-  loaded = list.loadList(options->verify);
-  if (!loaded)
+  if (!list.loadList(options->verify))
     return;
   for (const auto& [path, entry] : *list.getProtectedFiles()) {
     if (isUnder(path, options->under))
       entries.push_back(entry);
   }
   outcomes.resize(entries.size());
+  loaded = true;
+} catch (const std::bad_alloc&) {
+  say(outOfMemory);
 }
 
 void Walk::check(std::size_t index) {
   Outcome& outcome = outcomes[index];
-  CollectedLog const collected(outcome.log);
-  outcome.carriedOut = entries[index]->check(outcome.changed, options->plan.items);
+  try {
+    CollectedLog const collected(outcome.log);
+    outcome.carriedOut = entries[index]->check(outcome.changed, options->plan.items);
+  } catch (const std::bad_alloc&) {
+    outcome.exhausted = true;  // other entries may need less
+  }
 }
 
 // Reports the outcomes in the order of paths, as soon as they are known.
@@ -100,6 +110,8 @@ class Reporter {
       tellMismatches(entry, outcome);
     if (!outcome.carriedOut) {
       ++_counters.unchecked;
+      if (outcome.exhausted)
+        outcome.log.emplace_back(outOfMemory);
       for (const std::string& line : outcome.log)
         say(escaped(line));
       _report.unchecked(_set, entry->_path, outcome.log);
