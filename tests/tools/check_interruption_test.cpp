@@ -5,7 +5,11 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <utility>
 
 #include "support/started_program.h"
 #include "tools/check_fixture.h"
@@ -60,10 +64,33 @@ class CheckInterruptionTest : public CheckTest {
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
   }
 
-  // The child that waits for the list.
-  static bool gpgRuns() {
-    return runProgram({"/usr/bin/pgrep", "-f", "^/usr/bin/gpg --homedir /usr/zemo/selfcheck"})
-               .status == 0;
+  // The state and the parent of a process; nothing if there is none.
+  static std::pair<char, pid_t> stateOf(pid_t process) {
+    std::ifstream file("/proc/" + std::to_string(process) + "/stat");
+    std::string text;
+    std::getline(file, text);
+    std::istringstream rest(text.substr(text.rfind(')') + 1));
+    std::pair<char, pid_t> state = {'X', 0};
+    rest >> state.first >> state.second;
+    return state;
+  }
+
+  // The GnuPG that the program waits for, which is its grandchild; 0 if there is none.
+  static pid_t gpgOf(const StartedProgram& program) {
+    for (const auto& member : std::filesystem::directory_iterator("/proc")) {
+      auto const process = static_cast<pid_t>(atoi(member.path().filename().c_str()));
+      std::ifstream file(member.path() / "comm");
+      std::string name;
+      if (process > 0 && std::getline(file, name) && name == "gpg" &&
+          stateOf(stateOf(process).second).second == program.process())
+        return process;
+    }
+    return 0;
+  }
+
+  static bool hasEnded(pid_t process) {
+    char const state = stateOf(process).first;
+    return state == 'X' || state == 'Z';
   }
 
   std::string changedA() const { return (files / "a") + " size expect[1] but get[7]\n"; }
@@ -144,7 +171,7 @@ TEST_F(CheckInterruptionTest, FurtherSetsAreNotLoaded) {
 TEST_F(CheckInterruptionTest, EndsWhileGnuPgHangs) {
   std::string const fifo = arrangeHangingVerification();
   StartedProgram program({ZEMO_TOOL, "check"});
-  ASSERT_TRUE(eventually(gpgRuns));
+  ASSERT_TRUE(eventually([&] { return gpgOf(program) != 0; }));
   EXPECT_FALSE(program.endsWithin(0.3));
   program.signal(SIGINT);
   ASSERT_TRUE(program.endsWithin(aSecond));
@@ -157,12 +184,13 @@ TEST_F(CheckInterruptionTest, EndsWhileGnuPgHangs) {
 TEST_F(CheckInterruptionTest, CtrlCOnATerminalWhileGnuPgHangs) {
   arrangeHangingVerification();
   StartedProgram program({ZEMO_TOOL, "check"}, StartedProgram::file, StartedProgram::terminal);
-  ASSERT_TRUE(eventually(gpgRuns));
+  ASSERT_TRUE(eventually([&] { return gpgOf(program) != 0; }));
+  pid_t const gpg = gpgOf(program);
   program.screen().type("\x03");
   ASSERT_TRUE(program.endsWithin(aSecond));
   EXPECT_EQ(program.run().status, unchecked | notLoaded);
   EXPECT_EQ(program.run().output, partialOfNone);
-  EXPECT_TRUE(eventually([] { return !gpgRuns(); }));
+  EXPECT_TRUE(eventually([&] { return hasEnded(gpg); }));
 }
 
 TEST_F(CheckInterruptionTest, IgnoredSignalsStayIgnored) {

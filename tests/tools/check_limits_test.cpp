@@ -49,8 +49,7 @@ TEST_F(CheckLimitsTest, ClosedOutputIsNoSuccess) {
 }
 
 TEST_F(CheckLimitsTest, StandardErrorMayBeClosed) {
-  std::string const path = file("unreadable");
-  list({existing("/"), existing("/nowhere")});
+  list({entryLine(file("a")), existing("/nowhere")});
   ProgramRun const run = checkAfter("exec 2>&-", {"wam", "none"});
   EXPECT_EQ(run.status, missing | notLoaded);
   EXPECT_EQ(run.output,
@@ -159,12 +158,11 @@ TEST_F(CheckLimitsTest, EntriesThatFindNoMemoryAreToldOf) {
 }
 
 TEST_F(CheckLimitsTest, NoThreads) {
-  list({existing("/nowhere")});
-  changeMode(files.path(), 0755);
+  std::string const path = list({existing("/nowhere")});
   std::vector<std::string> words = {"/usr/bin/setpriv", "--reuid=65534", "--clear-groups",
                                     "/bin/sh", "-c"};
   std::vector<std::string> probe = words;
-  probe.insert(probe.end(), {"test -x \"$1\"", "sh", ZEMO_TOOL});
+  probe.insert(probe.end(), {"test -x \"$1\" && test -r \"$2\"", "sh", ZEMO_TOOL, path});
   if (runProgram(probe).status != 0)
     GTEST_SKIP() << "needs another user, who may run the program";
   words.insert(words.end(),
