@@ -145,7 +145,7 @@ TEST_F(CheckLimitsTest, EntriesThatFindNoMemoryAreToldOf) {
   list(lines);
   std::string const whole = check().output;
   int summaries = 0;
-  for (int kilobytes = 200000; kilobytes < 500000; kilobytes += 11100) {
+  for (int kilobytes = 200000; kilobytes < 500000; kilobytes += 17300) {
     ProgramRun const run =
         checkAfter("ulimit -v " + std::to_string(kilobytes), {"--no-verify", "--jobs=1024"});
     expectHonest(run, whole, missing, std::to_string(kilobytes) + " kB: ");
