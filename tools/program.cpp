@@ -79,6 +79,20 @@ int parsedAndRun(int argc, const char* const* argv) {
 }
 
 int runAndReport(int argc, const char* const* argv) {
+}  // namespace
+
+void addCommands(CLI::App& program, Chosen& chosen) {
+  program.require_subcommand(1);
+  program.set_version_flag("--version", "zemo-selfcheck " ZEMO_VERSION);
+  program.footer(overview);
+  // addCheck
+  addFiles(program, chosen);
+  addMake(program, chosen);
+}
+
+int runProgram(int argc, const char* const* argv) {
+  occupyStandardDescriptors();
+  startLogRelay();
   try {
     return parsedAndRun(argc, argv);
   } catch (const Failure& failure) {

@@ -7,7 +7,6 @@
 #include <array>
 #include <cmath>
 #include <cstdio>
-#include <utility>
 #include <vector>
 
 namespace tool {
@@ -55,7 +54,7 @@ std::string amount(double bytes) {
 }
 
 std::string timeText(double seconds) {
-  auto const all = std::lround(std::min(seconds, 3.6e8));
+  auto const all = static_cast<uint64_t>(std::lround(std::min(seconds, 3.6e8)));
   std::array<char, 64> text{};
   auto const hours = static_cast<unsigned long>(all / 3600);
   auto const minutes = static_cast<unsigned>(all / 60 % 60);
@@ -73,10 +72,11 @@ std::vector<std::string> partsOf(const Advance& advance) {
   auto const bytes = static_cast<double>(advance.bytes);
   auto const totalBytes = static_cast<double>(advance.totalBytes);
   if (advance.totalFiles == 0) {
-    parts = {files + " files", amount(bytes)};
+    parts = {files + (advance.files == 1 ? " file" : " files"), amount(bytes)};
   } else {
     Unit const unit = unitFor(totalBytes);
-    parts = {files + " of " + grouped(advance.totalFiles) + " files",
+    parts = {files + " of " + grouped(advance.totalFiles) +
+                 (advance.totalFiles == 1 ? " file" : " files"),
              inUnit(bytes, unit) + " of " + inUnit(totalBytes, unit) + " " + unit.name};
   }
   if (advance.seconds < 1)
@@ -107,12 +107,11 @@ void writeToTerminal(const std::string& text) {
 std::string progressText(const Advance& advance, std::size_t width) {
   std::string text;
   for (const std::string& part : partsOf(advance)) {
-    std::string longer = text;
-    longer += text.empty() ? "" : ", ";
-    longer += part;
-    if (longer.size() > width)
+    std::string const separator = text.empty() ? "" : ", ";
+    if (text.size() + separator.size() + part.size() > width)
       break;
-    text = std::move(longer);
+    text += separator;
+    text += part;
   }
   return text;
 }

@@ -1,0 +1,55 @@
+// A file that is there whole or not at all, whatever happens while it is written.
+
+#ifndef ZEMO_TOOLS_COMMON_ATOMIC_FILE_H
+#define ZEMO_TOOLS_COMMON_ATOMIC_FILE_H
+
+#include <sys/types.h>
+
+#include <string>
+#include <string_view>
+
+#include "common/descriptors.h"
+
+namespace tool {
+
+// Writes to a temporary file beside the target and puts it in the target's place by commit().
+// Without that, the temporary file is removed when this goes, and when a signal ends the program
+// that it did not handle or ignore. To be made and destroyed by one thread.
+//
+// All operations throw Failure(STATUS_NOT_LOADED), naming the target.
+class AtomicFile {
+ public:
+  // `mode` holds, whatever the umask. A target that is a link is replaced, not followed.
+  AtomicFile(std::string path, mode_t mode);
+  ~AtomicFile();
+  AtomicFile(const AtomicFile&) = delete;
+  AtomicFile& operator=(const AtomicFile&) = delete;
+
+  const std::string& temporary() const { return _temporary; }
+
+  void write(std::string_view data);
+
+  // Brings what was written onto the disk. The temporary file can be read from now on, and nothing
+  // more be written.
+  void finish();
+
+  // finish(), unless that has been done, and gives the temporary file the target's name.
+  void commit();
+
+ private:
+  [[noreturn]] void fail(const char* what, int error) const;
+  void flush();
+  void syncDirectory() const;
+
+  std::string _path;
+  std::string _directory;
+  std::string _temporary;
+  Descriptor _file;
+  std::string _held;  // written, but not yet to the file
+  bool _finished = false;
+  bool _committed = false;
+};
+
+}  // namespace tool
+
+#endif

@@ -1,0 +1,211 @@
+// make: writes a check list that states files as they are now.
+
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "commands.h"
+#include "common/atomic_file.h"
+#include "common/escape.h"
+#include "common/failure.h"
+#include "common/list_file.h"
+#include "make/describe.h"
+#include "make/difference.h"
+#include "make/inventory.h"
+#include "make/placeholders.h"
+#include "make/plan.h"
+#include "make/proof.h"
+
+using ZEMO::SELF_CHECK::FileList;
+
+namespace tool {
+namespace {
+
+const char* const examples =
+    "Writes the list whole or not at all, after it has been read back and compared with the disk.\n"
+    "Its name says what it is: SET.MODE.NAME.list; the set is wam, or the package's.\n"
+    "\n"
+    "Examples:\n"
+    "  zemo-selfcheck make --output wam.full.base.list /usr --exclude /usr/local\n"
+    "  zemo-selfcheck make --output wam.full.bash.list --dpkg bash libc6\n"
+    "  zemo-selfcheck make --output wam.full.update.list --base wam.full.base.list -- /usr/lib\n"
+    "  zemo-selfcheck make --output notes.full.1.list --package notes /var/packages/notes/target\n";
+
+std::string removalLine(const std::string& path) {
+  return "-" + path + "\t-\t-\t-\t-\t-\t-";
+}
+
+void writeList(AtomicFile& file, const Plan& plan, const Difference& difference,
+               const Placeholders& placeholders) {
+  file.write(listHeader + "\n" + labelLine(plan.label) + "\n");
+  auto removal = difference.removals.begin();
+  auto const writeRemovalsBefore = [&](const std::string* path) {
+    for (; removal != difference.removals.end() && (path == nullptr || *removal < *path); ++removal)
+      file.write(removalLine(placeholders.directory(*removal)) + "\n");
+  };
+  for (const Described& described : difference.entries) {
+    writeRemovalsBefore(&described.entry->_path);
+    file.write(placeholders.line(*described.entry) + "\n");
+  }
+  writeRemovalsBefore(nullptr);
+  file.finish();
+}
+
+std::string counted(std::size_t number, const char* one, const char* many) {
+  return std::to_string(number) + " " + (number == 1 ? one : many);
+}
+
+// "wam.full.base.list: 12 files, 3 directories (1 fixed), 2 removals"
+std::string summary(const Plan& plan, const Difference& difference) {
+  struct Type {
+    char letter;
+    const char* one;
+    const char* many;
+  };
+  static const std::array<Type, 8> types = {{{'f', "file", "files"},
+                                             {'d', "directory", "directories"},
+                                             {'l', "link", "links"},
+                                             {'c', "character device", "character devices"},
+                                             {'b', "block device", "block devices"},
+                                             {'p', "FIFO", "FIFOs"},
+                                             {'s', "socket", "sockets"},
+                                             {'x', "other", "others"}}};
+  std::string parts;
+  auto const add = [&parts](const std::string& part) {
+    parts += (parts.empty() ? "" : ", ") + part;
+  };
+  for (const Type& type : types) {
+    std::size_t number = 0;
+    std::size_t fixed = 0;
+    for (const Described& described : difference.entries) {
+      number += described.type == type.letter ? 1 : 0;
+      fixed += described.type == type.letter && described.fixed ? 1 : 0;
+    }
+    if (number > 0)
+      add(counted(number, type.one, type.many) +
+          (fixed > 0 ? " (" + std::to_string(fixed) + " fixed)" : ""));
+  }
+  if (!difference.removals.empty())
+    add(counted(difference.removals.size(), "removal", "removals"));
+  return escaped(fileName(plan.output)) + ": " +
+         (parts.empty() ? "no entries: nothing differs from the base lists" : parts);
+}
+
+// Empty if there is no such file.
+std::string contentOf(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+// Before hours are spent on what cannot be written in the end.
+void requireWritable(const std::string& output) {
+  std::string const directory = parentOf(output);
+  if (access(directory.c_str(), W_OK | X_OK) != 0)
+    throw Failure(STATUS_NOT_LOADED, withReason("cannot write to " + inQuotes(directory), errno));
+}
+
+int runMake(const MakeOptions& options) {
+  Plan const plan = planOf(options);
+  requireWritable(plan.output);
+  Placeholders const placeholders = plan.forPackage ? Placeholders(plan.label.set) : Placeholders();
+  FileList base(plan.label.set, plan.mode);
+  mergeBases(plan, base);
+  FileList::ProtectedFileMap const& before = *base.getProtectedFiles();
+
+  Progress progress(plan.progress);
+  Problems problems;
+  Inventory const inventory = takeInventory(plan, before, progress, problems);
+  std::vector<Described> const found = describe(inventory, plan, placeholders, progress, problems);
+  problems.refuse();
+  Difference const difference = differenceTo(before, found, plan);
+  if (found.empty() && difference.removals.empty())
+    throw Failure(STATUS_NOT_LOADED, "there is nothing to list");
+
+  AtomicFile file(plan.output, 0644);
+  writeList(file, plan, difference, placeholders);
+  int const status = provenStatus(file.temporary(), plan, found, difference, progress);
+  if (status != STATUS_INTACT) {
+    say("no list is written: files changed while it was made, or a member of a fixed directory is "
+        "left out");
+    return status;
+  }
+  std::string const signature = plan.output + ".asc";
+  bool const fits = contentOf(plan.output) == contentOf(file.temporary());
+  file.commit();
+  if (access(signature.c_str(), F_OK) == 0 && !fits)
+    say(inQuotes(signature) + " no longer fits the list: run zemo-selfcheck sign next");
+  puts(summary(plan, difference).c_str());
+  return STATUS_INTACT;
+}
+
+void addWhatToList(CLI::App& command, MakeOptions& options) {
+  command.add_option("PATH", options.paths, "Files, and directories with all that lies below them");
+  command
+      .add_option("--from", options.from,
+                  "List the files named in this file, - for standard input; directories without "
+                  "what lies in them")
+      ->type_name("FILE");
+  command.add_flag("-z,--null", options.nul, "The names of --from end by a zero byte");
+  command.add_option("--dpkg", options.dpkg, "List the files of these packages of dpkg's")
+      ->type_name("PACKAGE...");
+  command.add_flag("--conffiles", options.conffiles,
+                   "State size and content of the packages' configuration files, too");
+  command
+      .add_option("--exclude", options.exclude,
+                  "Leave out what matches, and all below it: with a slash, the whole path; "
+                  "without, the last component")
+      ->type_name("GLOB")
+      ->allow_extra_args(false);
+  command
+      .add_option("--fixed", options.fixed,
+                  "List this directory with its members as the only ones that it may have")
+      ->type_name("DIR")
+      ->allow_extra_args(false);
+  command
+      .add_option("--omit", options.omit,
+                  "Do not state size, owner, group, type, permission or hash")
+      ->type_name("ITEM,...")
+      ->delimiter(',')
+      ->allow_extra_args(false);
+}
+
+void addWhatToWrite(CLI::App& command, MakeOptions& options) {
+  command.add_option("--output", options.output, "The list to write")
+      ->type_name("FILE")
+      ->required();
+  command
+      .add_option("--package", options.package,
+                  "The list is one of this package's set, with placeholders for its directory and "
+                  "user")
+      ->type_name("NAME");
+  command.add_option("--mode", options.mode, "The mode of the set")->capture_default_str();
+  command
+      .add_option("--base", options.base,
+                  "Write only what differs from these lists, which are read before this one")
+      ->type_name("LIST...");
+  command.add_option("--serial", options.serial, "The list's serial number instead of its date")
+      ->type_name("N");
+  command.add_option("--jobs", options.jobs, "Read so many files at a time")->type_name("N");
+  command.add_flag("--no-progress", options.noProgress, "Show no progress on a terminal");
+}
+
+}  // namespace
+
+void addMake(CLI::App& program, Chosen& chosen) {
+  auto const options = std::make_shared<MakeOptions>();
+  CLI::App* const command =
+      program.add_subcommand("make", "Write a list that states files as they are now");
+  addWhatToList(*command, *options);
+  addWhatToWrite(*command, *options);
+  command->footer(examples);
+  command->callback([options, &chosen] { chosen = [options] { return runMake(*options); }; });
+}
+
+}  // namespace tool

@@ -1,0 +1,211 @@
+#include "make/describe.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <boost/make_shared.hpp>
+#include <cerrno>
+#include <cstdio>
+
+#include "common/descriptors.h"
+#include "common/failure.h"
+#include "common/log_relay.h"
+#include "common/workers.h"
+
+using namespace ZEMO::SELF_CHECK;
+
+namespace tool {
+namespace {
+
+char typeLetter(mode_t mode) {
+  switch (mode & S_IFMT) {
+    case S_IFREG:
+      return 'f';
+    case S_IFDIR:
+      return 'd';
+    case S_IFLNK:
+      return 'l';
+    case S_IFBLK:
+      return 'b';
+    case S_IFCHR:
+      return 'c';
+    case S_IFSOCK:
+      return 's';
+    case S_IFIFO:
+      return 'p';
+    default:
+      return 'x';
+  }
+}
+
+std::string octal(mode_t permission) {
+  std::array<char, 16> text{};
+  (void)snprintf(text.data(), text.size(), "%o", permission & 07777U);
+  return text.data();
+}
+
+// Why the library could not read the content of this file: it does not say so. 0 if it can be read
+// by now.
+int reasonOfFailure(const std::string& path, mode_t mode) {
+  std::array<char, 65536> buffer;  // NOLINT(cppcoreguidelines-pro-type-member-init) filled by read
+  if (S_ISLNK(mode))
+    return readlink(path.c_str(), buffer.data(), buffer.size()) < 0 ? errno : 0;
+  Descriptor const file(
+      open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  if (file.get() < 0)
+    return errno;
+  struct stat status = {};
+  if (fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode))
+    return ESTALE;  // something else has taken its place
+  for (;;) {
+    ssize_t const count = read(file.get(), buffer.data(), buffer.size());
+    if (count == 0)
+      return 0;
+    if (count < 0 && errno != EINTR)
+      return errno;
+  }
+}
+
+// What the library compares a content column with. It is asked to compare an empty one, so that the
+// list states what checks will see, cut off where they cut off, and read as carefully as they read.
+bool readContent(const std::string& path, const struct stat& status, std::string& content) {
+  ProtectedFile probe("");
+  probe._path = path;
+  bool changed = false;
+  std::vector<std::string> log;  // its failures are told in our own words
+  CollectedLog const collected(log);
+  if (probe.checkHash(status, changed) || probe._errors.empty())
+    return false;
+  content = probe._errors.front()->_actual;
+  return true;
+}
+
+bool hasLineOrColumnEnd(const std::string& text) {
+  return text.find_first_of("\t\n") != std::string::npos;
+}
+
+class Describer {
+ public:
+  Describer(const Plan& plan, const Placeholders& placeholders, Problems& problems)
+      : _plan(plan), _placeholders(placeholders), _problems(problems) {}
+
+  void describe(const std::string& path, const Found& found, Described& result) const;
+
+ private:
+  bool isOmitted(CHECK_ITEM item) const { return (_plan.omitted & item) != 0; }
+  bool isName(const std::string& path) const;
+  bool isTarget(const std::string& path, const std::string& target) const;
+  bool describeContent(ProtectedFile& entry, const struct stat& status, const Found& found) const;
+
+  const Plan& _plan;
+  const Placeholders& _placeholders;
+  Problems& _problems;
+};
+
+bool Describer::isName(const std::string& path) const {
+  if (hasLineOrColumnEnd(path))
+    _problems.add(path, "a TAB or line feed in its name would end a column or line of the list");
+  else if (_placeholders.confuses(path))
+    _problems.add(path, "$pkg_dir in its name would be taken for the package's directory");
+  else
+    return true;
+  return false;
+}
+
+bool Describer::isTarget(const std::string& path, const std::string& target) const {
+  if (hasLineOrColumnEnd(target))
+    _problems.add(path, "a TAB or line feed in its target " + inQuotes(target) +
+                            " would end a column or line of the list");
+  else if (!isOmitted(CHECK_ITEM_TYPE) && _placeholders.confuses(target))
+    _problems.add(path, "$pkg_dir in its target " + inQuotes(target) +
+                            " would be taken for the package's directory");
+  else if (target == "-")
+    _problems.add(path, "its target '-' would mean that the target is not checked");
+  else if (target == "FIXED")
+    _problems.add(path, "its target 'FIXED' would mean a directory with fixed members");
+  else
+    return true;
+  return false;
+}
+
+// Fills the column for the content. False, with the problem added, if that cannot be done.
+bool Describer::describeContent(ProtectedFile& entry, const struct stat& status,
+                                const Found& found) const {
+  if (found.fixed)
+    entry._hash = "FIXED";
+  bool const hasContent =
+      S_ISREG(status.st_mode) || S_ISLNK(status.st_mode) || S_ISCHR(status.st_mode);
+  if (!hasContent || found.config || isOmitted(CHECK_ITEM_HASH))
+    return true;
+  if (!readContent(entry._path, status, entry._hash)) {
+    int const error = reasonOfFailure(entry._path, status.st_mode);
+    if (error == 0)
+      _problems.add(entry._path, "it could not be read, and now it can: it changes");
+    else
+      _problems.cannotRead(entry._path, error);
+    return false;
+  }
+  return !S_ISLNK(status.st_mode) || isTarget(entry._path, entry._hash);
+}
+
+void Describer::describe(const std::string& path, const Found& found, Described& result) const {
+  struct stat status = {};
+  if (!isName(path))
+    return;
+  if (lstat(path.c_str(), &status) != 0) {
+    _problems.cannotRead(path, errno);
+    return;
+  }
+  if (found.fixed && !S_ISDIR(status.st_mode)) {
+    _problems.add(path, "--fixed needs a directory");
+    return;
+  }
+  bool const isLink = S_ISLNK(status.st_mode);
+  auto const column = [this](CHECK_ITEM item, bool isChecked, const std::string& text) {
+    return isChecked && !isOmitted(item) ? text : "-";
+  };
+  auto entry = boost::make_shared<ProtectedFile>("");
+  entry->_path = path;
+  entry->_size = column(CHECK_ITEM_SIZE, (S_ISREG(status.st_mode) || isLink) && !found.config,
+                        std::to_string(status.st_size));
+  entry->_hash = "-";
+  result.type = typeLetter(status.st_mode);
+  entry->_type = column(CHECK_ITEM_TYPE, true, std::string(1, result.type));
+  entry->_permission = column(CHECK_ITEM_PERMISSION, !isLink, octal(status.st_mode));
+  entry->_owner = column(CHECK_ITEM_OWNER, !isLink, std::to_string(status.st_uid));
+  entry->_group = column(CHECK_ITEM_GROUP, !isLink, std::to_string(status.st_gid));
+  result.fixed = found.fixed;
+  if (describeContent(*entry, status, found))
+    result.entry = entry;
+}
+
+}  // namespace
+
+std::vector<Described> describe(const Inventory& inventory, const Plan& plan,
+                                const Placeholders& placeholders, Progress& progress,
+                                Problems& problems) {
+  std::vector<const Inventory::value_type*> items;
+  items.reserve(inventory.size());
+  uint64_t bytes = 0;
+  for (const auto& item : inventory) {
+    items.push_back(&item);
+    bytes += item.second.bytes;
+  }
+  progress.total(items.size(), bytes);
+  std::vector<Described> result(items.size());
+  Describer const describer(plan, placeholders, problems);
+  Workers workers(items.size(), plan.jobs, [&](std::size_t i) {
+    describer.describe(items[i]->first, items[i]->second, result[i]);
+    progress.advance(1, items[i]->second.bytes);
+  });
+  while (!workers.allDone()) {
+    workers.wait();
+    progress.show();
+  }
+  progress.clear();
+  return result;
+}
+
+}  // namespace tool

@@ -1,0 +1,34 @@
+// Entries for files as they are on disk.
+
+#ifndef ZEMO_TOOLS_MAKE_DESCRIBE_H
+#define ZEMO_TOOLS_MAKE_DESCRIBE_H
+
+#include <zemo/selfcheck.h>
+
+#include <boost/shared_ptr.hpp>
+#include <vector>
+
+#include "common/progress.h"
+#include "make/inventory.h"
+#include "make/placeholders.h"
+#include "make/plan.h"
+#include "make/problems.h"
+
+namespace tool {
+
+// One file, with its placeholders resolved.
+struct Described {
+  boost::shared_ptr<ZEMO::SELF_CHECK::ProtectedFile> entry;  // null if it cannot be listed
+  char type = '-';  // its letter, also where the entry's column is omitted
+  bool fixed = false;
+};
+
+// Looks at every file, on plan.jobs threads, and reads those whose digests are wanted. The result
+// is in the inventory's order. What cannot be read or written into a list is added to `problems`.
+std::vector<Described> describe(const Inventory& inventory, const Plan& plan,
+                                const Placeholders& placeholders, Progress& progress,
+                                Problems& problems);
+
+}  // namespace tool
+
+#endif

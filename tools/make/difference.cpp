@@ -1,0 +1,59 @@
+#include "make/difference.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <set>
+
+#include "common/failure.h"
+#include "common/list_file.h"
+
+using namespace ZEMO::SELF_CHECK;
+
+namespace tool {
+namespace {
+
+bool isGone(const std::string& path) {
+  struct stat status = {};
+  return lstat(path.c_str(), &status) != 0 && (errno == ENOENT || errno == ENOTDIR);
+}
+
+bool isRemoved(const std::string& path, const Plan& plan) {
+  if (path.empty() || path.front() != '/')
+    return false;  // a damaged line; doctor tells of it
+  return std::any_of(plan.trees.begin(), plan.trees.end(),
+                     [&](const std::string& tree) { return isAtOrBelow(tree, path); }) ||
+         std::any_of(
+             plan.fixed.begin(), plan.fixed.end(),
+             [&](const std::string& fixed) { return path != fixed && parentOf(path) == fixed; }) ||
+         ((!plan.from.empty() || !plan.packages.empty()) && isGone(path));
+}
+
+}  // namespace
+
+void mergeBases(const Plan& plan, FileList& list) {
+  for (const std::string& base : plan.bases) {
+    if (!list.parseList(base))
+      throw Failure(STATUS_NOT_LOADED, "the base list " + inQuotes(base) + " cannot be read");
+  }
+}
+
+Difference differenceTo(const FileList::ProtectedFileMap& base, const std::vector<Described>& found,
+                        const Plan& plan) {
+  Difference difference;
+  std::set<std::string> listed;
+  for (const Described& described : found) {
+    listed.insert(described.entry->_path);
+    auto const before = base.find(described.entry->_path);
+    if (before == base.end() || entryLine(*before->second) != entryLine(*described.entry))
+      difference.entries.push_back(described);
+  }
+  for (const auto& [path, entry] : base) {
+    if (listed.count(path) == 0 && isRemoved(path, plan))
+      difference.removals.push_back(path);
+  }
+  return difference;
+}
+
+}  // namespace tool

@@ -1,0 +1,223 @@
+#include "make/dpkg.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <memory>
+
+#include "common/failure.h"
+#include "common/process.h"
+#include "common/sets.h"
+#include "make/paths.h"
+
+namespace tool {
+namespace {
+
+struct Package {
+  std::string name;  // without architecture
+  std::string architecture;
+  std::string unique;  // as dpkg names it
+  bool installed = false;
+  std::vector<std::string> conffiles;
+};
+
+std::vector<std::string> splitLines(const std::string& text) {
+  std::vector<std::string> lines;
+  for (std::size_t start = 0; start < text.size();) {
+    std::size_t const end = std::min(text.find('\n', start), text.size());
+    lines.push_back(text.substr(start, end - start));
+    start = end + 1;
+  }
+  return lines;
+}
+
+Outcome query(std::vector<std::string> words, const std::vector<std::string>& packages,
+              bool showErrors) {
+  Command command;
+  words.insert(words.begin(), "dpkg-query");
+  words.emplace_back("--");
+  words.insert(words.end(), packages.begin(), packages.end());
+  command.words = words;
+  command.showErrors = showErrors;
+  return run(command);
+}
+
+// Takes the word `end` and the blank before it off the end of `line`.
+bool takeWord(std::string& line, const std::string& end) {
+  std::string const blankAnd = " " + end;
+  if (line.size() < blankAnd.size() ||
+      line.compare(line.size() - blankAnd.size(), blankAnd.size(), blankAnd) != 0)
+    return false;
+  line.erase(line.size() - blankAnd.size());
+  return true;
+}
+
+// " PATH DIGEST[ obsolete][ remove-on-upgrade]"; the path may have blanks.
+void addConffile(std::string line, std::vector<std::string>& conffiles) {
+  bool const removed = takeWord(line, "remove-on-upgrade");
+  bool const obsolete = takeWord(line, "obsolete");
+  std::size_t const digest = line.rfind(' ');
+  if (digest > 1 && digest != std::string::npos && !obsolete && !removed)
+    conffiles.push_back(line.substr(1, digest - 1));
+}
+
+// dpkg-query takes names for patterns; what is no name matches nothing here.
+bool isPackageName(const std::string& text) {
+  return !text.empty() &&
+         text.find_first_not_of("abcdefghijklmnopqrstuvwxyz0123456789+-.:") == std::string::npos;
+}
+
+std::vector<Package> packagesMatching(const std::vector<std::string>& names) {
+  static const char* const format =
+      "${Package} ${Architecture} ${binary:Package} ${db:Status-Status}\\n${Conffiles}\\n";
+  std::vector<std::string> asked;
+  std::copy_if(names.begin(), names.end(), std::back_inserter(asked), isPackageName);
+  std::vector<Package> packages;
+  if (asked.empty())
+    return packages;  // without names, dpkg-query would list all
+  // Its exit status tells that some are unknown, but not which.
+  Outcome const answer = query({"--show", "--showformat", format}, asked, false);
+  for (const std::string& line : splitLines(answer.output)) {
+    if (line.empty())
+      continue;
+    if (line.front() == ' ') {
+      if (!packages.empty())
+        addConffile(line, packages.back().conffiles);
+      continue;
+    }
+    std::size_t const first = line.find(' ');
+    std::size_t const second = line.find(' ', first + 1);
+    std::size_t const third = line.find(' ', second + 1);
+    if (first == std::string::npos || second == std::string::npos || third == std::string::npos)
+      continue;
+    Package package;
+    package.name = line.substr(0, first);
+    package.architecture = line.substr(first + 1, second - first - 1);
+    package.unique = line.substr(second + 1, third - second - 1);
+    std::string const status = line.substr(third + 1);
+    package.installed = status == "installed" || status.rfind("triggers-", 0) == 0;
+    packages.push_back(std::move(package));
+  }
+  return packages;
+}
+
+bool isNamed(const Package& package, const std::string& name) {
+  return package.installed && (name == package.name || name == package.unique ||
+                               name == package.name + ":" + package.architecture);
+}
+
+// The installed packages with these names, each once.
+std::vector<Package> packagesNamed(const std::vector<std::string>& names) {
+  std::vector<Package> const candidates = packagesMatching(names);
+  std::map<std::string, Package> found;
+  std::set<std::string> unknown;
+  for (const std::string& name : names) {
+    bool known = false;
+    for (const Package& package : candidates) {
+      if (!isNamed(package, name))
+        continue;
+      found.emplace(package.unique, package);
+      known = true;
+    }
+    if (!known)
+      unknown.insert(name);
+  }
+  std::string list;
+  for (const std::string& name : unknown)
+    list += (list.empty() ? "" : ", ") + inQuotes(name);
+  if (!list.empty())
+    throw Failure(STATUS_NOT_LOADED, "dpkg knows no installed package " + list);
+  std::vector<Package> packages;
+  packages.reserve(found.size());
+  for (const auto& [unique, package] : found)
+    packages.push_back(package);
+  return packages;
+}
+
+// The lines that dpkg-query --listfiles writes for each package. A blank line parts two packages.
+std::vector<std::vector<std::string>> fileLines(const std::vector<Package>& packages) {
+  std::vector<std::string> names;
+  names.reserve(packages.size());
+  for (const Package& package : packages)
+    names.push_back(package.unique);
+  Outcome const answer = query({"--listfiles"}, names, true);
+  std::vector<std::vector<std::string>> blocks(1);
+  for (const std::string& line : splitLines(answer.output)) {
+    if (line.empty())
+      blocks.emplace_back();
+    else
+      blocks.back().push_back(line);
+  }
+  if (answer.status != 0 || blocks.size() != packages.size())
+    throw Failure(STATUS_NOT_LOADED, "dpkg-query cannot list the files of these packages");
+  return blocks;
+}
+
+// Where `note`, the line behind a path, says that the path's file lies instead; else empty. A
+// package that diverts others keeps its own file where it is.
+std::string diversion(const std::string& note) {
+  static const std::string middle = " to: ";
+  std::size_t const at = note.find(middle);
+  if (at == std::string::npos ||
+      (note.rfind("diverted by ", 0) != 0 && note.rfind("locally ", 0) != 0))
+    return "";
+  return note.substr(at + middle.size());
+}
+
+}  // namespace
+
+std::vector<PackageFiles> filesOf(const std::vector<std::string>& packages) {
+  std::vector<PackageFiles> result;
+  std::vector<Package> const named = packagesNamed(packages);
+  std::vector<std::vector<std::string>> const blocks = fileLines(named);
+  DirectoryLinks links;
+  for (std::size_t i = 0; i < named.size(); ++i) {
+    std::map<std::string, std::string> places;  // of the files, by the names they have in dpkg
+    std::string last;
+    for (const std::string& line : blocks[i]) {
+      if (line.front() == '/')
+        places[last = absolutePath(line)] = absolutePath(line);
+      else if (std::string const elsewhere = diversion(line); !elsewhere.empty() && !last.empty())
+        places[last] = absolutePath(elsewhere);
+    }
+    PackageFiles files;
+    files.name = named[i].unique;
+    std::set<std::string> const conffiles(named[i].conffiles.begin(), named[i].conffiles.end());
+    for (const auto& [name, place] : places) {
+      std::string const path = links.resolved(place);
+      files.paths.push_back(path);
+      if (conffiles.count(name) != 0)
+        files.conffiles.insert(path);
+    }
+    result.push_back(std::move(files));
+  }
+  return result;
+}
+
+std::string DirectoryLinks::resolved(const std::string& path) {
+  return path == "/" ? path : joined(resolvedDirectory(parentOf(path)), fileName(path));
+}
+
+std::string DirectoryLinks::resolvedDirectory(const std::string& directory) {
+  if (directory == "/")
+    return directory;
+  auto const known = _known.find(directory);
+  if (known != _known.end())
+    return known->second;
+  std::string place = resolved(directory);
+  struct stat status = {};
+  if (lstat(place.c_str(), &status) == 0 && S_ISLNK(status.st_mode)) {
+    std::unique_ptr<char, void (*)(void*)> const real(realpath(place.c_str(), nullptr), free);
+    if (real != nullptr) {
+      if (_told.insert(place).second)
+        say(inQuotes(place) + " is a link: what lies below it is listed below " +
+            inQuotes(real.get()));
+      place = real.get();
+    }
+  }
+  _known[directory] = place;
+  return place;
+}
+
+}  // namespace tool

@@ -1,0 +1,216 @@
+#include "make/inventory.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <memory>
+#include <set>
+
+#include "common/descriptors.h"
+#include "common/failure.h"
+#include "common/names_input.h"
+#include "common/sets.h"
+#include "make/dpkg.h"
+
+using ZEMO::SELF_CHECK::FileList;
+
+namespace tool {
+namespace {
+
+using Directory = std::unique_ptr<DIR, int (*)(DIR*)>;
+
+// Does not follow a link that has taken the directory's place since it was examined.
+Directory openDirectory(const std::string& path) {
+  Descriptor file(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  Directory stream(file.get() < 0 ? nullptr : fdopendir(file.get()), closedir);
+  if (stream != nullptr)
+    (void)file.release();  // the stream's now
+  return stream;
+}
+
+// The ways in which a list and its signature may be met.
+std::set<std::string> namesOfOutput(const std::string& output) {
+  std::set<std::string> names = {output};
+  std::string const directory = parentOf(output);
+  std::unique_ptr<char, void (*)(void*)> const real(realpath(directory.c_str(), nullptr), free);
+  if (real != nullptr)
+    names.insert(joined(real.get(), fileName(output)));
+  for (const std::string& name : std::set<std::string>(names))
+    names.insert(name + ".asc");
+  return names;
+}
+
+class Collector {
+ public:
+  Collector(const Plan& plan, const FileList::ProtectedFileMap& base, Progress& progress,
+            Problems& problems)
+      : _plan(plan),
+        _base(base),
+        _progress(progress),
+        _problems(problems),
+        _output(namesOfOutput(plan.output)) {}
+
+  void addTree(const std::string& root);
+  void addName(const std::string& path);
+  void addFixed(const std::string& directory);
+  void addPackage(const PackageFiles& files);
+  Inventory taken() { return std::move(_inventory); }
+
+ private:
+  Found* add(const std::string& path, const struct stat& status);
+  bool examine(const std::string& path, struct stat& status);
+  std::vector<std::string> addMembers(const std::string& directory);
+  bool hasEntryAtOrBelow(const std::string& path) const;
+
+  const Plan& _plan;
+  const FileList::ProtectedFileMap& _base;
+  Progress& _progress;
+  Problems& _problems;
+  std::set<std::string> _output;
+  Inventory _inventory;
+};
+
+// Null if the path is the list's own.
+Found* Collector::add(const std::string& path, const struct stat& status) {
+  if (_output.count(path) != 0) {
+    _progress.clear();
+    say(inQuotes(path) + " is left out: it is this list itself, or its signature");
+    return nullptr;
+  }
+  auto const [found, isNew] = _inventory.try_emplace(path);
+  if (isNew) {
+    found->second.bytes = S_ISREG(status.st_mode) ? static_cast<uint64_t>(status.st_size) : 0;
+    _progress.advance(1, found->second.bytes);
+    _progress.show();
+  }
+  return &found->second;
+}
+
+// Looks at a path that has been named. False if it is not to be listed.
+bool Collector::examine(const std::string& path, struct stat& status) {
+  if (_plan.exclusions.cover(path))
+    return false;
+  if (lstat(path.c_str(), &status) == 0)
+    return true;
+  int const error = errno;
+  if ((error != ENOENT && error != ENOTDIR) || !hasEntryAtOrBelow(path))
+    _problems.cannotRead(path, error);
+  return false;
+}
+
+bool Collector::hasEntryAtOrBelow(const std::string& path) const {
+  if (_base.count(path) != 0)
+    return true;
+  auto const below = _base.lower_bound(joined(path, ""));
+  return below != _base.end() && isAtOrBelow(path, below->first);
+}
+
+// Returns the members that are directories.
+std::vector<std::string> Collector::addMembers(const std::string& directory) {
+  std::vector<std::string> directories;
+  Directory const stream = openDirectory(directory);
+  if (stream == nullptr) {
+    _problems.cannotRead(directory, errno);
+    return directories;
+  }
+  for (errno = 0; const dirent* member = readdir(stream.get()); errno = 0) {
+    std::string const name = member->d_name;
+    std::string const path = joined(directory, name);
+    if (name == "." || name == ".." || _plan.exclusions.match(path))
+      continue;
+    struct stat status = {};
+    if (lstat(path.c_str(), &status) != 0)
+      _problems.cannotRead(path, errno);
+    else if (add(path, status) != nullptr && S_ISDIR(status.st_mode))
+      directories.push_back(path);
+  }
+  if (errno != 0)
+    _problems.cannotRead(directory, errno);
+  return directories;
+}
+
+void Collector::addTree(const std::string& root) {
+  struct stat status = {};
+  if (!examine(root, status) || add(root, status) == nullptr || !S_ISDIR(status.st_mode))
+    return;
+  std::vector<std::string> directories = {root};
+  while (!directories.empty()) {
+    std::string const directory = directories.back();
+    directories.pop_back();
+    std::vector<std::string> const more = addMembers(directory);
+    directories.insert(directories.end(), more.begin(), more.end());
+  }
+}
+
+void Collector::addName(const std::string& path) {
+  struct stat status = {};
+  if (examine(path, status))
+    (void)add(path, status);
+}
+
+void Collector::addFixed(const std::string& directory) {
+  struct stat status = {};
+  if (lstat(directory.c_str(), &status) != 0) {
+    _problems.cannotRead(directory, errno);
+  } else if (!S_ISDIR(status.st_mode)) {
+    _problems.add(directory, "--fixed needs a directory");
+  } else {
+    add(directory, status)->fixed = true;
+    (void)addMembers(directory);
+  }
+}
+
+void Collector::addPackage(const PackageFiles& files) {
+  std::size_t gone = 0;
+  std::string first;
+  for (const std::string& path : files.paths) {
+    struct stat status = {};
+    if (_plan.exclusions.cover(path))
+      continue;
+    if (lstat(path.c_str(), &status) == 0) {
+      Found* const found = add(path, status);
+      if (found != nullptr && !_plan.conffiles && files.conffiles.count(path) != 0)
+        found->config = true;
+    } else if (errno != ENOENT && errno != ENOTDIR) {
+      _problems.cannotRead(path, errno);
+    } else if (gone++ == 0) {
+      first = path;
+    }
+  }
+  if (gone == 0)
+    return;
+  _progress.clear();
+  say("package " + inQuotes(files.name) + ": " + inQuotes(first) +
+      (gone == 1 ? " is" : " and " + std::to_string(gone - 1) + " more are") +
+      " left out: not on disk");
+}
+
+}  // namespace
+
+Inventory takeInventory(const Plan& plan, const FileList::ProtectedFileMap& base,
+                        Progress& progress, Problems& problems) {
+  // Before the disk is walked: this may fail as a whole.
+  std::vector<std::string> names;
+  if (!plan.from.empty())
+    names = readNames(plan.from, plan.nul);
+  std::vector<PackageFiles> packages;
+  if (!plan.packages.empty())
+    packages = filesOf(plan.packages);
+
+  Collector collector(plan, base, progress, problems);
+  for (const PackageFiles& files : packages)
+    collector.addPackage(files);
+  for (const std::string& name : names)
+    collector.addName(absolutePath(name));
+  for (const std::string& directory : plan.fixed)
+    collector.addFixed(directory);
+  for (const std::string& tree : plan.trees)
+    collector.addTree(tree);
+  return collector.taken();
+}
+
+}  // namespace tool

@@ -1,0 +1,36 @@
+// Which files a list is to name.
+
+#ifndef ZEMO_TOOLS_MAKE_INVENTORY_H
+#define ZEMO_TOOLS_MAKE_INVENTORY_H
+
+#include <zemo/selfcheck.h>
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "common/progress.h"
+#include "make/plan.h"
+#include "make/problems.h"
+
+namespace tool {
+
+struct Found {
+  uint64_t bytes = 0;   // of a regular file
+  bool fixed = false;   // a directory whose members are fixed
+  bool config = false;  // what it contains is up to the machine's administrator
+};
+
+// By path, in byte order.
+using Inventory = std::map<std::string, Found>;
+
+// Finds what `plan` names. Trees are walked without following links, into other file systems, too.
+// The list itself and its signature are left out. A name that nothing on disk has is no problem if
+// `base` has entries at or below it: the list will remove those. Throws Failure(STATUS_NOT_LOADED)
+// if the sources of names cannot be read.
+Inventory takeInventory(const Plan& plan, const ZEMO::SELF_CHECK::FileList::ProtectedFileMap& base,
+                        Progress& progress, Problems& problems);
+
+}  // namespace tool
+
+#endif

@@ -1,0 +1,100 @@
+#include "make/paths.h"
+
+#include <fnmatch.h>
+
+#include <algorithm>
+#include <filesystem>
+
+#include "common/failure.h"
+#include "common/sets.h"
+
+namespace tool {
+namespace {
+
+std::string workingDirectory() {
+  std::error_code error;
+  std::string directory = std::filesystem::current_path(error);
+  if (error || directory.empty() || directory.front() != '/')  // "(unreachable)..." after a pivot
+    throw Failure(STATUS_NOT_LOADED,
+                  "the working directory has no path" + (error ? ": " + error.message() : ""));
+  return directory;
+}
+
+bool matches(const std::string& pattern, const std::string& text) {
+  return fnmatch(pattern.c_str(), text.c_str(), 0) == 0;
+}
+
+}  // namespace
+
+std::string absolutePath(const std::string& path) {
+  if (path.empty())
+    throw UsageError("an empty name is no path");
+  std::string const whole = path.front() == '/' ? path : workingDirectory() + "/" + path;
+  std::string result;
+  for (std::size_t start = 0; start < whole.size();) {
+    std::size_t const end = std::min(whole.find('/', start), whole.size());
+    std::string const part = whole.substr(start, end - start);
+    if (part == "..")
+      result.erase(std::min(result.rfind('/'), result.size()));
+    else if (!part.empty() && part != ".")
+      result += "/" + part;
+    start = end + 1;
+  }
+  return result.empty() ? "/" : result;
+}
+
+std::string joined(const std::string& directory, const std::string& name) {
+  return directory == "/" ? "/" + name : directory + "/" + name;
+}
+
+std::string parentOf(const std::string& path) {
+  std::size_t const slash = path.rfind('/');
+  return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+bool isAtOrBelow(const std::string& directory, const std::string& path) {
+  if (directory == "/")
+    return !path.empty() && path.front() == '/';
+  return path.compare(0, directory.size(), directory) == 0 &&
+         (path.size() == directory.size() || path[directory.size()] == '/');
+}
+
+Exclusions::Exclusions(const std::vector<std::string>& patterns) {
+  for (std::string pattern : patterns) {
+    std::string const given = pattern;
+    while (pattern.size() > 1 && pattern.back() == '/')
+      pattern.pop_back();
+    if (pattern.empty())
+      throw UsageError("an empty --exclude matches nothing");
+    if (pattern.find('/') == std::string::npos) {
+      _forNames.push_back(pattern);
+      continue;
+    }
+    // The first character of a path is a slash.
+    if (std::string("/*?[\\").find(pattern.front()) == std::string::npos)
+      throw UsageError("--exclude " + inQuotes(given) +
+                       " matches no absolute path: begin it with / or */");
+    _forPaths.push_back(pattern);
+  }
+}
+
+bool Exclusions::match(const std::string& path) const {
+  auto const matchesIn = [](const std::vector<std::string>& patterns, const std::string& text) {
+    return std::any_of(patterns.begin(), patterns.end(),
+                       [&](const std::string& pattern) { return matches(pattern, text); });
+  };
+  return matchesIn(_forPaths, path) || (!_forNames.empty() && matchesIn(_forNames, fileName(path)));
+}
+
+bool Exclusions::cover(const std::string& path) const {
+  if (_forPaths.empty() && _forNames.empty())
+    return false;
+  for (std::string part = path;; part = parentOf(part)) {
+    if (match(part))
+      return true;
+    if (part == "/")
+      return false;
+  }
+}
+
+}  // namespace tool

@@ -1,0 +1,71 @@
+#include "make/placeholders.h"
+
+#include <cstdint>
+
+#include "common/failure.h"
+#include "common/list_file.h"
+#include "make/paths.h"
+
+using ZEMO::SELF_CHECK::PkgInfo;
+using ZEMO::SELF_CHECK::ProtectedFile;
+
+namespace tool {
+namespace {
+
+const std::string directoryMark = "$pkg_dir";
+
+// No file belongs to it; of a package without a user, the binding keeps it.
+constexpr uint32_t nobodysId = UINT32_MAX;
+
+}  // namespace
+
+Placeholders::Placeholders(const std::string& package) : _isSet(true) {
+  ProtectedFile::_pkginfo = {};
+  ProtectedFile::_pkginfo.uid = nobodysId;
+  ProtectedFile::_pkginfo.gid = nobodysId;
+  bool const bound = ProtectedFile::setPkg(package);
+  PkgInfo const binding = ProtectedFile::_pkginfo;
+  ProtectedFile::_pkginfo = {};
+  if (!bound)
+    throw Failure(STATUS_NOT_LOADED, "the package " + inQuotes(package) + " cannot be bound");
+  _user = binding.uid;
+  _group = binding.gid;
+  _directory = binding.targetDir;
+}
+
+bool Placeholders::isInside(const std::string& path) const {
+  return _isSet && isAtOrBelow(_directory, path);
+}
+
+std::string Placeholders::directory(const std::string& path) const {
+  return isInside(path) ? directoryMark + path.substr(_directory.size()) : path;
+}
+
+bool Placeholders::confuses(const std::string& path) const {
+  return _isSet &&
+         path.find(directoryMark, isInside(path) ? _directory.size() : 0) != std::string::npos;
+}
+
+std::string Placeholders::id(const std::string& column, uint32_t packageId) const {
+  if (!_isSet)
+    return column;
+  if (packageId != nobodysId && column == std::to_string(packageId))
+    return "$pkg";
+  return column == "1" ? "$pkg_sys" : column;
+}
+
+std::string Placeholders::line(const ProtectedFile& entry) const {
+  ProtectedFile written("");
+  written._path = directory(entry._path);
+  written._size = entry._size;
+  // The library resolves the directory in the targets of what the list calls a link, and nowhere
+  // else.
+  written._hash = entry._type == "l" ? directory(entry._hash) : entry._hash;
+  written._type = entry._type;
+  written._permission = entry._permission;
+  written._owner = id(entry._owner, _user);
+  written._group = id(entry._group, _group);
+  return entryLine(written);
+}
+
+}  // namespace tool

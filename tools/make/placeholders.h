@@ -1,0 +1,45 @@
+// What a package's list writes instead of ids and directories that differ from machine to machine.
+
+#ifndef ZEMO_TOOLS_MAKE_PLACEHOLDERS_H
+#define ZEMO_TOOLS_MAKE_PLACEHOLDERS_H
+
+#include <sys/types.h>
+#include <zemo/selfcheck.h>
+
+#include <string>
+
+namespace tool {
+
+class Placeholders {
+ public:
+  // None: all is written as it is.
+  Placeholders() = default;
+
+  // Those of an installed package. Throws Failure(STATUS_NOT_LOADED) if it is not installed, or its
+  // user unknown.
+  explicit Placeholders(const std::string& package);
+
+  // The line that the library resolves into `entry`.
+  std::string line(const ZEMO::SELF_CHECK::ProtectedFile& entry) const;
+
+  // `path`, or a link's target, as it is written.
+  std::string directory(const std::string& path) const;
+
+  // `path`, or a link's target, cannot be written: a part of it would be taken for a placeholder.
+  bool confuses(const std::string& path) const;
+
+ private:
+  std::string id(const std::string& column, uint32_t packageId) const;
+
+  // What of `path` follows the package's directory, if it begins with that.
+  bool isInside(const std::string& path) const;
+
+  bool _isSet = false;
+  uid_t _user = 0;
+  gid_t _group = 0;
+  std::string _directory;
+};
+
+}  // namespace tool
+
+#endif

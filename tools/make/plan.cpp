@@ -1,0 +1,132 @@
+#include "make/plan.h"
+
+#include <sys/stat.h>
+
+#include <charconv>
+#include <cstdlib>
+#include <ctime>
+
+#include "common/escape.h"
+#include "common/failure.h"
+#include "common/items.h"
+#include "common/workers.h"
+
+namespace tool {
+namespace {
+
+constexpr uint64_t mostJobs = 1024;
+constexpr uint64_t lastSecond = 253402300799;  // of the year 9999
+
+// `text` as a decimal number from `least` to `most`. `what` names it.
+uint64_t numberOf(const std::string& text, const std::string& what, uint64_t least, uint64_t most) {
+  uint64_t number = 0;
+  const char* const end = text.data() + text.size();
+  std::from_chars_result const result = std::from_chars(text.data(), end, number);
+  if (result.ec != std::errc() || result.ptr != end || number < least || number > most)
+    throw UsageError(what + " " + inQuotes(text) + " is no number from " + std::to_string(least) +
+                     " to " + std::to_string(most));
+  return number;
+}
+
+// Now, or what a build that has to be repeatable says that it is.
+std::time_t dateOfList() {
+  const char* const given = getenv("SOURCE_DATE_EPOCH");
+  if (given == nullptr)
+    return std::time(nullptr);
+  return static_cast<std::time_t>(numberOf(given, "SOURCE_DATE_EPOCH", 0, lastSecond));
+}
+
+std::string setOf(const MakeOptions& options) {
+  if (options.package.empty())
+    return systemSet;
+  requireSetName(options.package);
+  if (options.package == systemSet)
+    throw UsageError("--package wam: that is the operating system's own set and no package");
+  return options.package;
+}
+
+Label labelOf(const MakeOptions& options) {
+  Label label;
+  label.set = setOf(options);
+  label.mode = options.mode;
+  label.list = listName(options.output, label.set, label.mode);
+  label.date = dateOfList();
+  label.serial = options.serial.empty() ? static_cast<uint64_t>(label.date)
+                                        : numberOf(options.serial, "--serial", 0, UINT64_MAX);
+  return label;
+}
+
+void requirePackageNames(const std::vector<std::string>& names) {
+  for (const std::string& name : names) {
+    if (!name.empty() && name.front() == '/')
+      throw UsageError("--dpkg " + inQuotes(name) +
+                       ": a path goes before --dpkg, or after -- behind it");
+  }
+}
+
+bool isSameFile(const std::string& one, const std::string& other) {
+  struct stat first = {};
+  struct stat second = {};
+  return one == other || (stat(one.c_str(), &first) == 0 && stat(other.c_str(), &second) == 0 &&
+                          first.st_dev == second.st_dev && first.st_ino == second.st_ino);
+}
+
+void requireBases(const std::vector<std::string>& lists, const std::string& output) {
+  for (const std::string& list : lists) {
+    struct stat status = {};
+    if (stat(list.c_str(), &status) == 0 && S_ISDIR(status.st_mode))
+      throw UsageError("--base " + inQuotes(list) +
+                       " is a directory: a path goes before --base, or after -- behind it");
+    if (isSameFile(list, output))
+      throw UsageError("--base " + inQuotes(list) +
+                       " is the list that is to be written: it cannot be read before itself");
+  }
+}
+
+std::vector<std::string> allAbsolute(const std::vector<std::string>& paths) {
+  std::vector<std::string> result;
+  result.reserve(paths.size());
+  for (const std::string& path : paths)
+    result.push_back(absolutePath(path));
+  return result;
+}
+
+}  // namespace
+
+Plan planOf(const MakeOptions& options) {
+  Plan plan;
+  requireModeName(options.mode);
+  plan.label = labelOf(options);
+  if (!isNamedLikeListOf(options.output, plan.label.set, options.mode))
+    throw UsageError("--output " + inQuotes(options.output) +
+                     " is not named like a list of its set: " +
+                     escaped(plan.label.set + "." + options.mode) + ".*.list");
+  if (options.paths.empty() && options.from.empty() && options.dpkg.empty() &&
+      options.fixed.empty())
+    throw UsageError("say what to list: paths, --from, --dpkg or --fixed");
+  requirePackageNames(options.dpkg);
+  plan.output = absolutePath(options.output);
+  plan.bases = allAbsolute(options.base);
+  requireBases(plan.bases, plan.output);
+  plan.trees = allAbsolute(options.paths);
+  plan.from = options.from;
+  plan.nul = options.nul;
+  plan.packages = options.dpkg;
+  plan.conffiles = options.conffiles;
+  plan.exclusions = Exclusions(options.exclude);
+  plan.fixed = allAbsolute(options.fixed);
+  for (const std::string& directory : plan.fixed) {
+    if (plan.exclusions.cover(directory))
+      throw UsageError("--fixed " + inQuotes(directory) + " is left out by --exclude");
+  }
+  plan.omitted = itemsNamed(options.omit);
+  plan.forPackage = plan.label.set != systemSet;
+  plan.mode = options.mode;
+  plan.jobs = options.jobs.empty()
+                  ? processors()
+                  : static_cast<unsigned>(numberOf(options.jobs, "--jobs", 1, mostJobs));
+  plan.progress = !options.noProgress;
+  return plan;
+}
+
+}  // namespace tool

@@ -1,0 +1,61 @@
+// What `make` is asked for.
+
+#ifndef ZEMO_TOOLS_MAKE_PLAN_H
+#define ZEMO_TOOLS_MAKE_PLAN_H
+
+#include <zemo/selfcheck.h>
+
+#include <string>
+#include <vector>
+
+#include "common/label.h"
+#include "common/sets.h"
+#include "make/paths.h"
+
+namespace tool {
+
+// The arguments, word by word.
+struct MakeOptions {
+  std::string output;
+  std::vector<std::string> paths;
+  std::string from;
+  bool nul = false;
+  std::vector<std::string> dpkg;
+  bool conffiles = false;
+  std::vector<std::string> exclude;
+  std::vector<std::string> fixed;
+  std::vector<std::string> omit;
+  std::string package;
+  std::string mode = defaultMode;
+  std::vector<std::string> base;
+  std::string serial;
+  std::string jobs;
+  bool noProgress = false;
+};
+
+// The same, checked; all paths are absolute.
+struct Plan {
+  std::string output;
+  std::vector<std::string> trees;
+  std::string from;  // where to read further names; empty: nowhere
+  bool nul = false;  // they are ended by zero bytes
+  std::vector<std::string> packages;
+  bool conffiles = false;  // state what configuration files contain
+  Exclusions exclusions;
+  std::vector<std::string> fixed;
+  ZEMO::SELF_CHECK::CHECK_ITEM omitted = {};
+  bool forPackage = false;  // the list is one of a package's set
+  std::string mode;
+  std::vector<std::string> bases;
+  Label label;
+  unsigned jobs = 1;
+  bool progress = true;
+};
+
+// Throws UsageError for wrong arguments. Apart from whether base lists are directories, nothing on
+// disk is looked at.
+Plan planOf(const MakeOptions& options);
+
+}  // namespace tool
+
+#endif

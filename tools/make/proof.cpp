@@ -1,0 +1,123 @@
+#include "make/proof.h"
+
+#include <map>
+#include <set>
+
+#include "common/escape.h"
+#include "common/failure.h"
+#include "common/list_file.h"
+#include "common/workers.h"
+
+using namespace ZEMO::SELF_CHECK;
+
+namespace tool {
+namespace {
+
+using Map = FileList::ProtectedFileMap;
+
+[[noreturn]] void failAt(const std::string& path) {
+  throw Failure(STATUS_NOT_LOADED, "the list does not read back as it was meant to, at " +
+                                       inQuotes(path) + "; has a base list changed?");
+}
+
+// The lines that are meant, by path: those of the base lists as far as they stay, and ours.
+std::map<std::string, std::string> meantLines(const Plan& plan, const std::vector<Described>& found,
+                                              const Difference& written) {
+  FileList base(plan.label.set, plan.mode);
+  mergeBases(plan, base);
+  std::map<std::string, std::string> lines;
+  for (const auto& [path, entry] : *base.getProtectedFiles())
+    lines[path] = entryLine(*entry);
+  for (const std::string& path : written.removals)
+    lines.erase(path);
+  for (const Described& described : found)
+    lines[described.entry->_path] = entryLine(*described.entry);
+  return lines;
+}
+
+void requireSame(const std::map<std::string, std::string>& meant, const Map& read) {
+  for (const auto& [path, line] : meant) {
+    auto const entry = read.find(path);
+    if (entry == read.end() || entryLine(*entry->second) != line)
+      failAt(path);
+  }
+  for (const auto& [path, entry] : read) {
+    if (meant.count(path) == 0)
+      failAt(path);
+  }
+}
+
+// The entries to check, with the size of each file.
+std::vector<ProtectedFile*> entriesToCheck(const Map& read, const std::vector<Described>& found,
+                                           const Difference& written) {
+  std::set<std::string> paths;
+  for (const Described& described : written.entries)
+    paths.insert(described.entry->_path);
+  for (const Described& described : found) {
+    if (described.fixed)
+      paths.insert(described.entry->_path);
+  }
+  std::vector<ProtectedFile*> entries;
+  entries.reserve(paths.size());
+  for (const std::string& path : paths)
+    entries.push_back(read.at(path).get());
+  return entries;
+}
+
+uint64_t sizeOf(const ProtectedFile& entry) {
+  return entry._type == "f" ? strtoull(entry._size.c_str(), nullptr, 10) : 0;
+}
+
+// Returns for each entry whether it could be checked.
+std::vector<char> checkAll(const std::vector<ProtectedFile*>& entries, unsigned jobs,
+                           Progress& progress) {
+  uint64_t bytes = 0;
+  for (const ProtectedFile* entry : entries)
+    bytes += sizeOf(*entry);
+  progress.total(entries.size(), bytes);
+  std::vector<char> checked(entries.size(), 0);
+  Workers workers(entries.size(), jobs, [&](std::size_t i) {
+    bool changed = false;
+    checked[i] = entries[i]->check(changed, CHECK_ITEM_ALL) ? 1 : 0;
+    progress.advance(1, sizeOf(*entries[i]));
+  });
+  while (!workers.allDone()) {
+    workers.wait();
+    progress.show();
+  }
+  progress.clear();
+  return checked;
+}
+
+}  // namespace
+
+int provenStatus(const std::string& path, const Plan& plan, const std::vector<Described>& found,
+                 const Difference& written, Progress& progress) {
+  FileList list(plan.label.set, plan.mode);
+  mergeBases(plan, list);
+  if (!list.parseList(path))
+    throw Failure(STATUS_NOT_LOADED, "the list that was written cannot be read back");
+  list.fillFixedDirInfo();
+  Map const& read = *list.getProtectedFiles();
+  requireSame(meantLines(plan, found, written), read);
+
+  std::vector<ProtectedFile*> const entries = entriesToCheck(read, found, written);
+  std::vector<char> const checked = checkAll(entries, plan.jobs, progress);
+  int status = STATUS_INTACT;
+  for (std::size_t i = 0; i < entries.size(); ++i) {
+    std::set<std::string> mismatches;  // members come in the order of the directory
+    for (CheckError* error : entries[i]->_errors)
+      mismatches.insert(error->toString());
+    for (const std::string& mismatch : mismatches) {
+      say(escaped(mismatch));
+      status |= STATUS_CHANGED;
+    }
+    if (checked[i] == 0) {
+      say("cannot read " + inQuotes(entries[i]->_path) + " again");
+      status |= STATUS_UNCHECKED;
+    }
+  }
+  return status;
+}
+
+}  // namespace tool
