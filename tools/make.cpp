@@ -1,5 +1,6 @@
 // make: writes a check list that states files as they are now.
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
@@ -109,6 +110,10 @@ void requireWritable(const std::string& output) {
   std::string const directory = parentOf(output);
   if (access(directory.c_str(), W_OK | X_OK) != 0)
     throw Failure(STATUS_NOT_LOADED, withReason("cannot write to " + inQuotes(directory), errno));
+  struct stat status = {};
+  if (stat(output.c_str(), &status) == 0 && !S_ISREG(status.st_mode))
+    throw Failure(STATUS_NOT_LOADED,
+                  "cannot replace " + inQuotes(output) + ": it is not a regular file");
 }
 
 int runMake(const MakeOptions& options) {
@@ -137,9 +142,10 @@ int runMake(const MakeOptions& options) {
     return status;
   }
   std::string const signature = plan.output + ".asc";
-  bool const fits = contentOf(plan.output) == contentOf(file.temporary());
+  bool const outdated =
+      access(signature.c_str(), F_OK) == 0 && contentOf(plan.output) != contentOf(file.temporary());
   file.commit();
-  if (access(signature.c_str(), F_OK) == 0 && !fits)
+  if (outdated)
     say(inQuotes(signature) + " no longer fits the list: run zemo-selfcheck sign next");
   puts(summary(plan, difference).c_str());
   return STATUS_INTACT;

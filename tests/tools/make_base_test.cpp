@@ -15,8 +15,9 @@ class MakeBaseTest : public MakeTest {
       writeFile(files / name, name);
     base = lists / "wam.full.base.list";
     output = base;
-    if (!IsSkipped())
+    if (!IsSkipped()) {
       ASSERT_EQ(make({files.path()}).status, 0);
+    }
     output = lists / "wam.full.update.list";
   }
 

@@ -16,9 +16,7 @@ class MakeRefusalTest : public MakeTest {
     EXPECT_TRUE(isOutputAlone());
   }
 
-  void expectRefused(const std::vector<std::string>& words,
-                     const std::vector<std::string>& messages) {
-    ProgramRun const run = make(words);
+  void expectRefused(const ProgramRun& run, const std::vector<std::string>& messages) {
     EXPECT_EQ(run.status, unchecked);
     EXPECT_EQ(run.output, "");
     std::vector<std::string> expected;
@@ -47,7 +45,7 @@ TEST_F(MakeRefusalTest, WhatTheFormatCannotExpressIsNamedAllAtOnce) {
       " cannot be listed: a TAB or line feed in its name would end a column or "
       "line of the list";
   expectRefused(
-      {files.path()},
+      make({files.path()}),
       {quotedName("a\\011b") + name, quotedName("c\\012d") + name,
        quotedName("link1") + " cannot be listed: a TAB or line feed in its target 'x\\011y' would "
                              "end a column or line of the list",
@@ -70,22 +68,26 @@ TEST_F(MakeRefusalTest, UnreadableFilesAndDirectoriesAreNamedAllAtOnce) {
   makeDirectory(files / "d");
   changeMode(files / "d", 0);
   writeFile(files / "e", "x", 0);
-  {
-    WithoutFileCapabilities const asOthers;
-    if (access((files / "a").c_str(), R_OK) == 0)
-      GTEST_SKIP() << "this file system lets everybody read everything";
-    expectRefused({files.path(), files / "none"},
-                  {"cannot read " + quotedName("a") + ": Permission denied",
-                   "cannot read " + quotedName("d") + ": Permission denied",
-                   "cannot read " + quotedName("e") + ": Permission denied",
-                   "cannot read " + quotedName("none") + ": No such file or directory"});
-  }
+  expectRefused(makeAsOthers({files.path(), files / "none"}),
+                {"cannot read " + quotedName("a") + ": Permission denied",
+                 "cannot read " + quotedName("d") + ": Permission denied",
+                 "cannot read " + quotedName("e") + ": Permission denied",
+                 "cannot read " + quotedName("none") + ": No such file or directory"});
   changeMode(files / "d", 0755);
 }
 
 TEST_F(MakeRefusalTest, ReadErrorHasItsReason) {
   // Reading the first page of this process's memory fails.
-  expectRefused({"/proc/self/mem"}, {"cannot read '/proc/self/mem': Input/output error"});
+  expectRefused(make({"/proc/self/mem"}), {"cannot read '/proc/self/mem': Input/output error"});
+}
+
+TEST_F(MakeRefusalTest, ZeroBytesInLinesAreNoNames) {
+  writeFile(files / "a", "");
+  writeFile(files / "names", (files / "a") + std::string("\0b\n", 3));
+  expectRefused(
+      make({"--from", files / "names"}),
+      {quotedName("a\\000b") + " cannot be listed: a zero byte in its name; are the names "
+                               "ended by zero bytes (-z)?"});
 }
 
 TEST_F(MakeRefusalTest, OldListStaysWhenANewOneIsRefused) {
@@ -165,7 +167,8 @@ TEST_F(MakeRefusalTest, OutputMustBeWritable) {
   makeDirectory(output);
   ProgramRun const run = make({files.path()});
   EXPECT_EQ(run.status, notLoaded);
-  EXPECT_EQ(run.errors, "zemo-selfcheck: cannot replace '" + output + "': Is a directory\n");
+  EXPECT_EQ(run.errors,
+            "zemo-selfcheck: cannot replace '" + output + "': it is not a regular file\n");
   EXPECT_TRUE(isOutputAlone());
 }
 

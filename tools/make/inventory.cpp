@@ -148,7 +148,9 @@ void Collector::addTree(const std::string& root) {
 
 void Collector::addName(const std::string& path) {
   struct stat status = {};
-  if (examine(path, status))
+  if (path.find('\0') != std::string::npos)
+    _problems.add(path, "a zero byte in its name; are the names ended by zero bytes (-z)?");
+  else if (examine(path, status))
     (void)add(path, status);
 }
 
@@ -158,8 +160,8 @@ void Collector::addFixed(const std::string& directory) {
     _problems.cannotRead(directory, errno);
   } else if (!S_ISDIR(status.st_mode)) {
     _problems.add(directory, "--fixed needs a directory");
-  } else {
-    add(directory, status)->fixed = true;
+  } else if (Found* const found = add(directory, status)) {
+    found->fixed = true;
     (void)addMembers(directory);
   }
 }

@@ -1,7 +1,5 @@
 #include "make/placeholders.h"
 
-#include <cstdint>
-
 #include "common/failure.h"
 #include "common/list_file.h"
 #include "make/paths.h"

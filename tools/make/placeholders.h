@@ -6,6 +6,7 @@
 #include <sys/types.h>
 #include <zemo/selfcheck.h>
 
+#include <cstdint>
 #include <string>
 
 namespace tool {
@@ -31,7 +32,7 @@ class Placeholders {
  private:
   std::string id(const std::string& column, uint32_t packageId) const;
 
-  // What of `path` follows the package's directory, if it begins with that.
+  // `path` begins with the package's directory.
   bool isInside(const std::string& path) const;
 
   bool _isSet = false;

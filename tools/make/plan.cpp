@@ -101,13 +101,13 @@ Plan planOf(const MakeOptions& options) {
     throw UsageError("--output " + inQuotes(options.output) +
                      " is not named like a list of its set: " +
                      escaped(plan.label.set + "." + options.mode) + ".*.list");
-  if (options.paths.empty() && options.from.empty() && options.dpkg.empty() &&
-      options.fixed.empty())
-    throw UsageError("say what to list: paths, --from, --dpkg or --fixed");
   requirePackageNames(options.dpkg);
   plan.output = absolutePath(options.output);
   plan.bases = allAbsolute(options.base);
   requireBases(plan.bases, plan.output);
+  if (options.paths.empty() && options.from.empty() && options.dpkg.empty() &&
+      options.fixed.empty())
+    throw UsageError("say what to list: paths, --from, --dpkg or --fixed");
   plan.trees = allAbsolute(options.paths);
   plan.from = options.from;
   plan.nul = options.nul;

@@ -1,5 +1,7 @@
 #include "make/proof.h"
 
+#include <algorithm>
+#include <cstdlib>
 #include <map>
 #include <set>
 
@@ -89,6 +91,19 @@ std::vector<char> checkAll(const std::vector<ProtectedFile*>& entries, unsigned 
   return checked;
 }
 
+// As the library found them, but stray members, which come last, in byte order.
+std::vector<std::string> mismatchesOf(const ProtectedFile& entry) {
+  std::vector<std::string> attributes;
+  std::vector<std::string> strays;
+  for (CheckError* error : entry._errors) {
+    bool const isStray = error->_error == CHECK_ERROR_UNKNOWN_FILE;
+    (isStray ? strays : attributes).push_back(error->toString());
+  }
+  std::sort(strays.begin(), strays.end());
+  attributes.insert(attributes.end(), strays.begin(), strays.end());
+  return attributes;
+}
+
 }  // namespace
 
 int provenStatus(const std::string& path, const Plan& plan, const std::vector<Described>& found,
@@ -105,10 +120,7 @@ int provenStatus(const std::string& path, const Plan& plan, const std::vector<De
   std::vector<char> const checked = checkAll(entries, plan.jobs, progress);
   int status = STATUS_INTACT;
   for (std::size_t i = 0; i < entries.size(); ++i) {
-    std::set<std::string> mismatches;  // members come in the order of the directory
-    for (CheckError* error : entries[i]->_errors)
-      mismatches.insert(error->toString());
-    for (const std::string& mismatch : mismatches) {
+    for (const std::string& mismatch : mismatchesOf(*entries[i])) {
       say(escaped(mismatch));
       status |= STATUS_CHANGED;
     }
