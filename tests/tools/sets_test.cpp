@@ -92,3 +92,16 @@ TEST_F(ChosenSetsTest, ListsAreInTheOrderOfTheirLines) {
                    systemDirectory + "/wam.full.a.list"}));
   EXPECT_EQ(orderLines("/nowhere"), Names());
 }
+
+TEST(OrderLines, AreThoseOfTheFile) {
+  TemporaryDirectory const directory;
+  EXPECT_TRUE(tool::orderLines(directory.path()).empty());
+  writeFile(directory / "listorder", "a\n\nb\r\nc");
+  EXPECT_EQ(tool::orderLines(directory.path()), (std::vector<std::string>{"a", "", "b\r", "c"}));
+}
+
+TEST(OrderLines, AFifoIsNotWaitedFor) {
+  TemporaryDirectory const directory;
+  makeFifo(directory / "listorder");
+  EXPECT_TRUE(tool::orderLines(directory.path()).empty());
+}

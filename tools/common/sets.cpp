@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <filesystem>
 #include <fstream>
 #include <memory>
 
@@ -67,7 +68,7 @@ std::vector<std::string> chosenSets(const std::vector<std::string>& named, bool 
   if (all) {
     if (!named.empty())
       throw UsageError("either name sets or give --all");
-    for (const std::string& name : directoriesIn(packagesDirectory)) {
+    for (const std::string& name : packageDirectories()) {
       if (!canNameSet(name))
         throw Failure(STATUS_NOT_LOADED, inQuotes(packagesDirectory + "/" + name) +
                                              " has a name that no set can have");
@@ -81,13 +82,21 @@ std::vector<std::string> chosenSets(const std::vector<std::string>& named, bool 
   return sets;
 }
 
+std::vector<std::string> packageDirectories() {
+  return directoriesIn(packagesDirectory);
+}
+
 std::vector<std::string> listsOf(const std::string& set, const std::string& mode) {
   std::string const directory = setDirectory(set);
   return ZEMO::SELF_CHECK::glob(directory, directory + "/" + set + "." + mode + ".*.list");
 }
 
 std::vector<std::string> orderLines(const std::string& directory) {
-  std::ifstream file(directory + "/listorder");
+  std::string const path = directory + "/listorder";
+  std::error_code ignored;
+  if (!std::filesystem::is_regular_file(path, ignored))
+    return {};  // opening a FIFO would wait for its writer
+  std::ifstream file(path);
   std::vector<std::string> lines;
   for (std::string line; std::getline(file, line);)
     lines.push_back(line);

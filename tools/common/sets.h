@@ -28,10 +28,15 @@ void requireModeName(const std::string& mode);
 // that no set can have; one that does not exist holds no sets.
 std::vector<std::string> chosenSets(const std::vector<std::string>& named, bool all);
 
+// The names of the directories in packagesDirectory in byte order, also those that no set can have.
+// Throws as chosenSets() does.
+std::vector<std::string> packageDirectories();
+
 // The paths of the set's lists in the order in which the library reads them.
 std::vector<std::string> listsOf(const std::string& set, const std::string& mode);
 
-// The lines of the file `listorder` in `directory`, as they are; none if it cannot be read.
+// The lines of the file `listorder` in `directory`, as they are; none if it cannot be read or
+// is not a regular file.
 std::vector<std::string> orderLines(const std::string& directory);
 
 // The number of the line, from 1, that gives the list file `name` its place (the last that names
