@@ -16,6 +16,7 @@ using Chosen = std::function<int()>;
 void addCheck(CLI::App& program, Chosen& chosen);
 void addFiles(CLI::App& program, Chosen& chosen);
 void addMake(CLI::App& program, Chosen& chosen);
+void addShow(CLI::App& program, Chosen& chosen);
 
 }  // namespace tool
 

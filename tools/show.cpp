@@ -1,0 +1,169 @@
+// show: the merged entries of sets, and the list that each comes from.
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "commands.h"
+#include "common/entry_json.h"
+#include "common/escape.h"
+#include "common/failure.h"
+#include "common/json.h"
+#include "common/list_file.h"
+#include "common/merged_set.h"
+#include "common/sets.h"
+
+using ZEMO::SELF_CHECK::ProtectedFile;
+
+namespace tool {
+namespace {
+
+const char* const examples =
+    "A word that begins with / is a PATH: its entry and all below it are shown. Any other is a "
+    "SET.\n"
+    "Each line is that of a list, with the name of the list that it comes from as eighth column,\n"
+    "which the library ignores. Names are escaped on a terminal, and as they are elsewhere.\n"
+    "\n"
+    "Examples:\n"
+    "  zemo-selfcheck show /etc                 what the set wam says of /etc and what is below\n"
+    "  zemo-selfcheck show demo --format json   the entries of the package demo\n";
+
+struct Options {
+  std::vector<std::string> words;
+  std::string mode = defaultMode;
+  bool all = false;
+  bool noVerify = false;
+  std::string format = "text";
+};
+
+// The paths that are wanted, and whether they have been found; none: all are.
+class Filter {
+ public:
+  // `path` begins with a slash. Slashes at its end are taken off, which makes "/" an empty text.
+  void add(const std::string& path) {
+    _found.emplace(path.substr(0, path.find_last_not_of('/') + 1), false);
+  }
+
+  // An entry is wanted if it, or what is above it, was named. Notes what was found.
+  bool wants(const std::string& path) {
+    bool wanted = _found.empty() || note(path);
+    for (std::size_t slash = path.find('/'); slash != std::string::npos && !_found.empty();
+         slash = path.find('/', slash + 1))
+      wanted = note(path.substr(0, slash)) || wanted;
+    return wanted;
+  }
+
+  std::vector<std::string> notFound() const {
+    std::vector<std::string> paths;
+    for (const auto& [path, found] : _found) {
+      if (!found)
+        paths.push_back(path.empty() ? "/" : path);
+    }
+    return paths;
+  }
+
+ private:
+  bool note(const std::string& path) {
+    auto const named = _found.find(path);
+    if (named == _found.end())
+      return false;
+    named->second = true;
+    return true;
+  }
+
+  std::map<std::string, bool> _found;
+};
+
+void writeText(const ProtectedFile& entry, const std::string& list, bool escape) {
+  std::string line;
+  for (const std::string* column : {&entry._path, &entry._size, &entry._hash, &entry._type,
+                                    &entry._permission, &entry._owner, &entry._group, &list}) {
+    line += column == &entry._path ? "" : "\t";
+    line += escape ? escaped(*column) : *column;
+  }
+  line += '\n';
+  (void)fwrite(line.data(), 1, line.size(), stdout);  // flushOutput() tells of a failure
+}
+
+void writeJson(const std::string& set, const ProtectedFile& entry, const std::string& list) {
+  Json record;
+  record["record"] = "entry";
+  putText(record, "set", set);
+  putText(record, "path", entry._path);
+  putColumns(record, entry);
+  putText(record, "list", list);
+  writeRecord(record);
+}
+
+// Returns the number of entries that were shown.
+std::size_t showSet(const Options& options, const std::string& set, Filter& filter) {
+  MergedSet const merged = mergedSet(set, options.mode, !options.noVerify);
+  bool const escape = isatty(STDOUT_FILENO) == 1;
+  std::size_t shown = 0;
+  for (const MergedEntry& element : merged.entries) {
+    if (!filter.wants(element.entry->_path))
+      continue;
+    std::string const list = fileName(merged.lists[element.list]);
+    if (options.format == "json")
+      writeJson(set, *element.entry, list);
+    else
+      writeText(*element.entry, list, escape);
+    ++shown;
+  }
+  return shown;
+}
+
+int runShow(const Options& options) {
+  requireModeName(options.mode);
+  Filter filter;
+  std::vector<std::string> named;
+  for (const std::string& word : options.words) {
+    if (!word.empty() && word.front() == '/')
+      filter.add(word);
+    else
+      named.push_back(word);
+  }
+  int status = STATUS_INTACT;
+  std::size_t shown = 0;
+  for (const std::string& set : chosenSets(named, options.all)) {
+    try {
+      shown += showSet(options, set, filter);
+    } catch (const Failure& failure) {
+      say("set " + inQuotes(set) + ": " + failure.what());
+      status |= failure.status();
+    }
+  }
+  for (const std::string& path : filter.notFound()) {
+    say("there is no entry of " + inQuotes(path) + " or below it");
+    status |= STATUS_UNCHECKED;
+  }
+  if (shown == 0 && status == STATUS_INTACT)
+    say("there are no entries");
+  return shown == 0 ? status | STATUS_NOT_LOADED : status;
+}
+
+}  // namespace
+
+void addShow(CLI::App& program, Chosen& chosen) {
+  auto const options = std::make_shared<Options>();
+  CLI::App* const command =
+      program.add_subcommand("show", "Show the merged entries of sets and where they come from");
+  command->add_option("WORD", options->words, "Sets (wam if none is named) and paths");
+  command->add_option("--mode", options->mode, "Kind of lists")
+      ->type_name("MODE")
+      ->capture_default_str();
+  command->add_flag("--all", options->all, "The set wam and those of all packages");
+  command->add_flag("--no-verify", options->noVerify, "Do not look at signatures");
+  command->add_option("--format", options->format, "text or json")
+      ->capture_default_str()
+      ->type_name("FORMAT")
+      ->check(CLI::IsMember({"text", "json"}));
+  command->footer(examples);
+  command->callback([options, &chosen] { chosen = [options] { return runShow(*options); }; });
+}
+
+}  // namespace tool
