@@ -14,6 +14,7 @@ using Chosen = std::function<int()>;
 // Each adds a command and its options to `program`. When the arguments name the command, parsing
 // them puts it into `chosen`; nothing is done before that is called.
 void addCheck(CLI::App& program, Chosen& chosen);
+void addDiff(CLI::App& program, Chosen& chosen);
 void addFiles(CLI::App& program, Chosen& chosen);
 void addMake(CLI::App& program, Chosen& chosen);
 void addShow(CLI::App& program, Chosen& chosen);

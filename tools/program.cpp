@@ -85,6 +85,7 @@ void addCommands(CLI::App& program, Chosen& chosen) {
   program.set_version_flag("--version", "zemo-selfcheck " ZEMO_VERSION);
   program.footer(overview);
   // addCheck
+  addDiff(program, chosen);
   addFiles(program, chosen);
   addMake(program, chosen);
   addShow(program, chosen);

@@ -1,0 +1,121 @@
+// diff: what two lists or sets say differently.
+
+#include <memory>
+#include <string>
+
+#include "commands.h"
+#include "common/entry_json.h"
+#include "common/failure.h"
+#include "common/sets.h"
+#include "diff/report.h"
+#include "diff/side.h"
+
+namespace tool {
+namespace {
+
+const char* const examples =
+    "OLD and NEW are lists, if they have a slash or end in .list, and otherwise sets. A list is\n"
+    "taken as it is written, a set as its lists merge. Line by line: + added, - removed, ~ "
+    "changed,\n"
+    "with the column and its two values; a summary at the end. Exit status: 0 no entry differs,\n"
+    "1 some do, 16 one could not be read.\n"
+    "\n"
+    "Examples:\n"
+    "  zemo-selfcheck diff old/wam.full.base.list ./wam.full.base.list\n"
+    "  zemo-selfcheck diff ./wam.full.base.list wam --format json\n";
+
+struct Options {
+  std::string before;
+  std::string after;
+  std::string mode = defaultMode;
+  bool noVerify = false;
+  std::string format = "text";
+};
+
+bool isSame(const Statement& before, const Statement& after) {
+  if (before.removal)
+    return true;  // nothing else in such a line counts
+  for (const Column& column : columns) {
+    if ((*before.entry).*column.text != (*after.entry).*column.text)
+      return false;
+  }
+  return true;
+}
+
+void compareStatements(const std::string& path, const Statement& before, const Statement& after,
+                       Report& report, Counts& counts) {
+  if (before.removal != after.removal) {
+    report.removed(path, before);
+    report.added(path, after);
+    ++counts.removed;
+    ++counts.added;
+  } else if (isSame(before, after)) {
+    ++counts.same;
+  } else {
+    report.changed(path, before, after);
+    ++counts.changed;
+  }
+}
+
+Counts compareSides(const Side& before, const Side& after, Report& report) {
+  Counts counts;
+  auto old = before.statements.begin();
+  auto now = after.statements.begin();
+  while (old != before.statements.end() || now != after.statements.end()) {
+    if (now == after.statements.end() ||
+        (old != before.statements.end() && old->first < now->first)) {
+      report.removed(old->first, old->second);
+      ++counts.removed;
+      ++old;
+    } else if (old == before.statements.end() || now->first < old->first) {
+      report.added(now->first, now->second);
+      ++counts.added;
+      ++now;
+    } else {
+      compareStatements(old->first, old->second, now->second, report, counts);
+      ++old;
+      ++now;
+    }
+  }
+  return counts;
+}
+
+int runDiff(const Options& options) {
+  requireModeName(options.mode);
+  for (const std::string& name : {options.before, options.after}) {
+    if (!namesList(name))
+      requireSetName(name);
+  }
+  Side const before = readSide(options.before, options.mode, !options.noVerify);
+  Side const after = readSide(options.after, options.mode, !options.noVerify);
+  std::unique_ptr<Report> report;
+  if (options.format == "json")
+    report = std::make_unique<JsonReport>();
+  else
+    report = std::make_unique<TextReport>();
+  Counts const counts = compareSides(before, after, *report);
+  report->summary(before, after, counts);
+  return counts.added + counts.removed + counts.changed == 0 ? STATUS_INTACT : STATUS_CHANGED;
+}
+
+}  // namespace
+
+void addDiff(CLI::App& program, Chosen& chosen) {
+  auto const options = std::make_shared<Options>();
+  CLI::App* const command =
+      program.add_subcommand("diff", "Compare two lists or sets, column by column");
+  command->add_option("OLD", options->before, "A list or a set")->required();
+  command->add_option("NEW", options->after, "A list or a set")->required();
+  command->add_option("--mode", options->mode, "Kind of the sets' lists")
+      ->type_name("MODE")
+      ->capture_default_str();
+  command->add_flag("--no-verify", options->noVerify, "Do not look at the sets' signatures");
+  command->add_option("--format", options->format, "text or json")
+      ->capture_default_str()
+      ->type_name("FORMAT")
+      ->check(CLI::IsMember({"text", "json"}));
+  command->footer(examples);
+  command->callback([options, &chosen] { chosen = [options] { return runDiff(*options); }; });
+}
+
+}  // namespace tool

@@ -1,0 +1,55 @@
+// The differences, written down.
+
+#ifndef ZEMO_TOOLS_DIFF_REPORT_H
+#define ZEMO_TOOLS_DIFF_REPORT_H
+
+#include <string>
+
+#include "diff/side.h"
+
+namespace tool {
+
+struct Counts {
+  std::size_t added = 0;
+  std::size_t removed = 0;
+  std::size_t changed = 0;
+  std::size_t same = 0;
+};
+
+// Writes to standard output what differs, one path after another. All are for `path`; an entry that
+// became a removal line, or the other way round, is removed and added.
+class Report {
+ public:
+  Report() = default;
+  virtual ~Report() = default;
+  Report(const Report&) = delete;
+  Report& operator=(const Report&) = delete;
+
+  virtual void added(const std::string& path, const Statement& statement) = 0;
+  virtual void removed(const std::string& path, const Statement& statement) = 0;
+  // Two entries, of which at least one column differs.
+  virtual void changed(const std::string& path, const Statement& before,
+                       const Statement& after) = 0;
+  virtual void summary(const Side& before, const Side& after, const Counts& counts) = 0;
+};
+
+// For people: every name is escaped.
+class TextReport : public Report {
+ public:
+  void added(const std::string& path, const Statement& statement) override;
+  void removed(const std::string& path, const Statement& statement) override;
+  void changed(const std::string& path, const Statement& before, const Statement& after) override;
+  void summary(const Side& before, const Side& after, const Counts& counts) override;
+};
+
+class JsonReport : public Report {
+ public:
+  void added(const std::string& path, const Statement& statement) override;
+  void removed(const std::string& path, const Statement& statement) override;
+  void changed(const std::string& path, const Statement& before, const Statement& after) override;
+  void summary(const Side& before, const Side& after, const Counts& counts) override;
+};
+
+}  // namespace tool
+
+#endif

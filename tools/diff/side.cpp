@@ -1,0 +1,42 @@
+#include "diff/side.h"
+
+#include "common/failure.h"
+#include "common/list_file.h"
+#include "common/merged_set.h"
+#include "common/sets.h"
+
+namespace tool {
+namespace {
+
+bool endsIn(const std::string& text, const std::string& end) {
+  return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
+}
+
+}  // namespace
+
+bool namesList(const std::string& name) {
+  return name.find('/') != std::string::npos || endsIn(name, ".list");
+}
+
+Side readSide(const std::string& name, const std::string& mode, bool verify) {
+  Side side;
+  side.name = name;
+  if (namesList(name)) {
+    ListFile const list = readListFile(name);
+    side.label = list.label;
+    // The last line of a path stands for it, as when the library reads the list.
+    for (const ListLine& line : list.lines)
+      side.statements[line.entry->_path] = {line.removal, line.entry};
+    return side;
+  }
+  requireSetName(name);
+  try {
+    for (const MergedEntry& element : mergedSet(name, mode, verify).entries)
+      side.statements[element.entry->_path] = {false, element.entry};
+  } catch (const Failure& failure) {
+    throw Failure(failure.status(), "set " + inQuotes(name) + ": " + failure.what());
+  }
+  return side;
+}
+
+}  // namespace tool
