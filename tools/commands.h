@@ -15,6 +15,7 @@ using Chosen = std::function<int()>;
 // them puts it into `chosen`; nothing is done before that is called.
 void addCheck(CLI::App& program, Chosen& chosen);
 void addDiff(CLI::App& program, Chosen& chosen);
+void addDoctor(CLI::App& program, Chosen& chosen);
 void addFiles(CLI::App& program, Chosen& chosen);
 void addMake(CLI::App& program, Chosen& chosen);
 void addShow(CLI::App& program, Chosen& chosen);

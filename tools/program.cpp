@@ -27,6 +27,7 @@ const char* const overview =
     "\n"
     "Examples:\n"
     "  zemo-selfcheck check             check the operating system's own set\n"
+    "  zemo-selfcheck doctor            look whether lists, keys and signatures are in order\n"
     "  zemo-selfcheck make --help       how to make a list\n";
 
 // The parser does not tell of a word before the command; it only misses the command, or shows help.
@@ -86,6 +87,7 @@ void addCommands(CLI::App& program, Chosen& chosen) {
   program.footer(overview);
   // addCheck
   addDiff(program, chosen);
+  addDoctor(program, chosen);
   addFiles(program, chosen);
   addMake(program, chosen);
   addShow(program, chosen);

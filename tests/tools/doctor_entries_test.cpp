@@ -1,0 +1,188 @@
+// doctor: the lines of the lists, and the directories whose members are fixed.
+
+#include "tools/doctor_fixture.h"
+
+class DoctorEntriesTest : public DoctorTest {
+ protected:
+  // The set wam with these lines in its one list.
+  static ProgramRun doctorOf(const std::string& lines) {
+    addList("wam.full.base.list", lines);
+    return doctor();
+  }
+
+  static std::string where(int number, const std::string& list = "wam.full.base.list") {
+    return "line " + std::to_string(number) + " of '" + home(list) + "'";
+  }
+};
+
+TEST_F(DoctorEntriesTest, ShortLines) {
+  expectProblem(doctorOf(sized("/a") + "\n/b\tx\n"), unchecked,
+                where(4) + " has fewer than seven columns, and stands for an entry without a path",
+                "give these lines all seven columns, or delete them, and sign the lists");
+  expectAmong(doctorOf("-/b\n\n"), unchecked, where(3) + " has fewer than seven columns");
+  expectAmong(doctor(), unchecked,
+              where(4) + " has fewer than seven columns, and stands for an entry without a path");
+}
+
+TEST_F(DoctorEntriesTest, EmptyPaths) {
+  expectProblem(doctorOf(sized("") + "\n"), unchecked, where(3) + " has an empty path",
+                "give these lines a path, or delete them, and sign the lists");
+}
+
+TEST_F(DoctorEntriesTest, PathsThatNoCallerNames) {
+  for (const char* const path : {"a/b", "/a//b", "/a/./b", "/a/../b", "/a/", "/a/.", "/a/.."})
+    expectProblem(
+        doctorOf(sized(path) + "\n"), unchecked,
+        "'" + std::string(path) + "', " + where(3) + ", is no path by which callers look files up",
+        "write these paths as 'realpath -sm' prints them, and sign the lists");
+}
+
+TEST_F(DoctorEntriesTest, PathsThatOnlyLookUnusualAreFine) {
+  EXPECT_EQ(doctorOf(sized("/") + "\n" + sized("/a/...") + "\n" + sized("/a/.b") + "\n" +
+                     sized("/..c") + "\n")
+                .status,
+            0);
+}
+
+TEST_F(DoctorEntriesTest, APathTwiceInOneList) {
+  expectProblem(doctorOf(sized("/\x1b") + "\n" + sized("/b") + "\n" + sized("/\x1b") + "\n"),
+                unchecked,
+                "'/\\033' stands twice in one list, on " + where(3) + " and on " + where(5),
+                "delete all but the line that is meant, and sign the lists");
+}
+
+TEST_F(DoctorEntriesTest, AnOverrideByANamedListIsFine) {
+  addList("wam.full.more.list", sized("/a") + "\n");
+  writeFile(home("listorder"), "wam.full.base.list\nwam.full.more.list\n");
+  EXPECT_EQ(doctor().status, 0);
+}
+
+TEST_F(DoctorEntriesTest, AnOverrideThatOnlyByteOrderDecides) {
+  addList("wam.full.more.list", sized("/b") + "\n" + sized("/a") + "\n");
+  std::string const problem = "of '/a' " + where(4, "wam.full.more.list") + " overrides " +
+                              where(3) +
+                              " only because of the lists' names: listorder names neither";
+  expectAmong(doctor(), unchecked, problem);
+  addList("wam.full.z.list", "");
+  writeFile(home("listorder"), "wam.full.z.list\n");
+  expectAmong(doctor(), unchecked, problem);
+  addList("wam.full.more.list", "-" + sized("/a") + "\n");
+  expectAmong(doctor(), unchecked,
+              "of '/a' " + where(3, "wam.full.more.list") + " overrides " + where(3) +
+                  " only because of the lists' names: listorder names neither");
+}
+
+TEST_F(DoctorEntriesTest, RemovalLinesThatRemoveNothing) {
+  expectProblem(doctorOf("-" + sized("/b") + "\n" + sized("/b") + "\n"), unchecked,
+                "the removal of '/b', " + where(3) + ", removes nothing",
+                "delete these lines and sign the lists, or correct the lists' order");
+  EXPECT_EQ(doctorOf(sized("/b") + "\n-" + sized("/b") + "\n" + sized("/c") + "\n").status, 0);
+}
+
+TEST_F(DoctorEntriesTest, PlaceholdersInTheSystemsOwnSet) {
+  for (const std::string& line : {entryLine("/$pkg_dir/a", "-", "-", "f", "-", "-", "-"),
+                                  entryLine("/$pkg_dir/a", "-", "-", "f", "-", "$pkg", "-"),
+                                  entryLine("/$pkg_dir/a", "-", "-", "f", "-", "-", "$pkg_sys"),
+                                  entryLine("/$pkg_dir/a", "-", "$pkg_dir/b", "l", "-", "-", "-")})
+    expectProblem(
+        doctorOf(line + "\n"), unchecked,
+        "'/$pkg_dir/a', " + where(3) + ", has a placeholder, which only a package's set resolves",
+        "write what is meant, or move these lines to the package's own set, and sign "
+        "the lists");
+  EXPECT_EQ(doctorOf(entryLine("/a", "-", "$pkg_dir", "f", "-", "$pkg_dir", "$pkg1") + "\n").status,
+            0);
+}
+
+TEST_F(DoctorEntriesTest, EachPlaceholderIsSeenOfItself) {
+  EXPECT_EQ(doctorOf(entryLine("/a", "-", "-", "f", "-", "$pkg", "-") + "\n").status, unchecked);
+  EXPECT_EQ(doctorOf(entryLine("/a", "-", "-", "f", "-", "-", "$pkg_sys") + "\n").status,
+            unchecked);
+  EXPECT_EQ(doctorOf(entryLine("/a", "-", "$pkg_dir/b", "l", "-", "-", "-") + "\n").status,
+            unchecked);
+}
+
+TEST_F(DoctorEntriesTest, PlaceholdersOfAPackageAreResolvedBeforePathsAreCompared) {
+  addList(installDemo(), "demo.full.base.list",
+          sized("$pkg_dir/a") + "\n" + sized("/var/packages/demo/target/a") + "\n");
+  std::string const list = home("packages/demo/demo.full.base.list");
+  expectProblem(doctor(), unchecked,
+                "'/var/packages/demo/target/a' stands twice in one list, on line 3 of '" + list +
+                    "' and on line 4 of '" + list + "'",
+                "delete all but the line that is meant, and sign the lists");
+}
+
+TEST_F(DoctorEntriesTest, OfManyAlikeTenAreNamed) {
+  std::string lines;
+  for (int i = 0; i < 25; ++i)
+    lines += "short\n";
+  ProgramRun const run = doctorOf(lines);
+  std::vector<std::string> const said = linesOf(run.output);
+  ASSERT_EQ(said.size(), 13U) << run.output;
+  EXPECT_EQ(said[10], "problem: and 15 more like these");
+  EXPECT_EQ(said[12].find("25 problems; "), 0U) << said[12];
+}
+
+TEST_F(DoctorEntriesTest, FixedEntriesThatAreNoDirectoriesByTheirType) {
+  expectProblem(
+      doctorOf(fixed("/nowhere", "f") + "\n"), unchecked,
+      "the entry '/nowhere' is FIXED, but its type is 'f', in '" + home("wam.full.base.list") + "'",
+      "give these entries the type d, and sign the lists");
+  EXPECT_EQ(doctorOf(fixed("/nowhere", "-") + "\n").status, 0);
+}
+
+TEST_F(DoctorEntriesTest, FixedEntriesThatAreNoDirectoriesOnDisk) {
+  makeDirectory(files / "d");
+  makeLink("d", files / "l");
+  expectProblem(doctorOf(fixed(files / "d") + "\n" + fixed(files / "l") + "\n"), unchecked,
+                "'" + (files / "l") + "' is not a directory, but its entry in '" +
+                    home("wam.full.base.list") + "' is FIXED",
+                "write FIXED for directories alone, not for links to them, and sign the lists");
+}
+
+TEST_F(DoctorEntriesTest, FixedDirectoriesThatCannotBeLookedAt) {
+  makeDirectory(files / "closed/d");
+  changeMode(files / "closed", 0);
+  addList("wam.full.base.list", fixed(files / "closed/d") + "\n");
+  ProgramRun const run = runProgram({"/usr/bin/setpriv", "--bounding-set",
+                                     "-dac_override,-dac_read_search", ZEMO_TOOL, "doctor"});
+  changeMode(files / "closed", 0755);
+  expectProblem(
+      run, unchecked,
+      "cannot look at the FIXED directory '" + (files / "closed/d") + "': Permission denied",
+      "run this as root");
+}
+
+TEST_F(DoctorEntriesTest, NamesOfNeighboursThatAFixedDirectoryLetsIn) {
+  expectProblem(doctorOf(fixed("/n/x") + "\n" + sized("/n/xy") + "\n" + sized("/n/x/a") + "\n"),
+                unchecked,
+                "the directory '/n/x', FIXED, may hold 'xy' because of the entry '/n/xy' beside it",
+                "move one of the two entries to another set, rename one of the two, or look for "
+                "members of that name yourself");
+  expectAmong(doctorOf(fixed("/n/x") + "\n" + sized("/n/x-y") + "\n" + sized("/n/x.d/deep") + "\n" +
+                       sized("/n/x.z") + "\n" + sized("/n/x0") + "\n"),
+              unchecked,
+              "the directory '/n/x', FIXED, may hold 'x.z' because of the entry '/n/x.z' beside "
+              "it");
+  EXPECT_EQ(linesOf(doctor().output).size(), 5U) << doctor().output;
+}
+
+TEST_F(DoctorEntriesTest, NeighboursThatLetNothingInAreFine) {
+  EXPECT_EQ(doctorOf(fixed("/n/x") + "\n" + sized("/n/x/a") + "\n" + sized("/n/x/b/c") + "\n" +
+                     sized("/n/xy/a") + "\n" + sized("/n/y") + "\n")
+                .status,
+            0);
+  // The name is a member's, too.
+  EXPECT_EQ(doctorOf(fixed("/n/x") + "\n" + sized("/n/xy") + "\n" + sized("/n/x/xy") + "\n").status,
+            0);
+  EXPECT_EQ(doctorOf(fixed("/") + "\n" + sized("/n") + "\n").status, 0);
+}
+
+TEST_F(DoctorEntriesTest, ManyEntriesTakeNoTime) {
+  std::string lines;
+  for (int i = 0; i < 60000; ++i)
+    lines += (i % 10 == 0 ? fixed("/many/" + std::to_string(i))
+                          : sized("/many/0/" + std::to_string(i))) +
+             "\n";
+  EXPECT_EQ(doctorOf(lines).status, unchecked);
+  EXPECT_EQ(doctorOf(lines + lines).status, unchecked);
+}

@@ -1,0 +1,271 @@
+// doctor: GnuPG and its home, the signatures, and who may write to all of them.
+
+#include <unistd.h>
+
+#include "tools/doctor_fixture.h"
+
+class DoctorHomeTest : public DoctorTest {};
+
+TEST_F(DoctorHomeTest, AMachineThatIsWell) {
+  ProgramRun const run = doctor();
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(linesOf(run.output).size(), 1U) << run.output;
+  EXPECT_EQ(run.output.find("all is well: "), 0U) << run.output;
+  EXPECT_EQ(run.errors, "");
+}
+
+TEST_F(DoctorHomeTest, VerboseNamesWhatIsWell) {
+  ProgramRun const run = doctor({"--verbose"});
+  EXPECT_EQ(run.status, 0);
+  EXPECT_NE(run.output.find("ok GnuPG runs\n"), std::string::npos);
+  EXPECT_NE(run.output.find("ok '" + home("wam.full.base.list") + "' verifies for this caller\n"),
+            std::string::npos);
+  EXPECT_NE(run.output.find("ok set 'wam' has 1 entries in 1 lists\n"), std::string::npos);
+}
+
+TEST_F(DoctorHomeTest, LeavesNoFilesBehind) {
+  std::string const before = runProgram({"/bin/ls", "-AR", listDir}).output;
+  doctor();
+  EXPECT_EQ(runProgram({"/bin/ls", "-AR", listDir}).output, before);
+}
+
+TEST_F(DoctorHomeTest, WhatOthersMayWriteIsNamed) {
+  for (const std::string& path : {home("wam.full.base.list"), home("wam.full.base.list.asc"),
+                                  home("pubring.kbx"), home("gpg.conf")}) {
+    changeMode(path, 0664);
+    expectProblem(doctor(), unchecked, "'" + path + "' can be written by its group",
+                  "chmod go-w " + path);
+    changeMode(path, 0646);
+    expectProblem(doctor(), unchecked, "'" + path + "' can be written by others",
+                  "chmod go-w " + path);
+    changeMode(path, 0644);
+  }
+}
+
+TEST_F(DoctorHomeTest, ParentsThatOthersMayWriteAreNamedOnce) {
+  for (const char* const path : {"/usr", "/usr/zemo", listDir}) {
+    changeMode(path, 0777);
+    expectProblem(doctor(), unchecked,
+                  std::string("'") + path + "' can be written by its group and others",
+                  std::string("chmod go-w ") + path);
+    changeMode(path, 0755);
+  }
+}
+
+TEST_F(DoctorHomeTest, WhatIsNotRootsIsNamed) {
+  if (chown(home("gpg.conf").c_str(), 1, 0) != 0)
+    GTEST_SKIP() << "there is no other user here";
+  ProgramRun const run = doctor();
+  expectProblem(run, unchecked, "'" + home("gpg.conf") + "' belongs to the user 1, not to root",
+                "chown root " + home("gpg.conf"));
+}
+
+TEST_F(DoctorHomeTest, LinksAreFollowedToTheirTargetsParents) {
+  makeDirectory("/usr/zemo/other/inner");
+  changeMode("/usr/zemo/other", 0775);
+  changeMode("/usr/zemo/other/inner", 0755);
+  writeFile("/usr/zemo/other/inner/gpg.conf", readFile(home("gpg.conf")));
+  remove(home("gpg.conf"));
+  makeLink("../other/./inner/../inner/gpg.conf", home("gpg.conf"));
+  expectProblem(doctor(), unchecked, "'/usr/zemo/other' can be written by its group",
+                "chmod go-w /usr/zemo/other");
+  changeMode("/usr/zemo/other", 0755);
+  EXPECT_EQ(doctor().status, 0);
+  remove(home("gpg.conf"));
+  makeLink("/usr/zemo/other/inner/gpg.conf", home("gpg.conf"));
+  changeMode("/usr/zemo/other/inner", 0757);
+  expectProblem(doctor(), unchecked, "'/usr/zemo/other/inner' can be written by others",
+                "chmod go-w /usr/zemo/other/inner");
+  remove("/usr/zemo/other");
+}
+
+TEST_F(DoctorHomeTest, ALinkToItselfIsAnEnd) {
+  remove(home("gpg.conf"));
+  makeLink("gpg.conf", home("gpg.conf"));
+  expectAmong(doctor(), notLoaded,
+              "'" + home("gpg.conf") + "' leads through a link that cannot be followed");
+}
+
+TEST_F(DoctorHomeTest, EachLineOfGpgConfIsNeeded) {
+  std::string const path = home("gpg.conf");
+  std::vector<std::string> const options = {"trust-model always", "weak-digest SHA1",
+                                            "no-auto-key-retrieve", "no-auto-check-trustdb"};
+  for (const std::string& missing : options) {
+    std::string content = "# a comment\n";
+    for (const std::string& option : options)
+      content += (option == missing ? "# " : "  ") + option + " \n";
+    writeFile(path, content);
+    ProgramRun const run = doctor();
+    EXPECT_NE(run.output.find("problem: '" + path + "' lacks the line '" + missing + "': "),
+              std::string::npos)
+        << run.output;
+    EXPECT_NE(run.output.find("   mend: echo '" + missing + "' >>" + path + "\n"),
+              std::string::npos);
+    EXPECT_EQ(run.status & unchecked, unchecked);
+    if (missing != "trust-model always") {
+      EXPECT_EQ(linesOf(run.output).size(), 3U) << run.output;
+    }
+    remove(home("trustdb.gpg"));  // GnuPG makes one without that line
+  }
+}
+
+TEST_F(DoctorHomeTest, AHomeWithoutTrustDatabaseNeedsTheTrustModel) {
+  writeFile(home("gpg.conf"), "weak-digest SHA1\nno-auto-key-retrieve\nno-auto-check-trustdb\n");
+  expectAmong(doctor(), unchecked,
+              "'/usr/zemo/selfcheck' has no trust database, and without 'trust-model always' "
+              "GnuPG fails for every caller that cannot make one");
+}
+
+TEST_F(DoctorHomeTest, TheLastTrustModelCounts) {
+  appendToFile(home("gpg.conf"), "trust-model pgp\n");
+  EXPECT_NE(doctor().output.find("lacks the line 'trust-model always'"), std::string::npos);
+  appendToFile(home("gpg.conf"), "trust-model\talways\n");
+  EXPECT_EQ(doctor().status, 0);
+}
+
+TEST_F(DoctorHomeTest, AHomeWithoutGpgConf) {
+  remove(home("gpg.conf"));
+  ProgramRun const run = doctor();
+  expectAmong(run, unchecked, "'" + home("gpg.conf") + "' does not exist");
+  EXPECT_NE(run.output.find("   mend: zemo-selfcheck init-home --import KEYFILE\n"),
+            std::string::npos);
+}
+
+TEST_F(DoctorHomeTest, AHomeWithoutKeyRing) {
+  remove(home("pubring.kbx"));
+  ProgramRun const run = doctor();
+  expectAmong(run, notLoaded, "'" + home("pubring.kbx") + "', the key ring, does not exist");
+  EXPECT_NE(run.output.find("does not verify for this caller: the key "), std::string::npos);
+}
+
+TEST_F(DoctorHomeTest, FilesThatOnlyTheirOwnerMayRead) {
+  for (const char* const name : {"pubring.kbx", "gpg.conf"}) {
+    changeMode(home(name), 0600);
+    expectProblem(
+        doctor(), unchecked,
+        "'" + home(name) + "' cannot be read by everybody, so that other callers cannot verify",
+        "chmod a+r " + home(name));
+    changeMode(home(name), 0644);
+  }
+  changeMode(listDir, 0700);
+  expectProblem(doctor(), unchecked,
+                "'/usr/zemo/selfcheck' cannot be read by everybody, so that other callers cannot "
+                "verify",
+                "chmod a+rx /usr/zemo/selfcheck");
+}
+
+TEST_F(DoctorHomeTest, WhatThisCallerCannotReadIsSaid) {
+  changeMode(home("pubring.kbx"), 0);
+  changeMode(home("gpg.conf"), 0);
+  std::vector<std::string> const words = {"/usr/bin/setpriv", "--bounding-set",
+                                          "-dac_override,-dac_read_search", ZEMO_TOOL, "doctor"};
+  ProgramRun const run = runProgram(words);
+  expectAmong(run, unchecked | notLoaded,
+              "'" + home("pubring.kbx") + "' cannot be read by this caller");
+  expectAmong(run, unchecked | notLoaded,
+              "'" + home("gpg.conf") + "' cannot be read by this caller");
+  EXPECT_NE(run.output.find("'" + home("wam.full.base.list") + "' does not verify"),
+            std::string::npos);
+}
+
+TEST_F(DoctorHomeTest, AHomeThatThisCallerCannotSearchIsSaid) {
+  changeMode(listDir, 0);
+  ProgramRun const run = runProgram({"/usr/bin/setpriv", "--bounding-set",
+                                     "-dac_override,-dac_read_search", ZEMO_TOOL, "doctor"});
+  changeMode(listDir, 0755);
+  expectAmong(run, unchecked | notLoaded, "'/usr/zemo/selfcheck' cannot be read by this caller");
+  expectAmong(run, unchecked | notLoaded,
+              "the lists in '/usr/zemo/selfcheck' cannot be found by this caller");
+}
+
+TEST_F(DoctorHomeTest, FifosAreNotWaitedFor) {
+  for (const char* const name : {"gpg.conf", "pubring.kbx", "trustdb.gpg", "wam.full.base.list",
+                                 "wam.full.base.list.asc", "listorder"}) {
+    bool const isThere = access(home(name).c_str(), F_OK) == 0;
+    std::string const content = isThere ? readFile(home(name)) : "";
+    remove(home(name));
+    makeFifo(home(name));
+    ProgramRun const run =
+        runProgram({"/usr/bin/timeout", "--kill-after=1", "10", ZEMO_TOOL, "doctor"});
+    EXPECT_TRUE((run.status & ~(unchecked | notLoaded)) == 0 && run.status != 0) << run.status;
+    EXPECT_NE(run.output.find("problem: '" + home(name) + "' is not a regular file\n"),
+              std::string::npos)
+        << run.output;
+    remove(home(name));
+    if (isThere)
+      writeFile(home(name), content);
+  }
+}
+
+TEST_F(DoctorHomeTest, AListWithoutSignature) {
+  remove(home("wam.full.base.list.asc"));
+  ProgramRun const run = doctor();
+  EXPECT_EQ(run.status, notLoaded);
+  EXPECT_EQ(linesOf(run.output)[0], "problem: cannot look at '" + home("wam.full.base.list.asc") +
+                                        "': No such file or directory");
+  EXPECT_EQ(linesOf(run.output)[1],
+            "   mend: zemo-selfcheck sign " + home("wam.full.base.list") + " --key KEY");
+}
+
+TEST_F(DoctorHomeTest, AListThatWasChanged) {
+  appendToFile(home("wam.full.base.list"), sized("/b") + "\n");
+  expectProblem(doctor(), notLoaded,
+                "'" + home("wam.full.base.list") +
+                    "' does not verify for this caller: it is not what was signed",
+                "install the list and its .asc again, both of the same making");
+}
+
+TEST_F(DoctorHomeTest, ASignatureThatIsNone) {
+  writeFile(home("wam.full.base.list.asc"), "nonsense\n");
+  expectProblem(doctor(), notLoaded,
+                "'" + home("wam.full.base.list") +
+                    "' does not verify for this caller: there is no signature in its .asc",
+                "zemo-selfcheck sign " + home("wam.full.base.list") + " --key KEY");
+}
+
+TEST_F(DoctorHomeTest, ASignatureByAnotherKey) {
+  SigningKey const other;
+  other.sign(home("wam.full.base.list"));
+  changeMode(home("wam.full.base.list.asc"), 0644);
+  ProgramRun const run = doctor();
+  EXPECT_EQ(run.status, notLoaded);
+  EXPECT_NE(run.output.find(" is not in the key ring\n"), std::string::npos) << run.output;
+}
+
+TEST_F(DoctorHomeTest, AGpgConfThatGnupgDoesNotUnderstand) {
+  appendToFile(home("gpg.conf"), "weak-digest nonsense\n");
+  ProgramRun const run = doctor();
+  EXPECT_EQ(run.status, notLoaded);
+  EXPECT_NE(run.output.find("does not verify for this caller: GnuPG ends with status 2\n"),
+            std::string::npos)
+      << run.output;
+}
+
+TEST_F(DoctorHomeTest, NoGnupg) {
+  // In a mount namespace of its own /usr/bin/gpg is an empty file without execute permission.
+  writeFile(files / "none", "");
+  std::string const script = "mount --bind " + quoted(files / "none") +
+                             " /usr/bin/gpg || exit 99; exec " + quoted(ZEMO_TOOL) + " doctor";
+  ProgramRun const run = runProgram({"/usr/bin/unshare", "--mount", "/bin/sh", "-c", script});
+  if (run.status == 99 || run.status == 1)
+    GTEST_SKIP() << "cannot mount: " << run.errors;
+  expectAmong(run, notLoaded, "GnuPG, '/usr/bin/gpg', cannot be run by this caller");
+  expectAmong(run, notLoaded,
+              "'" + home("wam.full.base.list") + "' is not verified: GnuPG was not run");
+}
+
+TEST_F(DoctorHomeTest, WrongUsageIsOneLine) {
+  for (const std::string word : {"--nonsense", "wam", "--mode="}) {
+    ProgramRun const run = doctor({word});
+    EXPECT_EQ(run.status, usage) << word;
+    EXPECT_EQ(run.output, "") << word;
+    EXPECT_EQ(linesOf(run.errors).size(), 1U) << run.errors;
+  }
+  EXPECT_EQ(doctor({"--mode", "a*"}).status, usage);
+}
+
+TEST_F(DoctorHomeTest, HelpHasAnExampleAndNamesItsLimit) {
+  std::string const help = doctor({"--help"}).output;
+  EXPECT_NE(help.find("zemo-selfcheck doctor --verbose"), std::string::npos);
+  EXPECT_NE(help.find("access control lists are not looked at"), std::string::npos);
+}

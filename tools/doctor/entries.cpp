@@ -1,0 +1,168 @@
+#include "doctor/entries.h"
+
+#include <boost/algorithm/string/replace.hpp>
+#include <unordered_map>
+
+#include "common/sets.h"
+
+using ZEMO::SELF_CHECK::ProtectedFile;
+
+namespace tool {
+namespace {
+
+const char* const directoryPlaceholder = "$pkg_dir";
+
+bool contains(const std::string& text, const char* part) {
+  return text.find(part) != std::string::npos;
+}
+
+bool endsIn(const std::string& text, const std::string& end) {
+  return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
+}
+
+// True when `path` is not what realpath() would make of it, links aside.
+bool isUnusual(const std::string& path) {
+  return path.front() != '/' || (path.size() > 1 && path.back() == '/') || contains(path, "//") ||
+         contains(path, "/./") || contains(path, "/../") || endsIn(path, "/.") ||
+         endsIn(path, "/..");
+}
+
+bool hasPlaceholder(const ProtectedFile& entry) {
+  auto const isId = [](const std::string& id) { return id == "$pkg" || id == "$pkg_sys"; };
+  return contains(entry._path, directoryPlaceholder) || isId(entry._owner) || isId(entry._group) ||
+         (entry._type == "l" && contains(entry._hash, directoryPlaceholder));
+}
+
+class EntryCheck {
+ public:
+  explicit EntryCheck(const SetFiles& files) : _files(files) {
+    for (const std::string& list : files.lists)
+      _ordered.push_back(files.orderPosition.count(fileName(list)) != 0);
+  }
+
+  void run() {
+    for (std::size_t list = 0; list < _files.lists.size(); ++list) {
+      if (!_files.contents[list])
+        continue;
+      for (const ListLine& line : _files.contents[list]->lines)
+        judge(list, line);
+    }
+  }
+
+  void tell(Findings& findings) const {
+    std::string const set = "set " + inQuotes(_files.set);
+    findings.problems(STATUS_UNCHECKED, _short,
+                      "give these lines all seven columns, or delete them, and sign the lists",
+                      set + " has no lines without seven columns");
+    findings.problems(STATUS_UNCHECKED, _empty,
+                      "give these lines a path, or delete them, and sign the lists",
+                      set + " has no empty paths");
+    findings.problems(STATUS_UNCHECKED, _unusual,
+                      "write these paths as 'realpath -sm' prints them, and sign the lists",
+                      set + " has absolute paths without needless parts");
+    findings.problems(STATUS_UNCHECKED, _placeholders,
+                      "write what is meant, or move these lines to the package's own set, and "
+                      "sign the lists",
+                      set + " has no placeholders that stay as they are");
+    findings.problems(STATUS_UNCHECKED, _duplicates,
+                      "delete all but the line that is meant, and sign the lists",
+                      set + " has no list that names a path twice");
+    findings.problems(
+        STATUS_UNCHECKED, _byteOrder,
+        "name these lists in the right order in " + shellWord(_files.directory + "/listorder"),
+        set + " has no path of which byte order decides");
+    findings.problems(STATUS_UNCHECKED, _useless,
+                      "delete these lines and sign the lists, or correct the lists' order",
+                      set + " has no removal lines that remove nothing");
+  }
+
+ private:
+  struct Place {
+    std::size_t list;
+    std::size_t line;
+  };
+
+  std::string where(Place place) const {
+    return "line " + std::to_string(place.line) + " of " + inQuotes(_files.lists[place.list]);
+  }
+
+  std::string resolved(const std::string& path) const {
+    if (_files.set == systemSet)
+      return path;
+    return boost::algorithm::replace_all_copy(path, directoryPlaceholder,
+                                              "/var/packages/" + _files.set + "/target");
+  }
+
+  void judge(std::size_t list, const ListLine& line) {
+    Place const place{list, line.number};
+    if (!line.complete) {
+      _short.add(where(place) + " has fewer than seven columns" +
+                 (line.removal ? "" : ", and stands for an entry without a path"));
+      return;
+    }
+    if (line.entry->_path.empty()) {
+      _empty.add(where(place) + " has an empty path");
+      return;
+    }
+    std::string const path = resolved(line.entry->_path);
+    std::string const quotedPath = inQuotes(path) + ", " + where(place) + ", ";
+    if (isUnusual(path))
+      _unusual.add(quotedPath + "is no path by which callers look files up");
+    if (_files.set == systemSet && hasPlaceholder(*line.entry))
+      _placeholders.add(quotedPath + "has a placeholder, which only a package's set resolves");
+    if (line.removal)
+      remove(path, place);
+    else
+      put(path, place);
+  }
+
+  void put(const std::string& path, Place place) {
+    auto const [known, isNew] = _places.emplace(path, place);
+    if (isNew)
+      return;
+    if (known->second.list == place.list)
+      _duplicates.add(inQuotes(path) + " stands twice in one list, on " + where(known->second) +
+                      " and on " + where(place));
+    else
+      judgeOverride(path, known->second, place);
+    known->second = place;
+  }
+
+  void remove(const std::string& path, Place place) {
+    auto const known = _places.find(path);
+    if (known == _places.end()) {
+      _useless.add("the removal of " + inQuotes(path) + ", " + where(place) + ", removes nothing");
+      return;
+    }
+    if (known->second.list != place.list)
+      judgeOverride(path, known->second, place);
+    _places.erase(known);
+  }
+
+  void judgeOverride(const std::string& path, Place before, Place after) {
+    if (!_ordered[before.list] && !_ordered[after.list])
+      _byteOrder.add("of " + inQuotes(path) + " " + where(after) + " overrides " + where(before) +
+                     " only because of the lists' names: listorder names neither");
+  }
+
+  const SetFiles& _files;
+  std::vector<bool> _ordered;                      // per list: `listorder` gives it a place
+  std::unordered_map<std::string, Place> _places;  // where a path was stated last
+  Repeated _short;
+  Repeated _empty;
+  Repeated _unusual;
+  Repeated _placeholders;
+  Repeated _duplicates;
+  Repeated _byteOrder;
+  Repeated _useless;
+};
+
+}  // namespace
+
+void checkEntries(const SetFiles& files, Findings& findings) {
+  EntryCheck check(files);
+  check.run();
+  check.tell(findings);
+}
+
+}  // namespace tool

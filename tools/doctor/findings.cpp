@@ -1,0 +1,72 @@
+#include "doctor/findings.h"
+
+#include <cstdio>
+
+#include "common/escape.h"
+
+namespace tool {
+namespace {
+
+constexpr std::size_t shownOfAKind = 10;
+
+void writeLine(const std::string& line) {
+  (void)fwrite(line.data(), 1, line.size(), stdout);  // flushOutput() tells of a failure
+  (void)putchar('\n');
+}
+
+}  // namespace
+
+void Repeated::add(const std::string& what) {
+  if (_count < shownOfAKind)
+    _first.push_back(what);
+  ++_count;
+}
+
+void Findings::well(const std::string& what) {
+  ++_well;
+  if (_verbose)
+    writeLine("ok " + what);
+}
+
+void Findings::problem(ExitStatus status, const std::string& what, const std::string& mend) {
+  Repeated once;
+  once.add(what);
+  problems(status, once, mend, "");
+}
+
+void Findings::problems(ExitStatus status, const Repeated& what, const std::string& mend,
+                        const std::string& otherwise) {
+  if (what.count() == 0) {
+    well(otherwise);
+    return;
+  }
+  for (const std::string& problem : what.first())
+    writeLine("problem: " + problem);
+  if (what.count() > what.first().size())
+    writeLine("problem: and " + std::to_string(what.count() - what.first().size()) +
+              " more like these");
+  writeLine("   mend: " + mend);
+  _status |= status;
+  _problems += what.count();
+}
+
+std::string shellWord(const std::string& name) {
+  static const char* const plain =
+      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789/._-+,:@%";
+  if (!name.empty() && name.find_first_not_of(plain) == std::string::npos)
+    return name;
+  // Shells read the octal digits of escaped() in this form of quotes.
+  std::string word = "$'";
+  for (char const c : escaped(name))
+    word += c == '\'' ? std::string("\\047") : std::string(1, c);
+  return word + "'";
+}
+
+std::string reasonFrom(const std::vector<std::string>& lines) {
+  std::string reason;
+  for (const std::string& line : lines)
+    reason += (reason.empty() ? "" : "; ") + escaped(line);
+  return reason;
+}
+
+}  // namespace tool

@@ -1,0 +1,60 @@
+// What `doctor` has to say, written to standard output as it is found.
+
+#ifndef ZEMO_TOOLS_DOCTOR_FINDINGS_H
+#define ZEMO_TOOLS_DOCTOR_FINDINGS_H
+
+#include <string>
+#include <vector>
+
+#include "common/failure.h"
+
+namespace tool {
+
+// Problems of one kind, of which there may be very many.
+class Repeated {
+ public:
+  // `what` must have its names escaped, as in all functions here.
+  void add(const std::string& what);
+
+  std::size_t count() const { return _count; }
+  const std::vector<std::string>& first() const { return _first; }  // ten at most
+
+ private:
+  std::vector<std::string> _first;
+  std::size_t _count = 0;
+};
+
+class Findings {
+ public:
+  explicit Findings(bool verbose) : _verbose(verbose) {}
+
+  // Something is as it should be; written in verbose mode only.
+  void well(const std::string& what);
+
+  // Something is not. `mend` is the command or the edit that helps.
+  void problem(ExitStatus status, const std::string& what, const std::string& mend);
+
+  // The same for several problems that are mended alike; with none of them, `otherwise` is well.
+  void problems(ExitStatus status, const Repeated& what, const std::string& mend,
+                const std::string& otherwise);
+
+  int status() const { return _status; }
+  std::size_t problemCount() const { return _problems; }
+  std::size_t wellCount() const { return _well; }
+
+ private:
+  bool _verbose;
+  int _status = STATUS_INTACT;
+  std::size_t _problems = 0;
+  std::size_t _well = 0;
+};
+
+// `name` as one word of a shell's command line that a terminal shows as it is.
+std::string shellWord(const std::string& name);
+
+// The library's log lines in `lines`, escaped, as a reason.
+std::string reasonFrom(const std::vector<std::string>& lines);
+
+}  // namespace tool
+
+#endif

@@ -1,0 +1,17 @@
+// GnuPG, and its home for all sets: key ring and gpg.conf.
+
+#ifndef ZEMO_TOOLS_DOCTOR_HOME_H
+#define ZEMO_TOOLS_DOCTOR_HOME_H
+
+#include "doctor/findings.h"
+#include "doctor/ownership.h"
+
+namespace tool {
+
+// Looks at all of it. Returns false when GnuPG cannot be run, or would wait for ever on a file that
+// is no regular one.
+bool checkHome(Ownership& ownership, Findings& findings);
+
+}  // namespace tool
+
+#endif

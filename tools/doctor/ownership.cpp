@@ -1,0 +1,131 @@
+#include "doctor/ownership.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <deque>
+#include <sstream>
+#include <vector>
+
+#include "common/failure.h"
+
+namespace tool {
+namespace {
+
+constexpr int linkLimit = 40;  // the kernel's own
+
+// Puts the names in `path` in front of those in `names`.
+void prepend(std::deque<std::string>& names, const std::string& path) {
+  std::vector<std::string> more;
+  std::istringstream stream(path);
+  for (std::string name; std::getline(stream, name, '/');) {
+    if (!name.empty() && name != ".")
+      more.push_back(name);
+  }
+  names.insert(names.begin(), more.begin(), more.end());
+}
+
+std::string targetOf(const std::string& link) {
+  std::array<char, 4096> buffer{};
+  ssize_t const length = readlink(link.c_str(), buffer.data(), buffer.size());
+  return length < 0 ? "" : std::string(buffer.data(), static_cast<std::size_t>(length));
+}
+
+std::string orRoot(const std::string& path) {
+  return path.empty() ? "/" : path;
+}
+
+}  // namespace
+
+bool Ownership::look(const std::string& path, Kind kind, ExitStatus status,
+                     const std::string& mend) {
+  std::string failure;
+  bool exists = true;
+  _allWell = true;
+  if (!follow(path, kind, failure, exists)) {
+    _findings.problem(status, failure, exists ? "look at it as root, and put it right" : mend);
+    return false;
+  }
+  if (_allWell)
+    _findings.well(inQuotes(path) + " and all above it can be changed by root alone");
+  return true;
+}
+
+bool Ownership::follow(const std::string& path, Kind kind, std::string& failure, bool& exists) {
+  std::deque<std::string> names;
+  prepend(names, path);
+  std::string at;  // without links; empty is the root directory
+  struct stat status = {};
+  int links = 0;
+  for (;;) {
+    if (lstat(orRoot(at).c_str(), &status) != 0) {
+      exists = errno != ENOENT;
+      failure = withReason("cannot look at " + inQuotes(at), errno);
+      if (at != path)
+        failure = inQuotes(path) + ": " + failure;
+      return false;
+    }
+    judge(orRoot(at), status);
+    if (S_ISLNK(status.st_mode)) {
+      std::string const target = targetOf(at);
+      at.erase(target.empty() || target.front() != '/' ? at.rfind('/') : 0);
+      prepend(names, target);
+      if (target.empty() || ++links > linkLimit) {
+        failure = inQuotes(path) + " leads through a link that cannot be followed";
+        return false;
+      }
+    }
+    while (!names.empty() && names.front() == "..") {  // out of a link's target
+      at.erase(at.empty() ? 0 : at.rfind('/'));
+      names.pop_front();
+    }
+    if (names.empty() && !S_ISLNK(status.st_mode))
+      break;
+    if (names.empty())
+      continue;
+    at += "/" + names.front();
+    names.pop_front();
+  }
+  bool const fits = kind == Kind::DIRECTORY ? S_ISDIR(status.st_mode) : S_ISREG(status.st_mode);
+  if (!fits)
+    failure = inQuotes(path) +
+              (kind == Kind::DIRECTORY ? " is not a directory" : " is not a regular file");
+  return fits;
+}
+
+void Ownership::judge(const std::string& path, const struct stat& status) {
+  auto const known = _judged.find(path);
+  if (known != _judged.end()) {
+    _allWell = _allWell && known->second;
+    return;
+  }
+  bool const isLink = S_ISLNK(status.st_mode);
+  bool const foreign = status.st_uid != 0;
+  mode_t const writers = isLink ? 0 : status.st_mode & (S_IWGRP | S_IWOTH);
+  if (foreign)
+    _findings.problem(
+        STATUS_UNCHECKED,
+        inQuotes(path) + " belongs to the user " + std::to_string(status.st_uid) + ", not to root",
+        (isLink ? "chown -h root " : "chown root ") + shellWord(path));
+  if (writers != 0) {
+    std::string const who = writers == S_IWGRP   ? "its group"
+                            : writers == S_IWOTH ? "others"
+                                                 : "its group and others";
+    _findings.problem(STATUS_UNCHECKED, inQuotes(path) + " can be written by " + who,
+                      "chmod go-w " + shellWord(path));
+  }
+  _judged[path] = !foreign && writers == 0;
+  _allWell = _allWell && _judged[path];
+}
+
+bool isReadable(const std::string& path) {
+  struct stat status = {};
+  if (stat(path.c_str(), &status) != 0)
+    return false;
+  return faccessat(AT_FDCWD, path.c_str(), S_ISDIR(status.st_mode) ? R_OK | X_OK : R_OK,
+                   AT_EACCESS) == 0;
+}
+
+}  // namespace tool

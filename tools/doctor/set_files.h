@@ -1,0 +1,27 @@
+// The files of a set, as the doctor has read them.
+
+#ifndef ZEMO_TOOLS_DOCTOR_SET_FILES_H
+#define ZEMO_TOOLS_DOCTOR_SET_FILES_H
+
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "common/list_file.h"
+
+namespace tool {
+
+struct SetFiles {
+  std::string set;
+  std::string mode;
+  std::string directory;
+  std::vector<std::string> lists;                    // paths, in the order in which they are read
+  std::vector<std::optional<ListFile>> contents;     // of each, if it could be read
+  std::vector<std::string> orderLines;               // of `listorder`
+  std::map<std::string, std::size_t> orderPosition;  // orderPositions() of those lines
+};
+
+}  // namespace tool
+
+#endif

@@ -1,0 +1,19 @@
+// The lists of a set and their signatures, as files.
+
+#ifndef ZEMO_TOOLS_DOCTOR_SIGNATURES_H
+#define ZEMO_TOOLS_DOCTOR_SIGNATURES_H
+
+#include "doctor/findings.h"
+#include "doctor/ownership.h"
+#include "doctor/set_files.h"
+
+namespace tool {
+
+// Looks at every list and its signature, and verifies it as the library does, unless GnuPG cannot
+// be run. GnuPG may make a trust database in its home then, as at every verification.
+void checkSignatures(const SetFiles& files, bool gnupgRuns, Ownership& ownership,
+                     Findings& findings);
+
+}  // namespace tool
+
+#endif
