@@ -49,6 +49,11 @@ class Doctor {
       : _mode(options.mode), _findings(options.verbose), _ownership(_findings) {}
 
   int run() {
+    if (!_ownership.look(systemDirectory, Kind::DIRECTORY, STATUS_NOT_LOADED,
+                         "zemo-selfcheck init-home --import KEYFILE")) {
+      summarize(0);
+      return _findings.status();
+    }
     _gnupgRuns = checkHome(_ownership, _findings);
     std::vector<std::string> sets = {systemSet};
     addPackages(sets);

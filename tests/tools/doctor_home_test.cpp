@@ -176,6 +176,15 @@ TEST_F(DoctorHomeTest, AHomeThatThisCallerCannotSearchIsSaid) {
   expectAmong(run, unchecked | notLoaded, "'/usr/zemo/selfcheck' cannot be read by this caller");
   expectAmong(run, unchecked | notLoaded,
               "the lists in '/usr/zemo/selfcheck' cannot be found by this caller");
+  EXPECT_EQ(run.output.find("does not exist"), std::string::npos) << run.output;
+}
+
+TEST_F(DoctorHomeTest, NoHomeAtAll) {
+  remove(std::string(listDir));
+  ProgramRun const run = doctor();
+  makeDirectory(listDir);
+  expectProblem(run, notLoaded, "'/usr/zemo/selfcheck' does not exist",
+                "zemo-selfcheck init-home --import KEYFILE");
 }
 
 TEST_F(DoctorHomeTest, FifosAreNotWaitedFor) {
@@ -186,7 +195,7 @@ TEST_F(DoctorHomeTest, FifosAreNotWaitedFor) {
     remove(home(name));
     makeFifo(home(name));
     ProgramRun const run =
-        runProgram({"/usr/bin/timeout", "--kill-after=1", "10", ZEMO_TOOL, "doctor"});
+        runProgram({"/usr/bin/timeout", "--kill-after=1", "60", ZEMO_TOOL, "doctor"});
     EXPECT_TRUE((run.status & ~(unchecked | notLoaded)) == 0 && run.status != 0) << run.status;
     EXPECT_NE(run.output.find("problem: '" + home(name) + "' is not a regular file\n"),
               std::string::npos)
@@ -201,8 +210,8 @@ TEST_F(DoctorHomeTest, AListWithoutSignature) {
   remove(home("wam.full.base.list.asc"));
   ProgramRun const run = doctor();
   EXPECT_EQ(run.status, notLoaded);
-  EXPECT_EQ(linesOf(run.output)[0], "problem: cannot look at '" + home("wam.full.base.list.asc") +
-                                        "': No such file or directory");
+  EXPECT_EQ(linesOf(run.output)[0],
+            "problem: '" + home("wam.full.base.list.asc") + "' does not exist");
   EXPECT_EQ(linesOf(run.output)[1],
             "   mend: zemo-selfcheck sign " + home("wam.full.base.list") + " --key KEY");
 }

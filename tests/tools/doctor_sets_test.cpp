@@ -38,8 +38,7 @@ TEST_F(DoctorSetsTest, AListThatIsALinkToNothing) {
   makeLink("nowhere", home("wam.full.z.list"));
   order("wam.full.base.list\nwam.full.z.list\n");
   expectAmong(doctor(), notLoaded,
-              "'" + home("wam.full.z.list") + "': cannot look at '" + home("nowhere") +
-                  "': No such file or directory");
+              "'" + home("wam.full.z.list") + "': '" + home("nowhere") + "' does not exist");
 }
 
 TEST_F(DoctorSetsTest, SeveralListsWithoutOrder) {

@@ -73,6 +73,7 @@ TEST_F(ShowTest, APathStandsForItselfAndAllBelow) {
   EXPECT_EQ(linesOf(show({"/etc"}).output), expected);
   EXPECT_EQ(linesOf(show({"/etc/"}).output), expected);
   EXPECT_EQ(show({"/etc"}).status, 0);
+  EXPECT_EQ(show({"/etc", "/etc/a"}).status, 0);  // both were found
   EXPECT_EQ(linesOf(show({"/etc", "/etc/a"}).output), expected);
   EXPECT_EQ(linesOf(show({"/"}).output).size(), 4U);
 }
@@ -181,11 +182,21 @@ TEST_F(ShowTest, SignaturesAreVerified) {
 }
 
 TEST_F(ShowTest, AFifoIsNotWaitedFor) {
-  makeFifo(std::string(listDir) + "/wam.full.base.list");
+  SigningKey const key;
+  key.trustedBy(listDir);
+  std::string const list = writeList("wam.full.base.list", sized("/a", "1") + "\n");
+  key.sign(list);
   makeFifo(std::string(listDir) + "/listorder");
-  writeFile(std::string(listDir) + "/wam.full.base.list.asc", "");
+  EXPECT_EQ(tool({"show"}).status, 0);
+  remove(list);
+  makeFifo(list);
   EXPECT_EQ(tool({"show"}).status, notLoaded);
   EXPECT_EQ(show({}).status, notLoaded);
+  remove(list);
+  writeList("wam.full.base.list", sized("/a", "1") + "\n");
+  remove(list + ".asc");
+  makeFifo(list + ".asc");
+  EXPECT_EQ(tool({"show"}).status, notLoaded);
 }
 
 TEST_F(ShowTest, WrongUsageIsOneLine) {

@@ -7,8 +7,6 @@
 #include "common/failure.h"
 #include "common/json.h"
 
-using ZEMO::SELF_CHECK::ProtectedFile;
-
 namespace tool {
 namespace {
 

@@ -31,7 +31,9 @@ void addLooseChildren(const Entries& entries, const std::string& directory, Repe
     std::size_t const slash = path.find('/', directory.size());
     if (slash != std::string::npos) {
       // Its members, and what lies below others: passed over as a whole.
-      element = firstNotBefore(entries, path.substr(0, slash) + static_cast<char>('/' + 1));
+      std::string behind = path.substr(0, slash);
+      behind += static_cast<char>('/' + 1);
+      element = firstNotBefore(entries, behind);
       continue;
     }
     std::string const name = path.substr(path.rfind('/') + 1);

@@ -8,8 +8,8 @@
 
 namespace tool {
 
-// Looks at all of it. Returns false when GnuPG cannot be run, or would wait for ever on a file that
-// is no regular one.
+// Looks at all of it, in the home, which must be a directory. Returns false when GnuPG cannot be
+// run, or would wait for ever on a file that is no regular one.
 bool checkHome(Ownership& ownership, Findings& findings);
 
 }  // namespace tool

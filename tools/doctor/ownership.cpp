@@ -61,8 +61,10 @@ bool Ownership::follow(const std::string& path, Kind kind, std::string& failure,
   int links = 0;
   for (;;) {
     if (lstat(orRoot(at).c_str(), &status) != 0) {
-      exists = errno != ENOENT;
-      failure = withReason("cannot look at " + inQuotes(at), errno);
+      int const error = errno;
+      exists = error != ENOENT;
+      failure = exists ? withReason("cannot look at " + inQuotes(at), error)
+                       : inQuotes(at) + " does not exist";
       if (at != path)
         failure = inQuotes(path) + ": " + failure;
       return false;
