@@ -3,6 +3,7 @@
 #include "common/failure.h"
 #include "support/files.h"
 #include "support/private_root.h"
+#include "support/temporary_directory.h"
 
 using namespace tool;
 
