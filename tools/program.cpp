@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdio>
 #include <new>
 #include <string>
@@ -95,6 +96,8 @@ void addCommands(CLI::App& program, Chosen& chosen) {
 
 int runProgram(int argc, const char* const* argv) {
   occupyStandardDescriptors();
+  // Ignored, as a caller may have left it, it takes the exit status of the programs that are run.
+  (void)std::signal(SIGCHLD, SIG_DFL);
   startLogRelay();
   try {
     return parsedAndRun(argc, argv);

@@ -45,10 +45,14 @@ class FileActions {
 
 std::vector<std::string> environmentFor(const Command& command) {
   if (command.cleanEnvironment)
-    return {"PATH=/usr/sbin:/usr/bin:/sbin:/bin", "LC_ALL=C"};
-  std::vector<std::string> variables = {"LC_ALL=C"};
+    return {"PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin", "LC_ALL=C"};
+  std::vector<std::string> variables;
+  if (!command.callersLocale)
+    variables.emplace_back("LC_ALL=C");
   for (char** variable = environ; *variable != nullptr; ++variable) {
-    if (strncmp(*variable, "LC_ALL=", 7) != 0 && strncmp(*variable, "LANGUAGE=", 9) != 0)
+    bool const locale =
+        strncmp(*variable, "LC_ALL=", 7) == 0 || strncmp(*variable, "LANGUAGE=", 9) == 0;
+    if (!locale || command.callersLocale)
       variables.emplace_back(*variable);
   }
   return variables;

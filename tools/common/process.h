@@ -15,6 +15,7 @@ struct Command {
   bool showOutput = false;         // its standard output is ours, unless captured; else discarded
   bool showErrors = true;          // its standard error is ours; else discarded
   bool cleanEnvironment = false;  // gets PATH and LC_ALL=C alone; else our environment and LC_ALL=C
+  bool callersLocale = false;     // but without LC_ALL=C: it may talk to people
 };
 
 struct Outcome {
