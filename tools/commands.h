@@ -19,6 +19,10 @@ void addDoctor(CLI::App& program, Chosen& chosen);
 void addFiles(CLI::App& program, Chosen& chosen);
 void addMake(CLI::App& program, Chosen& chosen);
 void addShow(CLI::App& program, Chosen& chosen);
+void addInitHome(CLI::App& program, Chosen& chosen);
+void addRemoveKey(CLI::App& program, Chosen& chosen);
+void addSign(CLI::App& program, Chosen& chosen);
+void addVerify(CLI::App& program, Chosen& chosen);
 
 }  // namespace tool
 

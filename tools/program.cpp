@@ -92,6 +92,10 @@ void addCommands(CLI::App& program, Chosen& chosen) {
   addFiles(program, chosen);
   addMake(program, chosen);
   addShow(program, chosen);
+  addVerify(program, chosen);
+  addSign(program, chosen);
+  addInitHome(program, chosen);
+  addRemoveKey(program, chosen);
 }
 
 int runProgram(int argc, const char* const* argv) {

@@ -1,6 +1,9 @@
+// Files that are there whole or not at all, and what a signal leaves.
+
 #include "common/atomic_file.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -8,106 +11,148 @@
 #include <filesystem>
 
 #include "common/failure.h"
+#include "common/scratch_directory.h"
 #include "support/files.h"
 #include "support/temporary_directory.h"
 
 using tool::AtomicFile;
 
+namespace {
+
 class AtomicFileTest : public ::testing::Test {
  protected:
-  std::ptrdiff_t members() const {
-    return std::distance(std::filesystem::directory_iterator(directory.path()), {});
+  std::size_t members() const {
+    auto const begin = std::filesystem::directory_iterator(directory.path());
+    return static_cast<std::size_t>(std::distance(begin, std::filesystem::directory_iterator()));
+  }
+
+  // The status of a child that does `work` and is then sent `number`.
+  template <typename Work>
+  static int endedBy(int number, Work work) {
+    pid_t const child = fork();
+    if (child == 0) {
+      work();
+      (void)raise(number);
+      _exit(0);
+    }
+    int status = 0;
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    return status;
   }
 
   TemporaryDirectory directory;
-  std::string path = directory / "target";
 };
 
-TEST_F(AtomicFileTest, TakesTheTargetsPlaceOnlyByCommit) {
-  writeFile(path, "old", 0600);
-  AtomicFile file(path, 0644);
-  file.write("ne");
-  file.write("w");
-  EXPECT_EQ(readFile(path), "old");
-  file.commit();
-  EXPECT_EQ(readFile(path), "new");
-  EXPECT_EQ(statusOf(path).st_mode & 07777U, 0644U);
-  EXPECT_EQ(members(), 1);
-}
+}  // namespace
 
-TEST_F(AtomicFileTest, CanBeReadWhenFinished) {
-  std::string const long_text(200'000, 'x');
-  AtomicFile file(path, 0600);
-  file.write(long_text);
-  file.write("end");
-  file.finish();
-  EXPECT_EQ(readFile(file.temporary()), long_text + "end");
-  EXPECT_FALSE(std::filesystem::exists(path));
-  file.commit();
-  EXPECT_EQ(readFile(path), long_text + "end");
-}
-
-TEST_F(AtomicFileTest, WithoutCommitNothingIsLeft) {
-  { AtomicFile(path, 0644).write("new"); }
-  EXPECT_EQ(members(), 0);
-}
-
-TEST_F(AtomicFileTest, LinkIsReplacedAndNotFollowed) {
-  writeFile(directory / "other", "other");
-  makeLink("other", path);
-  AtomicFile file(path, 0644);
+TEST_F(AtomicFileTest, TheOldFileStaysUntilCommit) {
+  writeFile(directory / "f", "old");
+  AtomicFile file(directory / "f", 0644);
   file.write("new");
+  file.finish();
+  EXPECT_EQ(readFile(file.temporary()), "new");
+  EXPECT_EQ(readFile(directory / "f"), "old");
   file.commit();
-  EXPECT_TRUE(S_ISREG(statusOf(path).st_mode));
-  EXPECT_EQ(readFile(directory / "other"), "other");
+  EXPECT_EQ(readFile(directory / "f"), "new");
+  EXPECT_EQ(members(), 1U);
 }
 
-TEST_F(AtomicFileTest, LongestNameCanBeWritten) {
-  path = directory / std::string(255, 'n');
-  AtomicFile file(path, 0644);
-  file.commit();
-  EXPECT_EQ(members(), 1);
+TEST_F(AtomicFileTest, WithoutCommitNothingStays) {
+  { AtomicFile(directory / "f", 0644).write("new"); }
+  EXPECT_EQ(members(), 0U);
 }
 
-TEST_F(AtomicFileTest, FailureNamesTheTargetAndTheReason) {
-  path = directory / "none/target";
+TEST_F(AtomicFileTest, TheModeHoldsWhateverTheUmask) {
+  mode_t const before = umask(077);
+  AtomicFile file(directory / "f", 0644);
+  file.commit();
+  umask(before);
+  EXPECT_EQ(statusOf(directory / "f").st_mode & 07777U, 0644U);
+}
+
+TEST_F(AtomicFileTest, LongContentIsWhole) {
+  std::string const content(1000000, 'x');
+  AtomicFile file(directory / "f", 0644);
+  for (std::size_t i = 0; i < content.size(); i += 1000)
+    file.write(content.substr(i, 1000));
+  file.commit();
+  EXPECT_EQ(readFile(directory / "f"), content);
+}
+
+TEST_F(AtomicFileTest, TheLongestNameIsPossible) {
+  std::string const name(255, 'n');
+  AtomicFile(directory / name, 0644).commit();
+  EXPECT_EQ(members(), 1U);
+}
+
+TEST_F(AtomicFileTest, FailuresNameTheTarget) {
   try {
-    AtomicFile const file(path, 0644);
-    ADD_FAILURE();
+    AtomicFile(directory / "none/f", 0644);
+    FAIL();
   } catch (const tool::Failure& failure) {
-    EXPECT_EQ(failure.what(), "cannot write '" + path + "': No such file or directory");
-    EXPECT_EQ(failure.status(), tool::STATUS_NOT_LOADED);
+    EXPECT_EQ(std::string(failure.what()),
+              "cannot write '" + (directory / "none/f") + "': No such file or directory");
+  }
+  makeDirectory(directory / "d");
+  AtomicFile file(directory / "d", 0644);
+  EXPECT_THROW(file.commit(), tool::Failure);
+}
+
+TEST_F(AtomicFileTest, SignalsRemoveItAndStillEndTheProgram) {
+  for (int const number : {SIGINT, SIGTERM, SIGHUP, SIGPIPE, SIGQUIT}) {
+    int const status = endedBy(number, [this] {
+      static AtomicFile const first(directory / "f", 0644);
+      static AtomicFile const second(directory / "g", 0644);
+    });
+    EXPECT_TRUE(WIFSIGNALED(status));
+    EXPECT_EQ(WTERMSIG(status), number);
+    EXPECT_EQ(members(), 0U);
   }
 }
 
-TEST_F(AtomicFileTest, TargetThatCannotBeReplacedLeavesNothingBehind) {
-  makeDirectory(path);
-  {
-    AtomicFile file(path, 0644);
-    EXPECT_THROW(file.commit(), tool::Failure);
-  }
-  EXPECT_EQ(members(), 1);
+TEST_F(AtomicFileTest, IgnoredSignalsStayIgnored) {
+  int const status = endedBy(SIGHUP, [this] {
+    (void)std::signal(SIGHUP, SIG_IGN);
+    static AtomicFile const file(directory / "f", 0644);
+  });
+  EXPECT_TRUE(WIFEXITED(status));
 }
 
-TEST_F(AtomicFileTest, SignalRemovesAllThatAreOpenAndEndsTheProgram) {
-  pid_t const child = fork();
-  if (child == 0) {
-    AtomicFile const one(path, 0644);
-    AtomicFile const two(directory / "second", 0644);
-    { AtomicFile const gone(directory / "third", 0644); }
-    (void)raise(SIGTERM);
-    _exit(0);
-  }
-  int status = 0;
-  ASSERT_EQ(waitpid(child, &status, 0), child);
-  ASSERT_TRUE(WIFSIGNALED(status));
-  EXPECT_EQ(WTERMSIG(status), SIGTERM);
-  EXPECT_EQ(members(), 0);
-}
-
-TEST_F(AtomicFileTest, SignalsAreAsBeforeWhenAllAreGone) {
-  { AtomicFile const file(path, 0644); }
+TEST_F(AtomicFileTest, SignalsAreAsBeforeWhenNothingIsLeft) {
+  { AtomicFile const file(directory / "f", 0644); }
   struct sigaction action = {};
   ASSERT_EQ(sigaction(SIGTERM, nullptr, &action), 0);
   EXPECT_EQ(action.sa_handler, SIG_DFL);
+}
+
+TEST_F(AtomicFileTest, AScratchDirectoryGoesWithAllThatIsInIt) {
+  std::string path;
+  {
+    tool::ScratchDirectory const scratch({});
+    path = scratch.path();
+    EXPECT_EQ(statusOf(path).st_mode & 07777U, 0700U);
+    makeDirectory(scratch / "d");
+    writeFile(scratch / "d/f", "");
+  }
+  EXPECT_FALSE(std::filesystem::exists(path));
+}
+
+TEST_F(AtomicFileTest, ASignalRemovesAScratchDirectory) {
+  ASSERT_EQ(setenv("TMPDIR", directory.path().c_str(), 1), 0);
+  int const status = endedBy(SIGTERM, [] {
+    static tool::ScratchDirectory const scratch({"a", "b"});
+    tool::writeWholeFile(scratch / "a", "content");
+  });
+  unsetenv("TMPDIR");
+  EXPECT_TRUE(WIFSIGNALED(status));
+  EXPECT_EQ(members(), 0U);
+}
+
+TEST_F(AtomicFileTest, OnlyRegularFilesAreRead) {
+  writeFile(directory / "f", "content");
+  EXPECT_EQ(tool::readWholeFile(directory / "f"), "content");
+  makeFifo(directory / "fifo");
+  EXPECT_THROW(tool::readWholeFile(directory / "fifo"), tool::Failure);
+  EXPECT_THROW(tool::readWholeFile(directory.path()), tool::Failure);
+  EXPECT_THROW(tool::readWholeFile(directory / "none"), tool::Failure);
 }

@@ -5,25 +5,24 @@
 
 #include <sys/types.h>
 
+#include <memory>
 #include <string>
 #include <string_view>
 
 #include "common/descriptors.h"
+#include "common/leftovers.h"
 
 namespace tool {
 
 // Writes to a temporary file beside the target and puts it in the target's place by commit().
 // Without that, the temporary file is removed when this goes, and when a signal ends the program
-// that it did not handle or ignore. To be made and destroyed by one thread.
+// that it did not handle or ignore (leftovers.h). To be made and destroyed by one thread.
 //
 // All operations throw Failure(STATUS_NOT_LOADED), naming the target.
 class AtomicFile {
  public:
   // `mode` holds, whatever the umask. A target that is a link is replaced, not followed.
   AtomicFile(std::string path, mode_t mode);
-  ~AtomicFile();
-  AtomicFile(const AtomicFile&) = delete;
-  AtomicFile& operator=(const AtomicFile&) = delete;
 
   const std::string& temporary() const { return _temporary; }
 
@@ -45,10 +44,13 @@ class AtomicFile {
   std::string _directory;
   std::string _temporary;
   Descriptor _file;
+  std::unique_ptr<Leftover> _leftover;
   std::string _held;  // written, but not yet to the file
   bool _finished = false;
-  bool _committed = false;
 };
+
+// The directory that the file `path` is in; "." if it names none.
+std::string directoryOf(const std::string& path);
 
 }  // namespace tool
 

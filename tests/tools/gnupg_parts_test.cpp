@@ -1,0 +1,123 @@
+// GnuPG's output for programs, read without GnuPG.
+
+#include <gtest/gtest.h>
+
+#include "common/failure.h"
+#include "gnupg/algorithms.h"
+#include "gnupg/fingerprint.h"
+#include "gnupg/keys.h"
+#include "gnupg/signature_check.h"
+#include "gnupg/status_lines.h"
+
+using namespace tool;
+
+namespace {
+
+const std::string fingerprint = "6136B3167575C697A6AB41B58489D4A54BFA7117";
+const std::string primary = "91734C2ABB9668696E3C02D8276EB0A0143520CD";
+
+std::string status(const std::string& line) {
+  return "[GNUPG:] " + line + "\n";
+}
+
+}  // namespace
+
+TEST(StatusLines, OtherLinesAreLeftOut) {
+  std::vector<StatusLine> const lines =
+      statusLines("gpg: [GNUPG:] GOODSIG x\n" + status("NODATA 1") + "[GNUPG:]BADSIG\n");
+  ASSERT_EQ(lines.size(), 1U);
+  EXPECT_EQ(lines[0].keyword, "NODATA");
+  EXPECT_EQ(lines[0].word(0), "1");
+  EXPECT_EQ(lines[0].word(9), "");
+}
+
+TEST(StatusLines, TextKeepsItsBlanksAndBytes) {
+  StatusLine const line = statusLines(status("GOODSIG 12 a  b%0A%25%zz%"))[0];
+  EXPECT_EQ(line.textFrom(1), "a  b\n%%zz%");
+}
+
+TEST(StatusLines, NumbersAreWhole) {
+  EXPECT_EQ(numberIn("17"), 17);
+  EXPECT_EQ(numberIn("17x"), 0);
+  EXPECT_EQ(numberIn(""), 0);
+  EXPECT_EQ(numberIn("99999999999999999999999"), 0);
+}
+
+TEST(StatusLines, FailuresOfTheOperation) {
+  auto const lines =
+      statusLines(status("FAILURE gpg-exit 33554433") + status("FAILURE sign 67108875"));
+  EXPECT_EQ(failureIn(lines, "sign"), "wrong passphrase");
+  EXPECT_EQ(failureIn(lines, "verify"), "");
+  EXPECT_EQ(errorText(67109000), "error code 136");
+  EXPECT_EQ(errorText(83886179), "cancelled");
+}
+
+TEST(Signatures, EachBeginsWithItsLine) {
+  auto const signatures = signaturesIn(
+      status("GOODSIG 1 before any") + status("NEWSIG") + status("GOODSIG 8489 Maker <m@e>") +
+      status("VALIDSIG " + fingerprint + " 2026-11-21 1795248987 0 4 0 22 8 00 " + primary) +
+      status("NEWSIG") + status("BADSIG 8489 Other") + status("NEWSIG"));
+  ASSERT_EQ(signatures.size(), 3U);
+  EXPECT_EQ(signatures[0].verdict, Signature::Verdict::Good);
+  EXPECT_EQ(signatures[0].userId, "Maker <m@e>");
+  EXPECT_EQ(signatures[0].fingerprint, fingerprint);
+  EXPECT_EQ(signatures[0].primary, primary);
+  EXPECT_EQ(signatures[0].made, 1795248987);
+  EXPECT_EQ(digestName(signatures[0].digest), "SHA256");
+  EXPECT_FALSE(signatures[0].ofText);
+  EXPECT_EQ(signatures[1].verdict, Signature::Verdict::Bad);
+  EXPECT_EQ(signatures[2].verdict, Signature::Verdict::None);
+  EXPECT_EQ(describe(signatures[2]), "no verdict");
+}
+
+TEST(Signatures, AUserIdCannotForgeALine) {
+  auto const signatures =
+      signaturesIn(status("NEWSIG") + status("BADSIG 8489 x%0A[GNUPG:] GOODSIG 8489 Maker"));
+  ASSERT_EQ(signatures.size(), 1U);
+  EXPECT_EQ(signatures[0].verdict, Signature::Verdict::Bad);
+}
+
+TEST(Signatures, ErrorsThatAreNotDigests) {
+  auto const one = [](const std::string& rest) {
+    return describe(signaturesIn(status("NEWSIG") + status("ERRSIG 8489 " + rest)).at(0));
+  };
+  EXPECT_EQ(one("22 2 00 1795248987 5 -"), "refused: SHA1 is a weak digest");
+  EXPECT_EQ(one("22 14 00 1795248987 5 -"), "not checked: digest 14 is not supported");
+  EXPECT_EQ(one("99 8 00 1795248987 4 -"), "not checked: error code 4");
+  EXPECT_EQ(one("22 8 00 1795248987 9 -"), "no public key 8489 in the key ring");
+}
+
+TEST(Keys, SubkeysAndUserIds) {
+  std::vector<Key> const keys = keysIn(
+      "tru:t:0\nfpr:::::::::orphan:\n"
+      "pub:e:255:22:276E:1577836800:1672444800::-:::sc:::::ed25519:::0:\n"
+      "fpr:::::::::" +
+      primary +
+      ":\n"
+      "uid:e::::1::2::Host\\x1b[2J\\n\\x3a\\\\ \\q::::::::::0:\n"
+      "sub:e:255:22:2EDB:1577836800::::::s:::::ed25519::\n"
+      "fpr:::::::::" +
+      fingerprint +
+      ":\n"
+      "pub:r:255\nfpr:::::::::SECOND:\n");
+  ASSERT_EQ(keys.size(), 2U);
+  EXPECT_EQ(keys[0].fingerprint, primary);
+  EXPECT_EQ(keys[0].subkeys, std::vector<std::string>{fingerprint});
+  EXPECT_EQ(keys[0].userIds, std::vector<std::string>{"Host\x1b[2J\n:\\ \\q"});
+  EXPECT_EQ(describe(keys[0]), primary +
+                                   " 'Host\\033[2J\\012:\\134 \\134q' (expired "
+                                   "2022-12-31T00:00:00Z)");
+  EXPECT_EQ(describe(keys[1]), "SECOND (revoked)");
+}
+
+TEST(Fingerprints, AreWrittenInManyWays) {
+  EXPECT_EQ(fingerprintFrom(fingerprint), fingerprint);
+  EXPECT_EQ(fingerprintFrom("6136 b316 7575 c697 a6ab  41b5 8489 d4a5 4bfa 7117"), fingerprint);
+  EXPECT_EQ(fingerprintFrom(std::string(64, 'a')), std::string(64, 'A'));
+}
+
+TEST(Fingerprints, AllElseIsWrongUsage) {
+  for (const std::string& text : {std::string(), fingerprint.substr(1), fingerprint + "0",
+                                  "0x" + fingerprint, std::string(40, 'g'), fingerprint + "!"})
+    EXPECT_THROW(fingerprintFrom(text), UsageError) << text;
+}

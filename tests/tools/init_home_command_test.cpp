@@ -1,0 +1,211 @@
+// zemo-selfcheck init-home: a home that every caller can verify with, and nothing left in it.
+
+#include "support/signing_key.h"
+#include "tools/gnupg_home.h"
+#include "tools/tool_fixture.h"
+
+namespace {
+
+using ::testing::HasSubstr;
+
+const GnupgHome& keys() {
+  static GnupgHome* const home = [] {
+    static GnupgHome made;
+    made.make("Maker\x1b[2J <maker@example.org>");
+    made.make("Second");
+    return &made;
+  }();
+  return *home;
+}
+
+const std::string configuration =
+    "trust-model always\nweak-digest SHA1\nno-auto-key-retrieve\nno-auto-check-trustdb\n";
+
+class InitHomeCommandTest : public ToolTest {
+ protected:
+  static mode_t modeOf(const std::string& path) { return statusOf(path).st_mode & 07777U; }
+
+  std::string maker() const { return keys().exported({"Maker"}, files / "maker.gpg"); }
+  std::string second() const { return keys().exported({"Second"}, files / "second.gpg"); }
+
+  const std::string home = files / "new/home";
+};
+
+}  // namespace
+
+TEST_F(InitHomeCommandTest, MakesTheSystemsHome) {
+  ProgramRun const run = tool({"init-home", "--import", maker()});
+  EXPECT_EQ(run.status, 0) << run.errors;
+  EXPECT_EQ(run.errors, "");
+  EXPECT_EQ(run.output, keys().fingerprint("Maker") +
+                            " 'Maker\\033[2J <maker@example.org>'\n"
+                            "/usr/zemo/selfcheck trusts 1 key\n");
+  std::string const directory = listDir;
+  EXPECT_EQ(readFile(directory + "/gpg.conf"), configuration);
+  EXPECT_EQ(modeOf(directory + "/gpg.conf"), 0644U);
+  EXPECT_EQ(modeOf(directory + "/pubring.kbx"), 0644U);
+  EXPECT_EQ(namesIn(directory), (std::vector<std::string>{"gpg.conf", "pubring.kbx"}));
+}
+
+TEST_F(InitHomeCommandTest, ListsVerifyByIt) {
+  ASSERT_EQ(tool({"init-home", "--import", maker()}).status, 0);
+  std::string const path = writeList("wam.full.base.list", "");
+  keys().sign(path, "-u Maker");
+  EXPECT_EQ(tool({"verify"}).status, 0);
+  keys().sign(path, "-u Maker --digest-algo SHA1");
+  EXPECT_EQ(tool({"verify"}).status, notLoaded);
+}
+
+TEST_F(InitHomeCommandTest, MakesDirectoriesWhateverTheUmask) {
+  std::string const command =
+      "umask 077; " + quoted(ZEMO_TOOL) + " init-home --homedir " + quoted(home);
+  changeMode(files.path(), 0755);
+  ProgramRun const run = runProgram({"/bin/sh", "-c", command});
+  EXPECT_EQ(run.status, 0) << run.errors;
+  EXPECT_EQ(run.output, home + " trusts 0 keys\n");
+  EXPECT_EQ(modeOf(files / "new"), 0755U);
+  EXPECT_EQ(modeOf(home), 0755U);
+  EXPECT_EQ(modeOf(home + "/gpg.conf"), 0644U);
+  EXPECT_EQ(modeOf(home + "/pubring.kbx"), 0644U);
+  EXPECT_EQ(namesIn(home), (std::vector<std::string>{"gpg.conf", "pubring.kbx"}));
+}
+
+TEST_F(InitHomeCommandTest, AddsKeysWhenRunAgain) {
+  ASSERT_EQ(tool({"init-home", "--homedir", home, "--import", maker()}).status, 0);
+  ProgramRun const run = tool({"init-home", "--import", second(), "--homedir", home + "/"});
+  EXPECT_EQ(run.status, 0);
+  EXPECT_THAT(run.output, HasSubstr(keys().fingerprint("Maker")));
+  EXPECT_THAT(run.output, HasSubstr(keys().fingerprint("Second")));
+  EXPECT_THAT(run.output, HasSubstr(home + " trusts 2 keys\n"));
+  EXPECT_EQ(tool({"init-home", "--homedir", home}).output, run.output);
+  EXPECT_EQ(namesIn(home), (std::vector<std::string>{"gpg.conf", "pubring.kbx"}));
+}
+
+TEST_F(InitHomeCommandTest, TakesSeveralFiles) {
+  EXPECT_THAT(tool({"init-home", "--homedir", home, "--import", maker(), second()}).output,
+              HasSubstr("trusts 2 keys"));
+}
+
+TEST_F(InitHomeCommandTest, TakesArmouredKeys) {
+  runShell("gpg --homedir " + quoted(keys().path()) + " --armor --export Maker >" +
+           quoted(files / "-maker &3.asc"));
+  EXPECT_EQ(tool({"init-home", "--homedir", home, "--import", files / "-maker &3.asc"}).status, 0);
+}
+
+TEST_F(InitHomeCommandTest, TakesARevocation) {
+  GnupgHome other;
+  other.make("Gone");
+  std::string const file = other.exported({"Gone"}, files / "gone.gpg");
+  ASSERT_EQ(tool({"init-home", "--homedir", home, "--import", file}).status, 0);
+  std::string const revocation =
+      other.path() + "/openpgp-revocs.d/" + other.fingerprint("Gone") + ".rev";
+  runShell("sed 's/^:---/---/' " + quoted(revocation) + " >" + quoted(files / "rev.asc"));
+  ProgramRun const run = tool({"init-home", "--homedir", home, "--import", files / "rev.asc"});
+  EXPECT_EQ(run.status, 0) << run.errors;
+  EXPECT_THAT(run.output, HasSubstr("'Gone' (revoked)\n"));
+}
+
+TEST_F(InitHomeCommandTest, MakesAClosedHomeReadable) {
+  ASSERT_EQ(tool({"init-home", "--homedir", home}).status, 0);
+  changeMode(home + "/pubring.kbx", 0600);
+  changeMode(home + "/gpg.conf", 0600);
+  EXPECT_EQ(tool({"init-home", "--homedir", home}).status, 0);
+  EXPECT_EQ(modeOf(home + "/gpg.conf"), 0644U);
+  EXPECT_EQ(modeOf(home + "/pubring.kbx"), 0644U);
+}
+
+TEST_F(InitHomeCommandTest, WarnsOfDirectoriesThatOthersCannotEnter) {
+  changeMode(files.path(), 0700);
+  ProgramRun const run = tool({"init-home", "--homedir", home});
+  EXPECT_EQ(run.status, 0);
+  EXPECT_THAT(run.errors, HasSubstr("warning: other users cannot enter '" + files.path() + "'"));
+}
+
+TEST_F(InitHomeCommandTest, RefusesSecretKeysAndLeavesNothing) {
+  std::string const secret = keys().exportedSecret("Maker", files / "secret.gpg");
+  ProgramRun const run = tool({"init-home", "--homedir", home, "--import", second(), secret});
+  EXPECT_EQ(run.status, notLoaded);
+  EXPECT_EQ(run.output, "");
+  EXPECT_EQ(run.errors, "zemo-selfcheck: cannot import '" + secret +
+                            "': it holds secret keys; export the public ones (gpg --export)\n");
+  EXPECT_EQ(namesIn(files.path()), (std::vector<std::string>{"second.gpg", "secret.gpg"}));
+}
+
+TEST_F(InitHomeCommandTest, RefusesFilesWithoutKeysAndChangesNothing) {
+  ASSERT_EQ(tool({"init-home", "--homedir", home, "--import", maker()}).status, 0);
+  std::string const before = readFile(home + "/pubring.kbx");
+  writeFile(files / "text", "no keys\n");
+  writeFile(files / "empty", "");
+  std::string const cut = readFile(maker()) + readFile(second()).substr(0, 40);
+  writeFile(files / "cut", cut);
+  makeFifo(files / "fifo");
+  for (const std::string name : {"text", "empty", "cut", "fifo", "none"}) {
+    ProgramRun const run =
+        tool({"init-home", "--homedir", home, "--import", second(), files / name});
+    EXPECT_EQ(run.status, notLoaded) << name;
+    EXPECT_EQ(linesOf(run.errors).size(), 1U) << run.errors;
+    EXPECT_EQ(readFile(home + "/pubring.kbx"), before) << name;
+  }
+}
+
+TEST_F(InitHomeCommandTest, KeepsAConfigurationThatHasItsLines) {
+  makeDirectory(home);
+  writeFile(home + "/gpg.conf", "# ours\nno-greeting\n" + configuration);
+  EXPECT_EQ(tool({"init-home", "--homedir", home}).status, 0);
+  EXPECT_EQ(readFile(home + "/gpg.conf"), "# ours\nno-greeting\n" + configuration);
+}
+
+TEST_F(InitHomeCommandTest, RefusesAnotherConfigurationAndSaysWhatItLacks) {
+  makeDirectory(home);
+  std::string const other = "trust-model always\n#weak-digest SHA1\nno-auto-key-retrieve\n";
+  writeFile(home + "/gpg.conf", other);
+  ProgramRun const run = tool({"init-home", "--homedir", home, "--import", maker()});
+  EXPECT_EQ(run.status, notLoaded);
+  EXPECT_EQ(run.errors, "zemo-selfcheck: '" + home +
+                            "/gpg.conf' is there already and lacks 'weak-digest SHA1', "
+                            "'no-auto-check-trustdb': add that or remove the file\n");
+  EXPECT_EQ(readFile(home + "/gpg.conf"), other);
+  EXPECT_EQ(namesIn(home), std::vector<std::string>{"gpg.conf"});
+}
+
+TEST_F(InitHomeCommandTest, RefusesFilesThatGnupgTakesInstead) {
+  for (const std::string name : {"pubring.gpg", "gpg.conf-2"}) {
+    makeDirectory(home);
+    writeFile(home + "/" + name, "");
+    EXPECT_EQ(tool({"init-home", "--homedir", home}).status, notLoaded) << name;
+    EXPECT_EQ(namesIn(home), std::vector<std::string>{name});
+    remove(home);
+  }
+}
+
+TEST_F(InitHomeCommandTest, RefusesADamagedRing) {
+  makeDirectory(home);
+  writeFile(home + "/pubring.kbx", std::string(100, 'x'));
+  EXPECT_EQ(tool({"init-home", "--homedir", home, "--import", maker()}).status, notLoaded);
+  EXPECT_EQ(readFile(home + "/pubring.kbx"), std::string(100, 'x'));
+  EXPECT_EQ(namesIn(home), std::vector<std::string>{"pubring.kbx"});
+}
+
+TEST_F(InitHomeCommandTest, AKeptConfigurationThatGnupgRefusesIsFound) {
+  makeDirectory(home);
+  writeFile(home + "/gpg.conf", configuration + "status-fd 77\n");
+  ProgramRun const run = tool({"init-home", "--homedir", home});
+  EXPECT_EQ(run.status, notLoaded);
+  EXPECT_THAT(run.errors, HasSubstr("GnuPG cannot use the home '" + home + "'"));
+}
+
+TEST_F(InitHomeCommandTest, AFileInTheDirectorysPlace) {
+  writeFile(files / "new", "");
+  EXPECT_EQ(tool({"init-home", "--homedir", home}).status, notLoaded);
+  EXPECT_EQ(tool({"init-home", "--homedir", files / "new"}).status, notLoaded);
+}
+
+TEST_F(InitHomeCommandTest, WrongUsage) {
+  for (const std::vector<std::string>& words : std::vector<std::vector<std::string>>{
+           {"init-home", "--import"}, {"init-home", "--homedir", ""}, {"init-home", "word"}}) {
+    ProgramRun const run = tool(words);
+    EXPECT_EQ(run.status, usage);
+    EXPECT_EQ(linesOf(run.errors).size(), 1U);
+  }
+  EXPECT_TRUE(namesIn(listDir).empty());
+}

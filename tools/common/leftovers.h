@@ -1,0 +1,44 @@
+// Files that must not stay behind when the program ends half way.
+
+#ifndef ZEMO_TOOLS_COMMON_LEFTOVERS_H
+#define ZEMO_TOOLS_COMMON_LEFTOVERS_H
+
+#include <csignal>
+#include <string>
+
+namespace tool {
+
+// Removes the file or empty directory at a path when it goes, and also when a signal such as
+// SIGINT, SIGTERM, SIGHUP or SIGPIPE ends the program meanwhile, which it still does. Where a
+// signal is ignored or has a handler already, that stays: the program then goes on, and ends by its
+// own doing. To be used on one thread.
+class Leftover {
+ public:
+  // Nothing needs to exist at `path` yet, now or later.
+  explicit Leftover(const std::string& path);
+  ~Leftover();
+  Leftover(const Leftover&) = delete;
+  Leftover& operator=(const Leftover&) = delete;
+
+  // What is at the path stays.
+  void keep();
+
+ private:
+  char* _path;
+};
+
+// Holds these signals back while it lives: between making a file and noting it.
+class HeldSignals {
+ public:
+  HeldSignals();
+  ~HeldSignals();
+  HeldSignals(const HeldSignals&) = delete;
+  HeldSignals& operator=(const HeldSignals&) = delete;
+
+ private:
+  sigset_t _before{};
+};
+
+}  // namespace tool
+
+#endif

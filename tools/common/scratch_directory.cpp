@@ -1,0 +1,85 @@
+#include "common/scratch_directory.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+
+#include "common/descriptors.h"
+#include "common/failure.h"
+
+namespace tool {
+namespace {
+
+std::string templateForDirectories() {
+  const char* const chosen = getenv("TMPDIR");
+  std::string const parent = chosen != nullptr && *chosen != '\0' ? chosen : "/tmp";
+  return parent + "/zemo-selfcheck.XXXXXX";
+}
+
+}  // namespace
+
+ScratchDirectory::ScratchDirectory(const std::vector<std::string>& names)
+    : _path(templateForDirectories()) {
+  HeldSignals const untilNoted;
+  if (mkdtemp(_path.data()) == nullptr)
+    throw Failure(STATUS_NOT_LOADED,
+                  withReason("cannot make a directory " + inQuotes(_path), errno));
+  _leftovers.push_back(std::make_unique<Leftover>(_path));
+  for (const std::string& name : names)
+    _leftovers.push_back(std::make_unique<Leftover>(*this / name));
+}
+
+ScratchDirectory::~ScratchDirectory() {
+  std::error_code ignored;  // what cannot be removed stays, and harms nobody
+  std::filesystem::remove_all(_path, ignored);
+}
+
+std::string readWholeFile(const std::string& path) {
+  auto const fail = [&path](int error) {
+    throw Failure(STATUS_NOT_LOADED, withReason("cannot read " + inQuotes(path), error));
+  };
+  // Opening a FIFO would wait for its writer.
+  Descriptor const file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+  struct stat status = {};
+  if (file.get() < 0 || fstat(file.get(), &status) != 0)
+    fail(errno);
+  if (!S_ISREG(status.st_mode))
+    throw Failure(STATUS_NOT_LOADED,
+                  "cannot read " + inQuotes(path) + ": it is not a regular file");
+  std::string content;
+  std::array<char, 65536> buffer;  // NOLINT(cppcoreguidelines-pro-type-member-init) filled by read
+  for (;;) {
+    ssize_t const length = read(file.get(), buffer.data(), buffer.size());
+    if (length < 0 && errno == EINTR)
+      continue;
+    if (length < 0)
+      fail(errno);
+    if (length <= 0)
+      return content;
+    content.append(buffer.data(), static_cast<std::size_t>(length));
+  }
+}
+
+void writeWholeFile(const std::string& path, const std::string& content) {
+  auto const fail = [&path] {
+    throw Failure(STATUS_NOT_LOADED, withReason("cannot write " + inQuotes(path), errno));
+  };
+  Descriptor const file(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
+  if (file.get() < 0)
+    fail();
+  for (std::size_t done = 0; done < content.size();) {
+    ssize_t const written = write(file.get(), content.data() + done, content.size() - done);
+    if (written < 0 && errno == EINTR)
+      continue;
+    if (written < 0)
+      fail();
+    done += static_cast<std::size_t>(written);
+  }
+}
+
+}  // namespace tool

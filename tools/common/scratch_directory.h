@@ -1,0 +1,41 @@
+// A private directory for what other programs write on the way.
+
+#ifndef ZEMO_TOOLS_COMMON_SCRATCH_DIRECTORY_H
+#define ZEMO_TOOLS_COMMON_SCRATCH_DIRECTORY_H
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "common/leftovers.h"
+
+namespace tool {
+
+// A new directory below TMPDIR or /tmp that nobody else can enter. It goes with all that is in it;
+// where a signal ends the program, the files `names` go, and then the directory.
+class ScratchDirectory {
+ public:
+  // Throws Failure(STATUS_NOT_LOADED) if it cannot be made.
+  explicit ScratchDirectory(const std::vector<std::string>& names);
+  ~ScratchDirectory();
+  ScratchDirectory(const ScratchDirectory&) = delete;
+  ScratchDirectory& operator=(const ScratchDirectory&) = delete;
+
+  const std::string& path() const { return _path; }
+  std::string operator/(const std::string& name) const { return _path + "/" + name; }
+
+ private:
+  std::string _path;
+  std::vector<std::unique_ptr<Leftover>> _leftovers;
+};
+
+// The content of the regular file at `path`. Throws Failure(STATUS_NOT_LOADED) if it cannot be read
+// or is no regular file.
+std::string readWholeFile(const std::string& path);
+
+// Writes a file with this content, readable by its owner alone. Throws Failure(STATUS_NOT_LOADED).
+void writeWholeFile(const std::string& path, const std::string& content);
+
+}  // namespace tool
+
+#endif

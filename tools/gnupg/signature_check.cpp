@@ -1,0 +1,193 @@
+#include "gnupg/signature_check.h"
+
+#include <fcntl.h>
+#include <zemo/core.h>
+
+#include <algorithm>
+#include <cerrno>
+
+#include "common/descriptors.h"
+#include "common/failure.h"
+#include "common/label.h"
+#include "common/process.h"
+#include "common/sets.h"
+#include "gnupg/status_lines.h"
+
+namespace tool {
+namespace {
+
+using Verdict = Signature::Verdict;
+
+std::time_t timeIn(const std::string& word) {
+  return static_cast<std::time_t>(numberIn(word));
+}
+
+// libgpg-error's codes in an ERRSIG line.
+constexpr long long errorDigest = 5;
+constexpr long long errorNoPublicKey = 9;
+
+// VALIDSIG FINGERPRINT DATE MADE EXPIRES VERSION - ALGORITHM DIGEST CLASS PRIMARY
+void takeValid(const StatusLine& line, Signature& signature) {
+  signature.fingerprint = line.word(0);
+  signature.made = timeIn(line.word(2));
+  signature.expires = timeIn(line.word(3));
+  signature.digest = static_cast<int>(numberIn(line.word(7)));
+  signature.ofText = line.word(8) == "01";
+  signature.primary = line.word(9);
+}
+
+// ERRSIG KEYID ALGORITHM DIGEST CLASS MADE ERROR FINGERPRINT
+void takeUnchecked(const StatusLine& line, Signature& signature) {
+  signature.keyId = line.word(0);
+  signature.digest = static_cast<int>(numberIn(line.word(2)));
+  signature.made = timeIn(line.word(4));
+  signature.error = numberIn(line.word(5));
+  signature.fingerprint = line.word(6) == "-" ? "" : line.word(6);
+  bool const noKey = signature.error == errorNoPublicKey;
+  signature.verdict = noKey ? Verdict::NoPublicKey : Verdict::NotChecked;
+}
+
+// Lines that say of a signature how it stands: KEYWORD KEYID USERID.
+struct Word {
+  const char* keyword;
+  Verdict verdict;
+};
+constexpr Word verdictWords[] = {
+    {"GOODSIG", Verdict::Good},
+    {"EXPKEYSIG", Verdict::GoodExpiredKey},
+    {"REVKEYSIG", Verdict::GoodRevokedKey},
+    {"EXPSIG", Verdict::Expired},
+    {"BADSIG", Verdict::Bad},
+};
+
+void take(const StatusLine& line, Signature& signature) {
+  for (const Word& word : verdictWords) {
+    if (line.keyword == word.keyword) {
+      signature.verdict = word.verdict;
+      signature.keyId = line.word(0);
+      signature.userId = line.textFrom(1);
+    }
+  }
+  if (line.keyword == "VALIDSIG")
+    takeValid(line, signature);
+  else if (line.keyword == "ERRSIG")
+    takeUnchecked(line, signature);
+  else if (line.keyword == "KEYEXPIRED" && signature.keyExpired == 0)
+    signature.keyExpired = timeIn(line.word(0));  // 0 comes for a subkey that lives on by itself
+  else if (line.keyword == "KEY_CONSIDERED" && signature.primary.empty())
+    signature.primary = line.word(0);
+}
+
+// Why the file cannot be read, or nothing.
+std::string unreadable(const std::string& what, const std::string& path) {
+  Descriptor const file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+  if (file.get() >= 0)
+    return "";
+  return withReason("the " + what + " " + inQuotes(path) + " cannot be read", errno);
+}
+
+// What keeps GnuPG from a verdict on a signature, where its status lines have no word for it.
+std::string reasonFor(const std::vector<StatusLine>& lines, const SignatureCheck& check, int status,
+                      const std::string& list) {
+  for (const std::string& reason :
+       {unreadable("list", list), unreadable("signature file", list + ".asc"),
+        unreadable("key ring", systemDirectory + "/pubring.kbx")}) {
+    if (!reason.empty())
+      return reason;
+  }
+  bool const allTold = std::all_of(
+      check.signatures.begin(), check.signatures.end(),
+      [](const Signature& one) { return !isGood(one) && one.verdict != Verdict::None; });
+  if (!check.signatures.empty() && allTold)
+    return "";
+  bool const noData = std::any_of(lines.begin(), lines.end(),
+                                  [](const StatusLine& line) { return line.keyword == "NODATA"; });
+  std::string const ended = "GnuPG ended with exit status " + std::to_string(status);
+  if (check.signatures.empty() && noData)
+    return "the signature file holds no signature, or a part of one";
+  if (check.signatures.empty()) {
+    std::string const failure = failureIn(lines, "verify");
+    return ended + (failure.empty() ? "; there is no detached signature in the signature file"
+                                    : ": " + failure);
+  }
+  bool const allGood = std::all_of(check.signatures.begin(), check.signatures.end(), isGood);
+  if (allGood)
+    return ended + " though the signature is good";
+  bool const stopped = check.signatures.back().verdict == Verdict::None;
+  return stopped ? ended + " before a verdict; it may be unable to use its home " +
+                       inQuotes(systemDirectory) + " as this user (see init-home)"
+                 : "";
+}
+
+}  // namespace
+
+bool isGood(const Signature& signature) {
+  return signature.verdict == Verdict::Good || signature.verdict == Verdict::GoodExpiredKey ||
+         signature.verdict == Verdict::GoodRevokedKey;
+}
+
+std::string describe(const Signature& signature) {
+  switch (signature.verdict) {
+    case Verdict::Good:
+    case Verdict::GoodExpiredKey:
+    case Verdict::GoodRevokedKey:
+      return "good";
+    case Verdict::Expired:
+      return "expired " + utcText(signature.expires);
+    case Verdict::Bad:
+      return "bad: the list is not the one that was signed";
+    case Verdict::NoPublicKey:
+      return "no public key " +
+             (signature.fingerprint.empty() ? signature.keyId : signature.fingerprint) +
+             " in the key ring";
+    case Verdict::NotChecked:
+      if (signature.error == errorDigest && isWeakDigest(signature.digest))
+        return "refused: " + digestName(signature.digest) + " is a weak digest";
+      return "not checked: " + (signature.error == errorDigest
+                                    ? digestName(signature.digest) + " is not supported"
+                                    : errorText(signature.error));
+    case Verdict::None:
+      break;
+  }
+  return "no verdict";
+}
+
+std::vector<Signature> signaturesIn(const std::string& status) {
+  std::vector<Signature> signatures;
+  for (const StatusLine& line : statusLines(status)) {
+    if (line.keyword == "NEWSIG")
+      signatures.emplace_back();
+    else if (!signatures.empty())
+      take(line, signatures.back());
+  }
+  return signatures;
+}
+
+SignatureCheck checkSignature(const std::string& list) {
+  SignatureCheck check;
+  std::string const signature = list + ".asc";
+  if (VLIBFileExist(signature.c_str()) == 0) {
+    check.reason = "there is no signature file " + inQuotes(signature);
+    return check;
+  }
+  // GnuPG would make an empty one, which other users cannot read.
+  if (VLIBFileExist((systemDirectory + "/pubring.kbx").c_str()) == 0 &&
+      VLIBFileExist((systemDirectory + "/pubring.gpg").c_str()) == 0) {
+    check.reason = "there is no key ring in " + inQuotes(systemDirectory) + " (see init-home)";
+    return check;
+  }
+  Command command;
+  command.captured = 3;
+  command.words = {"/usr/bin/gpg", "--homedir", systemDirectory, "--status-fd", "3", "--verify",
+                   signature,      list};
+  command.showErrors = false;
+  command.cleanEnvironment = true;
+  Outcome const outcome = run(command);
+  check.verified = outcome.status == 0;
+  check.signatures = signaturesIn(outcome.output);
+  if (!check.verified)
+    check.reason = reasonFor(statusLines(outcome.output), check, outcome.status, list);
+  return check;
+}
+
+}  // namespace tool

@@ -1,0 +1,134 @@
+// remove-key: retires keys by taking them out of the key ring. GnuPG's exit status accepts keys
+// that have expired or are revoked, so nothing less does.
+
+#include <zemo/selfcheck.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "commands.h"
+#include "common/directory_lock.h"
+#include "common/escape.h"
+#include "common/failure.h"
+#include "common/sets.h"
+#include "gnupg/fingerprint.h"
+#include "gnupg/key_ring.h"
+#include "gnupg/signature_check.h"
+
+namespace tool {
+namespace {
+
+const char* const examples =
+    "Removes all of the keys or none. Then says which lists have verified before and do not any\n"
+    "more; a set with such a list cannot be loaded until that is signed with another key.\n"
+    "\n"
+    "Example:\n"
+    "  zemo-selfcheck remove-key 6136B3167575C697A6AB41B58489D4A54BFA7117\n";
+
+struct Options {
+  std::vector<std::string> fingerprints;
+  std::string home = systemDirectory;
+};
+
+std::vector<std::string> wanted(const Options& options) {
+  std::vector<std::string> fingerprints;
+  for (const std::string& word : options.fingerprints) {
+    std::string const fingerprint = fingerprintFrom(word);
+    if (std::find(fingerprints.begin(), fingerprints.end(), fingerprint) == fingerprints.end())
+      fingerprints.push_back(fingerprint);
+  }
+  if (fingerprints.empty())
+    throw UsageError("name at least one key by its fingerprint");
+  return fingerprints;
+}
+
+// The key, or why it cannot be removed.
+Key keyWith(const std::string& fingerprint, const std::vector<Key>& keys) {
+  for (const Key& key : keys) {
+    if (key.fingerprint == fingerprint)
+      return key;
+    if (std::find(key.subkeys.begin(), key.subkeys.end(), fingerprint) != key.subkeys.end())
+      throw Failure(STATUS_NOT_LOADED, fingerprint + " is a subkey of " + key.fingerprint +
+                                           ": give that one; nothing is removed");
+  }
+  throw Failure(STATUS_NOT_LOADED,
+                "there is no key " + fingerprint + " in the key ring; nothing is removed");
+}
+
+// The lists of all sets and modes that verify now.
+std::vector<std::string> verifyingLists() {
+  std::vector<std::string> sets = {systemSet};
+  try {
+    sets = chosenSets({}, true);
+  } catch (const Failure& failure) {
+    say("warning: cannot look at the lists of packages: " + std::string(failure.what()));
+  }
+  std::vector<std::string> lists;
+  for (const std::string& set : sets) {
+    std::string const directory = setDirectory(set);
+    for (const std::string& list :
+         ZEMO::SELF_CHECK::glob(directory, directory + "/" + set + ".*.*.list")) {
+      if (checkSignature(list).verified)
+        lists.push_back(list);
+    }
+  }
+  return lists;
+}
+
+std::vector<Key> removeFrom(const std::string& home, const std::vector<std::string>& fingerprints) {
+  KeyRing ring(home);
+  std::vector<Key> const keys = ring.keys();
+  std::vector<Key> removed;
+  for (const std::string& fingerprint : fingerprints)
+    removed.push_back(keyWith(fingerprint, keys));
+  for (const Key& key : removed)
+    ring.remove(key.fingerprint);
+  ring.install();
+  return removed;
+}
+
+void reportOrphans(const std::vector<std::string>& verifiedBefore) {
+  std::size_t count = 0;
+  for (const std::string& list : verifiedBefore) {
+    if (checkSignature(list).verified)
+      continue;
+    printf("no longer verifies: %s\n", escaped(list).c_str());
+    count += 1;
+  }
+  if (count == 0)
+    printf("all lists that have verified before still do\n");
+}
+
+int runRemoveKey(const Options& options) {
+  std::vector<std::string> const fingerprints = wanted(options);
+  DirectoryLock const lock(options.home);
+  refuseOtherRings(options.home);
+  if (!exists(ringIn(options.home)))
+    throw Failure(STATUS_NOT_LOADED, "there is no key ring " + inQuotes(ringIn(options.home)));
+  bool const systemHome = options.home == systemDirectory;
+  std::vector<std::string> const before =
+      systemHome ? verifyingLists() : std::vector<std::string>();
+  for (const Key& key : removeFrom(options.home, fingerprints))
+    printf("removed %s\n", describe(key).c_str());
+  if (systemHome)
+    reportOrphans(before);
+  return STATUS_INTACT;
+}
+
+}  // namespace
+
+void addRemoveKey(CLI::App& program, Chosen& chosen) {
+  auto const options = std::make_shared<Options>();
+  CLI::App* const command =
+      program.add_subcommand("remove-key", "Retire keys by removing them from the key ring");
+  command->add_option("FINGERPRINT", options->fingerprints, "Full fingerprints of primary keys");
+  command->add_option("--homedir", options->home, "Another home than /usr/zemo/selfcheck")
+      ->type_name("DIR");
+  command->footer(examples);
+  command->callback([options, &chosen] { chosen = [options] { return runRemoveKey(*options); }; });
+}
+
+}  // namespace tool

@@ -1,0 +1,132 @@
+// sign: puts a signature beside each list.
+//
+// The list is read once, and what has been read is what GnuPG signs and what is put in place again.
+// List and signature are each written beside their place, brought to the disk, and renamed, first
+// the list, then the signature. The list's content does not change by that. So a list that has a
+// good signature has one at every moment, the old one or the new one. A list that has been changed
+// since it was signed verifies from the moment of the last rename on; ended before that, sign can
+// simply be run again.
+//
+// Two runs of sign put their files in place one after another, and a list that is no longer what
+// has been signed stays as it is. A program that takes no notice of the lock and replaces the list
+// in the very moment between that look and the rename loses its change; the pair that is there then
+// verifies all the same.
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "commands.h"
+#include "common/atomic_file.h"
+#include "common/directory_lock.h"
+#include "common/escape.h"
+#include "common/failure.h"
+#include "common/label.h"
+#include "common/list_file.h"
+#include "common/scratch_directory.h"
+#include "common/sets.h"
+#include "gnupg/signer.h"
+
+namespace tool {
+namespace {
+
+const char* const examples =
+    "Writes LIST.asc, an armoured detached signature with the digest SHA-512, made by GnuPG.\n"
+    "Agent, pinentry and terminal are the caller's own.\n"
+    "\n"
+    "Example:\n"
+    "  zemo-selfcheck sign wam.full.base.list --key maker@example.org\n";
+
+struct Options {
+  std::vector<std::string> lists;
+  std::string key;
+  std::string home;
+};
+
+struct Signed {
+  std::string path;
+  std::string content;
+};
+
+void requireDirectory(const std::string& home) {
+  struct stat status = {};
+  if (stat(home.c_str(), &status) != 0 || !S_ISDIR(status.st_mode))
+    throw Failure(STATUS_NOT_LOADED, "there is no directory " + inQuotes(home));
+}
+
+void warnOfLabel(const std::string& path, const std::string& line) {
+  std::optional<Label> const label = parseLabel(line);
+  if (!label) {
+    say("warning: " + inQuotes(path) +
+        " does not say in line 2 which list it is, so it can stand in for another");
+    return;
+  }
+  std::string const name = label->set + "." + label->mode + "." + label->list + ".list";
+  if (name != fileName(path))
+    say("warning: " + inQuotes(path) + " says in line 2 that it is " + inQuotes(name));
+}
+
+// The list's content, after it has been found to be a check list.
+Signed readList(const std::string& path) {
+  struct stat status = {};
+  if (lstat(path.c_str(), &status) == 0 && S_ISLNK(status.st_mode))
+    throw Failure(STATUS_NOT_LOADED,
+                  inQuotes(path) + " is a symbolic link: name the list that it leads to");
+  Signed list{path, readWholeFile(path)};
+  warnOfLabel(path, readListFile(path).label);
+  return list;
+}
+
+void sign(const Signed& list, const Signer& signer) {
+  std::string const signature = signer.signatureOf(list.content, list.path);
+  AtomicFile listFile(list.path, 0644);
+  listFile.write(list.content);
+  listFile.finish();
+  AtomicFile signatureFile(list.path + ".asc", 0644);
+  signatureFile.write(signature);
+  signatureFile.finish();
+
+  DirectoryLock const lock(directoryOf(list.path));
+  if (readWholeFile(list.path) != list.content)
+    throw Failure(STATUS_NOT_LOADED,
+                  inQuotes(list.path) + " has changed while it was being signed; sign it again");
+  listFile.commit();
+  signatureFile.commit();
+  printf("%s.asc: signed by %s\n", escaped(list.path).c_str(), describe(signer.key()).c_str());
+}
+
+int runSign(const Options& options) {
+  if (options.lists.empty())
+    throw UsageError("name at least one list");
+  if (options.key.empty())
+    throw UsageError("--key is needed: the key to sign with");
+  if (!options.home.empty())
+    requireDirectory(options.home);
+  std::vector<Signed> lists;
+  for (const std::string& path : options.lists)
+    lists.push_back(readList(path));
+  Signer const signer(options.key, options.home);
+  for (const Signed& list : lists)
+    sign(list, signer);
+  return STATUS_INTACT;
+}
+
+}  // namespace
+
+void addSign(CLI::App& program, Chosen& chosen) {
+  auto const options = std::make_shared<Options>();
+  CLI::App* const command = program.add_subcommand("sign", "Sign check lists with GnuPG");
+  command->add_option("LIST", options->lists, "Check lists");
+  command->add_option("--key", options->key, "The secret key: fingerprint, key id or user id")
+      ->type_name("KEY");
+  command->add_option("--homedir", options->home, "Another GnuPG home than the caller's own")
+      ->type_name("DIR");
+  command->footer(examples);
+  command->callback([options, &chosen] { chosen = [options] { return runSign(*options); }; });
+}
+
+}  // namespace tool

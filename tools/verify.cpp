@@ -1,0 +1,112 @@
+// verify: the lists of a set, in the order in which they are read, and who signed them.
+
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "commands.h"
+#include "common/escape.h"
+#include "common/failure.h"
+#include "common/sets.h"
+#include "gnupg/fingerprint.h"
+#include "verify/judgement.h"
+#include "verify/report.h"
+
+namespace tool {
+namespace {
+
+const char* const examples =
+    "A list is good when GnuPG's exit status is 0, as for the library. That accepts keys that "
+    "have\n"
+    "expired or are revoked; --strict does not.\n"
+    "\n"
+    "Examples:\n"
+    "  zemo-selfcheck verify\n"
+    "  zemo-selfcheck verify --all --strict --key 6136B3167575C697A6AB41B58489D4A54BFA7117\n";
+
+struct Options {
+  std::vector<std::string> sets;
+  bool all = false;
+  std::string mode = defaultMode;
+  bool strict = false;
+  std::vector<std::string> keys;
+};
+
+struct Counts {
+  std::size_t lists = 0;
+  std::size_t unusable = 0;
+  std::size_t objectionable = 0;
+  std::size_t emptySets = 0;
+};
+
+std::string counted(std::size_t number, const char* one, const char* many) {
+  return std::to_string(number) + " " + (number == 1 ? one : many);
+}
+
+void print(const std::string& text) {
+  (void)fwrite(text.data(), 1, text.size(), stdout);  // flushOutput() tells of a failure
+}
+
+void verifySet(const std::string& set, const Options& options, const Demands& demands,
+               Counts& counts) {
+  std::vector<Judgement> const judgements = judgeLists(set, options.mode, demands);
+  print("set " + escaped(set) + ", mode " + escaped(options.mode) + ": " +
+        (judgements.empty() ? "no lists" : counted(judgements.size(), "list", "lists")) + "\n");
+  if (judgements.empty())
+    counts.emptySets += 1;
+  for (const Judgement& judgement : judgements) {
+    print(reportOn(judgement));
+    counts.lists += 1;
+    if (!isUsable(judgement))
+      counts.unusable += 1;
+    else if (!judgement.objections.empty())
+      counts.objectionable += 1;
+  }
+}
+
+int runVerify(const Options& options) {
+  requireModeName(options.mode);
+  Demands demands;
+  demands.strict = options.strict;
+  for (const std::string& key : options.keys)
+    demands.pinned.push_back(fingerprintFrom(key));
+  Counts counts;
+  for (const std::string& set : chosenSets(options.sets, options.all))
+    verifySet(set, options, demands, counts);
+
+  std::size_t const good = counts.lists - counts.unusable - counts.objectionable;
+  std::string summary = counted(counts.lists, "list", "lists") + ": " + std::to_string(good) +
+                        " good, " + std::to_string(counts.unusable) + " unusable, " +
+                        std::to_string(counts.objectionable) + " objectionable";
+  if (counts.emptySets != 0)
+    summary += "; " + counted(counts.emptySets, "set", "sets") + " without lists";
+  print(summary + "\n");
+  return (counts.unusable != 0 || counts.emptySets != 0 ? STATUS_NOT_LOADED : 0) |
+         (counts.objectionable != 0 ? STATUS_UNCHECKED : 0);
+}
+
+}  // namespace
+
+void addVerify(CLI::App& program, Chosen& chosen) {
+  auto const options = std::make_shared<Options>();
+  CLI::App* const command =
+      program.add_subcommand("verify", "Show the lists of sets and who signed them");
+  command->add_option("SET", options->sets, "Sets; the system's own, wam, if none is named");
+  command->add_flag("--all", options->all, "The system's own set and that of every package");
+  command->add_option("--mode", options->mode, "The lists' mode, full if not given")
+      ->type_name("MODE");
+  command->add_flag("--strict", options->strict,
+                    "Object to keys that have expired, are revoked or not named by --key, to weak "
+                    "digests, and to lists that are not labelled as themselves or not named in "
+                    "listorder");
+  command
+      ->add_option("--key", options->keys,
+                   "Object to signatures by other keys: full fingerprint of the key or of its "
+                   "primary key")
+      ->type_name("FINGERPRINT");
+  command->footer(examples);
+  command->callback([options, &chosen] { chosen = [options] { return runVerify(*options); }; });
+}
+
+}  // namespace tool

@@ -1,0 +1,144 @@
+#include "verify/judgement.h"
+
+#include <fcntl.h>
+#include <zemo/core.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <map>
+
+#include "common/descriptors.h"
+#include "common/failure.h"
+#include "common/list_file.h"
+#include "common/sets.h"
+
+namespace tool {
+namespace {
+
+// `line` as somebody may have meant it.
+std::string meantBy(std::string line) {
+  std::size_t const end = line.find_last_not_of(" \t\r");
+  line.erase(end == std::string::npos ? 0 : end + 1);
+  line.erase(0, line.find_first_not_of(" \t"));
+  return line.substr(line.rfind('/') + 1);
+}
+
+class Order {
+ public:
+  explicit Order(const std::string& directory)
+      : _lines(orderLines(directory)), _positions(orderPositions(_lines)) {
+    std::string const path = directory + "/listorder";
+    _exists = VLIBFileExist(path.c_str()) != 0;
+    Descriptor const file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+    if (_exists && file.get() < 0)
+      _unreadable = withReason(inQuotes(path) + " cannot be read", errno);
+  }
+
+  Place placeOf(const std::string& list) const {
+    Place place;
+    place.orderExists = _exists;
+    place.unreadable = _unreadable;
+    std::string const name = fileName(list);
+    auto const position = _positions.find(name);
+    if (position != _positions.end()) {
+      place.line = position->second;
+      return place;
+    }
+    for (std::size_t i = 0; i < _lines.size(); ++i) {
+      if (meantBy(_lines[i]) == meantBy(name))
+        place.almost = i + 1;
+    }
+    return place;
+  }
+
+ private:
+  std::vector<std::string> _lines;
+  std::map<std::string, std::size_t> _positions;
+  bool _exists = false;
+  std::string _unreadable;
+};
+
+Binding bindingOf(const std::string& list, const std::string& set, const std::string& mode) {
+  Binding binding;
+  try {
+    binding.label = parseLabel(readListFile(list).label);
+  } catch (const Failure& failure) {
+    binding.state = Binding::State::NoList;
+    binding.reason = failure.what();
+    return binding;
+  }
+  if (!binding.label)
+    return binding;
+  const Label& label = *binding.label;
+  bool const bound =
+      label.set == set && label.mode == mode && label.list == listName(list, set, mode);
+  binding.state = bound ? Binding::State::Bound : Binding::State::OtherList;
+  return binding;
+}
+
+bool isPinned(const Signature& signature, const std::vector<std::string>& pinned) {
+  return std::any_of(pinned.begin(), pinned.end(), [&signature](const std::string& key) {
+    return key == signature.fingerprint || key == signature.primary;
+  });
+}
+
+// Every signature is held to the demands: a good one does not make up for another.
+void objectTo(const Signature& signature, const Demands& demands,
+              std::vector<std::string>& objections) {
+  if (!isGood(signature))
+    return;  // it does not verify, which is worse
+  std::string const key = "key " + signature.fingerprint;
+  if (demands.strict && signature.verdict == Signature::Verdict::GoodExpiredKey)
+    objections.push_back(key + " has expired");
+  if (demands.strict && signature.verdict == Signature::Verdict::GoodRevokedKey)
+    objections.push_back(key + " is revoked");
+  if (demands.strict && isWeakDigest(signature.digest))
+    objections.push_back(digestName(signature.digest) + " is a weak digest");
+  if (!isPinned(signature, demands.pinned))
+    objections.push_back(key + " is not one that --key names");
+}
+
+std::vector<std::string> objectionsTo(const Judgement& judgement, const Demands& demands) {
+  std::vector<std::string> objections;
+  if (!demands.strict && demands.pinned.empty())
+    return objections;
+  for (const Signature& signature : judgement.check.signatures)
+    objectTo(signature, demands, objections);
+  // No known GnuPG does this. If one did, there would be nothing to compare with --key.
+  if (judgement.check.verified &&
+      std::none_of(judgement.check.signatures.begin(), judgement.check.signatures.end(), isGood))
+    objections.emplace_back("GnuPG does not say who signed it");
+  if (!demands.strict)
+    return objections;
+  if (judgement.binding.state == Binding::State::NoLabel)
+    objections.emplace_back("line 2 does not say which list it is");
+  if (judgement.binding.state == Binding::State::OtherList)
+    objections.emplace_back("line 2 says that it is another list");
+  if (judgement.place.orderExists && judgement.place.line == 0)
+    objections.emplace_back("listorder does not name it");
+  return objections;
+}
+
+}  // namespace
+
+std::vector<Judgement> judgeLists(const std::string& set, const std::string& mode,
+                                  const Demands& demands) {
+  Order const order(setDirectory(set));
+  std::vector<Judgement> judgements;
+  for (const std::string& list : listsOf(set, mode)) {
+    Judgement judgement;
+    judgement.path = list;
+    judgement.place = order.placeOf(list);
+    judgement.check = checkSignature(list);
+    judgement.binding = bindingOf(list, set, mode);
+    judgement.objections = objectionsTo(judgement, demands);
+    judgements.push_back(std::move(judgement));
+  }
+  return judgements;
+}
+
+bool isUsable(const Judgement& judgement) {
+  return judgement.check.verified && judgement.binding.state != Binding::State::NoList;
+}
+
+}  // namespace tool

@@ -1,0 +1,54 @@
+// What there is to say of one list: its place, its label, its signatures.
+
+#ifndef ZEMO_TOOLS_VERIFY_JUDGEMENT_H
+#define ZEMO_TOOLS_VERIFY_JUDGEMENT_H
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "common/label.h"
+#include "gnupg/signature_check.h"
+
+namespace tool {
+
+// What `listorder` makes of a list.
+struct Place {
+  std::size_t line = 0;    // that names it; 0: none does, and it is read before all that are named
+  std::size_t almost = 0;  // the line that would name it but for blanks, a carriage return or "./"
+  bool orderExists = false;
+  std::string unreadable;  // why the file cannot be read
+};
+
+// Line 2 of a list.
+struct Binding {
+  enum class State { Bound, OtherList, NoLabel, NoList };
+  State state = State::NoLabel;
+  std::optional<Label> label;
+  std::string reason;  // NoList: why the library cannot read it; names are escaped
+};
+
+struct Judgement {
+  std::string path;
+  Place place;
+  Binding binding;
+  SignatureCheck check;
+  std::vector<std::string> objections;  // what only --strict and --key mind
+};
+
+struct Demands {
+  bool strict = false;
+  std::vector<std::string> pinned;  // fingerprints of signing keys or their primary keys
+};
+
+// Looks at every list of the set in the order in which the library reads them.
+std::vector<Judgement> judgeLists(const std::string& set, const std::string& mode,
+                                  const Demands& demands);
+
+// The library accepts its signature, and can read it.
+bool isUsable(const Judgement& judgement);
+
+}  // namespace tool
+
+#endif

@@ -1,0 +1,95 @@
+#include "verify/report.h"
+
+#include "common/escape.h"
+#include "common/failure.h"
+
+namespace tool {
+namespace {
+
+std::string row(const std::string& name, const std::string& text) {
+  std::string line = "  " + name;
+  line.resize(13, ' ');
+  return line + text + "\n";
+}
+
+std::string textOf(const Place& place) {
+  if (place.line != 0)
+    return "line " + std::to_string(place.line) + " of listorder";
+  if (!place.orderExists)
+    return "by name, there is no listorder";
+  std::string text = "not named in listorder, read before all that are";
+  if (!place.unreadable.empty())
+    text += "; " + place.unreadable;
+  if (place.almost != 0)
+    text += "; line " + std::to_string(place.almost) +
+            " would name it but for blanks, a carriage return or a path around the name";
+  return text;
+}
+
+std::string textOf(const Binding& binding) {
+  if (binding.state == Binding::State::NoList)
+    return binding.reason;
+  if (!binding.label)
+    return "none: the signature does not say which list this is";
+  const Label& label = *binding.label;
+  std::string const version =
+      "serial " + std::to_string(label.serial) + ", made " + utcText(label.date);
+  if (binding.state == Binding::State::Bound)
+    return "this list, " + version;
+  return "another list: set " + inQuotes(label.set) + ", mode " + inQuotes(label.mode) + ", list " +
+         inQuotes(label.list) + ", " + version;
+}
+
+std::string keyRows(const Signature& signature) {
+  std::string key = signature.fingerprint.empty() ? signature.keyId : signature.fingerprint;
+  if (key.empty())
+    return "";
+  if (!signature.userId.empty())
+    key += " " + inQuotes(signature.userId);
+  if (signature.verdict == Signature::Verdict::GoodRevokedKey)
+    key += ", revoked";
+  if (signature.verdict == Signature::Verdict::GoodExpiredKey)
+    key += ", expired" +
+           (signature.keyExpired == 0 ? std::string() : " " + utcText(signature.keyExpired));
+  std::string rows = row("key", key);
+  if (!signature.primary.empty())
+    rows += row("primary", signature.primary);
+  return rows;
+}
+
+std::string rowsOf(const Signature& signature) {
+  std::string text = describe(signature);
+  if (signature.digest != digestUnknown)
+    text += ", " + digestName(signature.digest);
+  if (signature.made != 0)
+    text += ", made " + utcText(signature.made);
+  if (signature.verdict != Signature::Verdict::Expired && signature.expires != 0)
+    text += ", expires " + utcText(signature.expires);
+  if (signature.ofText)
+    text += ", as text: not of line ends and blanks before them";
+  return row("signature", text) + keyRows(signature);
+}
+
+}  // namespace
+
+std::string reportOn(const Judgement& judgement) {
+  const char* verdict = "good";
+  if (!judgement.check.verified)
+    verdict = "does not verify";
+  else if (!isUsable(judgement))
+    verdict = "no check list";
+  else if (!judgement.objections.empty())
+    verdict = "objectionable";
+  std::string text = escaped(judgement.path) + ": " + verdict + "\n";
+  text += row("order", textOf(judgement.place));
+  text += row("label", textOf(judgement.binding));
+  for (const Signature& signature : judgement.check.signatures)
+    text += rowsOf(signature);
+  if (!judgement.check.reason.empty())
+    text += row(judgement.check.signatures.empty() ? "signature" : "", judgement.check.reason);
+  for (const std::string& objection : judgement.objections)
+    text += row("objection", objection);
+  return text;
+}
+
+}  // namespace tool
