@@ -80,29 +80,6 @@ int parsedAndRun(int argc, const char* const* argv) {
 }
 
 int runAndReport(int argc, const char* const* argv) {
-}  // namespace
-
-void addCommands(CLI::App& program, Chosen& chosen) {
-  program.require_subcommand(1);
-  program.set_version_flag("--version", "zemo-selfcheck " ZEMO_VERSION);
-  program.footer(overview);
-  // addCheck
-  addDiff(program, chosen);
-  addDoctor(program, chosen);
-  addFiles(program, chosen);
-  addMake(program, chosen);
-  addShow(program, chosen);
-  addVerify(program, chosen);
-  addSign(program, chosen);
-  addInitHome(program, chosen);
-  addRemoveKey(program, chosen);
-}
-
-int runProgram(int argc, const char* const* argv) {
-  occupyStandardDescriptors();
-  // Ignored, as a caller may have left it, it takes the exit status of the programs that are run.
-  (void)std::signal(SIGCHLD, SIG_DFL);
-  startLogRelay();
   try {
     return parsedAndRun(argc, argv);
   } catch (const Failure& failure) {
@@ -124,10 +101,20 @@ void addCommands(CLI::App& program, Chosen& chosen) {
   program.footer(overview);
   addCheck(program, chosen);
   addFiles(program, chosen);
+  addVerify(program, chosen);
+  addShow(program, chosen);
+  addDiff(program, chosen);
+  addDoctor(program, chosen);
+  addMake(program, chosen);
+  addSign(program, chosen);
+  addInitHome(program, chosen);
+  addRemoveKey(program, chosen);
 }
 
 int runProgram(int argc, const char* const* argv) {
   occupyStandardDescriptors();
+  // Ignored, as a caller may have left it, it takes the exit status of the programs that are run.
+  (void)std::signal(SIGCHLD, SIG_DFL);
   startLogRelay();
   int const status = runAndReport(argc, argv);
   if (interrupted()) {
