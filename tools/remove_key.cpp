@@ -69,8 +69,8 @@ std::vector<std::string> verifyingLists() {
   std::vector<std::string> lists;
   for (const std::string& set : sets) {
     std::string const directory = setDirectory(set);
-    for (const std::string& list :
-         ZEMO::SELF_CHECK::glob(directory, directory + "/" + set + ".*.*.list")) {
+    for (const std::string& list : ZEMO::SELF_CHECK::glob(
+             directory, std::string(directory).append("/" + set + ".*.*.list"))) {
       if (checkSignature(list).verified)
         lists.push_back(list);
     }
@@ -82,6 +82,7 @@ std::vector<Key> removeFrom(const std::string& home, const std::vector<std::stri
   KeyRing ring(home);
   std::vector<Key> const keys = ring.keys();
   std::vector<Key> removed;
+  removed.reserve(fingerprints.size());
   for (const std::string& fingerprint : fingerprints)
     removed.push_back(keyWith(fingerprint, keys));
   for (const Key& key : removed)
