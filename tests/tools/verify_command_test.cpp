@@ -331,6 +331,14 @@ TEST_F(VerifyCommandTest, LabelsOfAnotherListOrNone) {
   EXPECT_THAT(strict.output, HasSubstr("objection  line 2 does not say which list it is\n"));
 }
 
+TEST_F(VerifyCommandTest, SetModeAndNameOfALabelAllCount) {
+  for (const std::string fields :
+       {"set=p mode=full list=base", "set=wam mode=quick list=base", "set=wam mode=full list=x"}) {
+    keys().sign(labelled("base", fields + " serial=1 date=2026-09-21T12:00:00Z"), "-u Maker");
+    EXPECT_EQ(strictly({key("Maker")}).status, unchecked) << fields;
+  }
+}
+
 TEST_F(VerifyCommandTest, ASignedFileThatIsNoListIsUnusable) {
   std::string const path = list("base");
   writeFile(path, "something else\n");
