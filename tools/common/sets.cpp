@@ -37,7 +37,7 @@ std::vector<std::string> directoriesIn(const std::string& directory) {
     if (name == "." || name == "..")
       continue;
     // What cannot be examined may be a directory, unless it is gone or a link to nothing.
-    bool const known = stat((directory + "/" + name).c_str(), &status) == 0;
+    bool const known = fstatat(dirfd(stream.get()), member->d_name, &status, 0) == 0;
     if (known ? S_ISDIR(status.st_mode) : errno != ENOENT)
       names.push_back(name);
   }

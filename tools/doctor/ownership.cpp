@@ -63,10 +63,10 @@ bool Ownership::follow(const std::string& path, Kind kind, std::string& failure,
     if (lstat(orRoot(at).c_str(), &status) != 0) {
       int const error = errno;
       exists = error != ENOENT;
-      failure = exists ? withReason("cannot look at " + inQuotes(at), error)
-                       : inQuotes(at) + " does not exist";
       if (at != path)
-        failure = inQuotes(path) + ": " + failure;
+        failure = inQuotes(path) + ": ";
+      failure += exists ? withReason("cannot look at " + inQuotes(at), error)
+                        : inQuotes(at) + " does not exist";
       return false;
     }
     judge(orRoot(at), status);
