@@ -77,6 +77,12 @@ TEST_F(DoctorEntriesTest, RemovalLinesThatRemoveNothing) {
                 "the removal of '/b', " + where(3) + ", removes nothing",
                 "delete these lines and sign the lists, or correct the lists' order");
   EXPECT_EQ(doctorOf(sized("/b") + "\n-" + sized("/b") + "\n" + sized("/c") + "\n").status, 0);
+  expectAmong(doctorOf(sized("/b") + "\n-" + sized("/b") + "\n-" + sized("/b") + "\n"), unchecked,
+              "the removal of '/b', " + where(5) + ", removes nothing");
+}
+
+TEST_F(DoctorEntriesTest, APathThatIsRemovedMayBeNamedAgain) {
+  EXPECT_EQ(doctorOf(sized("/b") + "\n-" + sized("/b") + "\n" + sized("/b") + "\n").status, 0);
 }
 
 TEST_F(DoctorEntriesTest, PlaceholdersInTheSystemsOwnSet) {

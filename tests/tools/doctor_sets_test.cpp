@@ -183,15 +183,15 @@ TEST_F(DoctorSetsTest, DirectoriesThatNoSetCanHave) {
   installDemo();
   remove(home("packages/demo"));
   makeDirectory(home("packages/wam"));
-  makeDirectory(home("packages/a*\x1b"));
+  makeDirectory(home("packages/a*'\x1b"));
   ProgramRun const run = doctor();
   expectAmong(run, unchecked,
               "no set can be loaded from '" + home("packages/wam") +
                   "': the set of that name lies in '/usr/zemo/selfcheck'");
   expectAmong(run, unchecked,
-              "no set can be loaded from '" + home("packages/a*\\033") +
-                  "': 'a*\\033' cannot be the name of a set");
-  EXPECT_NE(run.output.find("   mend: rename or remove $'" + home("packages/a*\\033") + "'\n"),
+              "no set can be loaded from '" + home("packages/a*'\\033") +
+                  "': 'a*'\\033' cannot be the name of a set");
+  EXPECT_NE(run.output.find("   mend: rename or remove $'" + home("packages/a*\\047\\033") + "'\n"),
             std::string::npos);
 }
 

@@ -24,6 +24,7 @@ bool isListed(const Entries& entries, const std::string& path) {
 
 // Adds the entries that lie beside `directory` and lend it their names.
 void addLooseChildren(const Entries& entries, const std::string& directory, Repeated& loose) {
+  std::string const inside = directory + "/";
   auto element = firstNotBefore(entries, directory);
   while (element != entries.end() &&
          element->entry->_path.compare(0, directory.size(), directory) == 0) {
@@ -37,7 +38,7 @@ void addLooseChildren(const Entries& entries, const std::string& directory, Repe
       continue;
     }
     std::string const name = path.substr(path.rfind('/') + 1);
-    if (path.size() > directory.size() && !isListed(entries, directory + "/" + name))
+    if (path.size() > directory.size() && !isListed(entries, inside + name))
       loose.add("the directory " + inQuotes(directory) + ", FIXED, may hold " + inQuotes(name) +
                 " because of the entry " + inQuotes(path) + " beside it");
     ++element;
