@@ -30,7 +30,8 @@ class CheckFormatsTest : public CheckTest {
   }
 
   static bool canValidate() {
-    return runProgram({"/usr/bin/python3", "-c", "import jsonschema"}).status == 0;
+    static bool const can = runProgram({"/usr/bin/python3", "-c", "import jsonschema"}).status == 0;
+    return can;
   }
 
   // What the schema says against the lines.
@@ -172,21 +173,28 @@ TEST_F(CheckFormatsTest, SchemaRejectsWrongRecords) {
   if (!canValidate())
     GTEST_SKIP() << "needs python3-jsonschema";
   std::string const entry = R"({"record":"entry","set":"s","path":"/p","mismatches":[)";
-  for (const std::string& line :
-       {std::string(R"({"record":"end"})"),
-        std::string(R"({"record":"entry","set":"s","path":"/p"})"), entry + "]}",
-        entry + R"({"kind":"size","expected":1,"actual":"2"}]})",
-        entry + R"({"kind":"hash","expected":1,"actual":"2"}]})",
-        entry + R"({"kind":"missing","expected":1}]})", entry + R"({"kind":"stray"}]})",
-        entry + R"({"kind":"other"}]})", entry + R"({"kind":"missing"}],"path_hex":"fg"})",
-        entry + R"({"kind":"missing"}],"more":1})",
-        entry + R"({"kind":"missing","accepted":false}]})",
-        std::string(R"({"record":"summary","sets":1,"not_loaded":0,"checked":1,"changed":0,)") +
-            R"("missing":0,"stray":0,"unchecked":0,"accepted":0,"partial":false,"status":64})",
-        std::string(R"({"record":"summary","sets":-1,"not_loaded":0,"checked":1,"changed":0,)") +
-            R"("missing":0,"stray":0,"unchecked":0,"accepted":0,"partial":false,"status":0})",
-        std::string("[1]"), std::string("no JSON")})
-    EXPECT_NE(rejected(line + "\n"), "") << line;
+  std::vector<std::string> const wrong = {
+      std::string(R"({"record":"end"})"),
+      std::string(R"({"record":"entry","set":"s","path":"/p"})"),
+      entry + "]}",
+      entry + R"({"kind":"size","expected":1,"actual":"2"}]})",
+      entry + R"({"kind":"hash","expected":1,"actual":"2"}]})",
+      entry + R"({"kind":"missing","expected":1}]})",
+      entry + R"({"kind":"stray"}]})",
+      entry + R"({"kind":"other"}]})",
+      entry + R"({"kind":"missing"}],"path_hex":"fg"})",
+      entry + R"({"kind":"missing"}],"more":1})",
+      entry + R"({"kind":"missing","accepted":false}]})",
+      std::string(R"({"record":"summary","sets":1,"not_loaded":0,"checked":1,"changed":0,)") +
+          R"("missing":0,"stray":0,"unchecked":0,"accepted":0,"partial":false,"status":64})",
+      std::string(R"({"record":"summary","sets":-1,"not_loaded":0,"checked":1,"changed":0,)") +
+          R"("missing":0,"stray":0,"unchecked":0,"accepted":0,"partial":false,"status":0})",
+      std::string("[1]"),
+      std::string("no JSON")};
+  std::vector<std::string> const reasons = linesOf(rejected(joined(wrong)));
+  ASSERT_EQ(reasons.size(), wrong.size());
+  for (std::size_t n = 0; n < wrong.size(); ++n)
+    EXPECT_EQ(reasons[n].find(std::to_string(n + 1) + ": "), 0U) << reasons[n];
   EXPECT_EQ(rejected(entry + R"({"kind":"missing"}]})" + "\n"), "");
 }
 
