@@ -70,8 +70,8 @@ std::vector<std::string> chosenSets(const std::vector<std::string>& named, bool 
       throw UsageError("either name sets or give --all");
     for (const std::string& name : packageDirectories()) {
       if (!canNameSet(name))
-        throw Failure(STATUS_NOT_LOADED, inQuotes(packagesDirectory + "/" + name) +
-                                             " has a name that no set can have");
+        throw Failure(STATUS_NOT_LOADED,
+                      inQuotes(setDirectory(name)).append(" has a name that no set can have"));
       if (name != systemSet)  // which has its lists elsewhere
         sets.push_back(name);
     }
