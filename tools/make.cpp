@@ -160,7 +160,7 @@ void addWhatToList(CLI::App& command, MakeOptions& options) {
       ->type_name("FILE");
   command.add_flag("-z,--null", options.nul, "The names of --from end by a zero byte");
   command.add_option("--dpkg", options.dpkg, "List the files of these packages of dpkg's")
-      ->type_name("PACKAGE...");
+      ->type_name("PACKAGE");
   command.add_flag("--conffiles", options.conffiles,
                    "State size and content of the packages' configuration files, too");
   command
@@ -195,7 +195,7 @@ void addWhatToWrite(CLI::App& command, MakeOptions& options) {
   command
       .add_option("--base", options.base,
                   "Write only what differs from these lists, which are read before this one")
-      ->type_name("LIST...");
+      ->type_name("LIST");
   command.add_option("--serial", options.serial, "The list's serial number instead of its date")
       ->type_name("N");
   command.add_option("--jobs", options.jobs, "Read so many files at a time")->type_name("N");

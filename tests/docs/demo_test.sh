@@ -16,7 +16,7 @@ while IFS= read -r line; do
   }
 done <<'LINES'
 ^/etc/skel	-	FIXED	d	755	[0-9]+	[0-9]+$
-^\$pkg_dir/bin/notes	17	[0-9a-f]{40}	f	
+^\$pkg_dir/bin/notes	21	[0-9a-f]{40}	f	
 ^\$pkg_dir/lib/libnotes.so	.*	\$pkg_dir/lib/libnotes.so.1	l	-	-	-$
 ^checked [0-9]+ entries of 2 sets: 0 changed, 0 missing, 0 stray, 0 could not be checked$
 ^0x000 intact /usr/bin/ls$
