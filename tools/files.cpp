@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -27,7 +28,7 @@ const char* const examples =
 
 struct Options {
   std::vector<std::string> paths;
-  std::string from;
+  std::optional<std::string> from;
   bool nul = false;
 };
 
@@ -91,11 +92,11 @@ PathList listOf(const std::vector<std::string>& paths) {
 
 int runFiles(const Options& options) {
   std::vector<std::string> paths = options.paths;
-  if (!options.from.empty()) {
-    std::vector<std::string> const more = readNames(options.from, options.nul);
+  if (options.from) {
+    std::vector<std::string> const more = readNames(*options.from, options.nul);
     paths.insert(paths.end(), more.begin(), more.end());
     if (paths.empty())
-      throw Failure(STATUS_NOT_LOADED, "there are no names in " + inQuotes(options.from));
+      throw Failure(STATUS_NOT_LOADED, "there are no names in " + inQuotes(*options.from));
   }
   if (paths.empty())
     throw UsageError("name at least one file, or give --from");

@@ -90,4 +90,6 @@ TEST_F(FilesCommandTest, WrongUsageIsOneLine) {
 TEST_F(FilesCommandTest, NoNamesAreNoSuccess) {
   EXPECT_EQ(tool({"files", "--from", "-"}).status, notLoaded);
   EXPECT_EQ(tool({"files", "--from", files / "none"}).status, notLoaded);
+  EXPECT_EQ(tool({"files", "--from", "", files / "a"}).errors,
+            "zemo-selfcheck: cannot open '': No such file or directory\n");
 }

@@ -2,12 +2,10 @@
 
 #include <zemo/selfcheck.h>
 
-#include <sstream>
-
 #include "common/escape.h"
 #include "common/log_relay.h"
-#include "common/process.h"
 #include "common/sets.h"
+#include "gnupg/signature_check.h"
 
 namespace tool {
 namespace {
@@ -17,37 +15,26 @@ struct Diagnosis {
   std::string mend;
 };
 
-// Why GnuPG does not verify the list, by its status lines.
-Diagnosis diagnose(const std::string& list) {
-  Command command;
-  command.words = {"/usr/bin/gpg", "--homedir", systemDirectory, "--status-fd", "3", "--verify",
-                   list + ".asc",  list};
-  command.captured = 3;
-  command.showErrors = false;
-  command.cleanEnvironment = true;
-  Outcome const outcome = run(command);
-  std::istringstream lines(outcome.output);
-  bool good = false;
-  for (std::string prefix, word, argument, line; std::getline(lines, line);) {
-    std::istringstream words(line);
-    words >> prefix >> word >> argument;
-    if (word == "NO_PUBKEY")
-      return {"the key " + escaped(argument) + " is not in the key ring",
-              "zemo-selfcheck init-home --import KEYFILE, with that key, if you trust it"};
-    if (word == "BADSIG")
-      return {"it is not what was signed",
-              "install the list and its .asc again, both of the same making"};
-    if (word == "NODATA")
-      return {"there is no signature in its .asc",
-              "zemo-selfcheck sign " + shellWord(list) + " --key KEY"};
-    good = good || word == "GOODSIG" || word == "EXPKEYSIG" || word == "REVKEYSIG";
+// Why GnuPG does not verify the list.
+Diagnosis diagnose(const SignatureCheck& check, const std::string& list) {
+  static const char* const elsewhere =
+      "zemo-selfcheck verify tells more; mend what is wrong with the key ring or gpg.conf";
+  if (check.holdsNone)
+    return {check.reason, "zemo-selfcheck sign " + shellWord(list) + " --key KEY"};
+  if (check.signatures.empty())
+    return {check.reason, elsewhere};
+  for (const Signature& signature : check.signatures) {
+    if (isGood(signature))
+      continue;
+    std::string const what = escaped(describe(signature));
+    if (signature.verdict == Signature::Verdict::NoPublicKey)
+      return {what, "zemo-selfcheck init-home --import KEYFILE, with that key, if you trust it"};
+    if (signature.verdict == Signature::Verdict::Bad)
+      return {what, "install the list and its .asc again, both of the same making"};
+    return {check.reason.empty() ? what : check.reason, elsewhere};
   }
-  if (good)
-    return {"GnuPG finds the signature good, but ends with status " +
-                std::to_string(outcome.status) + ", as it does without a trust database",
-            "echo 'trust-model always' >>" + shellWord(systemDirectory + "/gpg.conf")};
-  return {"GnuPG ends with status " + std::to_string(outcome.status),
-          "zemo-selfcheck verify tells more; mend what is wrong with the key ring or gpg.conf"};
+  return {check.reason + ", as it does without a trust database",
+          "echo 'trust-model always' >>" + shellWord(systemDirectory + "/gpg.conf")};
 }
 
 }  // namespace
@@ -67,13 +54,15 @@ void checkSignatures(const SetFiles& files, bool gnupgRuns, Ownership& ownership
                        "mend first what is wrong with GnuPG and its files");
       continue;
     }
+    // First, because it does not let GnuPG make a key ring where there is none.
+    SignatureCheck const check = checkSignature(list);
     std::vector<std::string> ignored;  // diagnose() tells more
     CollectedLog const log(ignored);
-    if (verifier.checkSign(list)) {
+    if (check.verified && verifier.checkSign(list)) {
       findings.well(inQuotes(list) + " verifies for this caller");
       continue;
     }
-    Diagnosis const diagnosis = diagnose(list);
+    Diagnosis const diagnosis = diagnose(check, list);
     findings.problem(STATUS_NOT_LOADED,
                      inQuotes(list) + " does not verify for this caller: " + diagnosis.what,
                      diagnosis.mend);

@@ -100,10 +100,8 @@ std::string reasonFor(const std::vector<StatusLine>& lines, const SignatureCheck
       [](const Signature& one) { return !isGood(one) && one.verdict != Verdict::None; });
   if (!check.signatures.empty() && allTold)
     return "";
-  bool const noData = std::any_of(lines.begin(), lines.end(),
-                                  [](const StatusLine& line) { return line.keyword == "NODATA"; });
   std::string const ended = "GnuPG ended with exit status " + std::to_string(status);
-  if (check.signatures.empty() && noData)
+  if (check.holdsNone)
     return "the signature file holds no signature, or a part of one";
   if (check.signatures.empty()) {
     std::string const failure = failureIn(lines, "verify");
@@ -185,8 +183,13 @@ SignatureCheck checkSignature(const std::string& list) {
   Outcome const outcome = run(command);
   check.verified = outcome.status == 0;
   check.signatures = signaturesIn(outcome.output);
-  if (!check.verified)
-    check.reason = reasonFor(statusLines(outcome.output), check, outcome.status, list);
+  if (check.verified)
+    return check;
+  std::vector<StatusLine> const lines = statusLines(outcome.output);
+  check.holdsNone = check.signatures.empty() &&
+                    std::any_of(lines.begin(), lines.end(),
+                                [](const StatusLine& line) { return line.keyword == "NODATA"; });
+  check.reason = reasonFor(lines, check, outcome.status, list);
   return check;
 }
 

@@ -45,6 +45,7 @@ std::string describe(const Signature& signature);
 struct SignatureCheck {
   bool verified = false;              // exit status 0, all that the library looks at
   std::vector<Signature> signatures;  // as far as GnuPG came
+  bool holdsNone = false;             // the signature file has no whole signature
   std::string reason;  // why not verified, where the signatures do not tell; names are escaped
 };
 
