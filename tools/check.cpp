@@ -32,7 +32,6 @@ const char* const examples =
     "  zemo-selfcheck check notes --under /var/packages/notes/target/bin --items size,hash\n"
     "  zemo-selfcheck check --format paths -z | xargs -0 -r dpkg -S\n";
 
-constexpr unsigned mostJobs = 1024;
 
 struct Options {
   std::vector<std::string> sets;
@@ -59,11 +58,11 @@ std::vector<std::string> directoriesNamed(std::vector<std::string> directories) 
   return directories;
 }
 
-std::unique_ptr<Report> reportFor(const Options& options) {
+std::unique_ptr<CheckReport> reportFor(const Options& options) {
   if (options.nul && options.format == "json")
     throw UsageError("-z does not go with --format json");
   if (options.quiet)
-    return std::make_unique<Report>();
+    return std::make_unique<CheckReport>();
   if (options.format == "paths")
     return pathsReport(options.nul);
   return options.format == "json" ? jsonReport() : textReport(options.nul);
@@ -86,7 +85,7 @@ int runCheck(const Options& options) {
   check->under = directoriesNamed(options.under);
   check->jobs = options.jobs;
   check->verify = !options.noVerify;
-  std::unique_ptr<Report> const report = reportFor(options);
+  std::unique_ptr<CheckReport> const report = reportFor(options);
   if (options.accept)
     check->accepted = Accepted(*options.accept);
 
@@ -108,41 +107,24 @@ int runCheck(const Options& options) {
 
 }  // namespace
 
-void addCheck(CLI::App& program, Chosen& chosen) {
+void addCheck(Commands& program) {
   auto const options = std::make_shared<Options>();
-  CLI::App* const command =
-      program.add_subcommand("check", "Check all files that sets of lists name");
-  command->add_option("SET", options->sets, "Sets to check; without any, the system's own, wam");
-  command->add_flag("--all", options->all, "Check wam and the sets of all packages");
-  command->add_option("--mode", options->mode, "Kind of lists")->capture_default_str();
-  command
-      ->add_option(
-          "--items", options->items,
-          "What to compare: " + std::string("size, owner, group, type, permission, hash or all"))
-      ->delimiter(',')
-      ->type_name("ITEM,...")
-      ->allow_extra_args(false)  // what follows is a set
-      ->take_all()
-      ->default_str("all");
-  command->add_option("--under", options->under, "Check only what lies at or below this directory")
-      ->type_name("DIR")
-      ->allow_extra_args(false)
-      ->take_all();
-  command->add_option("--jobs", options->jobs, "Threads; without it, one for each processor")
-      ->check(CLI::Range(1U, mostJobs))
-      ->type_name("N");
-  command->add_option("--accept", options->accept, "Read known differences from this file")
-      ->type_name("FILE");
-  command->add_flag("--no-verify", options->noVerify, "Do not verify the lists' signatures");
-  command->add_option("--format", options->format, "text, paths or json")
-      ->check(CLI::IsMember({"text", "paths", "json"}))
-      ->capture_default_str();
-  command->add_flag("-z,--null", options->nul,
-                    "End lines by a zero byte, and write names as they are");
-  command->add_flag("--no-progress", options->noProgress, "Show no progress on a terminal");
-  command->add_flag("--quiet", options->quiet, "Print nothing but errors");
-  command->footer(examples);
-  command->callback([options, &chosen] { chosen = [options] { return runCheck(*options); }; });
+  Arguments takes = program.add("check", "Check all files that sets of lists name", examples,
+                                [options] { return runCheck(*options); });
+  takes.words("SET", options->sets, "Sets to check; without any, the system's own, wam");
+  takes.flag("--all", options->all, "Check wam and the sets of all packages");
+  takes.value("--mode", "MODE", options->mode, "Kind of lists");
+  takes.list("--items", "ITEM,...", options->items,
+             "What to compare: size, owner, group, type, permission, hash or all, the default");
+  takes.repeated("--under", "DIR", options->under,
+                 "Check only what lies at or below this directory");
+  takes.number("--jobs", options->jobs, 1, mostJobs, "Threads; without it, one for each processor");
+  takes.value("--accept", "FILE", options->accept, "Read known differences from this file");
+  takes.flag("--no-verify", options->noVerify, "Do not verify the lists' signatures");
+  takes.choice("--format", {"text", "paths", "json"}, options->format, "How to print");
+  takes.flag("-z,--null", options->nul, "End lines by a zero byte, and write names as they are");
+  takes.flag("--no-progress", options->noProgress, "Show no progress on a terminal");
+  takes.flag("--quiet", options->quiet, "Print nothing but errors");
 }
 
 }  // namespace tool

@@ -3,26 +3,21 @@
 #ifndef ZEMO_TOOLS_COMMANDS_H
 #define ZEMO_TOOLS_COMMANDS_H
 
-#include <CLI/CLI.hpp>
-#include <functional>
+#include "common/arguments.h"
 
 namespace tool {
 
-// The command that the arguments ask for, ready to run; it returns the exit status.
-using Chosen = std::function<int()>;
-
-// Each adds a command and its options to `program`. When the arguments name the command, parsing
-// them puts it into `chosen`; nothing is done before that is called.
-void addCheck(CLI::App& program, Chosen& chosen);
-void addFiles(CLI::App& program, Chosen& chosen);
-void addVerify(CLI::App& program, Chosen& chosen);
-void addShow(CLI::App& program, Chosen& chosen);
-void addDiff(CLI::App& program, Chosen& chosen);
-void addDoctor(CLI::App& program, Chosen& chosen);
-void addMake(CLI::App& program, Chosen& chosen);
-void addSign(CLI::App& program, Chosen& chosen);
-void addInitHome(CLI::App& program, Chosen& chosen);
-void addRemoveKey(CLI::App& program, Chosen& chosen);
+// Each adds a command, with its words and options, to the program.
+void addCheck(Commands& program);
+void addFiles(Commands& program);
+void addVerify(Commands& program);
+void addShow(Commands& program);
+void addDiff(Commands& program);
+void addDoctor(Commands& program);
+void addMake(Commands& program);
+void addSign(Commands& program);
+void addInitHome(Commands& program);
+void addRemoveKey(Commands& program);
 
 }  // namespace tool
 

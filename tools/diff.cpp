@@ -43,7 +43,7 @@ bool isSame(const Statement& before, const Statement& after) {
 }
 
 void compareStatements(const std::string& path, const Statement& before, const Statement& after,
-                       Report& report, Counts& counts) {
+                       DiffReport& report, Counts& counts) {
   if (before.removal != after.removal) {
     report.removed(path, before);
     report.added(path, after);
@@ -57,7 +57,7 @@ void compareStatements(const std::string& path, const Statement& before, const S
   }
 }
 
-Counts compareSides(const Side& before, const Side& after, Report& report) {
+Counts compareSides(const Side& before, const Side& after, DiffReport& report) {
   Counts counts;
   auto old = before.statements.begin();
   auto now = after.statements.begin();
@@ -88,7 +88,7 @@ int runDiff(const Options& options) {
   }
   Side const before = readSide(options.before, options.mode, !options.noVerify);
   Side const after = readSide(options.after, options.mode, !options.noVerify);
-  std::unique_ptr<Report> report;
+  std::unique_ptr<DiffReport> report;
   if (options.format == "json")
     report = std::make_unique<JsonReport>();
   else
@@ -100,22 +100,15 @@ int runDiff(const Options& options) {
 
 }  // namespace
 
-void addDiff(CLI::App& program, Chosen& chosen) {
+void addDiff(Commands& program) {
   auto const options = std::make_shared<Options>();
-  CLI::App* const command =
-      program.add_subcommand("diff", "Compare two lists or sets, column by column");
-  command->add_option("OLD", options->before, "A list or a set")->required();
-  command->add_option("NEW", options->after, "A list or a set")->required();
-  command->add_option("--mode", options->mode, "Kind of the sets' lists")
-      ->type_name("MODE")
-      ->capture_default_str();
-  command->add_flag("--no-verify", options->noVerify, "Do not look at the sets' signatures");
-  command->add_option("--format", options->format, "text or json")
-      ->capture_default_str()
-      ->type_name("FORMAT")
-      ->check(CLI::IsMember({"text", "json"}));
-  command->footer(examples);
-  command->callback([options, &chosen] { chosen = [options] { return runDiff(*options); }; });
+  Arguments takes = program.add("diff", "Compare two lists or sets, column by column", examples,
+                                [options] { return runDiff(*options); });
+  takes.word("OLD", options->before, "A list or a set");
+  takes.word("NEW", options->after, "A list or a set");
+  takes.value("--mode", "MODE", options->mode, "Kind of the sets' lists");
+  takes.flag("--no-verify", options->noVerify, "Do not verify the sets' signatures");
+  takes.choice("--format", {"text", "json"}, options->format, "How to print");
 }
 
 }  // namespace tool

@@ -226,16 +226,12 @@ int runDoctor(const Options& options) {
 
 }  // namespace
 
-void addDoctor(CLI::App& program, Chosen& chosen) {
+void addDoctor(Commands& program) {
   auto const options = std::make_shared<Options>();
-  CLI::App* const command =
-      program.add_subcommand("doctor", "Look whether lists, signatures and keys are in order");
-  command->add_option("--mode", options->mode, "Kind of lists")
-      ->type_name("MODE")
-      ->capture_default_str();
-  command->add_flag("--verbose", options->verbose, "Name what is well, too");
-  command->footer(examples);
-  command->callback([options, &chosen] { chosen = [options] { return runDoctor(*options); }; });
+  Arguments takes = program.add("doctor", "Look whether lists, signatures and keys are in order",
+                                examples, [options] { return runDoctor(*options); });
+  takes.value("--mode", "MODE", options->mode, "Kind of lists");
+  takes.flag("--verbose", options->verbose, "Name what is well, too");
 }
 
 }  // namespace tool

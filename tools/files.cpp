@@ -98,6 +98,11 @@ int runFiles(const Options& options) {
     if (paths.empty())
       throw Failure(STATUS_NOT_LOADED, "there are no names in " + inQuotes(*options.from));
   }
+  for (const std::string& path : paths) {
+    // The library takes names that end at a zero byte.
+    if (path.find('\0') != std::string::npos)
+      throw Failure(STATUS_NOT_LOADED, "the name " + inQuotes(path) + " has a zero byte; see -z");
+  }
   if (paths.empty())
     throw UsageError("name at least one file, or give --from");
 
@@ -121,18 +126,15 @@ int runFiles(const Options& options) {
 
 }  // namespace
 
-void addFiles(CLI::App& program, Chosen& chosen) {
+void addFiles(Commands& program) {
   auto const options = std::make_shared<Options>();
-  CLI::App* const command =
-      program.add_subcommand("files", "Check the named files against the system's own lists");
-  command->add_option("PATH", options->paths, "Paths, exactly as the lists name them");
-  command
-      ->add_option("--from", options->from, "Read more paths from this file, - for standard input")
-      ->type_name("FILE");
-  command->add_flag("-z,--null", options->nul,
-                    "End names by a zero byte, read and written, and write them as they are");
-  command->footer(examples);
-  command->callback([options, &chosen] { chosen = [options] { return runFiles(*options); }; });
+  Arguments takes = program.add("files", "Check the named files against the system's own lists",
+                                examples, [options] { return runFiles(*options); });
+  takes.words("PATH", options->paths, "Paths, exactly as the lists name them");
+  takes.value("--from", "FILE", options->from,
+              "Read more paths from this file, - for standard input");
+  takes.flag("-z,--null", options->nul,
+             "End names by a zero byte, read and written, and write them as they are");
 }
 
 }  // namespace tool

@@ -180,16 +180,13 @@ int runInitHome(const Options& options) {
 
 }  // namespace
 
-void addInitHome(CLI::App& program, Chosen& chosen) {
+void addInitHome(Commands& program) {
   auto const options = std::make_shared<Options>();
-  CLI::App* const command = program.add_subcommand(
-      "init-home", "Make the GnuPG home that lists are verified with, and add keys to it");
-  command->add_option("--import", options->files, "Files of public keys to trust")
-      ->type_name("FILE");
-  command->add_option("--homedir", options->home, "Another home than /usr/zemo/selfcheck")
-      ->type_name("DIR");
-  command->footer(examples);
-  command->callback([options, &chosen] { chosen = [options] { return runInitHome(*options); }; });
+  Arguments takes = program.add(
+      "init-home", "Make the GnuPG home that lists are verified with, and add keys to it", examples,
+      [options] { return runInitHome(*options); });
+  takes.values("--import", "FILE", options->files, "Files of public keys to trust");
+  takes.value("--homedir", "DIR", options->home, "The home");
 }
 
 }  // namespace tool

@@ -43,7 +43,7 @@ std::string removalLine(const std::string& path) {
   return "-" + path + "\t-\t-\t-\t-\t-\t-";
 }
 
-void writeList(AtomicFile& file, const Plan& plan, const Difference& difference,
+void writeList(AtomicFile& file, const MakePlan& plan, const Difference& difference,
                const Placeholders& placeholders) {
   file.write(listHeader + "\n" + labelLine(plan.label) + "\n");
   auto removal = difference.removals.begin();
@@ -64,7 +64,7 @@ std::string counted(std::size_t number, const char* one, const char* many) {
 }
 
 // "wam.full.base.list: 12 files, 3 directories (1 fixed), 2 removals"
-std::string summary(const Plan& plan, const Difference& difference) {
+std::string summary(const MakePlan& plan, const Difference& difference) {
   struct Type {
     char letter;
     const char* one;
@@ -117,7 +117,7 @@ void requireWritable(const std::string& output) {
 }
 
 int runMake(const MakeOptions& options) {
-  Plan const plan = planOf(options);
+  MakePlan const plan = planOf(options);
   requireWritable(plan.output);
   Placeholders const placeholders = plan.forPackage ? Placeholders(plan.label.set) : Placeholders();
   FileList base(plan.label.set, plan.mode);
@@ -151,67 +151,45 @@ int runMake(const MakeOptions& options) {
   return STATUS_INTACT;
 }
 
-void addWhatToList(CLI::App& command, MakeOptions& options) {
-  command.add_option("PATH", options.paths, "Files, and directories with all that lies below them");
-  command
-      .add_option("--from", options.from,
-                  "List the files named in this file, - for standard input; directories without "
-                  "what lies in them")
-      ->type_name("FILE");
-  command.add_flag("-z,--null", options.nul, "The names of --from end by a zero byte");
-  command.add_option("--dpkg", options.dpkg, "List the files of these packages of dpkg's")
-      ->type_name("PACKAGE");
-  command.add_flag("--conffiles", options.conffiles,
-                   "State size and content of the packages' configuration files, too");
-  command
-      .add_option("--exclude", options.exclude,
-                  "Leave out what matches, and all below it: with a slash, the whole path; "
-                  "without, the last component")
-      ->type_name("GLOB")
-      ->allow_extra_args(false);
-  command
-      .add_option("--fixed", options.fixed,
-                  "List this directory with its members as the only ones that it may have")
-      ->type_name("DIR")
-      ->allow_extra_args(false);
-  command
-      .add_option("--omit", options.omit,
-                  "Do not state size, owner, group, type, permission or hash")
-      ->type_name("ITEM,...")
-      ->delimiter(',')
-      ->allow_extra_args(false);
+void addWhatToList(Arguments& takes, MakeOptions& options) {
+  takes.words("PATH", options.paths, "Files, and directories with all that lies below them");
+  takes.value("--from", "FILE", options.from,
+              "List the files named in this file, - for standard input; directories without "
+              "what lies in them");
+  takes.flag("-z,--null", options.nul, "The names of --from end by a zero byte");
+  takes.values("--dpkg", "PACKAGE", options.dpkg, "List the files of these packages of dpkg's");
+  takes.flag("--conffiles", options.conffiles,
+             "State size and content of the packages' configuration files, too");
+  takes.repeated("--exclude", "GLOB", options.exclude,
+                 "Leave out what matches, and all below it: with a slash, the whole path; "
+                 "without, the last component");
+  takes.repeated("--fixed", "DIR", options.fixed,
+                 "List this directory with its members as the only ones that it may have");
+  takes.list("--omit", "ITEM,...", options.omit,
+             "Do not state size, owner, group, type, permission, hash, or all of them");
 }
 
-void addWhatToWrite(CLI::App& command, MakeOptions& options) {
-  command.add_option("--output", options.output, "The list to write")
-      ->type_name("FILE")
-      ->required();
-  command
-      .add_option("--package", options.package,
-                  "The list is one of this package's set, with placeholders for its directory and "
-                  "user")
-      ->type_name("NAME");
-  command.add_option("--mode", options.mode, "The mode of the set")->capture_default_str();
-  command
-      .add_option("--base", options.base,
-                  "Write only what differs from these lists, which are read before this one")
-      ->type_name("LIST");
-  command.add_option("--serial", options.serial, "The list's serial number instead of its date")
-      ->type_name("N");
-  command.add_option("--jobs", options.jobs, "Read so many files at a time")->type_name("N");
-  command.add_flag("--no-progress", options.noProgress, "Show no progress on a terminal");
+void addWhatToWrite(Arguments& takes, MakeOptions& options) {
+  takes.requiredValue("--output", "FILE", options.output, "The list to write");
+  takes.value("--package", "NAME", options.package,
+              "The list is one of this package's set, with placeholders for its directory and "
+              "user");
+  takes.value("--mode", "MODE", options.mode, "Kind of lists");
+  takes.values("--base", "LIST", options.base,
+               "Write only what differs from these lists, which are read before this one");
+  takes.value("--serial", "N", options.serial, "The list's serial number instead of its date");
+  takes.number("--jobs", options.jobs, 1, mostJobs, "Threads; without it, one for each processor");
+  takes.flag("--no-progress", options.noProgress, "Show no progress on a terminal");
 }
 
 }  // namespace
 
-void addMake(CLI::App& program, Chosen& chosen) {
+void addMake(Commands& program) {
   auto const options = std::make_shared<MakeOptions>();
-  CLI::App* const command =
-      program.add_subcommand("make", "Write a list that states files as they are now");
-  addWhatToList(*command, *options);
-  addWhatToWrite(*command, *options);
-  command->footer(examples);
-  command->callback([options, &chosen] { chosen = [options] { return runMake(*options); }; });
+  Arguments takes = program.add("make", "Write a list that states files as they are now", examples,
+                                [options] { return runMake(*options); });
+  addWhatToList(takes, *options);
+  addWhatToWrite(takes, *options);
 }
 
 }  // namespace tool

@@ -2,12 +2,14 @@
 
 #include <unistd.h>
 
+#include <CLI/CLI.hpp>
 #include <csignal>
 #include <cstdio>
 #include <new>
 #include <string>
 #include <vector>
 
+#include "commands.h"
 #include "common/descriptors.h"
 #include "common/escape.h"
 #include "common/failure.h"
@@ -99,16 +101,17 @@ void addCommands(CLI::App& program, Chosen& chosen) {
   program.require_subcommand(1);
   program.set_version_flag("--version", "zemo-selfcheck " ZEMO_VERSION);
   program.footer(overview);
-  addCheck(program, chosen);
-  addFiles(program, chosen);
-  addVerify(program, chosen);
-  addShow(program, chosen);
-  addDiff(program, chosen);
-  addDoctor(program, chosen);
-  addMake(program, chosen);
-  addSign(program, chosen);
-  addInitHome(program, chosen);
-  addRemoveKey(program, chosen);
+  Commands commands(program, chosen);
+  addCheck(commands);
+  addFiles(commands);
+  addVerify(commands);
+  addShow(commands);
+  addDiff(commands);
+  addDoctor(commands);
+  addMake(commands);
+  addSign(commands);
+  addInitHome(commands);
+  addRemoveKey(commands);
 }
 
 int runProgram(int argc, const char* const* argv) {

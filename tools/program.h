@@ -3,9 +3,7 @@
 #ifndef ZEMO_TOOLS_PROGRAM_H
 #define ZEMO_TOOLS_PROGRAM_H
 
-#include <CLI/CLI.hpp>
-
-#include "commands.h"
+#include "common/arguments.h"
 
 namespace tool {
 

@@ -121,15 +121,12 @@ int runRemoveKey(const Options& options) {
 
 }  // namespace
 
-void addRemoveKey(CLI::App& program, Chosen& chosen) {
+void addRemoveKey(Commands& program) {
   auto const options = std::make_shared<Options>();
-  CLI::App* const command =
-      program.add_subcommand("remove-key", "Retire keys by removing them from the key ring");
-  command->add_option("FINGERPRINT", options->fingerprints, "Full fingerprints of primary keys");
-  command->add_option("--homedir", options->home, "Another home than /usr/zemo/selfcheck")
-      ->type_name("DIR");
-  command->footer(examples);
-  command->callback([options, &chosen] { chosen = [options] { return runRemoveKey(*options); }; });
+  Arguments takes = program.add("remove-key", "Retire keys by removing them from the key ring",
+                                examples, [options] { return runRemoveKey(*options); });
+  takes.words("FINGERPRINT", options->fingerprints, "Full fingerprints of primary keys");
+  takes.value("--homedir", "DIR", options->home, "The home");
 }
 
 }  // namespace tool

@@ -148,22 +148,15 @@ int runShow(const Options& options) {
 
 }  // namespace
 
-void addShow(CLI::App& program, Chosen& chosen) {
+void addShow(Commands& program) {
   auto const options = std::make_shared<Options>();
-  CLI::App* const command =
-      program.add_subcommand("show", "Show the merged entries of sets and where they come from");
-  command->add_option("WORD", options->words, "Sets (wam if none is named) and paths");
-  command->add_option("--mode", options->mode, "Kind of lists")
-      ->type_name("MODE")
-      ->capture_default_str();
-  command->add_flag("--all", options->all, "The set wam and those of all packages");
-  command->add_flag("--no-verify", options->noVerify, "Do not look at signatures");
-  command->add_option("--format", options->format, "text or json")
-      ->capture_default_str()
-      ->type_name("FORMAT")
-      ->check(CLI::IsMember({"text", "json"}));
-  command->footer(examples);
-  command->callback([options, &chosen] { chosen = [options] { return runShow(*options); }; });
+  Arguments takes = program.add("show", "Show the merged entries of sets and where they come from",
+                                examples, [options] { return runShow(*options); });
+  takes.words("WORD", options->words, "Sets (wam if none is named) and paths");
+  takes.value("--mode", "MODE", options->mode, "Kind of lists");
+  takes.flag("--all", options->all, "Show wam and the sets of all packages");
+  takes.flag("--no-verify", options->noVerify, "Do not verify the lists' signatures");
+  takes.choice("--format", {"text", "json"}, options->format, "How to print");
 }
 
 }  // namespace tool

@@ -117,16 +117,13 @@ int runSign(const Options& options) {
 
 }  // namespace
 
-void addSign(CLI::App& program, Chosen& chosen) {
+void addSign(Commands& program) {
   auto const options = std::make_shared<Options>();
-  CLI::App* const command = program.add_subcommand("sign", "Sign check lists with GnuPG");
-  command->add_option("LIST", options->lists, "Check lists");
-  command->add_option("--key", options->key, "The secret key: fingerprint, key id or user id")
-      ->type_name("KEY");
-  command->add_option("--homedir", options->home, "Another GnuPG home than the caller's own")
-      ->type_name("DIR");
-  command->footer(examples);
-  command->callback([options, &chosen] { chosen = [options] { return runSign(*options); }; });
+  Arguments takes = program.add("sign", "Sign check lists with GnuPG", examples,
+                                [options] { return runSign(*options); });
+  takes.words("LIST", options->lists, "Check lists");
+  takes.value("--key", "KEY", options->key, "The secret key: fingerprint, key id or user id");
+  takes.value("--homedir", "DIR", options->home, "Another GnuPG home than the caller's own");
 }
 
 }  // namespace tool

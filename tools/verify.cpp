@@ -88,25 +88,20 @@ int runVerify(const Options& options) {
 
 }  // namespace
 
-void addVerify(CLI::App& program, Chosen& chosen) {
+void addVerify(Commands& program) {
   auto const options = std::make_shared<Options>();
-  CLI::App* const command =
-      program.add_subcommand("verify", "Show the lists of sets and who signed them");
-  command->add_option("SET", options->sets, "Sets; the system's own, wam, if none is named");
-  command->add_flag("--all", options->all, "The system's own set and that of every package");
-  command->add_option("--mode", options->mode, "The lists' mode, full if not given")
-      ->type_name("MODE");
-  command->add_flag("--strict", options->strict,
-                    "Object to keys that have expired, are revoked or not named by --key, to weak "
-                    "digests, and to lists that are not labelled as themselves or not named in "
-                    "listorder");
-  command
-      ->add_option("--key", options->keys,
-                   "Object to signatures by other keys: full fingerprint of the key or of its "
-                   "primary key")
-      ->type_name("FINGERPRINT");
-  command->footer(examples);
-  command->callback([options, &chosen] { chosen = [options] { return runVerify(*options); }; });
+  Arguments takes = program.add("verify", "Show the lists of sets and who signed them", examples,
+                                [options] { return runVerify(*options); });
+  takes.words("SET", options->sets, "Sets; the system's own, wam, if none is named");
+  takes.flag("--all", options->all, "Show wam and the sets of all packages");
+  takes.value("--mode", "MODE", options->mode, "Kind of lists");
+  takes.flag("--strict", options->strict,
+             "Object to keys that have expired, are revoked or not named by --key, to weak "
+             "digests, and to lists that are not labelled as themselves or not named in listorder");
+  takes.repeated(
+      "--key", "FINGERPRINT", options->keys,
+      "Object to signatures by other keys: full fingerprint of the key or of its primary "
+      "key");
 }
 
 }  // namespace tool

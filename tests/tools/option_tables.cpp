@@ -1,6 +1,7 @@
 // Prints the options of every command as the program itself knows them, one a line:
 // COMMAND TAB NAME TAB "value" or "flag". The completion and the man pages are compared with this.
 
+#include <CLI/CLI.hpp>
 #include <cstdio>
 
 #include "program.h"

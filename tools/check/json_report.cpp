@@ -30,9 +30,9 @@ Json mismatch(const Finding& finding) {
   return record;
 }
 
-class JsonReport : public Report {
+class JsonReport : public CheckReport {
  public:
-  void begin(const Plan& plan) override {
+  void begin(const CheckPlan& plan) override {
     Json record;
     record["record"] = "start";
     record["format"] = 1;  // raised when a record loses a member or changes its meaning
@@ -96,7 +96,7 @@ class JsonReport : public Report {
 
 }  // namespace
 
-std::unique_ptr<Report> jsonReport() {
+std::unique_ptr<CheckReport> jsonReport() {
   return std::make_unique<JsonReport>();
 }
 

@@ -7,7 +7,7 @@
 namespace tool {
 namespace {
 
-class PathsReport : public Report {
+class PathsReport : public CheckReport {
  public:
   explicit PathsReport(bool nul) : _nul(nul) {}
 
@@ -37,7 +37,7 @@ class PathsReport : public Report {
 
 }  // namespace
 
-std::unique_ptr<Report> pathsReport(bool nul) {
+std::unique_ptr<CheckReport> pathsReport(bool nul) {
   return std::make_unique<PathsReport>(nul);
 }
 

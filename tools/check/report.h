@@ -14,7 +14,7 @@
 namespace tool {
 
 // What is going to be checked.
-struct Plan {
+struct CheckPlan {
   std::vector<std::string> sets;
   std::string mode;
   ZEMO::SELF_CHECK::CHECK_ITEM items;
@@ -28,14 +28,14 @@ struct Finding {
 
 // One thread calls these: begin(), then for each set in turn either notLoaded(), or mismatches()
 // and unchecked() in the order of paths, then end().
-class Report {
+class CheckReport {
  public:
-  Report() = default;
-  virtual ~Report() = default;
-  Report(const Report&) = delete;
-  Report& operator=(const Report&) = delete;
+  CheckReport() = default;
+  virtual ~CheckReport() = default;
+  CheckReport(const CheckReport&) = delete;
+  CheckReport& operator=(const CheckReport&) = delete;
 
-  virtual void begin(const Plan& /*plan*/) {}
+  virtual void begin(const CheckPlan& /*plan*/) {}
   virtual void notLoaded(const std::string& /*set*/) {}
   // The entry at `path` has these, one at least.
   virtual void mismatches(const std::string& /*set*/, const std::string& /*path*/,
@@ -50,13 +50,13 @@ class Report {
 // Every mismatch as the library words it, one a line, and a summary; in colour on a terminal,
 // unless the variable NO_COLOR is set. With `nul` lines end by a zero byte and names are written as
 // they are.
-std::unique_ptr<Report> textReport(bool nul);
+std::unique_ptr<CheckReport> textReport(bool nul);
 
 // The paths of what is not accepted, one a line. `nul` as above.
-std::unique_ptr<Report> pathsReport(bool nul);
+std::unique_ptr<CheckReport> pathsReport(bool nul);
 
 // One JSON object a line; share/zemoselfcheck/check.schema.json says of what form.
-std::unique_ptr<Report> jsonReport();
+std::unique_ptr<CheckReport> jsonReport();
 
 }  // namespace tool
 

@@ -95,7 +95,7 @@ void Walk::check(std::size_t index) {
 // Reports the outcomes in the order of paths, as soon as they are known.
 class Reporter {
  public:
-  Reporter(Walk& walk, const std::string& set, Report& report, Counters& counters,
+  Reporter(Walk& walk, const std::string& set, CheckReport& report, Counters& counters,
            Progress& progress)
       : _walk(walk), _set(set), _report(report), _counters(counters), _progress(progress) {}
 
@@ -150,7 +150,7 @@ class Reporter {
 
   Walk& _walk;
   const std::string& _set;
-  Report& _report;
+  CheckReport& _report;
   Counters& _counters;
   Progress& _progress;
 };
@@ -188,7 +188,7 @@ void follow(Walk& walk, Reporter& reporter, Progress& progress) {
 }  // namespace
 
 void checkSet(const std::string& name, const std::shared_ptr<const CheckOptions>& options,
-              Report& report, Counters& counters, Progress& progress) {
+              CheckReport& report, Counters& counters, Progress& progress) {
   auto walk = std::make_unique<Walk>(name, options);
   Walk* const shared = walk.get();
   // Verification may wait for GnuPG, and a check for a disk; this thread must stay free to be

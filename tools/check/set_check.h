@@ -17,7 +17,7 @@
 namespace tool {
 
 struct CheckOptions {
-  Plan plan;
+  CheckPlan plan;
   std::vector<std::string> under;  // only entries at or below one of these; empty: all
   unsigned jobs = 1;               // threads
   bool verify = true;              // signatures
@@ -28,7 +28,7 @@ struct CheckOptions {
 // program is interrupted, it returns at once with what was found so far; its threads are then left
 // running, and the process has to end without joining them.
 void checkSet(const std::string& name, const std::shared_ptr<const CheckOptions>& options,
-              Report& report, Counters& counters, Progress& progress);
+              CheckReport& report, Counters& counters, Progress& progress);
 
 }  // namespace tool
 

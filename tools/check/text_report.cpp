@@ -22,7 +22,7 @@ bool wantsColour() {
          strcmp(terminal, "dumb") != 0;
 }
 
-class TextReport : public Report {
+class TextReport : public CheckReport {
  public:
   explicit TextReport(bool nul) : _nul(nul), _colour(wantsColour()) {}
 
@@ -62,7 +62,7 @@ class TextReport : public Report {
 
 }  // namespace
 
-std::unique_ptr<Report> textReport(bool nul) {
+std::unique_ptr<CheckReport> textReport(bool nul) {
   return std::make_unique<TextReport>(nul);
 }
 

@@ -19,7 +19,7 @@ namespace {
 class WithoutPackage {
  public:
   WithoutPackage() : _binding(ProtectedFile::_pkginfo) { forgetPackage(); }
-  ~WithoutPackage() { ProtectedFile::_pkginfo = _binding; }
+  ~WithoutPackage() { ProtectedFile::_pkginfo = std::move(_binding); }
   WithoutPackage(const WithoutPackage&) = delete;
   WithoutPackage& operator=(const WithoutPackage&) = delete;
 

@@ -54,6 +54,9 @@ class Workers {
   std::vector<std::thread> _threads;
 };
 
+// The most threads that anybody may ask for.
+constexpr unsigned mostJobs = 1024;
+
 // The number of processors that this process may use.
 unsigned processors();
 

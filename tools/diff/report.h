@@ -18,12 +18,12 @@ struct Counts {
 
 // Writes to standard output what differs, one path after another. All are for `path`; an entry that
 // became a removal line, or the other way round, is removed and added.
-class Report {
+class DiffReport {
  public:
-  Report() = default;
-  virtual ~Report() = default;
-  Report(const Report&) = delete;
-  Report& operator=(const Report&) = delete;
+  DiffReport() = default;
+  virtual ~DiffReport() = default;
+  DiffReport(const DiffReport&) = delete;
+  DiffReport& operator=(const DiffReport&) = delete;
 
   virtual void added(const std::string& path, const Statement& statement) = 0;
   virtual void removed(const std::string& path, const Statement& statement) = 0;
@@ -34,7 +34,7 @@ class Report {
 };
 
 // For people: every name is escaped.
-class TextReport : public Report {
+class TextReport : public DiffReport {
  public:
   void added(const std::string& path, const Statement& statement) override;
   void removed(const std::string& path, const Statement& statement) override;
@@ -42,7 +42,7 @@ class TextReport : public Report {
   void summary(const Side& before, const Side& after, const Counts& counts) override;
 };
 
-class JsonReport : public Report {
+class JsonReport : public DiffReport {
  public:
   void added(const std::string& path, const Statement& statement) override;
   void removed(const std::string& path, const Statement& statement) override;

@@ -88,7 +88,7 @@ bool hasLineOrColumnEnd(const std::string& text) {
 
 class Describer {
  public:
-  Describer(const Plan& plan, const Placeholders& placeholders, Problems& problems)
+  Describer(const MakePlan& plan, const Placeholders& placeholders, Problems& problems)
       : _plan(plan), _placeholders(placeholders), _problems(problems) {}
 
   void describe(const std::string& path, const Found& found, Described& result) const;
@@ -99,7 +99,7 @@ class Describer {
   bool isTarget(const std::string& path, const std::string& target) const;
   bool describeContent(ProtectedFile& entry, const struct stat& status, const Found& found) const;
 
-  const Plan& _plan;
+  const MakePlan& _plan;
   const Placeholders& _placeholders;
   Problems& _problems;
 };
@@ -183,7 +183,7 @@ void Describer::describe(const std::string& path, const Found& found, Described&
 
 }  // namespace
 
-std::vector<Described> describe(const Inventory& inventory, const Plan& plan,
+std::vector<Described> describe(const Inventory& inventory, const MakePlan& plan,
                                 const Placeholders& placeholders, Progress& progress,
                                 Problems& problems) {
   std::vector<const Inventory::value_type*> items;

@@ -25,7 +25,7 @@ struct Described {
 
 // Looks at every file, on plan.jobs threads, and reads those whose digests are wanted. The result
 // is in the inventory's order. What cannot be read or written into a list is added to `problems`.
-std::vector<Described> describe(const Inventory& inventory, const Plan& plan,
+std::vector<Described> describe(const Inventory& inventory, const MakePlan& plan,
                                 const Placeholders& placeholders, Progress& progress,
                                 Problems& problems);
 

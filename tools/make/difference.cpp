@@ -19,7 +19,7 @@ bool isGone(const std::string& path) {
   return lstat(path.c_str(), &status) != 0 && (errno == ENOENT || errno == ENOTDIR);
 }
 
-bool isRemoved(const std::string& path, const Plan& plan) {
+bool isRemoved(const std::string& path, const MakePlan& plan) {
   if (path.empty() || path.front() != '/')
     return false;  // a damaged line; doctor tells of it
   return std::any_of(plan.trees.begin(), plan.trees.end(),
@@ -32,7 +32,7 @@ bool isRemoved(const std::string& path, const Plan& plan) {
 
 }  // namespace
 
-void mergeBases(const Plan& plan, FileList& list) {
+void mergeBases(const MakePlan& plan, FileList& list) {
   for (const std::string& base : plan.bases) {
     if (!list.parseList(base))
       throw Failure(STATUS_NOT_LOADED, "the base list " + inQuotes(base) + " cannot be read");
@@ -40,7 +40,7 @@ void mergeBases(const Plan& plan, FileList& list) {
 }
 
 Difference differenceTo(const FileList::ProtectedFileMap& base, const std::vector<Described>& found,
-                        const Plan& plan) {
+                        const MakePlan& plan) {
   Difference difference;
   std::set<std::string> listed;
   for (const Described& described : found) {

@@ -19,13 +19,13 @@ struct Difference {
 };
 
 // Merges the base lists into `list`. Throws Failure(STATUS_NOT_LOADED) if one cannot be read.
-void mergeBases(const Plan& plan, ZEMO::SELF_CHECK::FileList& list);
+void mergeBases(const MakePlan& plan, ZEMO::SELF_CHECK::FileList& list);
 
 // The entries that are not in `base` with the very same columns; and, of those in `base` that are
 // not in `found`, the ones to remove: what lies at or below a tree of the plan or is a member of
 // one of its fixed directories, and, if there are names from elsewhere, what is gone from the disk.
 Difference differenceTo(const ZEMO::SELF_CHECK::FileList::ProtectedFileMap& base,
-                        const std::vector<Described>& found, const Plan& plan);
+                        const std::vector<Described>& found, const MakePlan& plan);
 
 }  // namespace tool
 

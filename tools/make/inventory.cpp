@@ -46,7 +46,7 @@ std::set<std::string> namesOfOutput(const std::string& output) {
 
 class Collector {
  public:
-  Collector(const Plan& plan, const FileList::ProtectedFileMap& base, Progress& progress,
+  Collector(const MakePlan& plan, const FileList::ProtectedFileMap& base, Progress& progress,
             Problems& problems)
       : _plan(plan),
         _base(base),
@@ -66,7 +66,7 @@ class Collector {
   std::vector<std::string> addMembers(const std::string& directory);
   bool hasEntryAtOrBelow(const std::string& path) const;
 
-  const Plan& _plan;
+  const MakePlan& _plan;
   const FileList::ProtectedFileMap& _base;
   Progress& _progress;
   Problems& _problems;
@@ -193,7 +193,7 @@ void Collector::addPackage(const PackageFiles& files) {
 
 }  // namespace
 
-Inventory takeInventory(const Plan& plan, const FileList::ProtectedFileMap& base,
+Inventory takeInventory(const MakePlan& plan, const FileList::ProtectedFileMap& base,
                         Progress& progress, Problems& problems) {
   // Before the disk is walked: this may fail as a whole.
   std::vector<std::string> names;

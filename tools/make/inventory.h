@@ -28,7 +28,8 @@ using Inventory = std::map<std::string, Found>;
 // The list itself and its signature are left out. A name that nothing on disk has is no problem if
 // `base` has entries at or below it: the list will remove those. Throws Failure(STATUS_NOT_LOADED)
 // if the sources of names cannot be read.
-Inventory takeInventory(const Plan& plan, const ZEMO::SELF_CHECK::FileList::ProtectedFileMap& base,
+Inventory takeInventory(const MakePlan& plan,
+                        const ZEMO::SELF_CHECK::FileList::ProtectedFileMap& base,
                         Progress& progress, Problems& problems);
 
 }  // namespace tool

@@ -14,7 +14,6 @@
 namespace tool {
 namespace {
 
-constexpr uint64_t mostJobs = 1024;
 constexpr uint64_t lastSecond = 253402300799;  // of the year 9999
 
 // `text` as a decimal number from `least` to `most`. `what` names it.
@@ -56,12 +55,24 @@ Label labelOf(const MakeOptions& options) {
   return label;
 }
 
-void requirePackageNames(const std::vector<std::string>& names) {
-  for (const std::string& name : names) {
-    if (!name.empty() && name.front() == '/')
-      throw UsageError("--dpkg " + inQuotes(name) +
-                       ": a path goes before --dpkg, or after -- behind it");
-  }
+bool isDirectory(const std::string& path) {
+  struct stat status = {};
+  return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+// An option that takes several values also takes the paths that follow it. Words that cannot be its
+// own are given back, so that the order of options and paths does not matter.
+MakeOptions withPathsGivenBack(MakeOptions options) {
+  auto const giveBack = [&options](std::vector<std::string>& values, auto const& isPath) {
+    auto const end = std::stable_partition(
+        values.begin(), values.end(), [&](const std::string& value) { return !isPath(value); });
+    options.paths.insert(options.paths.end(), end, values.end());
+    values.erase(end, values.end());
+  };
+  giveBack(options.dpkg,
+           [](const std::string& word) { return word.find('/') != std::string::npos; });
+  giveBack(options.base, isDirectory);
+  return options;
 }
 
 bool isSameFile(const std::string& one, const std::string& other) {
@@ -73,10 +84,6 @@ bool isSameFile(const std::string& one, const std::string& other) {
 
 void requireBases(const std::vector<std::string>& lists, const std::string& output) {
   for (const std::string& list : lists) {
-    struct stat status = {};
-    if (stat(list.c_str(), &status) == 0 && S_ISDIR(status.st_mode))
-      throw UsageError("--base " + inQuotes(list) +
-                       " is a directory: a path goes before --base, or after -- behind it");
     if (isSameFile(list, output))
       throw UsageError("--base " + inQuotes(list) +
                        " is the list that is to be written: it cannot be read before itself");
@@ -93,15 +100,15 @@ std::vector<std::string> allAbsolute(const std::vector<std::string>& paths) {
 
 }  // namespace
 
-Plan planOf(const MakeOptions& options) {
-  Plan plan;
+MakePlan planOf(const MakeOptions& given) {
+  MakeOptions const options = withPathsGivenBack(given);
+  MakePlan plan;
   requireModeName(options.mode);
   plan.label = labelOf(options);
   if (!isNamedLikeListOf(options.output, plan.label.set, options.mode))
     throw UsageError("--output " + inQuotes(options.output) +
                      " is not named like a list of its set: " +
                      escaped(plan.label.set + "." + options.mode) + ".*.list");
-  requirePackageNames(options.dpkg);
   plan.output = absolutePath(options.output);
   plan.bases = allAbsolute(options.base);
   requireBases(plan.bases, plan.output);
@@ -122,9 +129,7 @@ Plan planOf(const MakeOptions& options) {
   plan.omitted = itemsNamed(options.omit);
   plan.forPackage = plan.label.set != systemSet;
   plan.mode = options.mode;
-  plan.jobs = options.jobs.empty()
-                  ? processors()
-                  : static_cast<unsigned>(numberOf(options.jobs, "--jobs", 1, mostJobs));
+  plan.jobs = options.jobs;
   plan.progress = !options.noProgress;
   return plan;
 }

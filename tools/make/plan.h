@@ -10,6 +10,7 @@
 
 #include "common/label.h"
 #include "common/sets.h"
+#include "common/workers.h"
 #include "make/paths.h"
 
 namespace tool {
@@ -29,12 +30,12 @@ struct MakeOptions {
   std::string mode = defaultMode;
   std::vector<std::string> base;
   std::string serial;
-  std::string jobs;
+  unsigned jobs = processors();
   bool noProgress = false;
 };
 
 // The same, checked; all paths are absolute.
-struct Plan {
+struct MakePlan {
   std::string output;
   std::vector<std::string> trees;
   std::string from;  // where to read further names; empty: nowhere
@@ -52,9 +53,8 @@ struct Plan {
   bool progress = true;
 };
 
-// Throws UsageError for wrong arguments. Apart from whether base lists are directories, nothing on
-// disk is looked at.
-Plan planOf(const MakeOptions& options);
+// Throws UsageError for wrong arguments. On disk, only the base lists and the output are looked at.
+MakePlan planOf(const MakeOptions& given);
 
 }  // namespace tool
 

@@ -23,7 +23,8 @@ using Map = FileList::ProtectedFileMap;
 }
 
 // The lines that are meant, by path: those of the base lists as far as they stay, and ours.
-std::map<std::string, std::string> meantLines(const Plan& plan, const std::vector<Described>& found,
+std::map<std::string, std::string> meantLines(const MakePlan& plan,
+                                              const std::vector<Described>& found,
                                               const Difference& written) {
   FileList base(plan.label.set, plan.mode);
   mergeBases(plan, base);
@@ -106,7 +107,7 @@ std::vector<std::string> mismatchesOf(const ProtectedFile& entry) {
 
 }  // namespace
 
-int provenStatus(const std::string& path, const Plan& plan, const std::vector<Described>& found,
+int provenStatus(const std::string& path, const MakePlan& plan, const std::vector<Described>& found,
                  const Difference& written, Progress& progress) {
   FileList list(plan.label.set, plan.mode);
   mergeBases(plan, list);

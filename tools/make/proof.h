@@ -16,7 +16,7 @@ namespace tool {
 // was `found`. Throws Failure(STATUS_NOT_LOADED) if that differs. Then checks the list's entries,
 // and those of fixed directories, against the disk, says every mismatch, and returns the exit
 // status: STATUS_CHANGED for mismatches, STATUS_UNCHECKED for what cannot be read any more.
-int provenStatus(const std::string& path, const Plan& plan, const std::vector<Described>& found,
+int provenStatus(const std::string& path, const MakePlan& plan, const std::vector<Described>& found,
                  const Difference& written, Progress& progress);
 
 }  // namespace tool
