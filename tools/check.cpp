@@ -32,7 +32,6 @@ const char* const examples =
     "  zemo-selfcheck check notes --under /var/packages/notes/target/bin --items size,hash\n"
     "  zemo-selfcheck check --format paths -z | xargs -0 -r dpkg -S\n";
 
-
 struct Options {
   std::vector<std::string> sets;
   bool all = false;

@@ -126,7 +126,8 @@ int runMake(const MakeOptions& options) {
 
   Progress progress(plan.progress);
   Problems problems;
-  Inventory const inventory = takeInventory(plan, before, progress, problems);
+  Inventory inventory = takeInventory(plan, before, progress, problems);
+  keepFixed(before, inventory);
   std::vector<Described> const found = describe(inventory, plan, placeholders, progress, problems);
   problems.refuse();
   Difference const difference = differenceTo(before, found, plan);

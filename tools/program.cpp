@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <new>
@@ -38,7 +39,7 @@ void requireKnownCommand(const CLI::App& program) {
   std::vector<std::string> const words = program.remaining();
   if (!program.get_subcommands().empty() || words.empty())
     return;
-  std::string const& word = words.front();
+  std::string const word = withoutGuards(words.front());
   if (word.size() > 1 && word.front() == '-')
     throw UsageError("there is no option " + inQuotes(word) +
                      " before the command; see zemo-selfcheck --help");
@@ -58,7 +59,7 @@ int reported(const CLI::ParseError& error, const CLI::App& program) {
   std::string command;
   for (const CLI::App* chosen : program.get_subcommands())
     command += " " + chosen->get_name();
-  say(escaped(error.what()) + "; see zemo-selfcheck" + command + " --help");
+  say(escaped(withoutGuards(error.what())) + "; see zemo-selfcheck" + command + " --help");
   return STATUS_USAGE;
 }
 
@@ -67,7 +68,9 @@ int parsedAndRun(int argc, const char* const* argv) {
   Chosen chosen;
   addCommands(program, chosen);
   try {
-    program.parse(argc, argv);
+    std::vector<std::string> words = guarded(argc, argv);
+    std::reverse(words.begin(), words.end());  // which is how the parser wants them
+    program.parse(words);
   } catch (const CLI::ParseError& error) {
     return reported(error, program);
   }

@@ -135,6 +135,34 @@ TEST_F(CheckInterruptionTest, TellsWhatOtherThreadsHaveFound) {
   EXPECT_EQ(program.run().output, changedA() + changedZ() + partialOfTwo);
 }
 
+// The big file may be done while the findings behind it are told: it must be told, or the check
+// partial.
+TEST_F(CheckInterruptionTest, WhatIsNotToldMakesItPartial) {
+  constexpr std::size_t others = 20000;
+  std::string const big = file("big", "");
+  ASSERT_EQ(truncate(big.c_str(), off_t{64} << 20U), 0);
+  std::vector<std::string> lines = {entryLine(big, "67108864", "00", "f", "-", "-", "-")};
+  for (std::size_t i = 0; i < others; ++i)
+    lines.push_back(entryLine("/nowhere/" + std::to_string(i), "-", "-", "f", "-", "-", "-"));
+  list(lines);
+  for (int milliseconds = 20; milliseconds <= 140; milliseconds += 15) {
+    StartedProgram program({ZEMO_TOOL, "check", "--jobs", "2", "--no-verify"});
+    std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
+    program.signal(SIGINT);
+    ASSERT_TRUE(program.endsWithin(aSecond + 0.5));
+    if (program.run().status == 128 + SIGINT)
+      continue;  // before it was watched for
+    std::vector<std::string> const output = linesOf(program.run().output);
+    ASSERT_FALSE(output.empty());
+    bool const isPartial = output.back().rfind("interrupted, this is partial: ", 0) == 0;
+    EXPECT_EQ((program.run().status & unchecked) != 0, isPartial);
+    if (!isPartial) {
+      EXPECT_EQ(output.size(), others + 2);
+      EXPECT_EQ(program.run().status, changed | missing);
+    }
+  }
+}
+
 TEST_F(CheckInterruptionTest, JsonSaysThatItIsPartial) {
   arrange();
   StartedProgram program({ZEMO_TOOL, "check", "--jobs", "1", "--format", "json"});
@@ -249,7 +277,7 @@ TEST_F(CheckBlockedOutputTest, EndsThoughNobodyReads) {
   EXPECT_FALSE(program->endsWithin(0.2));
   program->signal(SIGINT);
   ASSERT_TRUE(program->endsWithin(aSecond + 0.3));
-  EXPECT_EQ(program->run().status, unchecked);
+  EXPECT_EQ(program->run().status, missing | unchecked);
 }
 
 TEST_F(CheckBlockedOutputTest, SecondSignalEndsAtOnce) {

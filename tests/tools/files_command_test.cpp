@@ -87,6 +87,18 @@ TEST_F(FilesCommandTest, WrongUsageIsOneLine) {
   EXPECT_EQ(linesOf(tool({"files", "--nonsense", "/x"}).errors).size(), 1U);
 }
 
+TEST_F(FilesCommandTest, NameWithAZeroByteIsRefused) {
+  ProgramRun const run =
+      tool({"files", "--from", "-"}, (files / "a") + std::string(1, '\0') + "/x\n");
+  EXPECT_EQ(run.status, notLoaded);
+  EXPECT_EQ(run.output, "");
+}
+
+TEST_F(FilesCommandTest, BracketsAreNoList) {
+  ProgramRun const run = tool({"files", "[" + (files / "a") + ",/nowhere]"});
+  EXPECT_EQ(run.output, "0x080 notListed [" + (files / "a") + ",/nowhere]\n");
+}
+
 TEST_F(FilesCommandTest, NoNamesAreNoSuccess) {
   EXPECT_EQ(tool({"files", "--from", "-"}).status, notLoaded);
   EXPECT_EQ(tool({"files", "--from", files / "none"}).status, notLoaded);

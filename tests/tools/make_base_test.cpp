@@ -109,3 +109,36 @@ TEST_F(MakeBaseTest, ListIsNotItsOwnBase) {
   ASSERT_EQ(link(output.c_str(), (files / "same").c_str()), 0);
   EXPECT_EQ(make({files / "d", "--base", files / "same"}).status, usage);
 }
+
+TEST_F(MakeBaseTest, FixedDirectoriesOfTheBaseStayFixed) {
+  output = base;
+  ASSERT_EQ(make({files / "d", "--fixed", files / "d"}).status, 0);
+  output = lists / "wam.full.update.list";
+  ASSERT_EQ(make({files / "d", "--base", base}).output,
+            "wam.full.update.list: no entries: nothing differs from the base lists\n");
+  writeFile(files / "d/new", "");
+  changeMode(files / "d", 0700);
+  ProgramRun const run = make({files / "d", "--base", base});
+  EXPECT_EQ(run.output, "wam.full.update.list: 1 file, 1 directory (1 fixed)\n");
+  EXPECT_EQ(run.status, 0);
+}
+
+TEST_F(MakeBaseTest, PathsMayFollowOptionsThatTakeSeveralValues) {
+  writeFile(files / "d/b", "changed");
+  Lines const expected = linesFor({files / "d/b"});
+  ASSERT_EQ(make({"--base", base, files / "d"}).status, 0);
+  EXPECT_EQ(entries(), expected);
+  ASSERT_EQ(make({"--dpkg", "base-files", files / "d/b"}).status, 0);
+  EXPECT_GT(entries().size(), 20U);
+  EXPECT_NE(readFile(output).find(expected[0]), std::string::npos);
+}
+
+TEST_F(MakeBaseTest, BracketsInNamesAreNoLists) {
+  makeDirectory(files / "[d,other]");
+  std::filesystem::path const before = std::filesystem::current_path();
+  std::filesystem::current_path(files.path());
+  ProgramRun const run = make({"[d,other]"});
+  std::filesystem::current_path(before);
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(entries(), linesFor({files / "[d,other]"}));
+}

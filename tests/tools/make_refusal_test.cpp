@@ -118,8 +118,13 @@ TEST_F(MakeRefusalTest, ValuesMustMakeSense) {
               "--serial '-1' is no number from 0 to 18446744073709551615");
   expectUsage({tree, "--serial", "1x"},
               "--serial '1x' is no number from 0 to 18446744073709551615");
-  expectUsage({tree, "--jobs", "0"}, "--jobs '0' is no number from 1 to 1024");
-  expectUsage({tree, "--jobs", "1025"}, "--jobs '1025' is no number from 1 to 1024");
+  std::string const help = "; see zemo-selfcheck make --help";
+  expectUsage({tree, "--jobs", "0"}, "--jobs: takes a number from 1 to 1024, not 0" + help);
+  expectUsage({tree, "--jobs", "1025"}, "--jobs: takes a number from 1 to 1024, not 1025" + help);
+  expectUsage({tree, "--jobs", ""}, "--jobs: takes a number from 1 to 1024, not " + help);
+  expectUsage({tree, "--jobs", "010x"}, "--jobs: takes a number from 1 to 1024, not 010x" + help);
+  expectUsage({tree, "--serial", ""}, "--serial '' is no number from 0 to 18446744073709551615");
+  expectUsage({tree, "--package", ""}, "'' cannot be the name of a set");
   expectUsage({tree, "--mode", "a/b"}, "'a/b' cannot be the name of a mode");
   expectUsage({tree, "--package", "a*"}, "'a*' cannot be the name of a set");
   expectUsage({tree, "--package", "wam"},
@@ -142,12 +147,11 @@ TEST_F(MakeRefusalTest, MalformedDateIsWrongUsage) {
   }
 }
 
-TEST_F(MakeRefusalTest, PathsBehindOptionsOfManyWordsAreExplained) {
-  expectUsage({"--dpkg", "bash", "/etc"},
-              "--dpkg '/etc': a path goes before --dpkg, or after -- behind it");
-  expectUsage({"--base", files.path()},
-              "--base '" + files.path() +
-                  "' is a directory: a path goes before --base, or after -- behind it");
+TEST_F(MakeRefusalTest, ValuesThatAreNeitherPathsNorTheirOwnAreNamed) {
+  ProgramRun const run = make({"--dpkg", "bash", "no-such-package", files.path()});
+  EXPECT_EQ(run.status, notLoaded);
+  EXPECT_EQ(run.errors, "zemo-selfcheck: dpkg knows no installed package 'no-such-package'\n");
+  EXPECT_EQ(make({"--base", files / "none", files.path()}).status, notLoaded);
 }
 
 TEST_F(MakeRefusalTest, NothingToListIsNoSuccess) {

@@ -24,6 +24,18 @@ TEST_F(ProgramTest, UnknownCommandIsNamed) {
   expectUsage({"-"}, "there is no command '-'; there are: check, files");
 }
 
+TEST_F(ProgramTest, BracketsAreLeftAlone) {
+  expectUsage({"[check,files]"}, "there is no command '[check,files]'; there are: ");
+  expectUsage({"check", "[wam,demo]"}, "'[wam,demo]' cannot be the name of a set");
+  expectUsage({"check", "[]"}, "'[]' cannot be the name of a set");
+  expectUsage({"check", "--jobs", "[1]"}, "--jobs: takes a number from 1 to 1024, not [1]");
+  expectUsage({"make", "--package", "[a]", "--output", "wam.full.x.list", "/"},
+              "'[a]' cannot be the name of a set");
+  EXPECT_EQ(tool({"files", "\x01x"}).status, notLoaded);
+  EXPECT_EQ(tool({"files", "--from", "\x01x"}).errors,
+            "zemo-selfcheck: cannot open '\\001x': No such file or directory\n");
+}
+
 TEST_F(ProgramTest, UnknownCommandIsEscaped) {
   expectUsage({"che\n\x1b[2J"}, "there is no command 'che\\012\\033[2J'; there are: ");
 }

@@ -57,6 +57,8 @@ Accepted::Accepted(const std::string& file) {
 }
 
 void Accepted::add(const std::string& line, const std::string& where) {
+  if (line.back() == '\r')
+    throw UsageError(where + " ends in a carriage return, which would be a part of its last word");
   std::size_t const tab = line.find('\t');
   std::optional<std::string> const path = unescaped(line.substr(0, tab));
   if (!path)

@@ -39,10 +39,8 @@ class JsonReport : public CheckReport {
     record["program"] = "zemo-selfcheck";
     record["version"] = ZEMO_VERSION;
     record["time"] = utcText(std::time(nullptr));
-    record["sets"] = Json::array();
-    for (const std::string& set : plan.sets)
-      record["sets"].push_back(jsonText(set));
-    record["mode"] = jsonText(plan.mode);
+    putTexts(record, "sets", plan.sets);
+    putText(record, "mode", plan.mode);
     record["items"] = namesOf(plan.items);
     writeRecord(record);
   }
@@ -63,9 +61,7 @@ class JsonReport : public CheckReport {
                  const std::vector<std::string>& log) override {
     Json record = about("unchecked", set);
     putText(record, "path", path);
-    record["log"] = Json::array();
-    for (const std::string& line : log)
-      record["log"].push_back(jsonText(line));
+    putTexts(record, "log", log);
     writeRecord(record);
   }
 

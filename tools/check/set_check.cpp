@@ -2,6 +2,7 @@
 
 #include <boost/shared_ptr.hpp>
 #include <charconv>
+#include <chrono>
 #include <memory>
 #include <new>
 
@@ -51,11 +52,13 @@ struct Outcome {
 
 // Everything that the threads use. They may outlive the check of the set, see checkSet().
 struct Walk {
-  Walk(const std::string& name, std::shared_ptr<const CheckOptions> chosen)
-      : options(std::move(chosen)),
-        list(name, options->plan.mode),
+  Walk(std::string name, std::shared_ptr<const CheckOptions> chosen)
+      : set(std::move(name)),
+        options(std::move(chosen)),
+        list(set, options->plan.mode),
         hook(options->accepted.hook()) {}
 
+  std::string set;
   std::shared_ptr<const CheckOptions> options;
   FileList list;
   FileList::Hook hook;
@@ -69,6 +72,8 @@ struct Walk {
 };
 
 void Walk::load() try {
+  if (!canNameSet(set))
+    return;
   forgetPackage();
   if (!list.loadList(options->verify))
     return;
@@ -116,6 +121,7 @@ class Reporter {
         say(escaped(line));
       _report.unchecked(_set, entry->_path, outcome.log);
     }
+    endSoonAfterInterruption(exitStatus(_counters) | STATUS_UNCHECKED);
   }
 
  private:
@@ -156,33 +162,44 @@ class Reporter {
 };
 
 // The library has logged why, unless there is nothing that it could have loaded.
-void sayNotLoaded(const std::string& set, const std::string& mode) {
+void sayNotLoaded(const std::string& set, const std::string& mode, bool loaded) {
   std::string const what = "the set " + inQuotes(set);
-  if (listsOf(set, mode).empty())
+  if (!canNameSet(set))
+    say(what + " has a name that no set can have");
+  else if (listsOf(set, mode).empty())
     say(what + " has no lists of the mode " + inQuotes(mode) + " in " +
         inQuotes(setDirectory(set)));
   else
-    say(what + " could not be loaded");
+    say(what + (loaded ? " has no entries" : " could not be loaded"));
 }
 
+// How long an interrupted check goes on to tell what is done.
+constexpr std::chrono::milliseconds lastWords(500);
+
 // Tells what is done in the order of paths, until all is told or the program is interrupted. Then
-// what is done further on is told, too.
-void follow(Walk& walk, Reporter& reporter, Progress& progress) {
+// what is done further on is told, too, as far as there is time. Returns whether all was told.
+bool follow(Walk& walk, Reporter& reporter, Progress& progress) {
   CHECK_ITEM const items = walk.options->plan.items;
+  std::size_t const count = walk.entries.size();
   std::size_t next = 0;
-  while (next < walk.entries.size() && !interrupted()) {
+  while (next < count && !interrupted()) {
     walk.workers->wait();
-    for (; next < walk.entries.size() && walk.workers->done(next); ++next) {
+    for (; next < count && walk.workers->done(next) && !interrupted(); ++next) {
       reporter.tell(next);
       progress.advance(1, bytesOf(*walk.entries[next], items));
     }
     progress.show();
   }
   progress.clear();
-  for (; next < walk.entries.size(); ++next) {
-    if (walk.workers->done(next))
-      reporter.tell(next);
+  auto const end = std::chrono::steady_clock::now() + lastWords;
+  std::size_t told = next;
+  for (; next < count && std::chrono::steady_clock::now() < end; ++next) {
+    if (!walk.workers->done(next))
+      continue;  // and not told later either, should it be done by then
+    reporter.tell(next);
+    ++told;
   }
+  return told == count;
 }
 
 }  // namespace
@@ -200,9 +217,9 @@ void checkSet(const std::string& name, const std::shared_ptr<const CheckOptions>
   // Ctrl-C ends GnuPG, too, which may look like a bad signature.
   if (!walk->workers->allDone() || (!walk->loaded && interrupted())) {
     counters.partial = true;
-  } else if (!walk->loaded) {
+  } else if (!walk->loaded || walk->list.getProtectedFiles()->empty()) {
     ++counters.notLoaded;
-    sayNotLoaded(name, options->plan.mode);
+    sayNotLoaded(name, options->plan.mode, walk->loaded);
     report.notLoaded(name);
   } else {
     ++counters.sets;
@@ -213,8 +230,7 @@ void checkSet(const std::string& name, const std::shared_ptr<const CheckOptions>
     walk->workers = std::make_unique<Workers>(walk->entries.size(), options->jobs,
                                               [shared](std::size_t i) { shared->check(i); });
     Reporter reporter(*walk, name, report, counters, progress);
-    follow(*walk, reporter, progress);
-    counters.partial = !walk->workers->allDone();
+    counters.partial = !follow(*walk, reporter, progress);
   }
   // The threads cannot be stopped in the middle of a large file. They keep what they use until the
   // process ends.

@@ -1,6 +1,7 @@
 #include "common/arguments.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <charconv>
 #include <utility>
 
@@ -11,24 +12,56 @@ namespace {
 // More than anybody gives; the parser takes greater numbers for something else.
 constexpr int manyValues = 1 << 20;
 
-// An option for several values. Where the parser thinks of further values as extra ones, it also
-// takes the value "[a,b]" apart, which may be the name of a file.
+// The parser takes the word "[a,b]", which may be the name of a file, apart into two. Begun by this
+// byte, as guarded() does, it stays whole.
+constexpr char guard = '\x01';
+
+std::string unguarded(std::string word) {
+  if (!word.empty() && word.front() == guard)
+    word.erase(0, 1);
+  return word;
+}
+
+// An option for several values, one each time that it is given. The parser does not take values
+// apart where it expects no further ones.
 CLI::Option* severalOf(CLI::App& command, const char* name, const char* type,
                        std::vector<std::string>& target, const char* text) {
   return command.add_option(name, target, text)
       ->type_name(type)
+      ->transform(unguarded, "")
       ->allow_extra_args(false)
       ->take_all();
 }
 
+// An option for one value.
+template <typename Target>
+CLI::Option* oneOf(CLI::App& command, const char* name, const char* type, Target& target,
+                   const char* text) {
+  return command.add_option(name, target, text)->type_name(type)->transform(unguarded, "");
+}
+
 }  // namespace
 
+std::vector<std::string> guarded(int argc, const char* const* argv) {
+  std::vector<std::string> words(argv + std::min(argc, 1), argv + argc);
+  for (std::string& word : words) {
+    if (!word.empty() && (word.front() == '[' || word.front() == guard))
+      word.insert(0, 1, guard);
+  }
+  return words;
+}
+
+std::string withoutGuards(std::string message) {
+  message.erase(std::remove(message.begin(), message.end(), guard), message.end());
+  return message;
+}
+
 void Arguments::words(const char* name, std::vector<std::string>& target, const char* text) {
-  (void)severalOf(_command, name, "", target, text);
+  (void)severalOf(_command, name, "", target, text)->allow_extra_args();
 }
 
 void Arguments::word(const char* name, std::string& target, const char* text) {
-  _command.add_option(name, target, text)->type_name("")->required();
+  (void)oneOf(_command, name, "", target, text)->required();
 }
 
 void Arguments::flag(const char* name, bool& target, const char* text) {
@@ -36,19 +69,19 @@ void Arguments::flag(const char* name, bool& target, const char* text) {
 }
 
 void Arguments::value(const char* name, const char* type, std::string& target, const char* text) {
-  CLI::Option* const option = _command.add_option(name, target, text)->type_name(type);
+  CLI::Option* const option = oneOf(_command, name, type, target, text);
   if (!target.empty())
     option->capture_default_str();
 }
 
 void Arguments::value(const char* name, const char* type, std::optional<std::string>& target,
                       const char* text) {
-  _command.add_option(name, target, text)->type_name(type);
+  (void)oneOf(_command, name, type, target, text);
 }
 
 void Arguments::requiredValue(const char* name, const char* type, std::string& target,
                               const char* text) {
-  _command.add_option(name, target, text)->type_name(type)->required();
+  (void)oneOf(_command, name, type, target, text)->required();
 }
 
 void Arguments::choice(const char* name, std::initializer_list<const char*> choices,

@@ -16,6 +16,13 @@ class App;
 
 namespace tool {
 
+// The words of main()'s arguments, without the program's name, so that the parser leaves them
+// whole.
+std::vector<std::string> guarded(int argc, const char* const* argv);
+
+// `message`, which may quote such words, for people.
+std::string withoutGuards(std::string message);
+
 // What one command takes. Every operation adds something; `text` describes it for --help, `type`
 // stands there for its value, and `target`, which has to live until the command has run, gets what
 // is given.

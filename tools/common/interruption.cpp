@@ -47,7 +47,8 @@ bool interrupted() {
 }
 
 void endSoonAfterInterruption(int status) {
-  lastStatus.store(status);
+  if (lastStatus.exchange(status) >= 0)
+    return;
   struct sigaction action = {};
   action.sa_handler = endNow;
   (void)sigaction(SIGALRM, &action, nullptr);  // cannot fail for this signal

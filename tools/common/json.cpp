@@ -3,6 +3,7 @@
 #include <charconv>
 #include <cstdint>
 #include <cstdio>
+#include <utility>
 
 #include "common/escape.h"
 
@@ -39,6 +40,20 @@ void putText(Json& record, const std::string& name, const std::string& bytes) {
   record[name] = jsonText(bytes);
   if (!isUtf8(bytes))
     record[name + "_hex"] = hexadecimal(bytes);
+}
+
+void putTexts(Json& record, const std::string& name, const std::vector<std::string>& texts) {
+  Json plain = Json::array();
+  Json exact = Json::array();
+  bool same = true;
+  for (const std::string& text : texts) {
+    plain.push_back(jsonText(text));
+    exact.push_back(hexadecimal(text));
+    same = same && isUtf8(text);
+  }
+  record[name] = std::move(plain);
+  if (!same)
+    record[name + "_hex"] = std::move(exact);
 }
 
 void putNumber(Json& record, const std::string& name, const std::string& column) {

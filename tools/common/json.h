@@ -5,6 +5,7 @@
 
 #include <nlohmann/json.hpp>
 #include <string>
+#include <vector>
 
 namespace tool {
 
@@ -17,6 +18,9 @@ std::string jsonText(const std::string& bytes);
 // Puts jsonText(bytes) under `name` and, if that is not the same, all of the bytes in hexadecimal
 // digits under `name`_hex.
 void putText(Json& record, const std::string& name, const std::string& bytes);
+
+// The same for several texts: arrays under `name` and, if any of them is not the same, `name`_hex.
+void putTexts(Json& record, const std::string& name, const std::vector<std::string>& texts);
 
 // Puts a column of an entry under `name`: a decimal number as a number if it is written as one
 // writes numbers, all else as text.

@@ -20,10 +20,6 @@ bool isPlain(const std::string& name) {
   return !name.empty() && name.find_first_of("/*?[]\\") == std::string::npos;
 }
 
-bool canNameSet(const std::string& name) {
-  return isPlain(name) && name != "." && name != "..";
-}
-
 std::vector<std::string> directoriesIn(const std::string& directory) {
   std::unique_ptr<DIR, int (*)(DIR*)> const stream(opendir(directory.c_str()), closedir);
   if (stream == nullptr && errno == ENOENT)
@@ -53,6 +49,10 @@ std::string setDirectory(const std::string& name) {
   return name == systemSet ? systemDirectory : packagesDirectory + "/" + name;
 }
 
+bool canNameSet(const std::string& name) {
+  return isPlain(name) && name != "." && name != "..";
+}
+
 void requireSetName(const std::string& name) {
   if (!canNameSet(name))
     throw UsageError(inQuotes(name) + " cannot be the name of a set");
@@ -68,17 +68,13 @@ std::vector<std::string> chosenSets(const std::vector<std::string>& named, bool 
   if (all) {
     if (!named.empty())
       throw UsageError("either name sets or give --all");
-    for (const std::string& name : packageDirectories()) {
-      if (!canNameSet(name))
-        throw Failure(STATUS_NOT_LOADED,
-                      inQuotes(setDirectory(name)).append(" has a name that no set can have"));
-      if (name != systemSet)  // which has its lists elsewhere
-        sets.push_back(name);
-    }
+    sets = packageDirectories();
+    // It has its lists elsewhere.
+    sets.erase(std::remove(sets.begin(), sets.end(), systemSet), sets.end());
   }
+  std::for_each(named.begin(), named.end(), requireSetName);
   if (all || named.empty())
     sets.insert(sets.begin(), systemSet);
-  std::for_each(sets.begin(), sets.end(), requireSetName);
   return sets;
 }
 
@@ -87,6 +83,8 @@ std::vector<std::string> packageDirectories() {
 }
 
 std::vector<std::string> listsOf(const std::string& set, const std::string& mode) {
+  if (!canNameSet(set))
+    return {};  // it would be taken for a pattern
   std::string const directory = setDirectory(set);
   return ZEMO::SELF_CHECK::glob(directory, directory + "/" + set + "." + mode + ".*.list");
 }

@@ -17,22 +17,26 @@ inline const std::string defaultMode = "full";
 // The directory that holds the lists and the `listorder` of the set `name`.
 std::string setDirectory(const std::string& name);
 
+// Whether a set can have this name.
+bool canNameSet(const std::string& name);
+
 // Throws UsageError if `name` is no name that a set or a mode can have: empty, with a slash, or
 // with one of the characters that the library's pattern matcher takes for wildcards.
 void requireSetName(const std::string& name);
 void requireModeName(const std::string& mode);
 
 // `named`, or the system's own set if that is empty; with `all`, the system's own and every set
-// that has a directory below packagesDirectory, in byte order. Every name of `named` is checked by
-// requireSetName(). Throws Failure if packagesDirectory cannot be read or has a directory of a name
-// that no set can have; one that does not exist holds no sets.
+// that has a directory below packagesDirectory, in byte order, also where canNameSet() does not
+// hold. Every name of `named` is checked by requireSetName(). Throws Failure if packagesDirectory
+// cannot be read; one that does not exist holds no sets.
 std::vector<std::string> chosenSets(const std::vector<std::string>& named, bool all);
 
 // The names of the directories in packagesDirectory in byte order, also those that no set can have.
 // Throws as chosenSets() does.
 std::vector<std::string> packageDirectories();
 
-// The paths of the set's lists in the order in which the library reads them.
+// The paths of the set's lists in the order in which the library reads them; none if canNameSet()
+// does not hold.
 std::vector<std::string> listsOf(const std::string& set, const std::string& mode);
 
 // The lines of the file `listorder` in `directory`, as they are; none if it cannot be read or

@@ -27,7 +27,7 @@ bool isRemoved(const std::string& path, const MakePlan& plan) {
          std::any_of(
              plan.fixed.begin(), plan.fixed.end(),
              [&](const std::string& fixed) { return path != fixed && parentOf(path) == fixed; }) ||
-         ((!plan.from.empty() || !plan.packages.empty()) && isGone(path));
+         ((plan.from || !plan.packages.empty()) && isGone(path));
 }
 
 }  // namespace

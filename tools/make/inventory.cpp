@@ -197,8 +197,8 @@ Inventory takeInventory(const MakePlan& plan, const FileList::ProtectedFileMap& 
                         Progress& progress, Problems& problems) {
   // Before the disk is walked: this may fail as a whole.
   std::vector<std::string> names;
-  if (!plan.from.empty())
-    names = readNames(plan.from, plan.nul);
+  if (plan.from)
+    names = readNames(*plan.from, plan.nul);
   std::vector<PackageFiles> packages;
   if (!plan.packages.empty())
     packages = filesOf(plan.packages);
@@ -213,6 +213,16 @@ Inventory takeInventory(const MakePlan& plan, const FileList::ProtectedFileMap& 
   for (const std::string& tree : plan.trees)
     collector.addTree(tree);
   return collector.taken();
+}
+
+void keepFixed(const ZEMO::SELF_CHECK::FileList::ProtectedFileMap& base, Inventory& inventory) {
+  for (auto& [path, found] : inventory) {
+    auto const before = base.find(path);
+    struct stat status = {};
+    if (before != base.end() && before->second->_hash == "FIXED" &&
+        lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode))
+      found.fixed = true;
+  }
 }
 
 }  // namespace tool

@@ -32,6 +32,9 @@ Inventory takeInventory(const MakePlan& plan,
                         const ZEMO::SELF_CHECK::FileList::ProtectedFileMap& base,
                         Progress& progress, Problems& problems);
 
+// Directories whose members `base` fixes stay such, where they are directories still.
+void keepFixed(const ZEMO::SELF_CHECK::FileList::ProtectedFileMap& base, Inventory& inventory);
+
 }  // namespace tool
 
 #endif

@@ -36,12 +36,12 @@ std::time_t dateOfList() {
 }
 
 std::string setOf(const MakeOptions& options) {
-  if (options.package.empty())
+  if (!options.package)
     return systemSet;
-  requireSetName(options.package);
-  if (options.package == systemSet)
+  requireSetName(*options.package);
+  if (*options.package == systemSet)
     throw UsageError("--package wam: that is the operating system's own set and no package");
-  return options.package;
+  return *options.package;
 }
 
 Label labelOf(const MakeOptions& options) {
@@ -50,8 +50,8 @@ Label labelOf(const MakeOptions& options) {
   label.mode = options.mode;
   label.list = listName(options.output, label.set, label.mode);
   label.date = dateOfList();
-  label.serial = options.serial.empty() ? static_cast<uint64_t>(label.date)
-                                        : numberOf(options.serial, "--serial", 0, UINT64_MAX);
+  label.serial = !options.serial ? static_cast<uint64_t>(label.date)
+                                 : numberOf(*options.serial, "--serial", 0, UINT64_MAX);
   return label;
 }
 
@@ -112,8 +112,7 @@ MakePlan planOf(const MakeOptions& given) {
   plan.output = absolutePath(options.output);
   plan.bases = allAbsolute(options.base);
   requireBases(plan.bases, plan.output);
-  if (options.paths.empty() && options.from.empty() && options.dpkg.empty() &&
-      options.fixed.empty())
+  if (options.paths.empty() && !options.from && options.dpkg.empty() && options.fixed.empty())
     throw UsageError("say what to list: paths, --from, --dpkg or --fixed");
   plan.trees = allAbsolute(options.paths);
   plan.from = options.from;

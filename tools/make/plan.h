@@ -5,6 +5,7 @@
 
 #include <zemo/selfcheck.h>
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -19,17 +20,17 @@ namespace tool {
 struct MakeOptions {
   std::string output;
   std::vector<std::string> paths;
-  std::string from;
+  std::optional<std::string> from;
   bool nul = false;
   std::vector<std::string> dpkg;
   bool conffiles = false;
   std::vector<std::string> exclude;
   std::vector<std::string> fixed;
   std::vector<std::string> omit;
-  std::string package;
+  std::optional<std::string> package;
   std::string mode = defaultMode;
   std::vector<std::string> base;
-  std::string serial;
+  std::optional<std::string> serial;
   unsigned jobs = processors();
   bool noProgress = false;
 };
@@ -38,8 +39,8 @@ struct MakeOptions {
 struct MakePlan {
   std::string output;
   std::vector<std::string> trees;
-  std::string from;  // where to read further names; empty: nowhere
-  bool nul = false;  // they are ended by zero bytes
+  std::optional<std::string> from;  // where to read further names
+  bool nul = false;                 // they are ended by zero bytes
   std::vector<std::string> packages;
   bool conffiles = false;  // state what configuration files contain
   Exclusions exclusions;

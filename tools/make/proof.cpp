@@ -8,6 +8,7 @@
 #include "common/escape.h"
 #include "common/failure.h"
 #include "common/list_file.h"
+#include "common/log_relay.h"
 #include "common/workers.h"
 
 using namespace ZEMO::SELF_CHECK;
@@ -71,17 +72,22 @@ uint64_t sizeOf(const ProtectedFile& entry) {
   return entry._type == "f" ? strtoull(entry._size.c_str(), nullptr, 10) : 0;
 }
 
-// Returns for each entry whether it could be checked.
-std::vector<char> checkAll(const std::vector<ProtectedFile*>& entries, unsigned jobs,
-                           Progress& progress) {
+struct Checked {
+  bool carriedOut = false;
+  std::vector<std::string> log;  // what the library said of it
+};
+
+std::vector<Checked> checkAll(const std::vector<ProtectedFile*>& entries, unsigned jobs,
+                              Progress& progress) {
   uint64_t bytes = 0;
   for (const ProtectedFile* entry : entries)
     bytes += sizeOf(*entry);
   progress.total(entries.size(), bytes);
-  std::vector<char> checked(entries.size(), 0);
+  std::vector<Checked> checked(entries.size());
   Workers workers(entries.size(), jobs, [&](std::size_t i) {
     bool changed = false;
-    checked[i] = entries[i]->check(changed, CHECK_ITEM_ALL) ? 1 : 0;
+    CollectedLog const collected(checked[i].log);
+    checked[i].carriedOut = entries[i]->check(changed, CHECK_ITEM_ALL);
     progress.advance(1, sizeOf(*entries[i]));
   });
   while (!workers.allDone()) {
@@ -118,14 +124,16 @@ int provenStatus(const std::string& path, const MakePlan& plan, const std::vecto
   requireSame(meantLines(plan, found, written), read);
 
   std::vector<ProtectedFile*> const entries = entriesToCheck(read, found, written);
-  std::vector<char> const checked = checkAll(entries, plan.jobs, progress);
+  std::vector<Checked> const checked = checkAll(entries, plan.jobs, progress);
   int status = STATUS_INTACT;
   for (std::size_t i = 0; i < entries.size(); ++i) {
     for (const std::string& mismatch : mismatchesOf(*entries[i])) {
       say(escaped(mismatch));
       status |= STATUS_CHANGED;
     }
-    if (checked[i] == 0) {
+    if (!checked[i].carriedOut) {
+      for (const std::string& line : checked[i].log)
+        say(escaped(line));
       say("cannot read " + inQuotes(entries[i]->_path) + " again");
       status |= STATUS_UNCHECKED;
     }
