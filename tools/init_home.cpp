@@ -17,6 +17,7 @@
 #include "common/directory_lock.h"
 #include "common/escape.h"
 #include "common/failure.h"
+#include "common/paths.h"
 #include "common/sets.h"
 #include "gnupg/key_ring.h"
 

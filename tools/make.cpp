@@ -17,6 +17,8 @@
 #include "common/escape.h"
 #include "common/failure.h"
 #include "common/list_file.h"
+#include "common/paths.h"
+#include "common/words.h"
 #include "make/describe.h"
 #include "make/difference.h"
 #include "make/inventory.h"
@@ -57,10 +59,6 @@ void writeList(AtomicFile& file, const MakePlan& plan, const Difference& differe
   }
   writeRemovalsBefore(nullptr);
   file.finish();
-}
-
-std::string counted(std::size_t number, const char* one, const char* many) {
-  return std::to_string(number) + " " + (number == 1 ? one : many);
 }
 
 // "wam.full.base.list: 12 files, 3 directories (1 fixed), 2 removals"
@@ -107,7 +105,7 @@ std::string contentOf(const std::string& path) {
 
 // Before hours are spent on what cannot be written in the end.
 void requireWritable(const std::string& output) {
-  std::string const directory = parentOf(output);
+  std::string const directory = directoryOf(output);
   if (access(directory.c_str(), W_OK | X_OK) != 0)
     throw Failure(STATUS_NOT_LOADED, withReason("cannot write to " + inQuotes(directory), errno));
   struct stat status = {};

@@ -27,6 +27,7 @@
 #include "common/failure.h"
 #include "common/label.h"
 #include "common/list_file.h"
+#include "common/paths.h"
 #include "common/scratch_directory.h"
 #include "common/sets.h"
 #include "gnupg/signer.h"

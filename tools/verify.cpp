@@ -9,6 +9,7 @@
 #include "common/escape.h"
 #include "common/failure.h"
 #include "common/sets.h"
+#include "common/words.h"
 #include "gnupg/fingerprint.h"
 #include "verify/judgement.h"
 #include "verify/report.h"
@@ -39,10 +40,6 @@ struct Counts {
   std::size_t objectionable = 0;
   std::size_t emptySets = 0;
 };
-
-std::string counted(std::size_t number, const char* one, const char* many) {
-  return std::to_string(number) + " " + (number == 1 ? one : many);
-}
 
 void print(const std::string& text) {
   (void)fwrite(text.data(), 1, text.size(), stdout);  // flushOutput() tells of a failure

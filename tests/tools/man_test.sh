@@ -38,7 +38,7 @@ while IFS= read -r command; do
 done < <(cut -f 1 <<<"$tables" | sort -u)
 
 # Nor do they describe others. (Other programs' options stand in the examples.)
-known=$({ cut -f 2 <<<"$tables"; printf '%s\n' --version --armor --export --homedir --secret-keyring; } | sort -u)
+known=$({ cut -f 2 <<<"$tables"; printf '%s\n' --version --armor --export; } | sort -u)
 for page in "$pages"/zemo-selfcheck*.1; do
   while IFS= read -r option; do
     grep -qxF -- "$option" <<<"$known" || complain "$page describes $option, which nothing takes"

@@ -17,7 +17,8 @@ TEST(WorkersMemory, FewerThreadsDoItAll) {
       Workers workers(times.size(), 4, work);
       failed = allocationHasFailed();
       failAllocation(0);
-      workers.finish();
+      while (!workers.allDone())
+        workers.wait();
       for (const auto& time : times)
         EXPECT_EQ(time, 1) << n;
     } catch (const std::bad_alloc&) {  // before the first thread

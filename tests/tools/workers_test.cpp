@@ -15,7 +15,8 @@ TEST(Workers, DoEachItemOnce) {
   for (unsigned const threads : {1U, 2U, 8U}) {
     std::vector<std::atomic<int>> times(1000);
     Workers workers(times.size(), threads, [&](std::size_t i) { ++times[i]; });
-    workers.finish();
+    while (!workers.allDone())
+      workers.wait();
     EXPECT_TRUE(workers.allDone());
     for (std::size_t i = 0; i < times.size(); ++i) {
       EXPECT_EQ(times[i], 1);
@@ -28,7 +29,8 @@ TEST(Workers, NothingToDoIsDone) {
   Workers workers(0, 4, [](std::size_t) { FAIL(); });
   EXPECT_TRUE(workers.allDone());
   workers.wait();
-  workers.finish();
+  while (!workers.allDone())
+    workers.wait();
 }
 
 TEST(Workers, NoMoreThreadsThanItems) {
@@ -38,7 +40,8 @@ TEST(Workers, NoMoreThreadsThanItems) {
     std::lock_guard<std::mutex> const lock(mutex);
     seen.insert(std::this_thread::get_id());
   });
-  workers.finish();
+  while (!workers.allDone())
+    workers.wait();
   EXPECT_LE(seen.size(), 2U);
   EXPECT_EQ(seen.count(std::this_thread::get_id()), 0U);
 }
@@ -53,7 +56,8 @@ TEST(Workers, WaitDoesNotWaitForALongItem) {
   EXPECT_FALSE(workers.done(0));
   EXPECT_FALSE(workers.allDone());
   go = true;
-  workers.finish();
+  while (!workers.allDone())
+    workers.wait();
 }
 
 TEST(Workers, WhatAnItemThrowsComesOutOfWaiting) {

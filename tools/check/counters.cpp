@@ -1,16 +1,9 @@
 #include "check/counters.h"
 
 #include "common/failure.h"
+#include "common/words.h"
 
 namespace tool {
-namespace {
-
-std::string counted(std::size_t number, const char* one, const char* many) {
-  return std::to_string(number) + " " + (number == 1 ? one : many);
-}
-
-}  // namespace
-
 int exitStatus(const Counters& counters) {
   int status = STATUS_INTACT;
   if (counters.changed > 0)

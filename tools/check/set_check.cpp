@@ -1,5 +1,6 @@
 #include "check/set_check.h"
 
+#include <algorithm>
 #include <boost/shared_ptr.hpp>
 #include <charconv>
 #include <chrono>
@@ -10,6 +11,7 @@
 #include "common/failure.h"
 #include "common/interruption.h"
 #include "common/log_relay.h"
+#include "common/paths.h"
 #include "common/sets.h"
 #include "common/workers.h"
 
@@ -23,14 +25,9 @@ using Entry = boost::shared_ptr<ProtectedFile>;
 const char* const outOfMemory = "out of memory";
 
 bool isUnder(const std::string& path, const std::vector<std::string>& directories) {
-  if (directories.empty())
-    return true;
-  for (const std::string& directory : directories) {
-    if (path.compare(0, directory.size(), directory) == 0 &&
-        (path.size() == directory.size() || path[directory.size()] == '/' || directory == "/"))
-      return true;
-  }
-  return false;
+  return directories.empty() ||
+         std::any_of(directories.begin(), directories.end(),
+                     [&](const std::string& directory) { return isAtOrBelow(directory, path); });
 }
 
 // What a check of the entry reads, as far as its list tells.

@@ -1,4 +1,5 @@
 #include "common/atomic_file.h"
+#include "common/paths.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -24,13 +25,6 @@ int synced(int descriptor) {
 }
 
 }  // namespace
-
-std::string directoryOf(const std::string& path) {
-  std::size_t const slash = path.rfind('/');
-  if (slash == std::string::npos)
-    return ".";
-  return slash == 0 ? "/" : path.substr(0, slash);
-}
 
 AtomicFile::AtomicFile(std::string path, mode_t mode)
     : _path(std::move(path)),

@@ -49,9 +49,6 @@ class AtomicFile {
   bool _finished = false;
 };
 
-// The directory that the file `path` is in; "." if it names none.
-std::string directoryOf(const std::string& path);
-
 }  // namespace tool
 
 #endif

@@ -7,12 +7,12 @@ using namespace ZEMO::SELF_CHECK;
 namespace tool {
 
 const std::array<Item, 6> items = {{
-    {"size", CHECK_ITEM_SIZE, CHECK_ERROR_SIZE, &ProtectedFile::_size},
-    {"owner", CHECK_ITEM_OWNER, CHECK_ERROR_OWNER, &ProtectedFile::_owner},
-    {"group", CHECK_ITEM_GROUP, CHECK_ERROR_GROUP, &ProtectedFile::_group},
-    {"type", CHECK_ITEM_TYPE, CHECK_ERROR_TYPE, &ProtectedFile::_type},
-    {"permission", CHECK_ITEM_PERMISSION, CHECK_ERROR_PERMISSION, &ProtectedFile::_permission},
-    {"hash", CHECK_ITEM_HASH, CHECK_ERROR_HASH, &ProtectedFile::_hash},
+    {"size", CHECK_ITEM_SIZE, CHECK_ERROR_SIZE},
+    {"owner", CHECK_ITEM_OWNER, CHECK_ERROR_OWNER},
+    {"group", CHECK_ITEM_GROUP, CHECK_ERROR_GROUP},
+    {"type", CHECK_ITEM_TYPE, CHECK_ERROR_TYPE},
+    {"permission", CHECK_ITEM_PERMISSION, CHECK_ERROR_PERMISSION},
+    {"hash", CHECK_ITEM_HASH, CHECK_ERROR_HASH},
 }};
 
 CHECK_ITEM itemsNamed(const std::vector<std::string>& names) {

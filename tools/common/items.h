@@ -11,12 +11,11 @@
 
 namespace tool {
 
-// The columns of an entry after its path, in the order in which they are checked.
+// What an entry states beside its path, in the order in which it is checked.
 struct Item {
   const char* name;
   ZEMO::SELF_CHECK::CHECK_ITEM item;
   ZEMO::SELF_CHECK::CHECK_ERROR error;
-  std::string ZEMO::SELF_CHECK::ProtectedFile::*column;
 };
 extern const std::array<Item, 6> items;
 

@@ -107,7 +107,7 @@ Outcome run(const Command& command) {
 
   FileActions actions;
   actions.null(0, O_RDONLY);
-  if (!command.showOutput && command.captured != 1)
+  if (command.captured != 1)
     actions.null(1, O_WRONLY);
   if (!command.showErrors && command.captured != 2)
     actions.null(2, O_WRONLY);

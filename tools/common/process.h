@@ -12,7 +12,6 @@ namespace tool {
 struct Command {
   std::vector<std::string> words;  // the program's path, or its name in PATH, and its arguments
   int captured = 1;                // the program's descriptor whose output is wanted
-  bool showOutput = false;         // its standard output is ours, unless captured; else discarded
   bool showErrors = true;          // its standard error is ours; else discarded
   bool cleanEnvironment = false;  // gets PATH and LC_ALL=C alone; else our environment and LC_ALL=C
   bool callersLocale = false;     // but without LC_ALL=C: it may talk to people

@@ -11,6 +11,7 @@
 #include <memory>
 
 #include "common/failure.h"
+#include "common/words.h"
 
 namespace tool {
 namespace {
@@ -112,8 +113,7 @@ bool isNamedLikeListOf(const std::string& path, const std::string& set, const st
   std::string const name = fileName(path);
   std::string const start = set + "." + mode + ".";
   std::string const end = ".list";
-  return name.size() >= start.size() + end.size() && name.compare(0, start.size(), start) == 0 &&
-         name.compare(name.size() - end.size(), end.size(), end) == 0;
+  return name.size() >= start.size() + end.size() && startsWith(name, start) && endsWith(name, end);
 }
 
 std::string listName(const std::string& path, const std::string& set, const std::string& mode) {

@@ -54,11 +54,6 @@ void Workers::wait() {
     std::rethrow_exception(_thrown);
 }
 
-void Workers::finish() {
-  while (!allDone())
-    wait();
-}
-
 unsigned processors() {
   cpu_set_t mine;
   if (sched_getaffinity(0, sizeof mine, &mine) == 0)

@@ -37,9 +37,6 @@ class Workers {
   // Waits until all is done, or for a 50th of a second. Throws what an item's work has thrown.
   void wait();
 
-  // Waits until all is done.
-  void finish();
-
  private:
   void serve();
 

@@ -4,18 +4,11 @@
 #include "common/list_file.h"
 #include "common/merged_set.h"
 #include "common/sets.h"
+#include "common/words.h"
 
 namespace tool {
-namespace {
-
-bool endsIn(const std::string& text, const std::string& end) {
-  return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
-}
-
-}  // namespace
-
 bool namesList(const std::string& name) {
-  return name.find('/') != std::string::npos || endsIn(name, ".list");
+  return name.find('/') != std::string::npos || endsWith(name, ".list");
 }
 
 Side readSide(const std::string& name, const std::string& mode, bool verify) {

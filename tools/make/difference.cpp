@@ -8,6 +8,7 @@
 
 #include "common/failure.h"
 #include "common/list_file.h"
+#include "common/paths.h"
 
 using namespace ZEMO::SELF_CHECK;
 
@@ -24,9 +25,10 @@ bool isRemoved(const std::string& path, const MakePlan& plan) {
     return false;  // a damaged line; doctor tells of it
   return std::any_of(plan.trees.begin(), plan.trees.end(),
                      [&](const std::string& tree) { return isAtOrBelow(tree, path); }) ||
-         std::any_of(
-             plan.fixed.begin(), plan.fixed.end(),
-             [&](const std::string& fixed) { return path != fixed && parentOf(path) == fixed; }) ||
+         std::any_of(plan.fixed.begin(), plan.fixed.end(),
+                     [&](const std::string& fixed) {
+                       return path != fixed && directoryOf(path) == fixed;
+                     }) ||
          ((plan.from || !plan.packages.empty()) && isGone(path));
 }
 

@@ -7,6 +7,7 @@
 #include <memory>
 
 #include "common/failure.h"
+#include "common/paths.h"
 #include "common/process.h"
 #include "common/sets.h"
 #include "make/paths.h"
@@ -196,7 +197,7 @@ std::vector<PackageFiles> filesOf(const std::vector<std::string>& packages) {
 }
 
 std::string DirectoryLinks::resolved(const std::string& path) {
-  return path == "/" ? path : joined(resolvedDirectory(parentOf(path)), fileName(path));
+  return path == "/" ? path : joined(resolvedDirectory(directoryOf(path)), fileName(path));
 }
 
 std::string DirectoryLinks::resolvedDirectory(const std::string& directory) {

@@ -13,6 +13,7 @@
 #include "common/descriptors.h"
 #include "common/failure.h"
 #include "common/names_input.h"
+#include "common/paths.h"
 #include "common/sets.h"
 #include "make/dpkg.h"
 
@@ -35,7 +36,7 @@ Directory openDirectory(const std::string& path) {
 // The ways in which a list and its signature may be met.
 std::set<std::string> namesOfOutput(const std::string& output) {
   std::set<std::string> names = {output};
-  std::string const directory = parentOf(output);
+  std::string const directory = directoryOf(output);
   std::unique_ptr<char, void (*)(void*)> const real(realpath(directory.c_str(), nullptr), free);
   if (real != nullptr)
     names.insert(joined(real.get(), fileName(output)));

@@ -6,6 +6,7 @@
 #include <filesystem>
 
 #include "common/failure.h"
+#include "common/paths.h"
 #include "common/sets.h"
 
 namespace tool {
@@ -43,22 +44,6 @@ std::string absolutePath(const std::string& path) {
   return result.empty() ? "/" : result;
 }
 
-std::string joined(const std::string& directory, const std::string& name) {
-  return directory == "/" ? "/" + name : directory + "/" + name;
-}
-
-std::string parentOf(const std::string& path) {
-  std::size_t const slash = path.rfind('/');
-  return slash == 0 ? "/" : path.substr(0, slash);
-}
-
-bool isAtOrBelow(const std::string& directory, const std::string& path) {
-  if (directory == "/")
-    return !path.empty() && path.front() == '/';
-  return path.compare(0, directory.size(), directory) == 0 &&
-         (path.size() == directory.size() || path[directory.size()] == '/');
-}
-
 Exclusions::Exclusions(const std::vector<std::string>& patterns) {
   for (std::string pattern : patterns) {
     std::string const given = pattern;
@@ -89,7 +74,7 @@ bool Exclusions::match(const std::string& path) const {
 bool Exclusions::cover(const std::string& path) const {
   if (_forPaths.empty() && _forNames.empty())
     return false;
-  for (std::string part = path;; part = parentOf(part)) {
+  for (std::string part = path;; part = directoryOf(part)) {
     if (match(part))
       return true;
     if (part == "/")

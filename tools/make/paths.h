@@ -14,15 +14,6 @@ namespace tool {
 // name.
 std::string absolutePath(const std::string& path);
 
-// `name` in `directory`.
-std::string joined(const std::string& directory, const std::string& name);
-
-// The directory that `path`, an absolute one, lies in; "/" for "/".
-std::string parentOf(const std::string& path);
-
-// `path` is `directory` or lies below it.
-bool isAtOrBelow(const std::string& directory, const std::string& path);
-
 // What is not to be listed.
 class Exclusions {
  public:

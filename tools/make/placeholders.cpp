@@ -2,6 +2,7 @@
 
 #include "common/failure.h"
 #include "common/list_file.h"
+#include "common/paths.h"
 #include "make/paths.h"
 
 using ZEMO::SELF_CHECK::PkgInfo;
