@@ -65,7 +65,12 @@ TEST(Workers, WhatAnItemThrowsComesOutOfWaiting) {
     if (i == 10)
       throw std::runtime_error("ten");
   });
-  EXPECT_THROW(workers.finish(), std::runtime_error);
+  EXPECT_THROW(
+      {
+        while (!workers.allDone())
+          workers.wait();
+      },
+      std::runtime_error);
   EXPECT_FALSE(workers.done(10));
   EXPECT_FALSE(workers.allDone());
 }
