@@ -3,12 +3,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <memory>
-#include <sstream>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -18,8 +16,11 @@
 #include "common/escape.h"
 #include "common/failure.h"
 #include "common/paths.h"
+#include "common/leftovers.h"
+#include "common/scratch_directory.h"
 #include "common/sets.h"
 #include "gnupg/key_ring.h"
+#include "gnupg/options.h"
 
 namespace tool {
 namespace {
@@ -32,88 +33,94 @@ const char* const examples =
     "\n"
     "Examples:\n"
     "  gpg --export 6136B3167575C697A6AB41B58489D4A54BFA7117 > maker.gpg\n"
-    "  zemo-selfcheck init-home --import maker.gpg\n";
-
-// For all callers: no trust database, no network, no agent, no files written.
-const std::array<const char*, 4> configuration = {"trust-model always", "weak-digest SHA1",
-                                                  "no-auto-key-retrieve", "no-auto-check-trustdb"};
+    "  zemo-selfcheck init-home --import maker.gpg\n"
+    "  gpg --export maker@example.org | zemo-selfcheck init-home --import -\n";
 
 struct Options {
   std::vector<std::string> files;
   std::string home = systemDirectory;
 };
 
-// Directories that were not there before; they go again if the work on them fails.
+// Directories that were not there before; they go again if the work on them fails or is ended by a
+// signal.
 class MadeDirectories {
  public:
   // Makes `path` and what is missing above it, each with the permissions 0755.
-  explicit MadeDirectories(const std::string& path) { make(path); }
-  ~MadeDirectories() {
-    for (auto path = _made.rbegin(); path != _made.rend(); ++path)
-      (void)rmdir(path->c_str());  // not if somebody has put something there meanwhile
+  explicit MadeDirectories(const std::string& path) {
+    try {
+      make(path);
+    } catch (...) {  // the destructor of an object that is not complete does not run
+      removeAll();
+      throw;
+    }
   }
+  ~MadeDirectories() { removeAll(); }
   MadeDirectories(const MadeDirectories&) = delete;
   MadeDirectories& operator=(const MadeDirectories&) = delete;
 
-  void keep() { _made.clear(); }
+  void keep() {
+    for (const std::unique_ptr<Leftover>& made : _made)
+      made->keep();
+    _made.clear();
+  }
 
  private:
   void make(const std::string& path) {
-    if (mkdir(path.c_str(), 0755) != 0) {
-      if (errno == EEXIST)
-        return;  // if it is no directory, opening it tells
-      std::string const parent = directoryOf(path);
-      if (errno != ENOENT || parent == path || parent == ".")
-        fail(path);
+    int error = tryToMake(path);
+    std::string const parent = directoryOf(path);
+    if (error == ENOENT && parent != path && parent != ".") {
       make(parent);
-      if (mkdir(path.c_str(), 0755) != 0)
-        fail(path);
+      error = tryToMake(path);
     }
-    _made.push_back(path);
-    if (chmod(path.c_str(), 0755) != 0)  // whatever the umask
-      fail(path);
+    if (error != 0 && error != EEXIST)  // if that is no directory, opening it tells
+      fail(path, error);
   }
 
-  // The destructor of an object that is not complete does not run.
-  [[noreturn]] void fail(const std::string& path) {
-    int const error = errno;
-    for (auto made = _made.rbegin(); made != _made.rend(); ++made)
-      (void)rmdir(made->c_str());
+  // Returns an errno value.
+  int tryToMake(const std::string& path) {
+    HeldSignals const untilNoted;
+    if (mkdir(path.c_str(), 0755) != 0)
+      return errno;
+    _made.push_back(std::make_unique<Leftover>(path));
+    return chmod(path.c_str(), 0755) == 0 ? 0 : errno;  // whatever the umask
+  }
+
+  [[noreturn]] static void fail(const std::string& path, int error) {
     throw Failure(STATUS_NOT_LOADED,
                   withReason("cannot make the directory " + inQuotes(path), error));
   }
 
-  std::vector<std::string> _made;
+  // The latest first; none goes into which somebody has put something meanwhile.
+  void removeAll() {
+    while (!_made.empty())
+      _made.pop_back();
+  }
+
+  std::vector<std::unique_ptr<Leftover>> _made;
 };
 
-// The lines that an existing gpg.conf lacks.
-std::vector<std::string> missingLines(const std::string& content) {
-  std::vector<std::string> lines;
-  std::istringstream text(content);
-  for (std::string line; std::getline(text, line);)
-    lines.push_back(line);
-  std::vector<std::string> missing;
-  for (const char* const line : configuration) {
-    if (std::find(lines.begin(), lines.end(), line) == lines.end())
-      missing.emplace_back(line);
-  }
-  return missing;
+std::string ownConfiguration() {
+  std::string content;
+  for (const NeededOption& option : neededOptions)
+    content += std::string(option.line) + "\n";
+  return content;
 }
 
-void requireConfiguration(const std::string& path) {
+// The content of a gpg.conf that is there already, if it serves.
+std::string keptConfiguration(const std::string& path) {
+  std::string content = readWholeFile(path);
+  OptionReading const reading = readOptions(content);
   std::string names;
-  for (const std::string& line : missingLines(readWholeFile(path)))
-    names += (names.empty() ? "" : ", ") + inQuotes(line);
+  for (const NeededOption* const option : reading.missing)
+    names += (names.empty() ? "" : ", ") + inQuotes(option->line);
   if (!names.empty())
     throw Failure(STATUS_NOT_LOADED, inQuotes(path) + " is there already and lacks " + names +
                                          ": add that or remove the file");
-}
-
-void writeConfiguration(const std::string& path) {
-  AtomicFile file(path, 0644);
-  for (const char* const line : configuration)
-    file.write(std::string(line) + "\n");
-  file.commit();
+  if (!reading.undone.empty())
+    throw Failure(STATUS_NOT_LOADED, inQuotes(path) + " is there already, and its " +
+                                         describe(reading.undone.front()) +
+                                         ": remove that line or the file");
+  return content;
 }
 
 // A file that is kept must be readable for every caller, too.
@@ -134,44 +141,58 @@ void warnOfClosedDirectories(const std::string& home) {
   }
 }
 
-std::string withoutSlashes(std::string path) {
-  while (path.size() > 1 && path.back() == '/')
-    path.pop_back();
-  return path;
-}
-
 // Everything that can be refused is refused before anything is written.
 void prepare(const std::string& home, const std::vector<std::string>& files) {
+  std::vector<std::string> contents;  // pipes may take their time
+  contents.reserve(files.size());
+  for (const std::string& file : files)
+    contents.push_back(readKeys(file));
+
   MadeDirectories made(home);
   DirectoryLock const lock(home);
   refuseOtherRings(home);
   std::string const configurationFile = home + "/gpg.conf";
   bool const configured = exists(configurationFile);
-  if (configured)
-    requireConfiguration(configurationFile);
+  std::string const configuration =
+      configured ? keptConfiguration(configurationFile) : ownConfiguration();
   KeyRing ring(home);
-  for (const std::string& file : files)
-    ring.import(file);
+  for (std::size_t i = 0; i < files.size(); ++i)
+    ring.import(files[i], contents[i]);
+  ring.proveWith(configuration);
 
-  if (configured)
+  bool const keepsRing = files.empty() && exists(ringIn(home));
+  std::optional<AtomicFile> newRing;
+  if (!keepsRing)
+    newRing.emplace(ring.staged());
+  if (configured) {
     publish(configurationFile);
-  else
-    writeConfiguration(configurationFile);
+  } else {
+    AtomicFile file(configurationFile, 0644);
+    file.write(configuration);
+    file.commit();
+  }
   made.keep();
-  if (!files.empty() || !exists(ringIn(home)))
-    ring.install();
+  if (newRing)
+    newRing->commit();
   else
     publish(ringIn(home));
 }
 
+// The proof: GnuPG, run for this caller, reads the home as it is now.
+std::vector<Key> proveHome(const std::string& home) {
+  try {
+    return keysOfHome(home);
+  } catch (const Failure& failure) {
+    throw Failure(failure.status(),
+                  std::string(failure.what()) + "; gpg.conf and the key ring have been installed");
+  }
+}
+
 int runInitHome(const Options& options) {
-  if (options.home.empty())
-    throw UsageError("--homedir needs the path of a directory");
-  std::string const home = withoutSlashes(options.home);
+  std::string const home = homeFrom(options.home);
   prepare(home, options.files);
   warnOfClosedDirectories(home);
-  // The proof: GnuPG, run for this caller, reads the home as it is now.
-  std::vector<Key> const keys = keysOfHome(home);
+  std::vector<Key> const keys = proveHome(home);
   for (const Key& key : keys)
     printf("%s\n", describe(key).c_str());
   printf("%s trusts %zu %s\n", escaped(home).c_str(), keys.size(),
@@ -186,7 +207,8 @@ void addInitHome(Commands& program) {
   Arguments takes = program.add(
       "init-home", "Make the GnuPG home that lists are verified with, and add keys to it", examples,
       [options] { return runInitHome(*options); });
-  takes.values("--import", "FILE", options->files, "Files of public keys to trust");
+  takes.values("--import", "FILE", options->files,
+               "Files of public keys to trust, or pipes; - is standard input");
   takes.value("--homedir", "DIR", options->home, "The home");
 }
 

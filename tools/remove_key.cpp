@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
@@ -78,6 +79,12 @@ std::vector<std::string> verifyingLists() {
   return lists;
 }
 
+// Whatever the path by which it is named.
+bool isSystemHome(const std::string& home) {
+  std::error_code ignored;
+  return std::filesystem::equivalent(home, systemDirectory, ignored);
+}
+
 std::vector<Key> removeFrom(const std::string& home, const std::vector<std::string>& fingerprints) {
   KeyRing ring(home);
   std::vector<Key> const keys = ring.keys();
@@ -105,14 +112,15 @@ void reportOrphans(const std::vector<std::string>& verifiedBefore) {
 
 int runRemoveKey(const Options& options) {
   std::vector<std::string> const fingerprints = wanted(options);
-  DirectoryLock const lock(options.home);
-  refuseOtherRings(options.home);
-  if (!exists(ringIn(options.home)))
-    throw Failure(STATUS_NOT_LOADED, "there is no key ring " + inQuotes(ringIn(options.home)));
-  bool const systemHome = options.home == systemDirectory;
+  std::string const home = homeFrom(options.home);
+  DirectoryLock const lock(home);
+  refuseOtherRings(home);
+  if (!exists(ringIn(home)))
+    throw Failure(STATUS_NOT_LOADED, "there is no key ring " + inQuotes(ringIn(home)));
+  bool const systemHome = isSystemHome(home);
   std::vector<std::string> const before =
       systemHome ? verifyingLists() : std::vector<std::string>();
-  for (const Key& key : removeFrom(options.home, fingerprints))
+  for (const Key& key : removeFrom(home, fingerprints))
     printf("removed %s\n", describe(key).c_str());
   if (systemHome)
     reportOrphans(before);

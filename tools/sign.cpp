@@ -17,6 +17,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -30,6 +31,7 @@
 #include "common/paths.h"
 #include "common/scratch_directory.h"
 #include "common/sets.h"
+#include "gnupg/key_ring.h"
 #include "gnupg/signer.h"
 
 namespace tool {
@@ -45,7 +47,7 @@ const char* const examples =
 struct Options {
   std::vector<std::string> lists;
   std::string key;
-  std::string home;
+  std::optional<std::string> home;
 };
 
 struct Signed {
@@ -105,12 +107,13 @@ int runSign(const Options& options) {
     throw UsageError("name at least one list");
   if (options.key.empty())
     throw UsageError("--key is needed: the key to sign with");
-  if (!options.home.empty())
-    requireDirectory(options.home);
+  std::string const home = options.home ? homeFrom(*options.home) : "";
+  if (!home.empty())
+    requireDirectory(home);
   std::vector<Signed> lists;
   for (const std::string& path : options.lists)
     lists.push_back(readList(path));
-  Signer const signer(options.key, options.home);
+  Signer const signer(options.key, home);
   for (const Signed& list : lists)
     sign(list, signer);
   return STATUS_INTACT;

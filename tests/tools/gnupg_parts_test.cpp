@@ -6,6 +6,7 @@
 #include "gnupg/algorithms.h"
 #include "gnupg/fingerprint.h"
 #include "gnupg/keys.h"
+#include "gnupg/options.h"
 #include "gnupg/signature_check.h"
 #include "gnupg/status_lines.h"
 
@@ -83,7 +84,9 @@ TEST(Signatures, ErrorsThatAreNotDigests) {
   };
   EXPECT_EQ(one("22 2 00 1795248987 5 -"), "refused: SHA1 is a weak digest");
   EXPECT_EQ(one("22 14 00 1795248987 5 -"), "not checked: digest 14 is not supported");
-  EXPECT_EQ(one("99 8 00 1795248987 4 -"), "not checked: error code 4");
+  EXPECT_EQ(one("99 8 00 1795248987 4 -"),
+            "not checked: the public key algorithm is not supported");
+  EXPECT_EQ(one("22 8 00 1795248987 136 -"), "not checked: error code 136");
   EXPECT_EQ(one("22 8 00 1795248987 9 -"), "no public key 8489 in the key ring");
 }
 
@@ -108,6 +111,34 @@ TEST(Keys, SubkeysAndUserIds) {
                                    " 'Host\\033[2J\\012:\\134 \\134q' (expired "
                                    "2022-12-31T00:00:00Z)");
   EXPECT_EQ(describe(keys[1]), "SECOND (revoked)");
+}
+
+TEST(Options, AreReadWithoutTheirBlanks) {
+  OptionReading const reading = readOptions(
+      " trust-model\talways \n#weak-digest SHA1\n\nno-auto-key-retrieve\r\nno-auto-check-trustdb");
+  ASSERT_EQ(reading.missing.size(), 1U);
+  EXPECT_EQ(reading.missing[0], &neededOptions[1]);
+  EXPECT_TRUE(reading.undone.empty());
+  EXPECT_EQ(reading.held.size(), 3U);
+}
+
+TEST(Options, LaterLinesUndoThem) {
+  std::string content;
+  for (const NeededOption& option : neededOptions)
+    content += std::string(option.line) + "\n";
+  for (const std::string line :
+       {"trust-model  pgp", "allow-weak-digest-algos", "auto-key-retrieve",
+        "keyserver-options verbose,auto-key-retrieve", "auto-check-trustdb"}) {
+    OptionReading const reading = readOptions(content + line + "\n");
+    ASSERT_EQ(reading.undone.size(), 1U) << line;
+    EXPECT_EQ(reading.undone[0].number, 5U) << line;
+    EXPECT_EQ(reading.held.size(), 3U) << line;
+    bool const always = line == "allow-weak-digest-algos";
+    EXPECT_EQ(readOptions(line + "\n" + content).undone.size(), always ? 1U : 0U) << line;
+  }
+  EXPECT_EQ(describe(readOptions(content + "trust-model  pgp\n").undone.at(0)),
+            "line 5, 'trust-model pgp', undoes 'trust-model always'");
+  EXPECT_EQ(readOptions(content + "#trust-model pgp\nno-greeting\n").held.size(), 4U);
 }
 
 TEST(Fingerprints, AreWrittenInManyWays) {

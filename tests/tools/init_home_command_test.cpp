@@ -1,6 +1,9 @@
 // zemo-selfcheck init-home: a home that every caller can verify with, and nothing left in it.
 
+#include <csignal>
+
 #include "support/signing_key.h"
+#include "support/started_program.h"
 #include "tools/gnupg_home.h"
 #include "tools/tool_fixture.h"
 
@@ -192,6 +195,140 @@ TEST_F(InitHomeCommandTest, AKeptConfigurationThatGnupgRefusesIsFound) {
   ProgramRun const run = tool({"init-home", "--homedir", home});
   EXPECT_EQ(run.status, notLoaded);
   EXPECT_THAT(run.errors, HasSubstr("GnuPG cannot use the home '" + home + "'"));
+  EXPECT_EQ(namesIn(home), std::vector<std::string>{"gpg.conf"});
+}
+
+TEST_F(InitHomeCommandTest, RefusesAConfigurationThatUndoesItsLines) {
+  makeDirectory(home);
+  std::string const other = configuration + "# ours\n trust-model\tpgp\n";
+  writeFile(home + "/gpg.conf", other, 0600);
+  ProgramRun const run = tool({"init-home", "--homedir", home, "--import", maker()});
+  EXPECT_EQ(run.status, notLoaded);
+  EXPECT_EQ(run.errors, "zemo-selfcheck: '" + home +
+                            "/gpg.conf' is there already, and its line 6, 'trust-model pgp', "
+                            "undoes 'trust-model always': remove that line or the file\n");
+  EXPECT_EQ(readFile(home + "/gpg.conf"), other);
+  EXPECT_EQ(modeOf(home + "/gpg.conf"), 0600U);
+  EXPECT_EQ(namesIn(home), std::vector<std::string>{"gpg.conf"});
+}
+
+TEST_F(InitHomeCommandTest, BlanksBetweenWordsDoNotMatter) {
+  makeDirectory(home);
+  std::string const other = "  weak-digest\tSHA1 \n" + configuration.substr(0, 19) +
+                            "no-auto-key-retrieve\nno-auto-check-trustdb";
+  writeFile(home + "/gpg.conf", other);
+  EXPECT_EQ(tool({"init-home", "--homedir", home}).status, 0);
+  EXPECT_EQ(readFile(home + "/gpg.conf"), other);
+}
+
+TEST_F(InitHomeCommandTest, RefusesWhatIsNoRegularFileWithoutWaiting) {
+  for (const std::string name : {"gpg.conf", "pubring.kbx", "trustdb.gpg"}) {
+    makeDirectory(home);
+    makeFifo(home + "/" + name);
+    ProgramRun const run = runProgram(
+        {"/usr/bin/timeout", "--kill-after=1", "10", ZEMO_TOOL, "init-home", "--homedir", home});
+    EXPECT_EQ(run.status, notLoaded) << name;
+    EXPECT_THAT(run.errors, HasSubstr("'" + home + "/" + name + "' is not a regular file"));
+    EXPECT_EQ(namesIn(home), std::vector<std::string>{name});
+    remove(home);
+  }
+}
+
+TEST_F(InitHomeCommandTest, TakesPipesAndStandardInput) {
+  std::string const start = quoted(ZEMO_TOOL) + " init-home --homedir " + quoted(home);
+  std::string const key = quoted(maker());
+  for (const std::string& command :
+       {start + " --import <(sleep 0.2; cat " + key + ")",
+        "{ head -c 9 " + key + "; sleep 0.2; tail -c +10 " + key + "; } | " + start + " --import -",
+        "cat " + key + " | " + start + " --import /dev/stdin", start + " --import - <" + key}) {
+    ProgramRun const run = runProgram({"/bin/bash", "-c", command});
+    EXPECT_EQ(run.status, 0) << command << "\n" << run.errors;
+    EXPECT_THAT(run.output, HasSubstr("trusts 1 key\n")) << command;
+    remove(home);
+  }
+}
+
+TEST_F(InitHomeCommandTest, EndlessPipesAreRefused) {
+  for (const std::string& command :
+       {"cat /dev/zero | " + quoted(ZEMO_TOOL) + " init-home --import -",
+        quoted(ZEMO_TOOL) + " init-home --import /dev/zero"}) {
+    ProgramRun const run = runProgram({"/bin/bash", "-c", command});
+    EXPECT_EQ(run.status, notLoaded) << command;
+    EXPECT_EQ(linesOf(run.errors).size(), 1U) << run.errors;
+  }
+  EXPECT_TRUE(namesIn(listDir).empty());
+}
+
+// /usr/bin/gpg is another program in a mount namespace of its own.
+TEST_F(InitHomeCommandTest, ASignalLeavesNoNewDirectory) {
+  writeFile(files / "gpg", "#!/bin/sh\necho $$ >" + quoted(files / "pid") + "\nexec sleep 20\n",
+            0755);
+  std::string const script = "mount --bind " + quoted(files / "gpg") +
+                             " /usr/bin/gpg || exit 99; exec " + quoted(ZEMO_TOOL) +
+                             " init-home --homedir " + quoted(home);
+  StartedProgram program({"/usr/bin/unshare", "--mount", "/bin/sh", "-c", script});
+  auto const pid = [this] {
+    return std::filesystem::exists(files / "pid") ? readFile(files / "pid") : std::string();
+  };
+  bool const started = eventually([&] { return !pid().empty() || program.endsWithin(0); });
+  if (program.endsWithin(0))
+    GTEST_SKIP() << "cannot mount: " << program.run().errors;
+  ASSERT_TRUE(started);
+  EXPECT_TRUE(std::filesystem::exists(home));
+  program.signal(SIGINT);
+  EXPECT_TRUE(program.endsWithin(10));
+  EXPECT_EQ(program.run().status, 128 + SIGINT);
+  kill(std::stoi(pid()), SIGKILL);
+  EXPECT_FALSE(std::filesystem::exists(files / "new"));
+}
+
+// The home serves whoever cannot write to it, and none of them leaves anything in it.
+class InitHomeCallersTest : public InitHomeCommandTest {
+ protected:
+  void SetUp() override {
+    InitHomeCommandTest::SetUp();
+    if (IsSkipped())
+      return;
+    ASSERT_EQ(tool({"init-home", "--import", maker()}).status, 0);
+    keys().sign(writeList("wam.full.base.list", ""), "-u Maker");
+    before = runProgram({"/bin/ls", "-lA", "--time-style=full-iso", listDir}).output;
+  }
+  void expectVerified(const ProgramRun& run) const {
+    EXPECT_EQ(run.status, 0) << run.output << run.errors;
+    EXPECT_EQ(runProgram({"/bin/ls", "-lA", "--time-style=full-iso", listDir}).output, before);
+  }
+  std::string before;
+};
+
+TEST_F(InitHomeCallersTest, AnotherUserVerifies) {
+  std::vector<std::string> words = {
+      "/usr/bin/setpriv",    "--reuid",         "65534",   "--regid",  "65534", "--clear-groups",
+      "--bounding-set=-all", "--inh-caps=-all", ZEMO_TOOL, "--version"};
+  if (runProgram(words).status != 0)
+    GTEST_SKIP() << "cannot become another user, or that cannot reach the program";
+  words.back() = "verify";
+  expectVerified(runProgram(words));
+}
+
+TEST_F(InitHomeCallersTest, ACallerThatMayOnlyReadAndSearchVerifies) {
+  expectVerified(runProgram(
+      {"/usr/bin/setpriv", "--bounding-set", "-all,+dac_read_search", ZEMO_TOOL, "verify"}));
+}
+
+TEST_F(InitHomeCallersTest, AReadOnlyHomeVerifies) {
+  std::string const directory = listDir;
+  std::string const script = "mount --bind " + directory + " " + directory +
+                             " && mount -o remount,bind,ro " + directory + " || exit 99; touch " +
+                             directory + "/x 2>/dev/null && exit 98; exec " + quoted(ZEMO_TOOL) +
+                             " verify";
+  ProgramRun const run = runProgram({"/usr/bin/unshare", "--mount", "/bin/sh", "-c", script});
+  if (run.status == 99 || run.status == 1)
+    GTEST_SKIP() << "cannot mount: " << run.errors;
+  expectVerified(run);
+}
+
+TEST_F(InitHomeCommandTest, HelpHasAnExample) {
+  EXPECT_THAT(tool({"init-home", "--help"}).output, HasSubstr("Example"));
 }
 
 TEST_F(InitHomeCommandTest, AFileInTheDirectorysPlace) {

@@ -112,6 +112,39 @@ TEST_F(RemoveKeyCommandTest, ASetThatCannotBeDoesNotKeepTheKey) {
   EXPECT_THAT(run.output, HasSubstr("removed " + key("Maker")));
 }
 
+TEST_F(RemoveKeyCommandTest, TheSystemsHomeByAnotherPath) {
+  std::string const list = writeList("wam.full.a.list", "");
+  keys().sign(list, "-u Maker -u Second");
+  ProgramRun const run = tool({"remove-key", key("Maker"), "--homedir", "/usr/zemo/selfcheck/"});
+  EXPECT_EQ(run.status, 0) << run.errors;
+  EXPECT_THAT(run.output, HasSubstr("no longer verifies: " + list + "\n"));
+  keys().sign(list, "-u Second");
+  EXPECT_THAT(
+      tool({"remove-key", key("Second"), "--homedir", "/usr/zemo/../zemo/selfcheck"}).output,
+      HasSubstr("no longer verifies: " + list + "\n"));
+}
+
+TEST_F(RemoveKeyCommandTest, FifosAreNotWaitedFor) {
+  std::string const list = writeList("wam.full.a.list", "");
+  makeFifo(list + ".asc");
+  makeFifo(std::string(listDir) + "/wam.full.b.list");
+  writeFile(std::string(listDir) + "/wam.full.b.list.asc", "");
+  ProgramRun const run = runProgram(
+      {"/usr/bin/timeout", "--kill-after=1", "20", ZEMO_TOOL, "remove-key", key("Maker")});
+  EXPECT_EQ(run.status, 0) << run.errors;
+  std::string const conf = std::string(listDir) + "/gpg.conf";
+  remove(conf);
+  makeFifo(conf);
+  ProgramRun const refused = runProgram(
+      {"/usr/bin/timeout", "--kill-after=1", "20", ZEMO_TOOL, "remove-key", key("Second")});
+  EXPECT_EQ(refused.status, notLoaded);
+  EXPECT_EQ(refused.errors, "zemo-selfcheck: '" + conf + "' is not a regular file\n");
+}
+
+TEST_F(RemoveKeyCommandTest, HelpHasAnExample) {
+  EXPECT_THAT(tool({"remove-key", "--help"}).output, HasSubstr("Example"));
+}
+
 TEST_F(RemoveKeyCommandTest, WithoutARing) {
   EXPECT_EQ(tool({"remove-key", key("Maker"), "--homedir", files / "none"}).status, notLoaded);
   makeDirectory(files / "empty");
@@ -120,8 +153,11 @@ TEST_F(RemoveKeyCommandTest, WithoutARing) {
 }
 
 TEST_F(RemoveKeyCommandTest, WrongUsage) {
-  for (const std::vector<std::string>& words : std::vector<std::vector<std::string>>{
-           {"remove-key"}, {"remove-key", "Maker"}, {"remove-key", key("Maker").substr(20)}}) {
+  for (const std::vector<std::string>& words :
+       std::vector<std::vector<std::string>>{{"remove-key"},
+                                             {"remove-key", key("Maker"), "--homedir", ""},
+                                             {"remove-key", "Maker"},
+                                             {"remove-key", key("Maker").substr(20)}}) {
     ProgramRun const run = tool(words);
     EXPECT_EQ(run.status, usage);
     EXPECT_EQ(linesOf(run.errors).size(), 1U);

@@ -225,9 +225,38 @@ TEST_F(SignCommandTest, ADirectoryThatCannotBeWritten) {
   EXPECT_THAT(run.errors, HasSubstr("cannot write '" + path + "': Permission denied"));
 }
 
+// Of a list that has a signature both the old one and the new one fit at every moment.
+TEST_F(SignCommandTest, AStopBetweenTheTwoRenamesLeavesAPairThatVerifies) {
+  ASSERT_EQ(sign(path, "Maker").status, 0);
+  std::string const oldSignature = readFile(path + ".asc");
+  ino_t const oldList = statusOf(path).st_ino;
+  ASSERT_EQ(sign(path, "Second").status, 0);
+  EXPECT_NE(statusOf(path).st_ino, oldList);  // renamed over, and so there is such a moment
+  writeFile(path + ".asc", oldSignature);
+  EXPECT_EQ(tool({"verify", "--key", keys().fingerprint("Maker")}).status, 0);
+}
+
+// The second rename fails: nothing can take the place of a directory.
+TEST_F(SignCommandTest, AFailureBetweenTheTwoRenamesKeepsTheList) {
+  std::string const content = readFile(path);
+  makeDirectory(path + ".asc/member");
+  ProgramRun const run = sign(path, "Maker");
+  EXPECT_EQ(run.status, notLoaded);
+  EXPECT_THAT(run.errors, HasSubstr("cannot replace '" + path + ".asc'"));
+  EXPECT_EQ(readFile(path), content);
+  EXPECT_EQ(namesIn(listDir), onlyPair);
+}
+
+TEST_F(SignCommandTest, HelpHasAnExample) {
+  EXPECT_THAT(tool({"sign", "--help"}).output, HasSubstr("Example"));
+}
+
 TEST_F(SignCommandTest, WrongUsage) {
-  for (const std::vector<std::string>& words : std::vector<std::vector<std::string>>{
-           {"sign", path}, {"sign", "--key", "Maker"}, {"sign", path, "--key", ""}}) {
+  for (const std::vector<std::string>& words :
+       std::vector<std::vector<std::string>>{{"sign", path},
+                                             {"sign", path, "--key", "Maker", "--homedir", ""},
+                                             {"sign", "--key", "Maker"},
+                                             {"sign", path, "--key", ""}}) {
     ProgramRun const run = tool(words);
     EXPECT_EQ(run.status, usage);
     EXPECT_EQ(linesOf(run.errors).size(), 1U);

@@ -460,6 +460,50 @@ TEST_F(VerifyCommandTest, ACallerThatIgnoresItsChildren) {
   EXPECT_EQ(runProgram({"/usr/bin/env", "--ignore-signal=CHLD", ZEMO_TOOL, "verify"}).status, 0);
 }
 
+TEST_F(VerifyCommandTest, FifosAreNotWaitedFor) {
+  for (const std::string name :
+       {"wam.full.base.list", "wam.full.base.list.asc", "pubring.kbx", "pubring.gpg", "gpg.conf"}) {
+    std::string const file = std::string(listDir) + "/" + name;
+    signedList("base", "-u Maker");
+    bool const isThere = std::filesystem::exists(file);
+    std::string const content = isThere ? readFile(file) : "";
+    remove(file);
+    makeFifo(file);
+    ProgramRun const run =
+        runProgram({"/usr/bin/timeout", "--kill-after=1", "10", ZEMO_TOOL, "verify"});
+    EXPECT_EQ(run.status, notLoaded) << name;
+    EXPECT_THAT(run.output, HasSubstr("'" + file + "' is not a regular file")) << name;
+    remove(file);
+    if (isThere)
+      writeFile(file, content);
+  }
+}
+
+TEST_F(VerifyCommandTest, AnOrderThatIsNoRegularFile) {
+  signedList("base", "-u Maker");
+  std::string const file = std::string(listDir) + "/listorder";
+  for (int kind = 0; kind < 3; ++kind) {
+    if (kind == 0)
+      makeFifo(file);
+    else if (kind == 1)
+      makeDirectory(file);
+    else
+      makeLink("/dev/null", file);
+    ProgramRun const run =
+        runProgram({"/usr/bin/timeout", "--kill-after=1", "10", ZEMO_TOOL, "verify"});
+    EXPECT_EQ(run.status, 0) << run.output;
+    EXPECT_THAT(run.output, HasSubstr("order      by name, listorder is not a regular file\n"));
+    ProgramRun const strict = strictly({key("Maker")});
+    EXPECT_EQ(strict.status, unchecked);
+    EXPECT_THAT(strict.output, HasSubstr("objection  listorder is not a regular file\n"));
+    remove(file);
+  }
+}
+
+TEST_F(VerifyCommandTest, HelpHasAnExample) {
+  EXPECT_THAT(tool({"verify", "--help"}).output, HasSubstr("Example"));
+}
+
 TEST_F(VerifyCommandTest, AFullOutputIsTold) {
   signedList("base", "-u Maker");
   ProgramRun const run =

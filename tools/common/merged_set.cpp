@@ -1,9 +1,9 @@
 #include "common/merged_set.h"
 
-#include <filesystem>
 #include <utility>
 
 #include "common/failure.h"
+#include "common/regular_file.h"
 #include "common/sets.h"
 
 using namespace ZEMO::SELF_CHECK;
@@ -11,17 +11,11 @@ using namespace ZEMO::SELF_CHECK;
 namespace tool {
 namespace {
 
-// GnuPG would wait for the writer of a FIFO.
-void requireFile(const std::string& path) {
-  std::error_code ignored;
-  if (std::filesystem::exists(path, ignored) && !std::filesystem::is_regular_file(path, ignored))
-    throw Failure(STATUS_NOT_LOADED, inQuotes(path) + " is not a regular file");
-}
-
 void verifyAll(const FileList& files, const MergedSet& merged) {
   for (const std::string& list : merged.lists) {
-    requireFile(list);
-    requireFile(list + ".asc");
+    std::string const waiting = irregularToVerify(list);
+    if (!waiting.empty())
+      throw Failure(STATUS_NOT_LOADED, waiting);
     if (!files.checkSign(list))
       throw Failure(STATUS_NOT_LOADED, "list " + inQuotes(list) + " does not verify");
   }

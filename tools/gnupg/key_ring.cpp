@@ -1,13 +1,17 @@
 #include "gnupg/key_ring.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <array>
 #include <cerrno>
-#include <filesystem>
 
 #include "common/atomic_file.h"
+#include "common/descriptors.h"
 #include "common/failure.h"
 #include "common/process.h"
+#include "common/regular_file.h"
 #include "common/sets.h"
 #include "gnupg/status_lines.h"
 
@@ -16,6 +20,8 @@ namespace {
 
 const char* const gnupg = "/usr/bin/gpg";
 
+constexpr std::size_t keysLimit = std::size_t{64} << 20U;
+
 // All that GnuPG may write with the options below.
 const std::vector<std::string> scratchNames = {"gpg.conf",        "pubring.kbx", "pubring.kbx~",
                                                "pubring.kbx.tmp", "random_seed", "trustdb.gpg",
@@ -23,6 +29,13 @@ const std::vector<std::string> scratchNames = {"gpg.conf",        "pubring.kbx",
 
 [[noreturn]] void refuse(const std::string& file, const std::string& reason) {
   throw Failure(STATUS_NOT_LOADED, "cannot import " + inQuotes(file) + ": " + reason);
+}
+
+[[noreturn]] void refuseHome(const std::string& home, int status) {
+  throw Failure(STATUS_NOT_LOADED, "GnuPG cannot use the home " + inQuotes(home) +
+                                       ", it ended with exit status " + std::to_string(status) +
+                                       "; gpg --homedir " + inQuotes(home) +
+                                       " --list-keys says why");
 }
 
 Outcome quietly(std::vector<std::string> words, int captured) {
@@ -57,6 +70,15 @@ bool exists(const std::string& path) {
   return lstat(path.c_str(), &status) == 0 || errno != ENOENT;
 }
 
+std::string homeFrom(const std::string& option) {
+  if (option.empty())
+    throw UsageError("--homedir needs the path of a directory");
+  std::string home = option;
+  while (home.size() > 1 && home.back() == '/')
+    home.pop_back();
+  return home;
+}
+
 std::string ringIn(const std::string& home) {
   return home + "/pubring.kbx";
 }
@@ -66,12 +88,47 @@ void refuseOtherRings(const std::string& home) {
     throw Failure(STATUS_NOT_LOADED, inQuotes(home) +
                                          " has a key ring of the old form, 'pubring.gpg': import "
                                          "it as a file and remove it there");
-  std::error_code ignored;  // a home that cannot be read fails soon enough
-  for (const auto& member : std::filesystem::directory_iterator(home, ignored)) {
-    std::string const name = member.path().filename();
-    if (name.compare(0, 9, "gpg.conf-") == 0)
-      throw Failure(STATUS_NOT_LOADED,
-                    inQuotes(member.path().string()) + " may take the place of gpg.conf");
+  for (const std::string& path : otherConfigurationsIn(home))
+    throw Failure(STATUS_NOT_LOADED, inQuotes(path) + " may take the place of gpg.conf");
+  for (const std::string& path : gnupgFilesIn(home)) {
+    std::string const reason = irregular(path);
+    if (!reason.empty())
+      throw Failure(STATUS_NOT_LOADED, reason);
+  }
+}
+
+std::string readKeys(const std::string& file) {
+  auto const refuse = [&file](int error) {
+    throw Failure(STATUS_NOT_LOADED, withReason("cannot read " + inQuotes(file), error));
+  };
+  auto const fail = [&file](const char* reason) {
+    throw Failure(STATUS_NOT_LOADED, "cannot read " + inQuotes(file) + ": " + reason);
+  };
+  // Without waiting for the writer of a FIFO that has none.
+  bool const input = file == "-";
+  Descriptor const opened(input ? -1
+                                : open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+  int const source = input ? STDIN_FILENO : opened.get();
+  struct stat status = {};
+  if (source < 0 || fstat(source, &status) != 0)
+    refuse(errno);
+  if (!input && !S_ISREG(status.st_mode) && !S_ISFIFO(status.st_mode))
+    fail("it is neither a regular file nor a pipe");
+  if (!input && fcntl(source, F_SETFL, 0) != 0)  // one that has a writer is waited for
+    refuse(errno);
+  std::string content;
+  std::array<char, 65536> buffer;  // NOLINT(cppcoreguidelines-pro-type-member-init) filled by read
+  for (;;) {
+    ssize_t const length = read(source, buffer.data(), buffer.size());
+    if (length < 0 && errno == EINTR)
+      continue;
+    if (length < 0)
+      refuse(errno);
+    if (length <= 0)
+      return content;
+    content.append(buffer.data(), static_cast<std::size_t>(length));
+    if (content.size() > keysLimit)
+      fail("it holds more than 64 MiB");
   }
 }
 
@@ -99,8 +156,8 @@ std::vector<Key> KeyRing::keys() const {
   return keysIn(outcome.output);
 }
 
-void KeyRing::import(const std::string& file) {
-  writeWholeFile(_scratch / "import", readWholeFile(file));
+void KeyRing::import(const std::string& file, const std::string& content) {
+  writeWholeFile(_scratch / "import", content);
   Outcome const outcome =
       quietly(gpg({"--status-fd", "3", "--import", "--", _scratch / "import"}), 3);
   Imported const counts = countsIn(outcome.output);
@@ -120,20 +177,27 @@ void KeyRing::remove(const std::string& fingerprint) {
     throw Failure(STATUS_NOT_LOADED, "GnuPG does not remove the key " + fingerprint);
 }
 
-void KeyRing::install() const {
+void KeyRing::proveWith(const std::string& configuration) const {
+  std::string const ours = readWholeFile(_scratch / "gpg.conf");
+  writeWholeFile(_scratch / "gpg.conf", configuration);
+  Outcome const outcome = quietly(gpg({"--with-colons", "--list-keys"}), 1);
+  writeWholeFile(_scratch / "gpg.conf", ours);
+  if (outcome.status != 0)
+    refuseHome(_home, outcome.status);
+}
+
+AtomicFile KeyRing::staged() const {
   AtomicFile ring(ringIn(_home), 0644);
   ring.write(readWholeFile(_scratch / "pubring.kbx"));
-  ring.commit();
+  ring.finish();
+  return ring;
 }
 
 std::vector<Key> keysOfHome(const std::string& home) {
   Outcome const outcome = quietly(
       {gnupg, "--homedir", home, "--batch", "--no-autostart", "--with-colons", "--list-keys"}, 1);
   if (outcome.status != 0)
-    throw Failure(STATUS_NOT_LOADED, "GnuPG cannot use the home " + inQuotes(home) +
-                                         ", it ended with exit status " +
-                                         std::to_string(outcome.status) + "; gpg --homedir " +
-                                         inQuotes(home) + " --list-keys says why");
+    refuseHome(home, outcome.status);
   return keysIn(outcome.output);
 }
 

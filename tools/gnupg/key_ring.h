@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "common/atomic_file.h"
 #include "common/scratch_directory.h"
 #include "gnupg/keys.h"
 
@@ -24,16 +25,20 @@ class KeyRing {
   // The keys in the copy.
   std::vector<Key> keys() const;
 
-  // Adds the public keys in the file, or what it has to say of keys that are there. Refuses files
-  // with secret keys, with keys that GnuPG does not take, and with none at all.
-  void import(const std::string& file);
+  // Adds the public keys in `content`, which comes from `file`, or what it has to say of keys that
+  // are there. Refuses secret keys, keys that GnuPG does not take, and content without any.
+  void import(const std::string& file, const std::string& content);
 
   // Takes out the key with this fingerprint, which is that of a primary key in the ring.
   void remove(const std::string& fingerprint);
 
-  // Puts the copy in the place of the home's ring, readable by everybody. At every moment the old
-  // ring or the new one is there.
-  void install() const;
+  // Lets GnuPG read the copy with this content of gpg.conf. Throws as keysOfHome() does.
+  void proveWith(const std::string& configuration) const;
+
+  // The copy, written beside the home's ring and readable by everybody: commit() puts it in that
+  // one's place. At every moment the old ring or the new one is there.
+  AtomicFile staged() const;
+  void install() const { staged().commit(); }
 
  private:
   std::vector<std::string> gpg(const std::vector<std::string>& words) const;
@@ -46,12 +51,20 @@ class KeyRing {
 // Failure(STATUS_NOT_LOADED) if it cannot use that home.
 std::vector<Key> keysOfHome(const std::string& home);
 
+// The home that `--homedir` names, without slashes at its end. Throws UsageError if it is empty.
+std::string homeFrom(const std::string& option);
+
 // The path of the key ring in `home`.
 std::string ringIn(const std::string& home);
 
 // Throws Failure(STATUS_NOT_LOADED) if `home` has files that GnuPG takes instead of pubring.kbx and
-// gpg.conf.
+// gpg.conf, or one of its files is not a regular one, for which GnuPG could wait for ever.
 void refuseOtherRings(const std::string& home);
+
+// The content of the file of keys at `file`: a regular file or a pipe, which is read to its end;
+// "-" is standard input, whatever that is. Throws Failure(STATUS_NOT_LOADED), also for more than 64
+// MiB.
+std::string readKeys(const std::string& file);
 
 // Something exists at `path`, a dangling link included.
 bool exists(const std::string& path);

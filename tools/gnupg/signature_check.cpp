@@ -10,6 +10,7 @@
 #include "common/failure.h"
 #include "common/label.h"
 #include "common/process.h"
+#include "common/regular_file.h"
 #include "common/sets.h"
 #include "gnupg/status_lines.h"
 
@@ -168,6 +169,9 @@ SignatureCheck checkSignature(const std::string& list) {
     check.reason = "there is no signature file " + inQuotes(signature);
     return check;
   }
+  check.reason = irregularToVerify(list);
+  if (!check.reason.empty())
+    return check;
   // GnuPG would make an empty one, which other users cannot read.
   if (VLIBFileExist((systemDirectory + "/pubring.kbx").c_str()) == 0 &&
       VLIBFileExist((systemDirectory + "/pubring.gpg").c_str()) == 0) {

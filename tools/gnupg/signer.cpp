@@ -44,7 +44,7 @@ void nameTerminal() {
     (void)setenv("GPG_TTY", terminal, 0);  // without it GnuPG says what it lacks
 }
 
-// The words of the sign operation, or the signer's that has not been taken.
+// The words of the sign operation, or GnuPG's exit status where it has none.
 std::string reasonIn(const std::vector<StatusLine>& lines, int status) {
   std::string const reason = failureIn(lines, "sign");
   return reason.empty() ? "GnuPG ended with exit status " + std::to_string(status) : reason;

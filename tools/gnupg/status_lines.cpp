@@ -84,6 +84,8 @@ long long numberIn(const std::string& word) {
 
 std::string errorText(long long code) {
   switch (code & 0xffff) {
+    case 4:
+      return "the public key algorithm is not supported";
     case 11:
       return "wrong passphrase";
     case 17:

@@ -26,8 +26,8 @@ std::vector<StatusLine> statusLines(const std::string& output);
 // A word that is a decimal number; 0 if it is none.
 long long numberIn(const std::string& word);
 
-// What the error code (libgpg-error's, with or without its source) at the end of a FAILURE, ERROR
-// or INV_SGNR line stands for; "error code NUMBER" for codes that have no words here.
+// What the error code (libgpg-error's, with or without its source) at the end of a FAILURE or ERROR
+// line, or in an ERRSIG line, stands for; "error code NUMBER" for codes that have no words here.
 std::string errorText(long long code);
 
 // The reason of the last FAILURE line for this operation, empty if there is none.

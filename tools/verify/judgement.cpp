@@ -10,6 +10,7 @@
 #include "common/descriptors.h"
 #include "common/failure.h"
 #include "common/list_file.h"
+#include "common/regular_file.h"
 #include "common/sets.h"
 
 namespace tool {
@@ -29,6 +30,10 @@ class Order {
       : _lines(orderLines(directory)), _positions(orderPositions(_lines)) {
     std::string const path = directory + "/listorder";
     _exists = VLIBFileExist(path.c_str()) != 0;
+    if (!irregular(path).empty()) {
+      _irregular = true;
+      return;
+    }
     Descriptor const file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
     if (_exists && file.get() < 0)
       _unreadable = withReason(inQuotes(path) + " cannot be read", errno);
@@ -37,6 +42,7 @@ class Order {
   Place placeOf(const std::string& list) const {
     Place place;
     place.orderExists = _exists;
+    place.orderIrregular = _irregular;
     place.unreadable = _unreadable;
     std::string const name = fileName(list);
     auto const position = _positions.find(name);
@@ -55,6 +61,7 @@ class Order {
   std::vector<std::string> _lines;
   std::map<std::string, std::size_t> _positions;
   bool _exists = false;
+  bool _irregular = false;
   std::string _unreadable;
 };
 
@@ -115,7 +122,8 @@ std::vector<std::string> objectionsTo(const Judgement& judgement, const Demands&
   if (judgement.binding.state == Binding::State::OtherList)
     objections.emplace_back("line 2 says that it is another list");
   if (judgement.place.orderExists && judgement.place.line == 0)
-    objections.emplace_back("listorder does not name it");
+    objections.emplace_back(judgement.place.orderIrregular ? "listorder is not a regular file"
+                                                           : "listorder does not name it");
   return objections;
 }
 

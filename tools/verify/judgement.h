@@ -18,7 +18,8 @@ struct Place {
   std::size_t line = 0;    // that names it; 0: none does, and it is read before all that are named
   std::size_t almost = 0;  // the line that would name it but for blanks, a carriage return or "./"
   bool orderExists = false;
-  std::string unreadable;  // why the file cannot be read
+  bool orderIrregular = false;  // it is a directory, a FIFO or the like, and orders nothing
+  std::string unreadable;       // why the file cannot be read
 };
 
 // Line 2 of a list.

@@ -17,6 +17,8 @@ std::string textOf(const Place& place) {
     return "line " + std::to_string(place.line) + " of listorder";
   if (!place.orderExists)
     return "by name, there is no listorder";
+  if (place.orderIrregular)
+    return "by name, listorder is not a regular file";
   std::string text = "not named in listorder, read before all that are";
   if (!place.unreadable.empty())
     text += "; " + place.unreadable;

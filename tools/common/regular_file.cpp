@@ -1,0 +1,57 @@
+#include "common/regular_file.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <filesystem>
+
+#include "common/failure.h"
+#include "common/sets.h"
+
+namespace tool {
+
+std::string irregular(const std::string& path) {
+  struct stat status = {};
+  if (stat(path.c_str(), &status) != 0 || S_ISREG(status.st_mode))
+    return "";
+  return inQuotes(path) + " is not a regular file";
+}
+
+std::vector<std::string> otherConfigurationsIn(const std::string& home) {
+  std::vector<std::string> paths;
+  std::error_code error;  // a home that cannot be read fails soon enough
+  std::filesystem::directory_iterator const end;
+  for (std::filesystem::directory_iterator member(home, error); !error && member != end;
+       member.increment(error)) {
+    std::string const name = member->path().filename();
+    if (name.compare(0, 9, "gpg.conf-") == 0)
+      paths.push_back(std::string(home).append("/").append(name));
+  }
+  std::sort(paths.begin(), paths.end());
+  return paths;
+}
+
+std::vector<std::string> gnupgFilesIn(const std::string& home) {
+  std::vector<std::string> paths = otherConfigurationsIn(home);
+  for (const char* const name :
+       {"gpg.conf", "common.conf", "pubring.kbx", "pubring.gpg", "trustdb.gpg"}) {
+    std::string const path = home + "/" + name;
+    struct stat status = {};
+    if (lstat(path.c_str(), &status) == 0)
+      paths.push_back(path);
+  }
+  return paths;
+}
+
+std::string irregularToVerify(const std::string& list) {
+  std::vector<std::string> paths = gnupgFilesIn(systemDirectory);
+  paths.insert(paths.begin(), {list, list + ".asc"});
+  for (const std::string& path : paths) {
+    std::string reason = irregular(path);
+    if (!reason.empty())
+      return reason;
+  }
+  return "";
+}
+
+}  // namespace tool
