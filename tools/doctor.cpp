@@ -76,8 +76,7 @@ class Doctor {
         _findings.well("there are no sets of packages");
       return;
     }
-    if (!_ownership.look(packagesDirectory, Kind::DIRECTORY, STATUS_NOT_LOADED,
-                         "rm " + shellWord(packagesDirectory)))
+    if (!_ownership.look(packagesDirectory, Kind::DIRECTORY, STATUS_NOT_LOADED, ""))
       return;
     try {
       for (const std::string& name : packageDirectories()) {
@@ -193,6 +192,11 @@ class Doctor {
       _findings.well("set " + inQuotes(files.set) + " has " +
                      std::to_string(merged.entries.size()) + " entries in " +
                      std::to_string(merged.lists.size()) + " lists");
+      if (merged.entries.empty())
+        _findings.problem(STATUS_NOT_LOADED,
+                          "the lists of the set " + inQuotes(files.set) +
+                              " have no entries, so that nothing is checked",
+                          "make, sign and install others: zemo-selfcheck make --help");
       checkFixedDirectories(files.set, merged, _findings);
     } catch (const Failure& failure) {
       _findings.problem(failure.status(),

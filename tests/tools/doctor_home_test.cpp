@@ -99,7 +99,7 @@ TEST_F(DoctorHomeTest, EachLineOfGpgConfIsNeeded) {
     EXPECT_NE(run.output.find("problem: '" + path + "' lacks the line '" + missing + "': "),
               std::string::npos)
         << run.output;
-    EXPECT_NE(run.output.find("   mend: echo '" + missing + "' >>" + path + "\n"),
+    EXPECT_NE(run.output.find("   mend: sed -i '$a " + missing + "' " + path + "\n"),
               std::string::npos);
     EXPECT_EQ(run.status & unchecked, unchecked);
     if (missing != "trust-model always") {
@@ -118,9 +118,65 @@ TEST_F(DoctorHomeTest, AHomeWithoutTrustDatabaseNeedsTheTrustModel) {
 
 TEST_F(DoctorHomeTest, TheLastTrustModelCounts) {
   appendToFile(home("gpg.conf"), "trust-model pgp\n");
-  EXPECT_NE(doctor().output.find("lacks the line 'trust-model always'"), std::string::npos);
+  ProgramRun const run = doctor();
+  EXPECT_NE(run.output.find("problem: line 5, 'trust-model pgp', undoes 'trust-model always' in '" +
+                            home("gpg.conf") + "': "),
+            std::string::npos)
+      << run.output;
+  EXPECT_NE(run.output.find("   mend: sed -i 5d " + home("gpg.conf") + "\n"), std::string::npos);
   appendToFile(home("gpg.conf"), "trust-model\talways\n");
   EXPECT_EQ(doctor().status, 0);
+}
+
+TEST_F(DoctorHomeTest, TheMendOfAFileWithoutLastLineFeedHelps) {
+  std::string const path = home("gpg.conf");
+  writeFile(path, "trust-model always\nno-auto-key-retrieve\nno-auto-check-trustdb");
+  ProgramRun const run = doctor();
+  EXPECT_EQ(run.status, unchecked);
+  std::string const mend = linesOf(run.output).at(1);
+  ASSERT_EQ(mend.find("   mend: "), 0U) << mend;
+  runShell(mend.substr(9));
+  EXPECT_EQ(doctor().status, 0) << doctor().output;
+}
+
+TEST_F(DoctorHomeTest, TheMendsOfAnEmptyFileHelp) {
+  writeFile(home("gpg.conf"), "");
+  for (int i = 0; i < 5 && doctor().status != 0; ++i) {
+    for (const std::string& line : linesOf(doctor().output)) {
+      if (line.find("   mend: ") == 0 && line.find("init-home") == std::string::npos)
+        runShell(line.substr(9));
+    }
+    remove(home("trustdb.gpg"));
+  }
+  EXPECT_EQ(doctor().status, 0) << doctor().output;
+}
+
+TEST_F(DoctorHomeTest, FilesThatGnupgReadsInstead) {
+  for (const char* const name : {"gpg.conf-2", "gpg.conf-2.2", "gpg.conf-9.9.9"}) {
+    writeFile(home(name), readFile(home("gpg.conf")));
+    expectProblem(doctor(), unchecked,
+                  "'" + home(name) + "' takes the place of gpg.conf where GnuPG is of that version",
+                  "rm " + home(name));
+    remove(home(name));
+  }
+}
+
+TEST_F(DoctorHomeTest, DevicesAreToBeWrittenByOthers) {
+  for (const char* const name :
+       {"gpg.conf", "pubring.kbx", "trustdb.gpg", "wam.full.base.list", "wam.full.base.list.asc"}) {
+    bool const isThere = access(home(name).c_str(), F_OK) == 0;
+    std::string const content = isThere ? readFile(home(name)) : "";
+    remove(home(name));
+    makeLink("/dev/null", home(name));
+    ProgramRun const run = doctor();
+    expectAmong(run, run.status, "'" + home(name) + "' is not a regular file");
+    EXPECT_NE(run.status & notLoaded, 0);
+    EXPECT_NE(run.output.find("   mend: rm " + home(name)), std::string::npos) << run.output;
+    EXPECT_EQ(run.output.find("/dev"), std::string::npos) << run.output;
+    remove(home(name));
+    if (isThere)
+      writeFile(home(name), content);
+  }
 }
 
 TEST_F(DoctorHomeTest, AHomeWithoutGpgConf) {

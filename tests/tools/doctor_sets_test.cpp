@@ -19,8 +19,28 @@ TEST_F(DoctorSetsTest, NoListAtAll) {
 
 TEST_F(DoctorSetsTest, ModeNamesOtherLists) {
   EXPECT_EQ(doctor({"--mode", "quick"}).status, notLoaded);
-  addList("wam.quick.base.list", "");
+  addList("wam.quick.base.list", sized("/a") + "\n");
   EXPECT_EQ(doctor({"--mode", "quick"}).status, 0);
+}
+
+TEST_F(DoctorSetsTest, ListsWithoutEntries) {
+  addList("wam.full.base.list", "");
+  expectProblem(doctor(), notLoaded,
+                "the lists of the set 'wam' have no entries, so that nothing is checked",
+                "make, sign and install others: zemo-selfcheck make --help");
+}
+
+TEST_F(DoctorSetsTest, AnOrderThatIsADevice) {
+  makeLink("/dev/null", home("listorder"));
+  expectProblem(doctor(), unchecked, "'" + home("listorder") + "' is not a regular file",
+                "rm " + home("listorder") + ", and write one with the lists' names");
+}
+
+TEST_F(DoctorSetsTest, AnOrderThatIsADirectory) {
+  makeDirectory(home("listorder"));
+  changeMode(home("listorder"), 0755);
+  expectProblem(doctor(), unchecked, "'" + home("listorder") + "' is not a regular file",
+                "rm -r " + home("listorder") + ", and write one with the lists' names");
 }
 
 TEST_F(DoctorSetsTest, AListWithAnotherHeader) {
@@ -165,7 +185,7 @@ TEST_F(DoctorSetsTest, APackageThatIsNotInstalled) {
 }
 
 TEST_F(DoctorSetsTest, APackagesDirectoryThatOthersMayWrite) {
-  addList(installDemo(), "demo.full.base.list", "");
+  addList(installDemo(), "demo.full.base.list", sized("/b") + "\n");
   changeMode(home("packages/demo"), 0775);
   expectProblem(doctor(), unchecked, "'" + home("packages/demo") + "' can be written by its group",
                 "chmod go-w " + home("packages/demo"));

@@ -27,9 +27,15 @@ bool isUnusual(const std::string& path) {
          endsIn(path, "/..");
 }
 
-bool hasPlaceholder(const ProtectedFile& entry) {
+// In owner and group: hardly an account of that name.
+bool hasIdPlaceholder(const ProtectedFile& entry) {
   auto const isId = [](const std::string& id) { return id == "$pkg" || id == "$pkg_sys"; };
-  return contains(entry._path, directoryPlaceholder) || isId(entry._owner) || isId(entry._group) ||
+  return isId(entry._owner) || isId(entry._group);
+}
+
+// In a path or a link's target, which are fine for a file of that very name.
+bool hasDirectoryPlaceholder(const ProtectedFile& entry) {
+  return contains(entry._path, directoryPlaceholder) ||
          (entry._type == "l" && contains(entry._hash, directoryPlaceholder));
 }
 
@@ -64,6 +70,8 @@ class EntryCheck {
                       "write what is meant, or move these lines to the package's own set, and "
                       "sign the lists",
                       set + " has no placeholders that stay as they are");
+    for (const std::string& what : _literal.first())
+      findings.well(what);
     findings.problems(STATUS_UNCHECKED, _duplicates,
                       "delete all but the line that is meant, and sign the lists",
                       set + " has no list that names a path twice");
@@ -108,8 +116,12 @@ class EntryCheck {
     std::string const quotedPath = inQuotes(path) + ", " + where(place) + ", ";
     if (isUnusual(path))
       _unusual.add(quotedPath + "is no path by which callers look files up");
-    if (_files.set == systemSet && hasPlaceholder(*line.entry))
+    if (_files.set == systemSet && hasIdPlaceholder(*line.entry))
       _placeholders.add(quotedPath + "has a placeholder, which only a package's set resolves");
+    else if (_files.set == systemSet && hasDirectoryPlaceholder(*line.entry))
+      _literal.add(quotedPath +
+                   "has '$pkg_dir' as a part of a name, as only a package's set "
+                   "resolves it");
     if (line.removal)
       remove(path, place);
     else
@@ -152,6 +164,7 @@ class EntryCheck {
   Repeated _empty;
   Repeated _unusual;
   Repeated _placeholders;
+  Repeated _literal;
   Repeated _duplicates;
   Repeated _byteOrder;
   Repeated _useless;

@@ -3,19 +3,20 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <array>
-#include <fstream>
-#include <set>
-#include <sstream>
+#include <vector>
 
 #include "common/process.h"
+#include "common/regular_file.h"
+#include "common/scratch_directory.h"
 #include "common/sets.h"
+#include "gnupg/options.h"
 
 namespace tool {
 namespace {
 
 const char* const program = "/usr/bin/gpg";
-const std::string trustModel = "trust-model ";
+const std::string configurationPath = systemDirectory + "/gpg.conf";
+const std::string ringPath = systemDirectory + "/pubring.kbx";
 const char* const makeHome = "zemo-selfcheck init-home --import KEYFILE";
 
 bool exists(const std::string& path) {
@@ -70,15 +71,22 @@ void checkReadable(const std::string& path, Findings& findings) {
 // All files that GnuPG opens in its home. False if one of them is no regular file.
 bool checkFiles(Ownership& ownership) {
   bool usable = true;
-  for (const char* const name : {"gpg.conf", "gpg.conf-2", "gpg.conf-2.2", "common.conf",
-                                 "pubring.kbx", "pubring.gpg", "trustdb.gpg"}) {
-    std::string const path = systemDirectory + "/" + name;
-    if (exists(path) &&
-        !ownership.look(path, Kind::FILE, STATUS_NOT_LOADED,
-                        "rm " + shellWord(path) + ", or make what the link leads to"))
+  for (const std::string& path : gnupgFilesIn(systemDirectory)) {
+    bool const needed = path == ringPath || path == configurationPath;
+    if (!ownership.look(path, Kind::FILE, STATUS_NOT_LOADED, needed ? makeHome : ""))
       usable = false;
   }
   return usable;
+}
+
+void checkOtherConfigurations(Findings& findings) {
+  std::vector<std::string> const others = otherConfigurationsIn(systemDirectory);
+  for (const std::string& path : others)
+    findings.problem(STATUS_UNCHECKED,
+                     inQuotes(path) + " takes the place of gpg.conf where GnuPG is of that version",
+                     "rm " + shellWord(path));
+  if (others.empty())
+    findings.well("no file takes the place of gpg.conf");
 }
 
 void checkKeyRing(Findings& findings) {
@@ -92,35 +100,8 @@ void checkKeyRing(Findings& findings) {
   checkReadable(exists(keybox) ? keybox : old, findings);
 }
 
-// The options in gpg.conf, with one blank between their words.
-std::set<std::string> optionsIn(const std::string& path) {
-  std::set<std::string> options;
-  std::ifstream file(path);
-  for (std::string line; std::getline(file, line);) {
-    std::istringstream words(line);
-    std::string option;
-    for (std::string word; words >> word;)
-      option += (option.empty() ? "" : " ") + word;
-    if (option.compare(0, trustModel.size(), trustModel) == 0)  // the last one counts
-      options.erase(options.lower_bound(trustModel), options.lower_bound("trust-model!"));
-    options.insert(option);
-  }
-  return options;
-}
-
 void checkOptions(Findings& findings) {
-  struct Wanted {
-    const char* option;
-    const char* reason;
-  };
-  static const std::array<Wanted, 4> wanted = {{
-      {"trust-model always",
-       "GnuPG needs a trust database that the caller can write, and fails for all others"},
-      {"weak-digest SHA1", "a forged list with the SHA-1 of a signed one would verify"},
-      {"no-auto-key-retrieve", "GnuPG may ask the network for a key"},
-      {"no-auto-check-trustdb", "GnuPG may write to its home when it verifies"},
-  }};
-  std::string const path = systemDirectory + "/gpg.conf";
+  std::string const& path = configurationPath;
   bool const isThere = exists(path);
   if (isThere) {
     checkReadable(path, findings);
@@ -129,25 +110,41 @@ void checkOptions(Findings& findings) {
   } else {
     findings.problem(STATUS_UNCHECKED, inQuotes(path) + " does not exist", makeHome);
   }
-  std::set<std::string> const options = isThere ? optionsIn(path) : std::set<std::string>();
-  for (const Wanted& line : wanted) {
-    std::string const quotedLine = std::string("'") + line.option + "'";
-    if (options.count(line.option) != 0)
-      findings.well(inQuotes(path) + " has the line " + quotedLine);
-    else
-      findings.problem(STATUS_UNCHECKED,
-                       inQuotes(path) + " lacks the line " + quotedLine + ": " + line.reason,
-                       "echo " + quotedLine + " >>" + shellWord(path));
+  OptionReading const reading = readOptions(isThere ? readWholeFile(path) : "");
+  bool trusting = true;
+  for (const NeededOption* const option : reading.held)
+    findings.well(inQuotes(path) + " has the line " + inQuotes(option->line));
+  for (const NeededOption* const option : reading.missing) {
+    trusting = trusting && option != &neededOptions.front();
+    findings.problem(
+        STATUS_UNCHECKED,
+        inQuotes(path) + " lacks the line " + inQuotes(option->line) + ": " + option->reason,
+        mendByLine(option->line));
   }
-  if (options.count("trust-model always") == 0 && !exists(systemDirectory + "/trustdb.gpg"))
+  for (const UndoneOption& undone : reading.undone) {
+    trusting = trusting && undone.option != &neededOptions.front();
+    findings.problem(STATUS_UNCHECKED,
+                     describe(undone) + " in " + inQuotes(path) + ": " + undone.option->reason,
+                     "sed -i " + std::to_string(undone.number) + "d " + shellWord(path));
+  }
+  if (!trusting && !exists(systemDirectory + "/trustdb.gpg"))
     findings.problem(STATUS_UNCHECKED,
                      inQuotes(systemDirectory) +
                          " has no trust database, and without 'trust-model always' GnuPG fails "
                          "for every caller that cannot make one",
-                     "echo 'trust-model always' >>" + shellWord(path));
+                     mendByLine(neededOptions.front().line));
 }
 
 }  // namespace
+
+std::string mendByLine(const std::string& line) {
+  struct stat status = {};
+  std::string const file = shellWord(configurationPath);
+  // The file's last line may have no line feed. sed adds that, but nothing to an empty file.
+  if (stat(configurationPath.c_str(), &status) == 0 && status.st_size > 0)
+    return "sed -i '$a " + line + "' " + file;
+  return "echo '" + line + "' >>" + file;
+}
 
 bool checkHome(Ownership& ownership, Findings& findings) {
   bool const runs = checkProgram(findings);
@@ -156,6 +153,7 @@ bool checkHome(Ownership& ownership, Findings& findings) {
   if (!isReadable(systemDirectory) || !checkFiles(ownership))
     return false;
   checkKeyRing(findings);
+  checkOtherConfigurations(findings);
   checkOptions(findings);
   return runs;
 }

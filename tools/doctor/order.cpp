@@ -157,7 +157,7 @@ void checkOrder(const SetFiles& files, Ownership& ownership, Findings& findings)
     return;
   }
   if (!ownership.look(check.path(), Kind::FILE, STATUS_UNCHECKED,
-                      "rm " + shellWord(check.path()) + ", and write one with the lists' names"))
+                      "write one with the lists' names"))
     return;
   if (!isReadable(check.path())) {
     findings.problem(STATUS_UNCHECKED,

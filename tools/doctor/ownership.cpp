@@ -37,15 +37,25 @@ std::string orRoot(const std::string& path) {
   return path.empty() ? "/" : path;
 }
 
+// `mend`, and what is at `path` has to go first.
+std::string withRemoval(const std::string& path, const std::string& mend) {
+  struct stat status = {};
+  if (lstat(path.c_str(), &status) != 0)
+    return mend;
+  return (S_ISDIR(status.st_mode) ? "rm -r " : "rm ") + shellWord(path) +
+         (mend.empty() ? "" : ", and " + mend);
+}
+
 }  // namespace
 
 bool Ownership::look(const std::string& path, Kind kind, ExitStatus status,
                      const std::string& mend) {
   std::string failure;
-  bool exists = true;
+  bool hidden = false;
   _allWell = true;
-  if (!follow(path, kind, failure, exists)) {
-    _findings.problem(status, failure, exists ? "look at it as root, and put it right" : mend);
+  if (!follow(path, kind, failure, hidden)) {
+    _findings.problem(status, failure,
+                      hidden ? "look at it as root, and put it right" : withRemoval(path, mend));
     return false;
   }
   if (_allWell)
@@ -53,7 +63,7 @@ bool Ownership::look(const std::string& path, Kind kind, ExitStatus status,
   return true;
 }
 
-bool Ownership::follow(const std::string& path, Kind kind, std::string& failure, bool& exists) {
+bool Ownership::follow(const std::string& path, Kind kind, std::string& failure, bool& hidden) {
   std::deque<std::string> names;
   prepend(names, path);
   std::string at;  // without links; empty is the root directory
@@ -62,14 +72,15 @@ bool Ownership::follow(const std::string& path, Kind kind, std::string& failure,
   for (;;) {
     if (lstat(orRoot(at).c_str(), &status) != 0) {
       int const error = errno;
-      exists = error != ENOENT;
+      hidden = error != ENOENT;
       if (at != path)
         failure = inQuotes(path) + ": ";
-      failure += exists ? withReason("cannot look at " + inQuotes(at), error)
+      failure += hidden ? withReason("cannot look at " + inQuotes(at), error)
                         : inQuotes(at) + " does not exist";
       return false;
     }
-    judge(orRoot(at), status);
+    if (S_ISDIR(status.st_mode) || S_ISREG(status.st_mode) || S_ISLNK(status.st_mode))
+      judge(orRoot(at), status);
     if (S_ISLNK(status.st_mode)) {
       std::string const target = targetOf(at);
       at.erase(target.empty() || target.front() != '/' ? at.rfind('/') : 0);

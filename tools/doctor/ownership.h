@@ -20,14 +20,16 @@ class Ownership {
   explicit Ownership(Findings& findings) : _findings(findings) {}
 
   // Looks at `path`, an absolute one, and at every directory and link on the way to it. What is
-  // not root's, or others may write to, is a problem, told once however often it is met.
+  // not root's, or others may write to, is a problem, told once however often it is met; devices,
+  // FIFOs and sockets are not looked at for that, since /dev/null is to be written by everybody.
   //
   // Returns true when the path leads to something of this kind. If not, that is a problem of
-  // `status`, with `mend` for what does not exist.
+  // `status`. `mend` makes what does not exist; of what is at `path` in its place, the mend says
+  // first that it has to be removed. If it is empty, that is all.
   bool look(const std::string& path, Kind kind, ExitStatus status, const std::string& mend);
 
  private:
-  bool follow(const std::string& path, Kind kind, std::string& failure, bool& exists);
+  bool follow(const std::string& path, Kind kind, std::string& failure, bool& hidden);
   void judge(const std::string& path, const struct stat& status);
 
   Findings& _findings;

@@ -5,6 +5,7 @@
 #include "common/escape.h"
 #include "common/log_relay.h"
 #include "common/sets.h"
+#include "doctor/home.h"
 #include "gnupg/signature_check.h"
 
 namespace tool {
@@ -33,8 +34,7 @@ Diagnosis diagnose(const SignatureCheck& check, const std::string& list) {
       return {what, "install the list and its .asc again, both of the same making"};
     return {check.reason.empty() ? what : check.reason, elsewhere};
   }
-  return {check.reason + ", as it does without a trust database",
-          "echo 'trust-model always' >>" + shellWord(systemDirectory + "/gpg.conf")};
+  return {check.reason + ", as it does without a trust database", mendByLine("trust-model always")};
 }
 
 }  // namespace
@@ -44,8 +44,8 @@ void checkSignatures(const SetFiles& files, bool gnupgRuns, Ownership& ownership
   ZEMO::SELF_CHECK::FileList const verifier(files.set, files.mode);
   for (const std::string& list : files.lists) {
     std::string const sign = "zemo-selfcheck sign " + shellWord(list) + " --key KEY";
-    bool const isList = ownership.look(list, Kind::FILE, STATUS_NOT_LOADED,
-                                       "rm " + shellWord(list) + ", or install the list again");
+    bool const isList =
+        ownership.look(list, Kind::FILE, STATUS_NOT_LOADED, "install the list and its .asc again");
     bool const isSigned = ownership.look(list + ".asc", Kind::FILE, STATUS_NOT_LOADED, sign);
     if (!isList || !isSigned)
       continue;
