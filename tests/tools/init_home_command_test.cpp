@@ -282,6 +282,25 @@ TEST_F(InitHomeCommandTest, ASignalLeavesNoNewDirectory) {
   EXPECT_FALSE(std::filesystem::exists(files / "new"));
 }
 
+// GnuPG reads the copy but not the home: again another program in its place.
+TEST_F(InitHomeCommandTest, AProofThatFailsInTheEndSaysWhatHasBeenDone) {
+  runShell("cp /usr/bin/gpg " + quoted(files / "real-gpg"));
+  writeFile(files / "gpg",
+            "#!/bin/sh\n[ \"$2\" != " + quoted(home) + " ] || exit 2\nexec " +
+                quoted(files / "real-gpg") + " \"$@\"\n",
+            0755);
+  std::string const script = "mount --bind " + quoted(files / "gpg") +
+                             " /usr/bin/gpg || exit 99; exec " + quoted(ZEMO_TOOL) +
+                             " init-home --homedir " + quoted(home);
+  ProgramRun const run = runProgram({"/usr/bin/unshare", "--mount", "/bin/sh", "-c", script});
+  if (run.status == 99 || run.status == 1)
+    GTEST_SKIP() << "cannot mount: " << run.errors;
+  EXPECT_EQ(run.status, notLoaded);
+  EXPECT_THAT(run.errors, HasSubstr("GnuPG cannot use the home '" + home + "'"));
+  EXPECT_THAT(run.errors, HasSubstr("; gpg.conf and the key ring have been installed\n"));
+  EXPECT_EQ(namesIn(home), (std::vector<std::string>{"gpg.conf", "pubring.kbx"}));
+}
+
 // The home serves whoever cannot write to it, and none of them leaves anything in it.
 class InitHomeCallersTest : public InitHomeCommandTest {
  protected:

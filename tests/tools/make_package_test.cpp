@@ -110,3 +110,7 @@ TEST_F(MakePackageTest, SystemSetHasNoPlaceholders) {
   ASSERT_EQ(make({target}).status, 0);
   EXPECT_EQ(entries(), linesFor({target, target + "/$pkg_dir"}));
 }
+
+TEST_F(MakePackageTest, HelpHasAnExample) {
+  EXPECT_NE(tool({"make", "--help"}).output.find("Example"), std::string::npos);
+}
