@@ -197,6 +197,11 @@ TEST_F(ShowTest, AFifoIsNotWaitedFor) {
   remove(list + ".asc");
   makeFifo(list + ".asc");
   EXPECT_EQ(tool({"show"}).status, notLoaded);
+  remove(list + ".asc");
+  key.sign(list);
+  EXPECT_EQ(tool({"show"}).status, 0);
+  makeFifo(std::string(listDir) + "/gpg.conf");
+  EXPECT_NE(tool({"show"}).errors.find("gpg.conf' is not a regular file"), std::string::npos);
 }
 
 TEST_F(ShowTest, WrongUsageIsOneLine) {
