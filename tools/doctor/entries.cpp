@@ -4,6 +4,7 @@
 #include <unordered_map>
 
 #include "common/sets.h"
+#include "common/words.h"
 
 using ZEMO::SELF_CHECK::ProtectedFile;
 
@@ -16,15 +17,11 @@ bool contains(const std::string& text, const char* part) {
   return text.find(part) != std::string::npos;
 }
 
-bool endsIn(const std::string& text, const std::string& end) {
-  return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
-}
-
 // True when `path` is not what realpath() would make of it, links aside.
 bool isUnusual(const std::string& path) {
   return path.front() != '/' || (path.size() > 1 && path.back() == '/') || contains(path, "//") ||
-         contains(path, "/./") || contains(path, "/../") || endsIn(path, "/.") ||
-         endsIn(path, "/..");
+         contains(path, "/./") || contains(path, "/../") || endsWith(path, "/.") ||
+         endsWith(path, "/..");
 }
 
 // In owner and group: hardly an account of that name.
