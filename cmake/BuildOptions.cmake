@@ -21,7 +21,7 @@ target_link_options(zemo_options INTERFACE -Wl,-z,relro,-z,now -Wl,--as-needed -
 
 if(ZEMO_SANITIZE)
   target_compile_options(zemo_options INTERFACE
-    -fsanitize=${ZEMO_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -g)
+    -fsanitize=${ZEMO_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -g1)
   target_link_options(zemo_options INTERFACE -fsanitize=${ZEMO_SANITIZE})
 endif()
 
