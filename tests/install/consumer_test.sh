@@ -64,6 +64,8 @@ zemo-selfcheck-verify.1 zemo-selfcheck.1 "
 echo "== the installed program"
 [ "$(LD_LIBRARY_PATH=$libdir "$prefix/bin/zemo-selfcheck" --version)" = "zemo-selfcheck 1.0.0" ] ||
   fail "the installed program does not run"
+LD_LIBRARY_PATH=$libdir "$prefix/bin/zemo-selfcheck" make --output "$tmp/wam.full.x.list" "$libdir" ||
+  fail "the installed program makes no list"
 
 echo "== with the platform libraries of the machine"
 # As on a machine where the maker's are: without headers or link names of their own.
