@@ -1,5 +1,6 @@
 #include "support/failing_new.h"
 
+#include <atomic>
 #include <cstdlib>
 #include <new>
 
@@ -9,11 +10,16 @@ thread_local long toFail = 0;
 thread_local bool failed = false;
 thread_local long live = 0;
 
+std::atomic<std::size_t> largeSize{0};
+std::atomic<long> largeToFail{0};
+
 void* allocate(std::size_t size) {
   if (toFail > 0 && --toFail == 0) {
     failed = true;
     return nullptr;
   }
+  if (largeToFail > 0 && size >= largeSize && --largeToFail == 0)
+    return nullptr;
   void* const memory = malloc(size != 0 ? size : 1);
   if (memory != nullptr)
     ++live;
@@ -39,6 +45,11 @@ void release(void* memory) {
 void failAllocation(long n) {
   toFail = n;
   failed = false;
+}
+
+void failLargeAllocation(long n, std::size_t size) {
+  largeSize = size;
+  largeToFail = n;
 }
 
 bool allocationHasFailed() {
