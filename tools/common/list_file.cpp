@@ -19,7 +19,15 @@ namespace {
 class WithoutPackage {
  public:
   WithoutPackage() : _binding(ProtectedFile::_pkginfo) { forgetPackage(); }
-  ~WithoutPackage() { ProtectedFile::_pkginfo = std::move(_binding); }
+  // Member by member, because PkgInfo is only copied as a whole, and memory for that may be
+  // exhausted.
+  ~WithoutPackage() {
+    PkgInfo& current = ProtectedFile::_pkginfo;
+    current.isSet = _binding.isSet;
+    current.uid = _binding.uid;
+    current.gid = _binding.gid;
+    current.targetDir.swap(_binding.targetDir);
+  }
   WithoutPackage(const WithoutPackage&) = delete;
   WithoutPackage& operator=(const WithoutPackage&) = delete;
 
