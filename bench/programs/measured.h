@@ -1,0 +1,60 @@
+// What the measuring programs share: time, memory, arguments.
+
+#ifndef ZEMO_BENCH_PROGRAMS_MEASURED_H
+#define ZEMO_BENCH_PROGRAMS_MEASURED_H
+
+#include <malloc.h>
+#include <sys/resource.h>
+
+#include <chrono>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <string>
+#include <vector>
+
+namespace bench {
+
+class Stopwatch {
+ public:
+  double seconds() const {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - _start).count();
+  }
+
+ private:
+  std::chrono::steady_clock::time_point _start = std::chrono::steady_clock::now();
+};
+
+// The most memory that this process has had in use, in KiB.
+inline long peakKib() {
+  rusage usage = {};
+  (void)getrusage(RUSAGE_SELF, &usage);
+  return usage.ru_maxrss;
+}
+
+// The bytes that malloc has handed out, its own book-keeping included.
+inline std::size_t allocatedBytes() {
+  struct mallinfo2 const info = mallinfo2();
+  return info.uordblks + info.hblkhd;
+}
+
+[[noreturn]] inline void fail(const std::string& reason) {
+  (void)fprintf(stderr, "%s\n", reason.c_str());
+  exit(1);
+}
+
+// The texts in the file `path` that end by `end`.
+inline std::vector<std::string> readAll(const std::string& path, char end) {
+  std::ifstream file(path, std::ios::binary);
+  if (!file)
+    fail("cannot open " + path);
+  std::vector<std::string> texts;
+  for (std::string text; std::getline(file, text, end);)
+    texts.push_back(text);
+  return texts;
+}
+
+}  // namespace bench
+
+#endif

@@ -1,0 +1,94 @@
+// plain_load LIST: reads a list into the library's data types in the way that comes to mind first:
+// standard streams, every column a string of its own in a list that is cleared when it is made, one
+// search of the map a line. It is what loading is compared with.
+
+#include <boost/make_shared.hpp>
+#include <cstring>
+#include <map>
+
+#include "measured.h"
+
+namespace {
+
+// A list of strings with room for a number of them.
+struct PlainList {
+  explicit PlainList(std::size_t room)
+      : items(static_cast<char**>(calloc(room, sizeof(char*)))), capacity(room) {}
+  ~PlainList() {
+    for (std::size_t i = 0; i < count; ++i)
+      free(items[i]);
+    free(items);
+  }
+  PlainList(const PlainList&) = delete;
+  PlainList& operator=(const PlainList&) = delete;
+
+  void push(const char* item) {
+    if (count == capacity)
+      bench::fail("too many columns");
+    items[count++] = strdup(item);
+  }
+
+  char** items;
+  std::size_t capacity;
+  std::size_t count = 0;
+};
+
+void split(const std::string& line, PlainList& columns) {
+  std::size_t start = 0;
+  for (std::size_t tab = line.find('\t'); tab != std::string::npos; tab = line.find('\t', start)) {
+    columns.push(line.substr(start, tab - start).c_str());
+    start = tab + 1;
+  }
+  columns.push(line.substr(start).c_str());
+}
+
+// The library's ProtectedFile, with its members.
+struct PlainEntry {
+  explicit PlainEntry(const std::string& line) {
+    PlainList columns(1024);
+    split(line, columns);
+    if (columns.count < 7)
+      return;
+    path = columns.items[0];
+    if (path.substr(0, 1) == "-")
+      path = path.substr(1);
+    size = columns.items[1];
+    hash = columns.items[2];
+    type = columns.items[3];
+    permission = columns.items[4];
+    owner = columns.items[5];
+    group = columns.items[6];
+  }
+
+  std::string path;
+  std::string size;
+  std::string hash;
+  std::string type;
+  std::string permission;
+  std::string owner;
+  std::string group;
+  std::vector<void*> errors;
+  std::vector<std::string> fixedEntries;
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc != 2)
+    bench::fail("usage: plain_load LIST");
+  bench::Stopwatch const stopwatch;
+  std::map<std::string, boost::shared_ptr<PlainEntry>> files;
+  std::ifstream list(argv[1]);
+  std::string line;
+  if (!std::getline(list, line) || line != "WAM_SELF_CHECK" || !std::getline(list, line))
+    bench::fail("no check list");
+  while (std::getline(list, line)) {
+    auto entry = boost::make_shared<PlainEntry>(line);
+    if (!line.empty() && line[0] == '-')
+      files.erase(entry->path);
+    else
+      files[entry->path] = entry;
+  }
+  (void)printf("{\"seconds\": %.6f, \"entries\": %zu}\n", stopwatch.seconds(), files.size());
+  return 0;
+}
