@@ -94,7 +94,7 @@ bool ProtectedFile::checkHash(const struct stat& st, bool& changed) {
     case S_IFDIR:
       return checkMembers(*this, changed);
     case S_IFREG:
-      if (!calculateRegularFileHash(_path, actual)) {
+      if (!calculateRegularFileHash(_path, st.st_size, actual)) {
         log::hashFailed(_path);
         return true;
       }

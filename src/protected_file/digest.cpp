@@ -5,8 +5,8 @@
 #include <unistd.h>
 #include <zemo/selfcheck/protected_file.h>
 
+#include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <cstdlib>
 #include <memory>
 
@@ -17,21 +17,55 @@ namespace ZEMO::SELF_CHECK {
 namespace {
 
 constexpr size_t blockSize = 1024;
-
-// stdio's own buffer is small and lies 16 bytes behind a page's start, where the kernel copies into
-// it several times slower than into this one.
-constexpr size_t bufferSize = size_t{64} * 1024;
-constexpr size_t bufferAlignment = 64;
+constexpr off_t unknownSize = -1;
 
 struct Free {
-  void operator()(void* memory) const { free(memory); }
+  void operator()(unsigned char* memory) const { free(memory); }
 };
-using Buffer = std::unique_ptr<void, Free>;
 
-struct CloseStream {
-  void operator()(FILE* file) const { (void)fclose(file); }  // read only: nothing can get lost
+// Where a file's content is read to, for a file of about `size` bytes. Not larger than such a file
+// needs, because fresh memory costs more than a small file does; and aligned, because the kernel
+// copies several times slower into what is not. Standard streams are neither.
+class Buffer {
+ public:
+  explicit Buffer(off_t size)
+      : _size(sizeFor(size)),
+        _memory(static_cast<unsigned char*>(aligned_alloc(alignment, _size))) {}
+
+  bool exists() const { return _memory != nullptr; }
+  unsigned char* begin() const { return _memory.get(); }
+  size_t size() const { return _size; }
+
+ private:
+  static constexpr size_t alignment = 64;
+  static constexpr off_t smallest = 4096;
+  static constexpr off_t largest = 64L * 1024;
+
+  static size_t sizeFor(off_t size) {
+    off_t const room = size == unknownSize ? largest : std::clamp(size, smallest, largest);
+    return (static_cast<size_t>(room) + blockSize - 1) / blockSize * blockSize;
+  }
+
+  size_t _size;
+  std::unique_ptr<unsigned char, Free> _memory;
 };
-using Stream = std::unique_ptr<FILE, CloseStream>;
+
+class Descriptor {
+ public:
+  explicit Descriptor(int fd) : _fd(fd) {}
+  ~Descriptor() {
+    if (isOpen())
+      (void)close(_fd);  // read only: nothing can get lost
+  }
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+
+  bool isOpen() const { return _fd >= 0; }
+  int number() const { return _fd; }
+
+ private:
+  int _fd;
+};
 
 struct FreeDigest {
   void operator()(EVP_MD_CTX* digest) const { EVP_MD_CTX_free(digest); }
@@ -56,22 +90,35 @@ std::string hexadecimal(const unsigned char* bytes, size_t count) {
   return text;
 }
 
-// Digests what `file` holds from here to its end. False on a read error, too: the loop would never
-// see an end of file, and half a digest is none.
-bool digestStream(FILE* file, std::string& digest) {
+ssize_t readInto(const Buffer& buffer, int fd) {
+  ssize_t count = -1;
+  do {
+    count = read(fd, buffer.begin(), buffer.size());
+  } while (count < 0 && errno == EINTR);
+  return count;
+}
+
+bool update(EVP_MD_CTX* digest, const unsigned char* bytes, size_t count) {
+  for (; count > blockSize; bytes += blockSize, count -= blockSize) {
+    if (EVP_DigestUpdate(digest, bytes, blockSize) != 1)
+      return false;
+  }
+  return EVP_DigestUpdate(digest, bytes, count) == 1;
+}
+
+// Digests what `fd` holds from here to its end. False on a read error, too: half a digest is none.
+bool digestContent(int fd, const Buffer& buffer, std::string& digest) {
   Digest const context(EVP_MD_CTX_new());
   if (!context || EVP_DigestInit_ex(context.get(), sha1(), nullptr) != 1)
     return false;
 
-  unsigned char block[blockSize];
-  while (feof(file) == 0) {
-    errno = 0;
-    size_t const count = fread(block, 1, sizeof block, file);
-    if (ferror(file) != 0 && errno == EINTR)
-      clearerr(file);
-    if (ferror(file) != 0 || EVP_DigestUpdate(context.get(), block, count) != 1)
+  ssize_t count = 0;
+  while ((count = readInto(buffer, fd)) > 0) {
+    if (!update(context.get(), buffer.begin(), static_cast<size_t>(count)))
       return false;
   }
+  if (count < 0)
+    return false;
 
   unsigned char value[EVP_MAX_MD_SIZE];
   unsigned int size = 0;
@@ -81,20 +128,15 @@ bool digestStream(FILE* file, std::string& digest) {
   return true;
 }
 
-// Closes `fd`. Logged when it is not open (-1) or cannot be read as a stream. A failure after that
-// has no line of its own: the caller's line without an "Open file" line before it tells of a read.
-bool digestDescriptor(int fd, const std::string& path, std::string& digest) {
-  Buffer const buffer(aligned_alloc(bufferAlignment, bufferSize));  // outlives the stream
-  Stream const file(fd < 0 ? nullptr : fdopen(fd, "r"));
-  if (!file) {
-    if (fd >= 0)
-      (void)close(fd);
+// Logged when `file` is not open, or there is no memory to read it into. A failure after that has
+// no line of its own: the caller's line without an "Open file" line before it tells of a read.
+bool digestFile(const Descriptor& file, off_t size, const std::string& path, std::string& digest) {
+  Buffer const buffer(size);
+  if (!file.isOpen() || !buffer.exists()) {
     log::openFailed(path);
     return false;
   }
-  if (buffer)
-    (void)setvbuf(file.get(), static_cast<char*>(buffer.get()), _IOFBF, bufferSize);
-  return digestStream(file.get(), digest);
+  return digestContent(file.number(), buffer, digest);
 }
 
 }  // namespace
@@ -105,17 +147,16 @@ bool calculateHash(std::string path, std::string& digest) {
   do {
     fd = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY);  // waits, unlike openFile
   } while (fd < 0 && errno == EINTR);
-  return digestDescriptor(fd, path, digest);
+  return digestFile(Descriptor(fd), unknownSize, path, digest);
 }
 
-bool calculateRegularFileHash(const std::string& path, std::string& digest) {
-  int const fd = openFile(path, O_NOFOLLOW);
-  if (fd >= 0 && !isRegularFile(fd)) {
-    (void)close(fd);
+bool calculateRegularFileHash(const std::string& path, off_t size, std::string& digest) {
+  Descriptor const file(openFile(path, O_NOFOLLOW));
+  if (file.isOpen() && !isRegularFile(file.number())) {
     log::openFailed(path);
     return false;
   }
-  return digestDescriptor(fd, path, digest);
+  return digestFile(file, size, path, digest);
 }
 
 }  // namespace ZEMO::SELF_CHECK

@@ -3,13 +3,16 @@
 #ifndef ZEMO_SELFCHECK_SRC_PROTECTED_FILE_DIGEST_H
 #define ZEMO_SELFCHECK_SRC_PROTECTED_FILE_DIGEST_H
 
+#include <sys/types.h>
+
 #include <string>
 
 namespace ZEMO::SELF_CHECK {
 
-// Like calculateHash, for a path that was a regular file a moment ago: fails, instead of following
-// or waiting, when it has become anything else.
-bool calculateRegularFileHash(const std::string& path, std::string& digest);
+// Like calculateHash, for a path that was a regular file of `size` bytes a moment ago: fails,
+// instead of following or waiting, when it has become anything else. Whatever `size` says, the file
+// is read to its end.
+bool calculateRegularFileHash(const std::string& path, off_t size, std::string& digest);
 
 }  // namespace ZEMO::SELF_CHECK
 

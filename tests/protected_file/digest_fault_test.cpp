@@ -9,7 +9,7 @@
 #include <atomic>
 #include <cerrno>
 #include <csignal>
-#include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <thread>
 
@@ -52,13 +52,13 @@ int EVP_DigestFinal_ex(EVP_MD_CTX* context, unsigned char* value, unsigned int* 
   return failing == "EVP_DigestFinal_ex" ? 0 : real(context, value, size);
 }
 
-extern "C" FILE* fdopen(int fd, const char* mode) noexcept {
-  static auto* const real = next<FILE*(int, const char*)>("fdopen");
-  if (failing == "fdopen") {
+extern "C" void* aligned_alloc(size_t alignment, size_t size) noexcept {
+  static auto* const real = next<void*(size_t, size_t)>("aligned_alloc");
+  if (failing == "aligned_alloc") {
     errno = ENOMEM;
     return nullptr;
   }
-  return real(fd, mode);
+  return real(alignment, size);
 }
 
 namespace {
@@ -102,11 +102,12 @@ TEST_P(DigestFaultTest, MakesTheCheckFailWithoutAVerdict) {
 
 INSTANTIATE_TEST_SUITE_P(Calls, DigestFaultTest,
                          ::testing::Values("EVP_MD_CTX_new", "EVP_DigestInit_ex",
-                                           "EVP_DigestUpdate", "EVP_DigestFinal_ex", "fdopen"),
+                                           "EVP_DigestUpdate", "EVP_DigestFinal_ex",
+                                           "aligned_alloc"),
                          [](const auto& call) { return std::string(call.param); });
 
-TEST_F(DigestFaultTest, StreamThatCannotBeMadeIsLoggedLikeAnOpen) {
-  failing = "fdopen";
+TEST_F(DigestFaultTest, MemoryThatCannotBeHadIsLoggedLikeAnOpen) {
+  failing = "aligned_alloc";
   std::string digest;
   EXPECT_FALSE(calculateHash(_path, digest));
   EXPECT_EQ(recordedLog(),

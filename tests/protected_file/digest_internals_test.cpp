@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "protected_file/digest.h"
+#include "protected_file/plain_sha1.h"
 #include "protected_file/time_limit.h"
 #include "support/files.h"
 #include "support/recorded_log.h"
@@ -26,7 +27,7 @@ class RegularFileHashTest : public ::testing::Test {
 
   void expectOpenFailure() const {
     std::string digest = "what was there before";
-    EXPECT_FALSE(calculateRegularFileHash(path, digest));
+    EXPECT_FALSE(calculateRegularFileHash(path, 3, digest));
     EXPECT_EQ(digest, "what was there before");
     EXPECT_THAT(recordedLog(), ::testing::ElementsAre(
                                    logged("protected_file", 365, "Open file [%s] failed", path)));
@@ -44,9 +45,19 @@ class RegularFileHashTest : public ::testing::Test {
 TEST_F(RegularFileHashTest, RegularFileIsDigested) {
   writeFile(path, "abc");
   std::string digest = "what was there before";
-  EXPECT_TRUE(calculateRegularFileHash(path, digest));
+  EXPECT_TRUE(calculateRegularFileHash(path, 3, digest));
   EXPECT_EQ(digest, "a9993e364706816aba3e25717850c26c9cd0d89d");
   EXPECT_THAT(recordedLog(), ::testing::IsEmpty());
+}
+
+TEST_F(RegularFileHashTest, FileIsReadToItsEndWhateverSizeIsStated) {
+  std::string const content(200'000, 'x');
+  writeFile(path, content);
+  for (off_t const size : {off_t{-5}, off_t{-1}, off_t{0}, off_t{199'999}, off_t{1} << 60}) {
+    std::string digest;
+    EXPECT_TRUE(calculateRegularFileHash(path, size, digest));
+    EXPECT_EQ(digest, plainSha1(content)) << size;
+  }
 }
 
 TEST_F(RegularFileHashTest, MissingFileFails) {
