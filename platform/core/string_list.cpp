@@ -54,14 +54,28 @@ bool reserve(VLIBSzList** list, int items) {
   return true;
 }
 
-// The number of items that `text` splits into, or INT_MAX when there are more than a list can hold.
-int countItems(const char* text, const char* separators) {
+// No text of so many bytes, its NUL included, has more items than `room`: each ends in one of them.
+// Others are counted. INT_MAX when there are more than a list can hold.
+int itemsAtMost(const char* text, size_t size, const char* separators, int room) {
+  if (size <= static_cast<size_t>(room))
+    return room;
   int count = 1;
   while ((text = strpbrk(text, separators)) != nullptr && count < INT_MAX) {
     ++count;
     ++text;
   }
   return count;
+}
+
+// Ends `item` at its first separator and returns where the next one starts, or null at the end.
+char* nextItem(char* item, const char* separators) {
+  // The usual single separator is found faster by the function made for it.
+  char* const end = separators[0] != '\0' && separators[1] == '\0' ? strchr(item, separators[0])
+                                                                   : strpbrk(item, separators);
+  if (end == nullptr)
+    return nullptr;
+  *end = '\0';
+  return end + 1;
 }
 
 }  // namespace
@@ -131,9 +145,9 @@ int VLIBStrTok(const char* text, const char* separators, VLIBSzList** list) {
 
   // Everything that can fail comes before the list changes.
   size_t const size = strlen(text) + 1;
-  int const count = countItems(text, separators);
+  int const room = itemsAtMost(text, size, separators, (*list)->capacity);
   auto* const copy = static_cast<char*>(malloc(size));
-  if (copy == nullptr || count == INT_MAX || !reserve(list, count)) {
+  if (copy == nullptr || room == INT_MAX || !reserve(list, room)) {
     free(copy);
     return failure(VLIB_ERR_OUT_OF_MEMORY);
   }
@@ -144,12 +158,9 @@ int VLIBStrTok(const char* text, const char* separators, VLIBSzList** list) {
   target->text = copy;
   target->textSize = size;
   target->textRoom = size;
+  int count = 0;
+  for (char* item = copy; item != nullptr; item = nextItem(item, separators))
+    target->starts()[count++] = static_cast<size_t>(item - copy);
   target->head.count = count;
-  char* item = copy;
-  for (int i = 0; i < count; ++i) {
-    target->starts()[i] = static_cast<size_t>(item - copy);
-    item += strcspn(item, separators);
-    *item++ = '\0';
-  }
   return count;
 }
