@@ -14,6 +14,35 @@ namespace {
 
 constexpr char header[] = "WAM_SELF_CHECK";
 
+// Applies the lines of a list to a map. Lists are sorted, as a rule: then the place of each entry
+// is right behind that of the one before, and need not be searched for.
+class Merge {
+ public:
+  explicit Merge(FileList::ProtectedFileMap& files) : _files(files), _place(files.end()) {}
+
+  void put(boost::shared_ptr<ProtectedFile> entry) {
+    const std::string& path = entry->_path;
+    if (belongsHere(path))
+      (void)_files.emplace_hint(_place, path, std::move(entry));
+    else
+      _place = std::next(_files.insert_or_assign(path, std::move(entry)).first);
+  }
+
+  void remove(const std::string& path) {
+    (void)_files.erase(path);
+    _place = _files.end();
+  }
+
+ private:
+  bool belongsHere(const std::string& path) const {
+    return (_place == _files.begin() || std::prev(_place)->first < path) &&
+           (_place == _files.end() || path < _place->first);
+  }
+
+  FileList::ProtectedFileMap& _files;
+  FileList::ProtectedFileMap::iterator _place;  // before which the next entry belongs, perhaps
+};
+
 }  // namespace
 
 bool FileList::parseList(const std::string& list) {
@@ -34,14 +63,14 @@ bool FileList::parseList(const std::string& list) {
   if (_name != systemSet && !ProtectedFile::setPkg(_name))
     return false;
 
-  ProtectedFileMap& files = *_protectedFiles;
+  Merge merge(*_protectedFiles);
   while (reader.next(line)) {
     // A removal line is an entry line, too: its path is known only when placeholders are resolved.
     auto entry = boost::make_shared<ProtectedFile>(line);
     if (!line.empty() && line.front() == '-')
-      files.erase(entry->_path);
+      merge.remove(entry->_path);
     else
-      files[entry->_path] = std::move(entry);
+      merge.put(std::move(entry));
   }
   return true;
 }
