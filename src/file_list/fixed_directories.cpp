@@ -2,6 +2,8 @@
 
 #include <zemo/selfcheck/file_list.h>
 
+#include <string_view>
+
 #include "file_list/paths.h"
 
 namespace ZEMO::SELF_CHECK {
@@ -9,7 +11,7 @@ namespace {
 
 using Map = FileList::ProtectedFileMap;
 
-constexpr char fixedMark[] = "FIXED";
+constexpr std::string_view fixedMark = "FIXED";
 
 // Appends the last component of every direct child of `directory` in `files`, in map order. In a
 // sorted map everything that begins with the directory's path stands right behind it, and so does
