@@ -13,6 +13,7 @@
 #include <fstream>
 #include <thread>
 
+#include "protected_file/plain_sha1.h"
 #include "support/files.h"
 #include "support/recorded_log.h"
 #include "support/temporary_directory.h"
@@ -21,6 +22,10 @@ namespace {
 
 // The call that fails, by name; empty: none.
 std::string failing;
+
+// What so many reads at an offset fail with; 0: they do not fail.
+int preadError = 0;
+int preadErrors = 0;
 
 template <typename Function>
 Function* next(const char* name) {
@@ -61,6 +66,15 @@ extern "C" void* aligned_alloc(size_t alignment, size_t size) noexcept {
   return real(alignment, size);
 }
 
+extern "C" ssize_t pread64(int fd, void* bytes, size_t size, off64_t offset) {
+  static auto* const real = next<ssize_t(int, void*, size_t, off64_t)>("pread64");
+  if (preadError != 0 && preadErrors-- > 0) {
+    errno = preadError;
+    return -1;
+  }
+  return real(fd, bytes, size, offset);
+}
+
 namespace {
 
 using namespace ZEMO::SELF_CHECK;
@@ -72,8 +86,20 @@ class DigestFaultTest : public ::testing::TestWithParam<const char*> {
   void SetUp() override {
     writeFile(_path, "content");
     clearLog();
+    preadErrors = 1;
   }
-  void TearDown() override { failing.clear(); }
+  void TearDown() override {
+    failing.clear();
+    preadError = 0;
+  }
+
+  // Whether the check of the file finds that it is not of this content.
+  bool changes(const std::string& content) const {
+    ProtectedFile entry(_path + "\t-\t" + plainSha1(content) + "\t-\t-\t-\t-");
+    bool changed = false;
+    EXPECT_TRUE(entry.check(changed, CHECK_ITEM_ALL));
+    return changed;
+  }
 
   TemporaryDirectory const _directory;
   std::string const _path = _directory / "file";
@@ -102,16 +128,41 @@ TEST_P(DigestFaultTest, MakesTheCheckFailWithoutAVerdict) {
 
 INSTANTIATE_TEST_SUITE_P(Calls, DigestFaultTest,
                          ::testing::Values("EVP_MD_CTX_new", "EVP_DigestInit_ex",
-                                           "EVP_DigestUpdate", "EVP_DigestFinal_ex",
-                                           "aligned_alloc"),
+                                           "EVP_DigestUpdate", "EVP_DigestFinal_ex"),
                          [](const auto& call) { return std::string(call.param); });
 
-TEST_F(DigestFaultTest, MemoryThatCannotBeHadIsLoggedLikeAnOpen) {
+TEST_F(DigestFaultTest, LargeFileNeedsNoMemoryBeyondTheStack) {
+  std::string const content(200'000, 'x');
+  writeFile(_path, content);
   failing = "aligned_alloc";
   std::string digest;
-  EXPECT_FALSE(calculateHash(_path, digest));
+  EXPECT_TRUE(calculateHash(_path, digest));
+  EXPECT_EQ(digest, plainSha1(content));
+  EXPECT_FALSE(changes(content));
+}
+
+TEST_F(DigestFaultTest, FileThatCannotBeReadAtOffsetsIsReadInSequence) {
+  preadError = ESPIPE;
+  std::string const content(200'000, 'x');
+  writeFile(_path, content);
+  EXPECT_FALSE(changes(content));
+}
+
+TEST_F(DigestFaultTest, InterruptedReadOfARegularFileGoesOn) {
+  preadError = EINTR;
+  preadErrors = 3;
+  EXPECT_FALSE(changes("content"));
+}
+
+TEST_F(DigestFaultTest, ReadErrorOfARegularFileMakesTheCheckFailWithoutAVerdict) {
+  preadError = EIO;
+  ProtectedFile entry(entryLine(_path));
+  bool changed = false;
+  EXPECT_FALSE(entry.check(changed, CHECK_ITEM_ALL));
+  EXPECT_FALSE(changed);
   EXPECT_EQ(recordedLog(),
-            (std::vector<LogLine>{logged("protected_file", 365, "Open file [%s] failed", _path)}));
+            (std::vector<LogLine>{
+                logged("protected_file", 288, "Calculate hash of file [%s] failed", _path)}));
 }
 
 // A read of a pipe ends with EINTR when a handler without SA_RESTART has run.

@@ -25,9 +25,9 @@ class RegularFileHashTest : public ::testing::Test {
 
   std::string in(const std::string& name) const { return _directory / name; }
 
-  void expectOpenFailure() const {
+  void expectOpenFailure(off_t announced = 3) const {
     std::string digest = "what was there before";
-    EXPECT_FALSE(calculateRegularFileHash(path, 3, digest));
+    EXPECT_FALSE(calculateRegularFileHash(path, announced, digest));
     EXPECT_EQ(digest, "what was there before");
     EXPECT_THAT(recordedLog(), ::testing::ElementsAre(
                                    logged("protected_file", 365, "Open file [%s] failed", path)));
@@ -83,6 +83,15 @@ TEST_F(RegularFileHashTest, DirectoryFails) {
 TEST_F(RegularFileHashTest, DeviceFails) {
   path = "/dev/null";
   expectOpenFailure();
+  clearLog();
+  expectOpenFailure(0);  // although it has no content, like the file that was there
+}
+
+TEST_F(RegularFileHashTest, EndlessDeviceFails) {
+  path = "/dev/zero";
+  expectOpenFailure();
+  clearLog();
+  expectOpenFailure(1'000'000);
 }
 
 }  // namespace
