@@ -1,0 +1,72 @@
+#include "common/made_list.h"
+
+#include <random>
+#include <utility>
+
+#include "support/files.h"
+
+namespace {
+
+// Its numbers are laid down by the standard, unlike those of distributions and std::shuffle.
+using Random = std::mt19937;
+
+// With leading zeros, so that the order of paths is that of their numbers.
+std::string padded(int number, size_t width) {
+  std::string const digits = std::to_string(number);
+  return std::string(width - digits.size(), '0') + digits;
+}
+
+std::string directoryPath(int number) {
+  return "/usr/share/directory" + padded(number, 5);
+}
+
+std::string digest(Random& random) {
+  std::string text(40, '0');
+  for (char& digit : text)
+    digit = "0123456789abcdef"[random() % 16];
+  return text;
+}
+
+}  // namespace
+
+std::vector<std::string> madeLines(int count, int fixedDirectories) {
+  constexpr unsigned sizes = 1000000;
+  Random random;  // NOLINT(cert-msc32-c,cert-msc51-cpp): the same numbers each time
+  std::vector<std::string> lines;
+  lines.reserve(static_cast<size_t>(count));
+  for (int i = 0; i < count; ++i) {
+    int const directory = i / entriesPerDirectory;
+    int const file = i % entriesPerDirectory;
+    std::string const path = directoryPath(directory);
+    if (file == 0)
+      lines.push_back(
+          entryLine(path, "-", directory < fixedDirectories ? "FIXED" : "-", "d", "755", "0", "0"));
+    else
+      lines.push_back(entryLine(path + "/file" + padded(file, 2) + ".so",
+                                std::to_string(random() % sizes), digest(random), "f", "755", "0",
+                                "0"));
+  }
+  return lines;
+}
+
+std::vector<std::string> unlistedPaths(int count) {
+  constexpr int directories = 100;
+  std::vector<std::string> paths;
+  paths.reserve(static_cast<size_t>(count));
+  for (int i = 0; i < count; ++i)
+    paths.push_back(directoryPath(i % directories) + "/unlisted" + std::to_string(i));
+  return paths;
+}
+
+void shuffle(std::vector<std::string>& lines) {
+  Random random;  // NOLINT(cert-msc32-c,cert-msc51-cpp): the same order each time
+  for (size_t i = lines.size(); i > 1; --i)
+    std::swap(lines[i - 1], lines[random() % i]);
+}
+
+void writeList(const std::string& path, const std::vector<std::string>& lines) {
+  std::string text = "WAM_SELF_CHECK\nmade for a benchmark\n";
+  for (const std::string& line : lines)
+    text += line + '\n';
+  writeFile(path, text);
+}

@@ -1,0 +1,111 @@
+#!/usr/bin/env python3
+"""Counts the instructions of the fixed workloads and compares them with the recorded ones.
+
+Instructions, unlike times, are the same in every run, whatever else the machine does.
+"""
+
+import argparse
+import os
+import pathlib
+import subprocess
+import sys
+import tempfile
+
+WORKLOADS = ("entry", "load", "shuffled", "check", "named")
+RECORDED = pathlib.Path(__file__).with_name("recorded.txt")
+TOLERANCE = 0.02
+
+# libcrypto and glibc choose among several ways to do the same by what the processor can do. All
+# extensions off: one way on every machine. What else stands in the environment has no part in it.
+ENVIRONMENT = {
+    "PATH": "/usr/bin:/bin",
+    "TMPDIR": os.environ.get("TMPDIR", "/tmp"),
+    "LC_ALL": "C",
+    "LD_BIND_NOW": "1",  # symbols are looked up before the count begins
+    "OPENSSL_CONF": "/dev/null",
+    "OPENSSL_ia32cap": "0:0",
+    "GLIBC_TUNABLES": "glibc.cpu.hwcaps=-AVX,-AVX2,-BMI1,-BMI2,-ERMS,-FMA,-FMA4,-LZCNT,-MOVBE,"
+    "-POPCNT,-RTM,-SSE4_1,-SSE4_2,-SSSE3,-XSAVE,-XSAVEC",
+}
+
+
+def output_of(*command):
+    return subprocess.run(command, check=True, stdout=subprocess.PIPE, text=True).stdout.strip()
+
+
+def count(program, workload):
+    """The instructions of the part of a workload that the program has callgrind look at."""
+    with tempfile.TemporaryDirectory() as directory:
+        profile = pathlib.Path(directory, "profile")
+        subprocess.run(
+            ["valgrind", "--quiet", "--tool=callgrind", "--instr-atstart=no"]
+            + [f"--callgrind-out-file={profile}", program, workload],
+            check=True,
+            env=ENVIRONMENT,
+        )
+        for line in profile.read_text().splitlines():
+            if line.startswith("totals: "):
+                return int(line.split()[1])
+    raise RuntimeError("callgrind wrote no totals")
+
+
+def read_record():
+    """What the recorded counts were made with, and the counts by workload."""
+    versions, counts = "", {}
+    if RECORDED.exists():
+        for line in RECORDED.read_text().splitlines():
+            if line.startswith("# "):
+                versions = line[2:]
+            else:
+                name, instructions = line.split()
+                counts[name] = int(instructions)
+    return versions, counts
+
+
+def write_record(versions, counts):
+    lines = [f"# {versions}"] + [f"{name} {counts[name]}" for name in WORKLOADS]
+    RECORDED.write_text("\n".join(lines) + "\n")
+
+
+def compare(recorded, now):
+    """Prints the table; true when no workload takes noticeably more than recorded."""
+    good = True
+    print(f"{'workload':<10}{'recorded':>15}{'now':>15}{'ratio':>8}")
+    for name in WORKLOADS:
+        if name not in recorded:
+            print(f"{name:<10}{'-':>15}{now[name]:>15,}{'-':>8}  new; record it with --record")
+            continue
+        ratio = now[name] / recorded[name]
+        remark = ""
+        if ratio > 1 + TOLERANCE:
+            remark = "  WORSE"
+            good = False
+        elif ratio < 1 - TOLERANCE:
+            remark = "  better; record it with --record"
+        print(f"{name:<10}{recorded[name]:>15,}{now[name]:>15,}{ratio:>8.3f}{remark}")
+    return good
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser.add_argument("build", type=pathlib.Path, help="the build folder")
+    parser.add_argument("--record", action="store_true", help="record what is counted now")
+    arguments = parser.parse_args()
+
+    program = arguments.build.resolve() / "bench/counts/counts_workload"
+    versions = f"{output_of(program, '--versions')}, {output_of('valgrind', '--version')}"
+    counts = {name: count(program, name) for name in WORKLOADS}
+    recorded_versions, recorded = read_record()
+    good = compare(recorded, counts)
+    if recorded and recorded_versions != versions:
+        print(f"recorded with: {recorded_versions}\nnow:           {versions}")
+        print("A difference may come from that.")
+    if arguments.record:
+        write_record(versions, counts)
+        print(f"recorded in {RECORDED}")
+        return 0
+    return 0 if good else 1
+
+
+if __name__ == "__main__":
+    sys.exit(main())

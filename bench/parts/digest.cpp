@@ -1,0 +1,45 @@
+// How long a file's digest takes.
+
+#include <benchmark/benchmark.h>
+#include <zemo/selfcheck/protected_file.h>
+
+#include <filesystem>
+#include <string>
+
+#include "support/files.h"
+#include "support/temporary_directory.h"
+
+namespace {
+
+using ZEMO::SELF_CHECK::calculateHash;
+
+constexpr int64_t kibi = 1024;
+constexpr int64_t mebi = 1024 * kibi;
+constexpr int64_t gibi = 1024 * mebi;
+
+// The files are holes, which need no room on the disk, and in the page cache are like any other.
+void digest(benchmark::State& state) {
+  TemporaryDirectory const directory;
+  std::string const path = directory / "file";
+  writeFile(path, "");
+  std::filesystem::resize_file(path, static_cast<uintmax_t>(state.range()));
+  std::string text;
+  (void)calculateHash(path, text);  // fills the page cache
+  for (auto _ : state) {
+    if (!calculateHash(path, text))
+      state.SkipWithError("the file cannot be read");
+  }
+  state.SetBytesProcessed(state.iterations() * state.range());
+}
+
+BENCHMARK(digest)
+    ->Arg(0)
+    ->Arg(kibi)
+    ->Arg(4 * kibi)
+    ->Arg(64 * kibi)
+    ->Arg(mebi)
+    ->Arg(64 * mebi)
+    ->Arg(gibi)
+    ->Unit(benchmark::kMicrosecond);
+
+}  // namespace
