@@ -26,7 +26,7 @@ void discover(benchmark::State& state) {
   writeFile(directory / "listorder", order);
 
   std::string const pattern = directory / "wam.full.*.list";
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     if (glob(directory.path(), pattern).size() != names.size())
       state.SkipWithError("not all lists were found");
   }

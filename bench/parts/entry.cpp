@@ -12,7 +12,7 @@ namespace {
 using ZEMO::SELF_CHECK::ProtectedFile;
 
 void makeEntry(benchmark::State& state, const std::string& line) {
-  for (auto _ : state)
+  while (state.KeepRunning())
     benchmark::DoNotOptimize(ProtectedFile(line)._path.data());
   state.SetItemsProcessed(state.iterations());
 }

@@ -20,7 +20,7 @@ using ZEMO::SELF_CHECK::ProtectedFile;
 // What is found is deleted after each check, lest the memory grow.
 void check(benchmark::State& state, ProtectedFile& file, bool intact = true,
            CHECK_ITEM items = CHECK_ITEM_ALL) {
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     bool changed = false;
     if (!file.check(changed, items) || changed == intact)
       state.SkipWithError("the check has not the expected result");

@@ -31,7 +31,7 @@ void collectMembers(benchmark::State& state) {
     if (!source.parseList(directory / "list"))
       state.SkipWithError("the list cannot be read");
   }
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     state.PauseTiming();
     auto list = std::make_unique<FileList>("wam", "full", source);
     state.ResumeTiming();

@@ -32,7 +32,7 @@ void lookUp(benchmark::State& state) {
   for (auto path = paths.begin(); path != paths.end(); path += pathsPerCall)
     calls.emplace_back(path, path + pathsPerCall);
 
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     for (const auto& call : calls) {
       std::vector<SELFCHECK_RESULT> results;
       list.checkFiles(call, results);

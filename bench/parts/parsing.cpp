@@ -21,7 +21,7 @@ void parse(benchmark::State& state, const std::vector<std::string>& lines) {
   TemporaryDirectory const directory;
   std::string const path = directory / "list";
   writeList(path, lines);
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     auto list = std::make_unique<FileList>("wam", "full");
     if (!list->parseList(path))
       state.SkipWithError("the list cannot be read");
