@@ -3,6 +3,7 @@
 #include <random>
 #include <utility>
 
+#include "common/padded.h"
 #include "support/files.h"
 
 namespace {
@@ -10,13 +11,8 @@ namespace {
 // Its numbers are laid down by the standard, unlike those of distributions and std::shuffle.
 using Random = std::mt19937;
 
-// With leading zeros, so that the order of paths is that of their numbers.
-std::string padded(int number, size_t width) {
-  std::string const digits = std::to_string(number);
-  return std::string(width - digits.size(), '0') + digits;
-}
-
-std::string directoryPath(int number) {
+// The order of paths is that of their numbers.
+std::string directoryPath(unsigned number) {
   return "/usr/share/directory" + padded(number, 5);
 }
 
@@ -29,14 +25,14 @@ std::string digest(Random& random) {
 
 }  // namespace
 
-std::vector<std::string> madeLines(int count, int fixedDirectories) {
+std::vector<std::string> madeLines(unsigned count, unsigned fixedDirectories) {
   constexpr unsigned sizes = 1000000;
   Random random;  // NOLINT(cert-msc32-c,cert-msc51-cpp): the same numbers each time
   std::vector<std::string> lines;
-  lines.reserve(static_cast<size_t>(count));
-  for (int i = 0; i < count; ++i) {
-    int const directory = i / entriesPerDirectory;
-    int const file = i % entriesPerDirectory;
+  lines.reserve(count);
+  for (unsigned i = 0; i < count; ++i) {
+    unsigned const directory = i / entriesPerDirectory;
+    unsigned const file = i % entriesPerDirectory;
     std::string const path = directoryPath(directory);
     if (file == 0)
       lines.push_back(
@@ -49,11 +45,11 @@ std::vector<std::string> madeLines(int count, int fixedDirectories) {
   return lines;
 }
 
-std::vector<std::string> unlistedPaths(int count) {
-  constexpr int directories = 100;
+std::vector<std::string> unlistedPaths(unsigned count) {
+  constexpr unsigned directories = 100;
   std::vector<std::string> paths;
-  paths.reserve(static_cast<size_t>(count));
-  for (int i = 0; i < count; ++i)
+  paths.reserve(count);
+  for (unsigned i = 0; i < count; ++i)
     paths.push_back(directoryPath(i % directories) + "/unlisted" + std::to_string(i));
   return paths;
 }

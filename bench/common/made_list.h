@@ -7,14 +7,14 @@
 #include <vector>
 
 // Every so many-th entry of a made list is a directory; those that follow are the files in it.
-constexpr int entriesPerDirectory = 100;
+constexpr unsigned entriesPerDirectory = 100;
 
 // `count` entry lines in the order of their paths. The members of the first `fixedDirectories`
 // directories are fixed.
-std::vector<std::string> madeLines(int count, int fixedDirectories = 0);
+std::vector<std::string> madeLines(unsigned count, unsigned fixedDirectories = 0);
 
 // `count` paths that no made list names, in its first hundred directories by turns.
-std::vector<std::string> unlistedPaths(int count);
+std::vector<std::string> unlistedPaths(unsigned count);
 
 // Puts `lines` in an order that only their number decides.
 void shuffle(std::vector<std::string>& lines);

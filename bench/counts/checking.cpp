@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "common/made_list.h"
+#include "common/padded.h"
 #include "counts/workload.h"
 #include "support/files.h"
 
@@ -25,6 +26,18 @@ std::string filePath(int directory, int number) {
   return directoryPath(directory) + "/file" + std::to_string(number);
 }
 
+// Makes a file of `size` bytes. Returns its line, whose ids have the same length whoever the user
+// is.
+std::string makeFile(const std::string& path, size_t size) {
+  constexpr size_t digits = 10;
+  writeFile(path, std::string(size, 'x'));
+  struct stat const st = statusOf(path);
+  std::string hash;
+  calculateHash(path, hash);
+  return entryLine(path, std::to_string(size), hash, "f", "644", padded(st.st_uid, digits),
+                   padded(st.st_gid, digits));
+}
+
 // Makes a directory with files of at most `largest` bytes. Returns their lines and its own.
 std::vector<std::string> fillDirectory(int number, bool fixed, int files, size_t largest) {
   std::string const path = directoryPath(number);
@@ -33,10 +46,8 @@ std::vector<std::string> fillDirectory(int number, bool fixed, int files, size_t
   std::vector<std::string> lines = {
       entryLine(path, "-", fixed ? "FIXED" : "-", "d", "755", "-", "-")};
   std::mt19937 random(static_cast<unsigned>(number));
-  for (int i = 0; i < files; ++i) {
-    writeFile(filePath(number, i), std::string(random() % (largest + 1), 'x'));
-    lines.push_back(entryLine(filePath(number, i)));
-  }
+  for (int i = 0; i < files; ++i)
+    lines.push_back(makeFile(filePath(number, i), random() % (largest + 1)));
   return lines;
 }
 
@@ -44,11 +55,7 @@ std::vector<std::string> fillDirectory(int number, bool fixed, int files, size_t
 std::shared_ptr<FileList> load(const std::vector<std::string>& lines) {
   writeList("list", lines);
   auto list = std::make_shared<FileList>("wam", "full");
-  // The first digest of a process takes libcrypto's preparations with it.
-  std::string digest;
-  bool const loaded =
-      list->parseList("list") && list->fillFixedDirInfo() && calculateHash("list", digest);
-  return loaded ? list : nullptr;
+  return list->parseList("list") && list->fillFixedDirInfo() ? list : nullptr;
 }
 
 void append(std::vector<std::string>& lines, const std::vector<std::string>& more) {

@@ -4,7 +4,6 @@
 
 #include <memory>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "common/made_list.h"
@@ -20,7 +19,7 @@ const char* const listFile = "list";
 }  // namespace
 
 Work makeEntries() {
-  constexpr int lineCount = 20000;
+  constexpr unsigned lineCount = 20000;
   return [lines = madeLines(lineCount)] {
     bool complete = true;
     for (const std::string& line : lines)
@@ -30,7 +29,7 @@ Work makeEntries() {
 }
 
 Work loadList() {
-  constexpr int lineCount = 50000;
+  constexpr unsigned lineCount = 50000;
   writeList(listFile, madeLines(lineCount, lineCount / entriesPerDirectory));
   return [list = std::make_shared<FileList>("wam", "full")] {
     return list->parseList(listFile) && list->fillFixedDirInfo();
@@ -38,7 +37,7 @@ Work loadList() {
 }
 
 Work parseShuffled() {
-  constexpr int lineCount = 20000;
+  constexpr unsigned lineCount = 20000;
   std::vector<std::string> lines = madeLines(lineCount);
   shuffle(lines);
   writeList(listFile, lines);

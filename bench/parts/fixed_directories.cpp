@@ -23,7 +23,7 @@ void forgetMembers(const FileList& list) {
 
 // Every directory of the list is fixed: one entry in a hundred.
 void collectMembers(benchmark::State& state) {
-  auto const count = static_cast<int>(state.range());
+  auto const count = static_cast<unsigned>(state.range());
   FileList source("wam", "full");
   {
     TemporaryDirectory const directory;

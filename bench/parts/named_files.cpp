@@ -13,15 +13,15 @@ namespace {
 
 using ZEMO::SELF_CHECK::FileList;
 
-constexpr int entries = 60000;
-constexpr int pathCount = 10000;
+constexpr unsigned entries = 60000;
+constexpr unsigned pathCount = 10000;
 
 // The arguments: paths a call, fixed directories. Each iteration names all paths once, in as many
 // calls as that takes, because a path that was named before costs less: it has left an element in
 // the map.
 void lookUp(benchmark::State& state) {
   TemporaryDirectory const directory;
-  writeList(directory / "list", madeLines(entries, static_cast<int>(state.range(1))));
+  writeList(directory / "list", madeLines(entries, static_cast<unsigned>(state.range(1))));
   FileList list("wam", "full");
   if (!list.parseList(directory / "list") || !list.fillFixedDirInfo())
     state.SkipWithError("the list cannot be read");

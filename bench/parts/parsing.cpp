@@ -34,11 +34,11 @@ void parse(benchmark::State& state, const std::vector<std::string>& lines) {
 }
 
 void parseSorted(benchmark::State& state) {
-  parse(state, madeLines(static_cast<int>(state.range())));
+  parse(state, madeLines(static_cast<unsigned>(state.range())));
 }
 
 void parseShuffled(benchmark::State& state) {
-  std::vector<std::string> lines = madeLines(static_cast<int>(state.range()));
+  std::vector<std::string> lines = madeLines(static_cast<unsigned>(state.range()));
   shuffle(lines);
   parse(state, lines);
 }
