@@ -33,9 +33,9 @@ def output_of(*command):
 
 
 def instructions_in(profile):
-    """Sums up callgrind's file of uncompressed names and positions, without libcrypto's instructions.
+    """The sum over callgrind's file of uncompressed names and positions, but for libcrypto.
 
-    Those depend on the processor, too, and are so many that what the library does drowns in them.
+    Its instructions depend on the processor, too, and are so many that the library's drown in them.
     """
     total, ours, callee = 0, False, False
     for line in profile.splitlines():
