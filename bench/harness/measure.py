@@ -1,0 +1,135 @@
+"""Runs programs, one after the other, and measures each."""
+
+import ctypes
+import dataclasses
+import json
+import os
+import signal
+import subprocess
+import sys
+import tempfile
+import threading
+import time
+from collections.abc import Callable
+
+from harness.failure import Failure
+
+SLOW_SECONDS = 20  # who takes longer than this
+SLOW_ROUNDS = 3  # runs in no more rounds than these
+_PR_SET_CHILD_SUBREAPER = 36
+
+
+@dataclasses.dataclass
+class Contestant:
+    name: str
+    command: list[str]
+    intact: tuple[int, ...] | None = (0,)  # the exit statuses of success; None: any
+    own_seconds: bool = False  # prints JSON with the seconds that count
+    threads: int = 1
+    note: str = ""
+    before: Callable[[], None] | None = None  # what has to be there, made before each run
+
+
+@dataclasses.dataclass
+class Run:
+    seconds: float
+    process_seconds: float
+    user_seconds: float
+    system_seconds: float
+    peak_kib: int
+    status: int
+    printed: dict
+    output: str
+
+
+def _children() -> set[int]:
+    with open(f"/proc/self/task/{threading.get_native_id()}/children", encoding="ascii") as file:
+        return {int(word) for word in file.read().split()}
+
+
+def become_subreaper():
+    """Makes this process the parent of whatever below it loses its own parent."""
+    ctypes.CDLL(None).prctl(_PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0)
+
+
+def kill_children():
+    for pid in _children():
+        try:
+            os.killpg(pid, signal.SIGKILL)  # a measured program leads a group of its own
+        except ProcessLookupError:
+            os.kill(pid, signal.SIGKILL)
+
+
+def run(contestant: Contestant) -> Run:
+    """Runs the program by itself. Its parent is a small launcher that ends at once: the kernel counts
+    what the parent used of memory before the program's start as the program's, and we use more."""
+    if contestant.before is not None:
+        contestant.before()
+    with tempfile.TemporaryFile() as output:
+        before = _children()
+        started = time.perf_counter()
+        subprocess.run(
+            ["setsid", "--fork", *contestant.command],
+            stdin=subprocess.DEVNULL,
+            stdout=output,
+            stderr=output,
+            check=True,
+        )
+        (pid,) = _children() - before
+        _, wait_status, usage = os.wait4(pid, 0)
+        process_seconds = time.perf_counter() - started
+        output.seek(0)
+        text = output.read().decode(errors="replace")
+    status = os.waitstatus_to_exitcode(wait_status)
+    if contestant.intact is not None and status not in contestant.intact:
+        raise Failure(
+            f"{contestant.name} ended with status {status} where nothing differs, and said:\n"
+            f"{text[-2000:]}\nIt ran: {' '.join(contestant.command)}\n"
+            "Were files changed meanwhile? Leave its work out by --only, or the peer by --without."
+        )
+    printed = json.loads(text.splitlines()[-1]) if contestant.own_seconds else {}
+    if printed.get("intact") is False and contestant.intact is not None:
+        raise Failure(f"{contestant.name} says that files differ where nothing differs")
+    return Run(
+        seconds=printed.get("seconds", process_seconds),
+        process_seconds=process_seconds,
+        user_seconds=usage.ru_utime,
+        system_seconds=usage.ru_stime,
+        peak_kib=usage.ru_maxrss,
+        status=status,
+        printed=printed,
+        output=text[-2000:],
+    )
+
+
+def _rounds_of(runs: list[Run], rounds: int) -> int:
+    if runs and runs[0].seconds > SLOW_SECONDS:
+        return min(rounds, SLOW_ROUNDS)
+    return rounds
+
+
+def interleave(title: str, contestants: list[Contestant], rounds: int) -> dict[str, list[Run]]:
+    """Runs every contestant once a round, each round beginning with another one."""
+    runs: dict[str, list[Run]] = {contestant.name: [] for contestant in contestants}
+    for number in range(rounds):
+        first = number % len(contestants)
+        for contestant in contestants[first:] + contestants[:first]:
+            done = runs[contestant.name]
+            if len(done) >= _rounds_of(done, rounds):
+                continue
+            done.append(run(contestant))
+            left = sum(
+                one[-1].process_seconds * (_rounds_of(one, rounds) - len(one))
+                for one in runs.values()
+                if one
+            )
+            about = f", {left:.0f} s left of {title}" if number > 0 else ""
+            progress(
+                f"{title}: round {number + 1} of {rounds}, {contestant.name}:"
+                f" {done[-1].seconds:.3f} s{about}"
+            )
+    return runs
+
+
+def progress(line: str):
+    print(line, file=sys.stderr, flush=True)

@@ -1,0 +1,287 @@
+"""Other programs that compare files with what was recorded, each set up to do the same work: SHA-1
+of the content, and size, type, owner, group and permission as far as it can."""
+
+import os
+import shutil
+import subprocess
+from collections.abc import Callable
+from pathlib import Path
+
+from harness.failure import Failure
+from harness.measure import Contestant, progress
+from harness.ours import threads_text
+from harness.trees import Work
+
+NOBODY = 65534
+
+
+def run_quietly(*command, accepted=(0,)):
+    done = subprocess.run(
+        [str(word) for word in command], stdin=subprocess.DEVNULL, capture_output=True, check=False
+    )
+    if done.returncode not in accepted:
+        text = (done.stdout + done.stderr).decode(errors="replace")
+        raise Failure(f"{' '.join(map(str, command))} failed:\n{text[-2000:]}")
+
+
+def write(path: Path, lines: list[str]):
+    path.write_bytes(b"".join(os.fsencode(line) + b"\n" for line in lines))
+
+
+def _parents(work: Work) -> set[str]:
+    """The directories, from the root on, in which the work's files lie."""
+    found = {work.root}
+    for path in work.paths:
+        parent = os.path.dirname(path)
+        while parent not in found:
+            found.add(parent)
+            parent = os.path.dirname(parent)
+    return found
+
+
+def not_listed(work: Work) -> tuple[list[str], list[str]]:
+    """What lies below the work's root and is no part of it: whole directories, and files."""
+    listed, parents = set(work.paths), _parents(work)
+    directories, files = [], []
+    for directory, subdirectories, names in os.walk(work.root):
+        for name in list(subdirectories):
+            path = os.path.join(directory, name)
+            if path not in parents:
+                subdirectories.remove(name)
+                if path not in listed:
+                    directories.append(path)
+        files += [path for name in names if (path := os.path.join(directory, name)) not in listed]
+    return directories, files
+
+
+def sha1sum(work: Work, directory: Path, threads: int) -> list[Contestant]:
+    sums = directory / "sha1sum"
+    write(sums, [f"{entry.content}  {entry.path}" for entry in work.regular()])
+    return [
+        Contestant(
+            "sha1sum",
+            ["sha1sum", "--check", "--quiet", "--status", str(sums)],
+            note="content of regular files alone",
+        )
+    ]
+
+
+def hashdeep(work: Work, directory: Path, threads: int) -> list[Contestant]:
+    known, names = directory / "hashdeep", directory / "hashdeep.names"
+    head = ["%%%% HASHDEEP-1.0", "%%%% size,sha1,filename", "## made by bench/run", "## "]
+    records = [f"{entry.size},{entry.content},{entry.path}" for entry in work.regular()]
+    write(known, head + records)
+    write(names, [entry.path for entry in work.regular()])
+    return [
+        Contestant(
+            f"hashdeep, {threads_text(number)}",
+            ["hashdeep", "-a", "-j", str(number), "-k", str(known), "-f", str(names)],
+            threads=number,
+            note="content and size of regular files alone",
+        )
+        for number in dict.fromkeys([1, threads])
+    ]
+
+
+def _aide_pattern(path: str) -> str:
+    plain = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789/_-"
+    return "".join(letter if letter in plain else f"\\x{{{ord(letter):x}}}" for letter in path)
+
+
+def aide(work: Work, directory: Path, threads: int) -> list[Contestant]:
+    contestants = []
+    directories, files = not_listed(work)
+    for number in dict.fromkeys([1, threads]):
+        configuration, database = directory / f"aide.{number}", directory / "aide.database"
+        write(
+            configuration,
+            [
+                f"database_in=file:{database}",
+                f"database_out=file:{database}",
+                "database_attrs=E",
+                "gzip_dbout=no",
+                "report_url=stdout",
+                f"num_workers={number}",
+                "Same = p+u+g+s+ftype+l+sha1",
+                *[f"!{_aide_pattern(path)}(/|$)" for path in directories],
+                *[f"!{_aide_pattern(path)}$" for path in files],
+                f"{_aide_pattern(work.root)} Same",
+            ],
+        )
+        contestants.append(
+            Contestant(
+                f"AIDE, {threads_text(number)}",
+                ["aide", "--check", "--config", str(configuration)],
+                threads=number,
+                note="directories, too",
+            )
+        )
+    run_quietly("aide", "--init", "--config", configuration)
+    return contestants
+
+
+def mtree(work: Work, directory: Path, threads: int) -> list[Contestant]:
+    """The specification has the form that mtree -c writes: each directory's files, then its
+    directories, each closed by "..". """
+
+    def encoded(name: str) -> str:
+        safe = b"abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789._-+,:@%="
+        return "".join(
+            chr(byte) if byte in safe else f"\\{byte:03o}" for byte in os.fsencode(name)
+        )
+
+    lines = ["#mtree", ". type=dir"]
+    place: list[str] = []
+    # Files before directories: a name with "/" sorts behind all that have none.
+    by_directory: dict[str, list] = {}
+    for entry in work.entries:
+        by_directory.setdefault(os.path.dirname(entry.path), []).append(entry)
+    for parent in sorted(by_directory):
+        relative = os.path.relpath(parent, work.root)
+        parts = [] if relative == "." else relative.split("/")
+        common = len(os.path.commonprefix([place, parts]))
+        lines += [".."] * (len(place) - common)
+        lines += [f"{encoded(part)} type=dir" for part in parts[common:]]
+        place = parts
+        for entry in by_directory[parent]:
+            line = f"    {encoded(os.path.basename(entry.path))} "
+            if entry.kind == "l":
+                line += f"type=link link={encoded(entry.content)}"
+            else:
+                line += (
+                    f"type=file mode=0{entry.permission:o} uid={entry.owner} gid={entry.group}"
+                    f" size={entry.size} sha1={entry.content}"
+                )
+            lines.append(line)
+    specification = directory / "mtree"
+    write(specification, lines)
+    return [
+        Contestant(
+            "mtree",
+            ["mtree", "-e", "-f", str(specification), "-p", work.root],
+            note="that directories are there, too",
+        )
+    ]
+
+
+def integrit(work: Work, directory: Path, threads: int) -> list[Contestant]:
+    configuration = directory / "integrit"
+    directories, files = not_listed(work)
+    write(
+        configuration,
+        [
+            f"root={work.root}",
+            f"known={directory}/integrit.known",
+            f"current={directory}/integrit.known",
+            *[f"!{path}" for path in directories + files],
+            f"{work.root} sIptdLugzAMC",
+        ],
+    )
+    run_quietly("integrit", "-C", configuration, "-u")
+    return [
+        Contestant("integrit", ["integrit", "-C", str(configuration), "-c"], note="directories, too")
+    ]
+
+
+def rpm(work: Work, directory: Path, threads: int) -> list[Contestant]:
+    """One package of the whole work, packed from a copy, because rpmbuild deletes what it packs."""
+    top, names = directory / "rpm", directory / "rpm.names"
+    top.mkdir()
+    packed = sorted([*_parents(work), *work.paths])
+    names.write_bytes(b"".join(os.fsencode(path) + b"\0" for path in packed))
+    # In an ordinary user's private root everybody else's files belong to nobody.
+    others = any(entry.owner == NOBODY for entry in work.entries)
+    unpack = "tar -x --preserve-permissions" + (" --no-same-owner" if others else "")
+    specification = top / "work.spec"
+    write(
+        specification,
+        [
+            "Name: zemo-bench-work",
+            "Version: 1",
+            "Release: 1",
+            "Summary: The files that are checked",
+            "License: none",
+            "AutoReqProv: no",
+            "%description",
+            "The files that are checked.",
+            "%install",
+            "mkdir -p %{buildroot}",
+            f"tar -c --no-recursion --null --files-from '{names}' |"
+            f" (cd %{{buildroot}} && {unpack})",
+            "%files",
+            "%defattr(-,nobody,nogroup)" if others else "%defattr(-,-,-)",
+            f'"{work.root}"',
+        ],
+    )
+    definitions = {
+        "_topdir": str(top),
+        "_binary_filedigest_algorithm": "2",  # SHA-1, as everybody
+        "_binary_payload": "w.ufdio",  # not compressed
+        "debug_package": "%{nil}",
+        "__os_install_post": "%{nil}",
+        "_build_id_links": "none",
+    }
+    words = [word for item in definitions.items() for word in ["--define", " ".join(item)]]
+    run_quietly("rpmbuild", "-bb", "--quiet", *words, specification)
+    (package,) = top.glob("RPMS/*/*.rpm")
+    database = directory / "rpm.database"
+    install = ["-i", "--justdb", "--nodeps", "--noscripts", "--force", "--force-debian"]
+    run_quietly("rpm", "--dbpath", database, *install, package)
+    shutil.rmtree(top)
+    return [
+        Contestant(
+            "rpm --verify",
+            ["rpm", "--dbpath", str(database), "-V", "--nodeps", "zemo-bench-work"],
+            note="its package made with SHA-1 instead of its usual SHA-256; directories and times, too",
+        )
+    ]
+
+
+def debsums(work: Work, directory: Path, threads: int) -> list[Contestant]:
+    if not work.packages:
+        return []
+    names = work.packages
+    return [
+        Contestant(
+            "debsums",
+            ["debsums", "--silent", *names],
+            intact=None,  # a file that the installation left out differs for good
+            note="MD5 by dpkg's own lists, of the same packages, regular files alone",
+        )
+    ]
+
+
+# The command that has to be there, its Debian package, and what sets it up.
+PEERS: dict[str, tuple[str, Callable[[Work, Path, int], list[Contestant]]]] = {
+    "sha1sum": ("coreutils", sha1sum),
+    "hashdeep": ("hashdeep", hashdeep),
+    "aide": ("aide", aide),
+    "mtree": ("mtree-netbsd", mtree),
+    "integrit": ("integrit", integrit),
+    "rpmbuild": ("rpm", rpm),
+    "debsums": ("debsums", debsums),
+}
+
+
+def there(without: list[str]) -> dict[str, Callable[[Work, Path, int], list[Contestant]]]:
+    """The peers that are installed; says which are not."""
+    found = {}
+    missing = []
+    for command, (package, prepare) in PEERS.items():
+        if package in without or command in without:
+            continue
+        if shutil.which(command):
+            found[command] = prepare
+        else:
+            missing.append(package)
+    if missing:
+        progress(f"not installed, left out: {', '.join(missing)} (./dev bench --install-peers)")
+    return found
+
+
+def contestants(work: Work, directory: Path, threads: int, without: list[str]) -> list[Contestant]:
+    made = []
+    for command, prepare in there(without).items():
+        progress(f"{work.name}: setting up {command}")
+        made += prepare(work, directory, threads)
+    return made
