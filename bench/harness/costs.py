@@ -1,0 +1,132 @@
+"""The groups of runs beside the works: loading, named files, cost against size, memory."""
+
+import os
+import random
+import subprocess
+from pathlib import Path
+
+from harness import trees
+from harness.measure import Contestant, progress
+from harness.ours import Ours
+from harness.trees import Work
+
+SCALE_ROUNDS = 3
+
+
+def sizes(entries: int) -> list[int]:
+    """1,000 ... entries, each ten times the one before."""
+    found = [entries]
+    while found[0] >= 10_000:
+        found.insert(0, found[0] // 10)
+    return found
+
+
+def _synthetic(ours: Ours, name: str, *words) -> Path:
+    path = ours.directory / f"wam.full.{name}.list"
+    with open(path, "wb") as file:
+        subprocess.run(ours.program("make_list", *words), stdout=file, check=True)
+    return path
+
+
+def _own(ours: Ours, name: str, *command, before=None) -> Contestant:
+    return Contestant(name, ours.program(*command), own_seconds=True, before=before)
+
+
+def loading(ours: Ours, entries: int) -> list[Contestant]:
+    progress("loading: making lists")
+    in_order = _synthetic(ours, "sorted", entries, 0)
+    shuffled = _synthetic(ours, "shuffled", entries, 0, "--shuffled")
+    fixed = _synthetic(ours, "fixed", entries, entries // 100)
+    return [
+        _own(ours, "library, sorted", "load_list", in_order),
+        _own(ours, "plain way, sorted", "plain_load", in_order),
+        _own(ours, "library, shuffled", "load_list", shuffled),
+        _own(ours, "insertion alone, shuffled", "bare_insert", shuffled),
+        _own(ours, "fixed directories alone", "fixed_pass", fixed),
+    ]
+
+
+def _lists_of(ours: Ours, work: Work, name: str, count: int, parts: int) -> list[Path]:
+    """Lists of the work's first `count` entries, in equal parts."""
+    lines = work.list_file.read_bytes().split(b"\n")
+    head, body = lines[:2], lines[2 : 2 + count]
+    each = len(body) // parts
+    made = []
+    for part in range(parts):
+        made.append(ours.directory / f"wam.full.{name}-{part}.list")
+        text = b"\n".join(head + body[part * each : (part + 1) * each])
+        made[-1].write_bytes(text + b"\n")
+    return made
+
+
+def named_files(ours: Ours, work: Work) -> list[Contestant]:
+    """SelfCheckFiles on a set of two lists, against the GnuPG runs that no call can save."""
+    count = len(work.entries) * 6 // 10
+    lists = _lists_of(ours, work, "named", count, 2)
+    ours.sign(*lists)
+    paths = [entry.path for entry in work.entries[: count // 2 * 2]]
+    random.Random(1).shuffle(paths)
+    names = ours.directory / "named.paths"
+    names.write_bytes(b"".join(os.fsencode(path) + b"\0" for path in paths))
+
+    def install():
+        ours.install(*lists)
+
+    counts = [number for number in [1, 100, 10_000] if number <= len(paths)]
+    return [
+        _own(ours, "GnuPG alone", "gnupg_alone", *lists, before=install),
+        *[
+            _own(ours, f"{number} paths", "named_files", number, names, before=install)
+            for number in counts
+        ],
+        _own(
+            ours,
+            "1 path, from 1 GiB of memory",
+            *["named_files", 1, names, "--resident-mib", 1024],
+            before=install,
+        ),
+    ]
+
+
+def scale(ours: Ours, work: Work, entries: int) -> list[Contestant]:
+    """Loading and checking of 1,000 ... entries. The largest set is made of hard links of the work's
+    files, which cost a check as much as files and need no room."""
+    progress("scale: making lists and trees")
+    contestants = []
+    copies = trees.copies_by_links(work, ours.directory, entries // len(work.entries))
+    for count in sizes(entries):
+        synthetic = _synthetic(ours, f"scale-{count}", count, 0)
+        contestants.append(_own(ours, f"load {count}", "load_list", synthetic))
+        if count <= len(work.entries):
+            (checked,) = _lists_of(ours, work, f"check-{count}", count, 1)
+        else:
+            checked = ours.directory / f"wam.full.check-{count}.list"
+            lines = work.list_file.read_bytes().split(b"\n")
+            old = os.fsencode(work.root)
+            text = b"\n".join(lines[:2]) + b"\n"
+            for copy in copies:
+                new = os.fsencode(copy)
+                text += b"".join(new + line[len(old) :] + b"\n" for line in lines[2:-1])
+            checked.write_bytes(text)
+        contestants.append(
+            _own(
+                ours,
+                f"check {count}",
+                "library_check",
+                before=lambda checked=checked: ours.install(checked),
+            )
+        )
+    return contestants
+
+
+def memory(ours: Ours, make_tree: list[str], large: Work) -> list[Contestant]:
+    """A check of four small files against one of four large ones."""
+    directory = ours.directory / "memory"
+    directory.mkdir()
+    small = trees.made("large", [*make_tree, "--scale", "1"], directory)
+    small.name = "memory"
+    ours.make_list(small)
+    return [
+        _own(ours, name, "library_check", before=lambda one=one: ours.install(one.list_file))
+        for name, one in [("4 small files", small), ("4 large files", large)]
+    ]

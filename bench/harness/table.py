@@ -1,0 +1,106 @@
+"""The result as Markdown."""
+
+
+from harness import results
+from harness.measure import Contestant
+from harness.results import Aim, Groups
+from harness.trees import Work
+
+
+def seconds_text(seconds: float) -> str:
+    return f"{seconds:.2f}" if seconds >= 10 else f"{seconds:.3f}" if seconds >= 0.1 else f"{seconds:.4f}"
+
+
+def _row(*cells) -> str:
+    return "| " + " | ".join(map(str, cells)) + " |"
+
+
+def _bound(aim: Aim) -> str:
+    if aim.least > 0:
+        return f"{aim.least:g} to {aim.most:g}"
+    return f"at most {aim.most:g}{aim.unit}"
+
+
+def reach(aims: list[Aim]) -> list[str]:
+    lines = ["### Reach", "", _row("aim", "bound", "measured", "reached"), "|---|---|---:|---|"]
+    for aim in aims:
+        digits = 0 if abs(aim.measured) >= 100 else 3
+        measured = f"{aim.measured:.{digits}f}{aim.unit}"
+        lines.append(_row(aim.text, _bound(aim), measured, "yes" if aim.met() else "**no**"))
+    return lines + [""]
+
+
+def _work(work: Work, groups: Groups, contestants: list[Contestant]) -> list[str]:
+    runs = groups[work.name]
+    limit = results.median(runs[results.LIMIT])
+    gib = work.bytes() / (1 << 30)
+    lines = [
+        f"### Checking: {work.name}",
+        "",
+        f"{work.about}: {len(work.regular())} regular files and {len(work.links())} links, {gib:.2f} GiB.",
+        "",
+        _row("contestant", "seconds", "of the limit", "spread", "CPU s", "peak MiB", "runs", ""),
+        "|---|---:|---:|---:|---:|---:|---:|---|",
+    ]
+    for one in contestants:
+        done = runs[one.name]
+        note = one.note
+        if statuses := sorted({run.status for run in done} - {0}):
+            note += f"; exit status {', '.join(map(str, statuses))}"
+        lines.append(
+            _row(
+                one.name,
+                seconds_text(results.median(done)),
+                f"{results.median(done) / limit:.2f}",
+                f"{100 * results.spread(done):.0f} %",
+                seconds_text(results.cpu(done)),
+                f"{results.peak_mib(done):.0f}",
+                len(done),
+                note,
+            )
+        )
+    return lines + [""]
+
+
+def _plain(title: str, runs: dict) -> list[str]:
+    lines = [f"### {title.capitalize()}", ""]
+    lines += [_row("what", "seconds", "spread", "peak MiB", "runs"), "|---|---:|---:|---:|---:|"]
+    for name, done in runs.items():
+        seconds, spread = results.median(done), results.spread(done)
+        cells = [seconds_text(seconds), f"{100 * spread:.0f} %", f"{results.peak_mib(done):.0f}"]
+        lines.append(_row(name, *cells, len(done)))
+    return lines + [""]
+
+
+def _commands(contestants: dict[str, list[Contestant]], shorten) -> list[str]:
+    lines = ["### Commands", "", "```text"]
+    for group, members in contestants.items():
+        for one in members:
+            words = one.command if len(one.command) < 50 else [*one.command[:4], "…"]
+            lines.append(f"{group}, {one.name}: {shorten(' '.join(words))}")
+    return lines + ["```", ""]
+
+
+def markdown(
+    machine: dict[str, str],
+    versions: dict[str, str],
+    command: str,
+    works: list[Work],
+    groups: Groups,
+    contestants: dict[str, list[Contestant]],
+    aims: list[Aim],
+    shorten,
+) -> str:
+    lines = [_row("", ""), "|---|---|"]
+    lines += [_row(name, text) for name, text in machine.items()]
+    lines.append(_row("versions", ", ".join(f"{n} {version}" for n, version in versions.items())))
+    lines += [_row("command", f"`{command}`"), ""]
+    if aims:
+        lines += reach(aims)
+    for work in works:
+        if work.name in groups:
+            lines += _work(work, groups, contestants[work.name])
+    for title, runs in groups.items():
+        if title not in [work.name for work in works]:
+            lines += _plain(title, runs)
+    return "\n".join(lines + _commands(contestants, shorten)).rstrip() + "\n"
