@@ -21,6 +21,7 @@ from harness.prove import prove
 from harness.trees import Work
 
 WORKS = ["real", "small", "large"]
+ENDING = [signal.SIGINT, signal.SIGTERM, signal.SIGHUP]
 GROUPS = [*WORKS, "loading", "named", "scale", "memory"]
 
 
@@ -53,7 +54,7 @@ def parse(words: list[str]) -> argparse.Namespace:
 
 def run(options: argparse.Namespace) -> int:
     measure.become_subreaper()
-    for number in [signal.SIGTERM, signal.SIGHUP]:
+    for number in ENDING[1:]:
         signal.signal(number, lambda *_: sys.exit(1))
     place = options.work or Path(tempfile.gettempdir())
     ours = None
@@ -68,6 +69,8 @@ def run(options: argparse.Namespace) -> int:
                 return prove(ours, options.without)
             Benchmark(options, ours).run()
         finally:
+            for number in ENDING:
+                signal.signal(number, signal.SIG_IGN)
             measure.kill_children()
             if ours:
                 ours.forget_key()
@@ -120,7 +123,7 @@ class Benchmark:
         """The work with its list; made when it is first asked for."""
         if name not in self.works:
             if name == "real":
-                work = trees.real()
+                work = trees.real(64 << 20) if self.options.quick else trees.real()
             else:
                 scale = {"small": "2000", "large": "8"}[name]
                 words = ["--scale", scale] if self.options.quick else []
@@ -172,8 +175,11 @@ class Benchmark:
             "versions": versions,
             "aims": [{**dataclasses.asdict(aim), "met": aim.met()} for aim in aims],
             "runs": {
-                group: {name: [dataclasses.asdict(run) for run in runs] for name, runs in all_runs.items()}
-                for group, all_runs in self.groups.items()
+                group: {
+                    name: [dataclasses.asdict(run) for run in runs]
+                    for name, runs in members.items()
+                }
+                for group, members in self.groups.items()
             },
         }
         text = self._shorten(json.dumps(raw, indent=1).replace("-Infinity", "null"))

@@ -27,9 +27,8 @@ def _bars(groups: Groups, works: list[str]) -> tuple[list[str], list[str]]:
                 low, high = min(1, ratio), max(1, ratio)
                 block.append(f"{left + width / 2} 1 {left} {left + width} {low} {high}")
         blocks += [f"$bars{number} << EOD", *block, "EOD"]
-        plots.append(
-            f"$bars{number} using 1:2:3:4:5:6 with boxxyerror lc rgb '{COLOURS[number % 3]}' title '{work}'"
-        )
+        style = f"with boxxyerror lc rgb '{COLOURS[number % 3]}' title '{work}'"
+        plots.append(f"$bars{number} using 1:2:3:4:5:6 {style}")
     tics = ", ".join(f"'{name}' {place}" for place, name in enumerate(names))
     return blocks, [
         "set title 'Checking, compared with one thread that only reads and digests (= 1)'",
@@ -74,7 +73,8 @@ def svg(groups: Groups, works: list[str], path: Path):
     if not shutil.which("gnuplot"):
         progress("gnuplot is not installed, there is no picture")
         return
-    script = ["set terminal svg size 900,900 font 'sans,12' background 'white'", f"set output '{path}'"]
+    terminal = "set terminal svg size 900,900 font 'sans,12' background 'white'"
+    script = [terminal, f"set output '{path}'"]
     script += [line for blocks, _ in panels for line in blocks]
     script.append(f"set multiplot layout {len(panels)},1")
     script += [line for _, lines in panels for line in lines]

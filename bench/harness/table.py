@@ -8,7 +8,8 @@ from harness.trees import Work
 
 
 def seconds_text(seconds: float) -> str:
-    return f"{seconds:.2f}" if seconds >= 10 else f"{seconds:.3f}" if seconds >= 0.1 else f"{seconds:.4f}"
+    digits = 2 if seconds >= 10 else 3 if seconds >= 0.1 else 4
+    return f"{seconds:.{digits}f}"
 
 
 def _row(*cells) -> str:
@@ -37,7 +38,8 @@ def _work(work: Work, groups: Groups, contestants: list[Contestant]) -> list[str
     lines = [
         f"### Checking: {work.name}",
         "",
-        f"{work.about}: {len(work.regular())} regular files and {len(work.links())} links, {gib:.2f} GiB.",
+        f"{work.about}: {len(work.regular())} regular files and {len(work.links())} links,"
+        f" {gib:.2f} GiB.",
         "",
         _row("contestant", "seconds", "of the limit", "spread", "CPU s", "peak MiB", "runs", ""),
         "|---|---:|---:|---:|---:|---:|---:|---|",

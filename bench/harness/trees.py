@@ -116,9 +116,9 @@ def _expressible(path: str) -> bool:
     return not any(ord(letter) < 32 or ord(letter) == 127 for letter in path)
 
 
-def real() -> Work:
+def real(most_bytes: int = REAL_BYTES) -> Work:
     """The files of this machine's packages below /usr, of as many packages, smallest first, as hold
-    REAL_BYTES together: one huge package must not make the run twice as long."""
+    so many bytes together: one huge package must not make the run twice as long."""
     where_it_lies: dict[str, str] = {}
     sizes: dict[str, dict[str, int]] = {}
     for package, paths in _package_paths().items():
@@ -141,7 +141,7 @@ def real() -> Work:
     taken: dict[str, int] = {}
     packages = []
     for package in sorted(sizes, key=lambda one: (sum(sizes[one].values()), one)):
-        if sum(taken.values()) + sum(sizes[package].values()) > REAL_BYTES:
+        if sum(taken.values()) + sum(sizes[package].values()) > most_bytes:
             break
         taken.update(sizes[package])
         packages.append(package)
