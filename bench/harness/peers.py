@@ -104,7 +104,7 @@ def aide(work: Work, directory: Path, threads: int) -> list[Contestant]:
                 "report_url=stdout",
                 f"num_workers={number}",
                 "Same = p+u+g+s+ftype+l+sha1",
-                f"{_aide_pattern(work.root)} Same",
+                f"{_aide_pattern(work.root)}(/|$) Same",
             ],
         )
         contestants.append(

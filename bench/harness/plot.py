@@ -37,7 +37,7 @@ def _bars(groups: Groups, works: list[str]) -> tuple[list[str], list[str]]:
         f"set xrange [-0.6:{len(names) - 0.4}]",
         f"set xtics rotate by -30 ({tics})",
         "set style fill solid 0.8 noborder",
-        "set grid y",
+        "set grid ytics",
         "set key top left",
         "plot 1 with lines lc rgb 'black' notitle, " + ", ".join(plots),
         "unset logscale; unset xtics; set xrange [*:*]",
@@ -57,7 +57,7 @@ def _growth(groups: Groups) -> tuple[list[str], list[str]]:
         "set xtics norotate autofreq format '10^{%T}'",
         "set xlabel 'entries'",
         "set ylabel 'seconds'",
-        "set grid xy",
+        "set grid xtics ytics",
         "plot " + ", ".join(plots),
     ]
 
