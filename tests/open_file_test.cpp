@@ -83,7 +83,7 @@ TEST_F(OpenFileTest, LeasedFileIsDigested) {
   LeaseHolder const holder(_path);
   ASSERT_TRUE(holder.holds());
   std::string digest;
-  EXPECT_TRUE(calculateRegularFileHash(_path, digest));
+  EXPECT_TRUE(calculateRegularFileHash(_path, 7, digest));
   EXPECT_EQ(digest, "040f06fd774092478d450774f5ba30c5da78acc8");
 }
 

@@ -13,26 +13,30 @@ using Map = FileList::ProtectedFileMap;
 
 constexpr std::string_view fixedMark = "FIXED";
 
-// Appends the last component of every direct child of `directory` in `files`, in map order. In a
+// Stores the last component of every direct child of the directory in `files`, in map order. In a
 // sorted map everything that begins with the directory's path stands right behind it, and so does
 // everything below one of its subdirectories, which is skipped as a whole.
-void appendMembers(const Map& files, const std::string& directory,
-                   std::vector<std::string>& names) {
-  auto file = files.upper_bound(directory);
-  while (file != files.end() && file->first.compare(0, directory.size(), directory) == 0) {
+void findMembers(const Map& files, Map::const_iterator directory,
+                 std::vector<std::string_view>& names) {
+  names.clear();
+  const std::string& parent = directory->first;
+  for (auto file = std::next(directory); file != files.end();) {
     const std::string& path = file->first;
-    if (!isDirectChild(directory, path)) {
+    if (isDirectChild(parent, path)) {
+      // A named-file check has left elements without an entry behind: those paths are not listed.
+      if (file->second)
+        names.push_back(
+            std::string_view(path).substr(path.rfind('/') + 1));  // all if there is none
+      ++file;
+    } else if (path.compare(0, parent.size(), parent) == 0) {
       // The first path that does not begin with "<subdirectory>/" is at or behind the one that has
       // the character after '/' in its place.
-      std::string behind = path.substr(0, path.find('/', directory.size() + 1) + 1);
+      std::string behind = path.substr(0, path.find('/', parent.size() + 1) + 1);
       ++behind.back();
       file = files.lower_bound(behind);
-      continue;
+    } else {
+      break;
     }
-    // A named-file check has left elements without an entry behind: those paths are not listed.
-    if (file->second)
-      names.push_back(path.substr(path.rfind('/') + 1));  // all of it if there is no '/'
-    ++file;
   }
 }
 
@@ -44,11 +48,16 @@ bool FileList::fillFixedDirInfo() {
     if (entry && entry->_hash == fixedMark)
       _fixedDirs.push_back(path);
   }
+  std::vector<std::string_view> names;
   // Also those of an earlier pass: their names are appended once more, which allows nothing new.
-  for (const std::string& directory : _fixedDirs) {
-    auto const file = files.find(directory);
-    if (file != files.end() && file->second)
-      appendMembers(files, directory, file->second->_fixedEntries);
+  for (const std::string& path : _fixedDirs) {
+    auto const directory = files.find(path);
+    if (directory == files.end() || !directory->second)
+      continue;
+    findMembers(files, directory, names);
+    std::vector<std::string>& members = directory->second->_fixedEntries;
+    members.reserve(members.size() + names.size());
+    members.insert(members.end(), names.begin(), names.end());
   }
   return true;
 }
