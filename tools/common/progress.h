@@ -33,6 +33,9 @@ class Progress {
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
 
+  // Whether anything is ever shown, so that work that only this needs can be left out.
+  bool wanted() const { return _wanted; }
+
   // How much there is to do in all; begins anew, at nothing done.
   void total(uint64_t files, uint64_t bytes);
 

@@ -9,11 +9,14 @@
 namespace tool {
 
 Workers::Workers(std::size_t count, unsigned threads, Work work)
-    : _work(std::move(work)), _count(count), _done(new std::atomic<bool>[count]()), _left(count) {
-  auto const wanted = static_cast<unsigned>(std::min<std::size_t>(threads, count));
-  _threads.reserve(wanted);
+    : _work(std::move(work)),
+      _count(count),
+      _wanted(std::min<std::size_t>(threads, count)),
+      _done(new std::atomic<bool>[count]()),
+      _left(count) {
+  _threads.reserve(_wanted);
   try {
-    while (_threads.size() < wanted)
+    while (_threads.size() < _wanted)
       _threads.emplace_back([this] { serve(); });
   } catch (const std::exception&) {  // no more threads, or no memory for one
     if (_threads.empty())
@@ -22,28 +25,53 @@ Workers::Workers(std::size_t count, unsigned threads, Work work)
 }
 
 Workers::~Workers() {
-  _next.store(_count);
+  stop();
   for (std::thread& thread : _threads)
     thread.join();
 }
 
+// Several at once while many are left, because items may be small and threads that take them in
+// turn get in each other's way; one by one towards the end, because items may be large.
+Workers::Range Workers::take() {
+  constexpr std::size_t most = 32;
+  std::size_t const shares = 16 * _wanted;
+  std::size_t begin = _next.load();
+  std::size_t size = 0;
+  do {
+    if (begin >= _count)
+      return {_count, _count};
+    size = std::clamp<std::size_t>((_count - begin) / shares, 1, most);
+  } while (!_next.compare_exchange_weak(begin, begin + size));
+  return {begin, begin + size};
+}
+
 void Workers::serve() {
-  for (std::size_t item = _next++; item < _count; item = _next++) {
-    try {
-      _work(item);
-    } catch (...) {
-      std::lock_guard<std::mutex> const lock(_mutex);
-      _thrown = std::current_exception();
-      _next.store(_count);
-      _ended.notify_all();
-      return;
+  for (Range range = take(); range.begin < range.end; range = take()) {
+    for (std::size_t item = range.begin; item < range.end; ++item) {
+      if (_stopped.load())
+        return;
+      try {
+        _work(item);
+      } catch (...) {
+        std::lock_guard<std::mutex> const lock(_mutex);
+        _thrown = std::current_exception();
+        stop();
+        _ended.notify_all();
+        return;
+      }
+      _done[item].store(true, std::memory_order_release);
     }
-    _done[item].store(true, std::memory_order_release);
-    if (--_left == 0) {
+    std::size_t const size = range.end - range.begin;
+    if (_left.fetch_sub(size) == size) {
       std::lock_guard<std::mutex> const lock(_mutex);
       _ended.notify_all();
     }
   }
+}
+
+void Workers::stop() {
+  _next.store(_count);
+  _stopped.store(true);
 }
 
 void Workers::wait() {

@@ -38,12 +38,21 @@ class Workers {
   void wait();
 
  private:
+  struct Range {
+    std::size_t begin;
+    std::size_t end;
+  };
+
   void serve();
+  Range take();
+  void stop();
 
   Work _work;
   std::size_t _count;
+  std::size_t _wanted;  // threads
   std::unique_ptr<std::atomic<bool>[]> _done;
   std::atomic<std::size_t> _next{0};
+  std::atomic<bool> _stopped{false};
   std::atomic<std::size_t> _left;
   std::mutex _mutex;  // for what follows
   std::condition_variable _ended;
