@@ -40,6 +40,7 @@ def loading(ours: Ours, entries: int) -> list[Contestant]:
     return [
         _own(ours, "library, sorted", "load_list", in_order),
         _own(ours, "plain way, sorted", "plain_load", in_order),
+        _own(ours, "data types alone, sorted", "bare_load", in_order),
         _own(ours, "library, shuffled", "load_list", shuffled),
         _own(ours, "insertion alone, shuffled", "bare_insert", shuffled),
         _own(ours, "fixed directories alone", "fixed_pass", fixed),

@@ -11,6 +11,7 @@ from harness.trees import Entry, Work
 
 INSTALLED = Path("/usr/zemo/selfcheck")
 MAKER = "bench@example.org"
+LOADING = "zemo-selfcheck, loading alone"
 
 
 class Ours:
@@ -122,7 +123,13 @@ class Ours:
             )
             for threads in several
         ]
-        return [self.limit(work, threads) for threads in several] + [library] + tools
+        loading = Contestant(
+            LOADING,
+            [str(self.tool), "check", "--under", "/nowhere", "--no-progress"],
+            intact=None,
+            note="starts, verifies and loads, and checks nothing",
+        )
+        return [self.limit(work, threads) for threads in several] + [library] + tools + [loading]
 
 
 def threads_text(threads: int) -> str:

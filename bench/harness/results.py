@@ -5,6 +5,7 @@ import math
 import statistics
 
 from harness.measure import Run
+from harness.ours import LOADING
 
 Groups = dict[str, dict[str, list[Run]]]
 LIMIT = "limit, 1 thread"
@@ -63,8 +64,8 @@ def aims(groups: Groups, list_bytes: int, threads: int) -> list[Aim]:
             found.append(Aim(f"library checks {work}, of the limit", ratio, 0, most))
             tool = runs.get(f"zemo-selfcheck, {threads} threads")
             if threads == 2 and tool:
-                ratio = median(tool) / median(runs[LIMIT])
-                found.append(Aim(f"2 threads check {work}, of the limit", ratio, 0, 0.56))
+                ratio = (median(tool) - median(runs[LOADING])) / median(runs[LIMIT])
+                found.append(Aim(f"2 threads check {work}, less loading, of the limit", ratio, 0, 0.56))
     if runs := groups.get("loading"):
         in_order = median(runs["library, sorted"])
         ratio = in_order / median(runs["plain way, sorted"])

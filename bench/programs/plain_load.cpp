@@ -7,8 +7,11 @@
 #include <map>
 
 #include "measured.h"
+#include "plain_entry.h"
 
 namespace {
+
+using bench::PlainEntry;
 
 // A list of strings with room for a number of them.
 struct PlainList {
@@ -42,34 +45,23 @@ void split(const std::string& line, PlainList& columns) {
   columns.push(line.substr(start).c_str());
 }
 
-// The library's ProtectedFile, with its members.
-struct PlainEntry {
-  explicit PlainEntry(const std::string& line) {
-    PlainList columns(1024);
-    split(line, columns);
-    if (columns.count < 7)
-      return;
-    path = columns.items[0];
-    if (path.substr(0, 1) == "-")
-      path = path.substr(1);
-    size = columns.items[1];
-    hash = columns.items[2];
-    type = columns.items[3];
-    permission = columns.items[4];
-    owner = columns.items[5];
-    group = columns.items[6];
-  }
-
-  std::string path;
-  std::string size;
-  std::string hash;
-  std::string type;
-  std::string permission;
-  std::string owner;
-  std::string group;
-  std::vector<void*> errors;
-  std::vector<std::string> fixedEntries;
-};
+boost::shared_ptr<PlainEntry> entryOf(const std::string& line) {
+  auto entry = boost::make_shared<PlainEntry>();
+  PlainList columns(1024);
+  split(line, columns);
+  if (columns.count < 7)
+    return entry;
+  entry->path = columns.items[0];
+  if (entry->path.substr(0, 1) == "-")
+    entry->path = entry->path.substr(1);
+  entry->size = columns.items[1];
+  entry->hash = columns.items[2];
+  entry->type = columns.items[3];
+  entry->permission = columns.items[4];
+  entry->owner = columns.items[5];
+  entry->group = columns.items[6];
+  return entry;
+}
 
 }  // namespace
 
@@ -83,7 +75,7 @@ int main(int argc, char** argv) {
   if (!std::getline(list, line) || line != "WAM_SELF_CHECK" || !std::getline(list, line))
     bench::fail("no check list");
   while (std::getline(list, line)) {
-    auto entry = boost::make_shared<PlainEntry>(line);
+    boost::shared_ptr<PlainEntry> const entry = entryOf(line);
     if (!line.empty() && line[0] == '-')
       files.erase(entry->path);
     else
