@@ -5,6 +5,7 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cstring>
 #include <vector>
 
@@ -19,16 +20,15 @@ void makeDirectory(const std::string& path) {
 }
 
 void writeFile(const std::string& path, uint64_t size, bench::Random& random) {
-  constexpr uint64_t blockSize = 1024 * 1024;
+  constexpr uint64_t blockSize = 1U << 20U;
   std::vector<uint64_t> block(blockSize / sizeof(uint64_t));
   std::ofstream file(path, std::ios::binary);
-  while (size > 0) {
-    uint64_t const count = size < blockSize ? size : blockSize;
+  for (uint64_t written = 0; written < size; written += blockSize) {
+    uint64_t const count = std::min(blockSize, size - written);
     for (uint64_t i = 0; i * sizeof(uint64_t) < count; ++i)
       block[i] = random.next();
     (void)file.write(reinterpret_cast<const char*>(block.data()),
                      static_cast<std::streamsize>(count));
-    size -= count;
   }
   file.close();
   if (!file)
