@@ -1,6 +1,6 @@
 # What is installed, by component: runtime (the library), platform (the core and package libraries, to
 # be left out where the maker's own are), tools (zemo-selfcheck, its man pages and completion),
-# development (headers, link names, CMake package, pkg-config, the library's man page).
+# development (headers, link names, CMake package, pkg-config, man page, sources of the examples).
 
 include(CMakePackageConfigHelpers)
 
@@ -20,6 +20,8 @@ if(ZEMO_TOOLS)
 endif()
 
 install(DIRECTORY include/zemo DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
+install(FILES examples/check_files.c examples/check_files.py examples/check_set.cpp
+  DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT development)
 
 set(cmake_dir ${CMAKE_INSTALL_LIBDIR}/cmake/zemoselfcheck)
 install(EXPORT zemoselfcheck NAMESPACE zemo:: FILE zemoselfcheckTargets.cmake

@@ -12,8 +12,10 @@ int main(int argc, char** argv) {
   for (int i = 1; i < argc; i++)
     if (VLIBSzListPush(&paths, argv[i]) < 0)
       exit(2);
-  if (SelfCheckFiles(paths, results) != 0)
+  if (SelfCheckFiles(paths, results) != 0) {
+    fputs("check_files: nothing was established; the system log says why\n", stderr);
     exit(2);
+  }
   for (int i = 1; i < argc; i++) {
     uint32_t flags;
     memcpy(&flags, &results[i - 1], sizeof flags);

@@ -39,6 +39,11 @@ gcc -std=c11 "$here/consumer/consumer.c" -o "$tmp/consumer_c" "${flags[@]}"
 LD_LIBRARY_PATH=$libdir "$tmp/consumer"
 LD_LIBRARY_PATH=$libdir "$tmp/consumer_c"
 
+echo "== the installed examples"
+examples=$prefix/share/doc/zemoselfcheck/examples
+g++ -std=c++17 "$examples/check_set.cpp" -o "$tmp/check_set" "${flags[@]}"
+gcc -std=c11 "$examples/check_files.c" -o "$tmp/check_files" "${flags[@]}"
+
 echo "== components"
 # expect COMPONENT NAME...: exactly these files are installed with the component.
 expect() {
@@ -52,7 +57,7 @@ expect() {
 }
 expect runtime "libzemoselfcheck.so.1 libzemoselfcheck.so.1.0 "
 expect platform "libzemocore.so.6 libzemopkg.so.1 "
-expect development "check_error.h core.h export.h file_list.h libzemocore.so libzemopkg.so \
+expect development "check_error.h check_files.c check_files.py check_set.cpp core.h export.h file_list.h libzemocore.so libzemopkg.so \
 libzemoselfcheck.3 libzemoselfcheck.so package.h protected_file.h self_check_files.h self_check_result.h selfcheck.h zemoselfcheck.pc \
 zemoselfcheckConfig.cmake zemoselfcheckConfigVersion.cmake \
 zemoselfcheckTargets-CONFIGURATION.cmake zemoselfcheckTargets.cmake "
