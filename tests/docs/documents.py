@@ -1,0 +1,82 @@
+"""The Markdown documents of the source tree, and the fenced blocks and tables in them."""
+
+import os
+import re
+
+FENCE = re.compile(r"^( *)```([a-z0-9+-]*) *$")
+NOT_EXECUTED = re.compile(r"^ *<!-- not executed: (.+) -->$")
+
+
+class Block:
+    """A fenced block: its language, lines, the number of its fence's line, and why it is not executed."""
+
+    def __init__(self, language, line, reason):
+        self.language = language
+        self.line = line
+        self.reason = reason
+        self.lines = []
+
+    @property
+    def text(self):
+        return "".join(line + "\n" for line in self.lines)
+
+
+class Document:
+    """A document: its path from the top of the tree, the lines outside of fenced blocks, and the blocks."""
+
+    def __init__(self, source, name):
+        self.name = name
+        self.prose = []  # (number, line)
+        self.blocks = []
+        block = indent = None
+        before = ""
+        with open(os.path.join(source, name), encoding="utf-8") as file:
+            lines = file.read().splitlines()
+        for number, line in enumerate(lines, 1):
+            fence = FENCE.match(line)
+            if block is None and fence:
+                reason = NOT_EXECUTED.match(before)
+                indent = len(fence[1])
+                block = Block(fence[2], number, reason and reason[1])
+            elif block is None:
+                self.prose.append((number, line))
+            elif line.strip() == "```":
+                self.blocks.append(block)
+                block = None
+            else:
+                block.lines.append(line[indent:])
+            before = line
+        if block:
+            raise SystemExit(f"{name}:{block.line}: the block does not end")
+
+    def rows(self, *header):
+        """Yields the rows, lists of cells, of all tables whose first row is `header`."""
+        inside = False
+        for _, line in self.prose:
+            if not line.startswith("|"):
+                inside = False
+                continue
+            cells = [cell.strip() for cell in re.split(r"(?<!\\)\|", line)[1:-1]]
+            if cells == list(header):
+                inside = True
+            elif inside and set(line) - set("|-: "):
+                yield cells
+
+
+def documents(source):
+    """Returns all documents of the tree, in the order of their names."""
+    names = []
+    for folder, subfolders, files in os.walk(source):
+        subfolders[:] = [
+            name for name in subfolders if not name.startswith(".") and not is_build(folder, name)
+        ]
+        for file in files:
+            if file.endswith(".md"):
+                names.append(os.path.relpath(os.path.join(folder, file), source))
+    return [Document(source, name) for name in sorted(names)]
+
+
+def is_build(folder, name):
+    return re.match(r"build($|-)", name) or os.path.exists(
+        os.path.join(folder, name, "CMakeCache.txt")
+    )

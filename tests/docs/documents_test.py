@@ -1,0 +1,171 @@
+#!/usr/bin/env python3
+"""What documents say agrees with what is there: links, commands, options, exit bits, flags, log lines.
+
+    documents_test.py SOURCE_DIRECTORY OPTION_TABLES PROGRAM
+"""
+
+import os
+import re
+import subprocess
+import sys
+
+sys.dont_write_bytecode = True
+from documents import documents
+
+# Options of other programs that documents mention.
+OTHERS = {
+    "gpg": "--batch --export --import --list-keys --passphrase --quick-generate-key --with-colons",
+    "cmake": "--build --component --install --prefix",
+    "pkg-config": "--cflags --libs",
+    "dev": "--all --counts --install-peers --parts --record",
+    "bench/run": "--only --prove --publish --quick --rounds",
+}
+LINK = re.compile(r"!?\[[^\]]*\]\(([^)\s]+)\)")
+CODE = re.compile(r"`([^`]+)`")
+OPTION = re.compile(r"(?<![\w-])--[a-z][a-z-]*")
+
+
+def slug(heading):
+    """Returns the name by which a link finds a heading."""
+    text = re.sub(r"[^\w\- ]", "", heading.replace("`", "").lower())
+    return text.strip().replace(" ", "-")
+
+
+def anchors(document):
+    headings = (re.match(r"#+ (.+)", line) for _, line in document.prose)
+    return {slug(heading[1]) for heading in headings if heading}
+
+
+def broken_links(source, all_documents):
+    by_name = {document.name: document for document in all_documents}
+    for document in all_documents:
+        for number, line in document.prose:
+            for target in LINK.findall(CODE.sub("", line)):
+                path, _, anchor = target.partition("#")
+                if re.match(r"[a-z]+:", target):
+                    continue
+                name = os.path.normpath(os.path.join(os.path.dirname(document.name), path))
+                if not path:
+                    name = document.name
+                if not os.path.exists(os.path.join(source, name)):
+                    yield f"{document.name}:{number}: there is no {name}"
+                elif anchor and anchor not in anchors(by_name[name]):
+                    yield f"{document.name}:{number}: {name} has no heading {anchor}"
+
+
+def code_of(document):
+    """Yields every piece of code, with its line's number: blocks by their lines, and words in the text."""
+    for block in document.blocks:
+        if block.language in ("sh", "console", "text"):
+            text = block.text.replace("\\\n", "  ")
+            for number, line in enumerate(text.splitlines(), block.line + 1):
+                yield number, line
+    for number, line in document.prose:
+        for code in CODE.findall(line):
+            yield number, code
+
+
+def wrong_options(document, tables):
+    """Yields the options that no program has, or that the named command does not have."""
+    known = set().union(*tables.values(), *(options.split() for options in OTHERS.values()))
+    command = re.compile(r"(?:^|zemo-selfcheck )(" + "|".join(tables) + r")(?= |$)([^|;&)$]*)")
+    for number, code in code_of(document):
+        for option in OPTION.findall(code):
+            if option not in known | {"--version"}:
+                yield f"{document.name}:{number}: nothing takes {option}"
+        for name, rest in command.findall(code):
+            for option in OPTION.findall(rest):
+                if option not in tables[name]:
+                    yield f"{document.name}:{number}: {name} does not take {option}"
+
+
+def unquoted(cell):
+    return cell.strip("`")
+
+
+def wrong_commands(document, tables):
+    rows = list(document.rows("command", "what it does"))
+    named = {unquoted(name) for row in rows for name in row[0].split(", ")}
+    if rows and named != set(tables):
+        yield f"{document.name}: the table of commands has {sorted(named)}, not {sorted(tables)}"
+
+
+def wrong_bits(document, bits):
+    """Compares the tables of exit bits with what the program's help says."""
+    rows = list(document.rows("bit", "meaning"))
+    if rows and [row[0] for row in rows] != bits:
+        yield f"{document.name}: the table of exit bits has not those of --help, {bits}"
+
+
+def wrong_flags(document, flags):
+    rows = list(document.rows("bit", "field", "meaning"))
+    found = [(row[0], unquoted(row[1])) for row in rows]
+    if rows and found != flags:
+        yield f"{document.name}: the table of flags differs from self_check_result.h"
+
+
+def wrong_log_lines(document, lines):
+    """Compares tables of log lines with all that the library can write."""
+    rows = [unquoted(row[0]) for row in document.rows("log line", "what it means", "what to do")]
+    if not rows:
+        return
+    for line in lines:
+        pattern = "[^ ]+".join(re.escape(part) for part in line.split("%s"))
+        matching = [row for row in rows if re.fullmatch(pattern, row)]
+        if len(matching) != 1:
+            yield f"{document.name}: {len(matching)} rows are about the log line '{line}'"
+        rows = [row for row in rows if row not in matching]
+    for row in rows:
+        yield f"{document.name}: the library writes no log line '{row}'"
+
+
+def read(*path):
+    with open(os.path.join(*path), encoding="utf-8") as file:
+        return file.read()
+
+
+def option_tables(program):
+    """Returns the options of every command."""
+    tables = {}
+    for line in subprocess.check_output([program], text=True).splitlines():
+        command, option, _ = line.split("\t")
+        tables.setdefault(command, set()).add(option)
+    return tables
+
+
+def exit_bits(program):
+    text = subprocess.check_output([program, "--help"], text=True)
+    sentence = re.search(r"Exit status, a set of bits: (.*?)\.", text, re.DOTALL)
+    return re.findall(r"\d+", sentence[1])
+
+
+def result_flags(source):
+    header = read(source, "include/zemo/selfcheck/self_check_result.h")
+    return [(bit, field) for field, bit in re.findall(r"uint32_t (\w+) : 1; +/\* (0x\d+)", header)]
+
+
+def log_lines(source):
+    """Returns the texts of all log lines, as they are written but for the names in them."""
+    text = read(source, "src/log.cpp")
+    modules = dict(re.findall(r'const char\* const (\w+) = "(\w+)"', text))
+    calls = re.findall(r'syslog\(LOG_ERR, "%s:%d ([^"]+)", (\w+),\s+(\d+)', text)
+    return [f"{modules[module]}:{number} {line}" for line, module, number in calls]
+
+
+def main(source, tables_program, program):
+    all_documents = documents(source)
+    tables = option_tables(tables_program)
+    complaints = list(broken_links(source, all_documents))
+    for document in all_documents:
+        complaints += wrong_options(document, tables)
+        complaints += wrong_commands(document, tables)
+        complaints += wrong_bits(document, exit_bits(program))
+        complaints += wrong_flags(document, result_flags(source))
+        complaints += wrong_log_lines(document, log_lines(source))
+    for complaint in complaints:
+        print(complaint, file=sys.stderr)
+    return 1 if complaints else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main(*sys.argv[1:]))
