@@ -87,7 +87,7 @@ class Script:
     """The shell script that a document makes, and what each step of it is to print."""
 
     def __init__(self):
-        self.text = "set -euo pipefail\n"
+        self.text = "set -euo pipefail\numask 022\n"
         self.steps = []  # (block, command, expected lines or None)
 
     def begin(self):
