@@ -129,7 +129,7 @@ def script_of(source, document, folder):
         except Mistake as mistake:
             raise Mistake(f"{document.name}:{block.line}: {mistake}") from None
     for block, name, step in files:
-        word = "cmake" if block.language == "cmake" else name
+        word = "cmake" if block.language == "cmake" else os.path.splitext(name)[0]
         if not any(word in command for _, command, _ in script.steps[step:]):
             raise Mistake(f"{document.name}:{block.line}: nothing uses {name}")
     script.begin()  # by which the end of the last step can be seen

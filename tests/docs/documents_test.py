@@ -16,7 +16,10 @@ from documents import documents
 OTHERS = {
     "gpg": "--batch --export --import --list-keys --passphrase --quick-generate-key --with-colons",
     "cmake": "--build --component --install --prefix",
+    "mount": "--bind",
     "pkg-config": "--cflags --libs",
+    "systemctl": "--now",
+    "unshare": "--mount",
     "dev": "--all --counts --install-peers --parts --record",
     "bench/run": "--only --prove --publish --quick --rounds",
 }
