@@ -3,13 +3,13 @@
 
     blocks_test.py SOURCE_DIRECTORY BUILD_DIRECTORY [DOCUMENT...]
 
-The blocks of a document are executed one after another, by one shell, in an empty folder and a private
-root of its own, where the installed library can be found by pkg-config and CMake. By language:
+The blocks of a document are executed one after another, by one shell, in an empty folder and a
+private root of its own, where pkg-config and CMake find the installed library. By language:
 
     sh        Commands. Each must succeed.
-    console   Each line that begins with "$ " is a command (a backslash at its end continues it), and the
-              lines below are what it prints to both outputs. "..." stands for any text within a line,
-              and a line "..." for any number of lines. Commands may fail.
+    console   Each line that begins with "$ " is a command (a backslash at its end continues it), and
+              the lines below are what it prints to both outputs. "..." stands for any text within a
+              line, and a line "..." for any number of lines. Commands may fail.
     text      Shown only; but like console if a line begins with "$ ".
     c, cpp, python, cmake
               Is a file of examples/, whole, or begins with a comment that names a file. The file is

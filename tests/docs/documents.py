@@ -8,7 +8,7 @@ NOT_EXECUTED = re.compile(r"^ *<!-- not executed: (.+) -->$")
 
 
 class Block:
-    """A fenced block: its language, lines, the number of its fence's line, and why it is not executed."""
+    """A fenced block: its language, its fence's line, why it is not executed, and its lines."""
 
     def __init__(self, language, line, reason):
         self.language = language
@@ -22,7 +22,7 @@ class Block:
 
 
 class Document:
-    """A document: its path from the top of the tree, the lines outside of fenced blocks, and the blocks."""
+    """A document: its path below the source tree, the lines outside of blocks, the blocks."""
 
     def __init__(self, source, name):
         self.name = name

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""What documents say agrees with what is there: links, commands, options, exit bits, flags, log lines.
+"""Documents agree with what is there: links, commands, options, exit bits, flags, log lines.
 
     documents_test.py SOURCE_DIRECTORY OPTION_TABLES PROGRAM
 """
@@ -57,7 +57,7 @@ def broken_links(source, all_documents):
 
 
 def code_of(document):
-    """Yields every piece of code, with its line's number: blocks by their lines, and words in the text."""
+    """Yields every piece of code with its line's number: lines of blocks, words in the text."""
     for block in document.blocks:
         if block.language in ("sh", "console", "text"):
             for number, line in enumerate(block.text.splitlines(), block.line + 1):
