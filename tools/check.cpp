@@ -1,12 +1,17 @@
 // check: compares all files that sets of lists name with their entries.
 
+#include <chrono>
+#include <cstdio>
+#include <ctime>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "check/accepted.h"
 #include "check/counters.h"
+#include "check/metrics.h"
 #include "check/report.h"
 #include "check/set_check.h"
 #include "commands.h"
@@ -29,6 +34,7 @@ const char* const examples =
     "Examples:\n"
     "  zemo-selfcheck check\n"
     "  zemo-selfcheck check --all --format json > report.jsonl\n"
+    "  zemo-selfcheck check --all --metrics /var/lib/prometheus/node-exporter/zemo-selfcheck.prom\n"
     "  zemo-selfcheck check notes --under /var/packages/notes/target/bin --items size,hash\n"
     "  zemo-selfcheck check --format paths -z | xargs -0 -r dpkg -S\n";
 
@@ -40,6 +46,7 @@ struct Options {
   std::vector<std::string> under;
   unsigned jobs = processors();
   std::optional<std::string> accept;
+  std::optional<std::string> metrics;
   bool noVerify = false;
   std::string format = "text";
   bool nul = false;
@@ -67,6 +74,17 @@ std::unique_ptr<CheckReport> reportFor(const Options& options) {
   return options.format == "json" ? jsonReport() : textReport(options.nul);
 }
 
+// Whoever reads metrics takes them for those of the whole set, and a file has each sample once.
+void requireWholeCheck(const CheckPlan& plan, const Options& options) {
+  if (!options.under.empty() || plan.items != itemsNamed({"all"}))
+    throw UsageError("--metrics tells of whole checks and does not go with --under or --items");
+  std::set<std::string> seen;
+  for (const std::string& set : plan.sets) {
+    if (!seen.insert(set).second)
+      throw UsageError("--metrics takes each set once, not " + inQuotes(set) + " again");
+  }
+}
+
 // What neither a report nor a message has told yet.
 void explain(const Counters& counters, const Options& options) {
   bool const summed = !options.quiet && options.format != "paths";
@@ -77,6 +95,39 @@ void explain(const Counters& counters, const Options& options) {
                               : "nothing was checked: no entry lies at or below --under");
 }
 
+// Checks the set, unless the program has been interrupted.
+SetRun checkedSet(const std::string& set, const std::shared_ptr<const CheckOptions>& check,
+                  CheckReport& report, Counters& counters, Progress& progress) {
+  Counters const before = counters;
+  auto const start = std::chrono::steady_clock::now();
+  SetRun run;
+  run.set = set;
+  if (interrupted())
+    counters.partial = true;
+  else
+    run.facts = checkSet(set, check, report, counters, progress);
+  run.verified = run.facts.loaded && check->verify;
+  run.counters = between(before, counters);
+  run.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  run.ended = std::time(nullptr);
+  return run;
+}
+
+// Returns what that adds to the exit status.
+int writeMetricsOrSay(const std::string& file, const std::string& mode, std::vector<SetRun> runs) {
+  // A slow disk must not keep to itself what an interrupted check has found. flushOutput() tells of
+  // a failure.
+  if (interrupted())
+    (void)fflush(stdout);
+  try {
+    writeMetrics(file, mode, std::move(runs));
+    return 0;
+  } catch (const Failure& failure) {
+    say(failure.what());
+    return STATUS_UNCHECKED;
+  }
+}
+
 int runCheck(const Options& options) {
   requireModeName(options.mode);
   auto check = std::make_shared<CheckOptions>();
@@ -84,6 +135,9 @@ int runCheck(const Options& options) {
   check->under = directoriesNamed(options.under);
   check->jobs = options.jobs;
   check->verify = !options.noVerify;
+  check->measure = options.metrics.has_value();
+  if (check->measure)
+    requireWholeCheck(check->plan, options);
   std::unique_ptr<CheckReport> const report = reportFor(options);
   if (options.accept)
     check->accepted = Accepted(*options.accept);
@@ -93,15 +147,15 @@ int runCheck(const Options& options) {
   Progress progress(!options.noProgress && !options.quiet);
   Counters counters;
   report->begin(check->plan);
-  for (const std::string& set : check->plan.sets) {
-    counters.partial = interrupted();
-    if (counters.partial)
-      break;
-    checkSet(set, check, *report, counters, progress);
-  }
+  std::vector<SetRun> runs;
+  for (const std::string& set : check->plan.sets)
+    runs.push_back(checkedSet(set, check, *report, counters, progress));
   report->end(counters);
   explain(counters, options);
-  return exitStatus(counters);
+  int status = exitStatus(counters);
+  if (options.metrics)
+    status |= writeMetricsOrSay(*options.metrics, options.mode, std::move(runs));
+  return status;
 }
 
 }  // namespace
@@ -119,6 +173,8 @@ void addCheck(Commands& program) {
                  "Check only what lies at or below this directory");
   takes.number("--jobs", options->jobs, 1, mostJobs, "Threads; without it, one for each processor");
   takes.value("--accept", "FILE", options->accept, "Read known differences from this file");
+  takes.value("--metrics", "FILE", options->metrics,
+              "Write metrics for Prometheus to this file, which node_exporter reads");
   takes.flag("--no-verify", options->noVerify, "Do not verify the lists' signatures");
   takes.choice("--format", {"text", "paths", "json"}, options->format, "How to print");
   takes.flag("-z,--null", options->nul, "End lines by a zero byte, and write names as they are");

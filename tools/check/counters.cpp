@@ -4,6 +4,18 @@
 #include "common/words.h"
 
 namespace tool {
+
+Counters between(const Counters& earlier, const Counters& later) {
+  Counters counters = later;
+  for (std::size_t Counters::*const member :
+       {&Counters::sets, &Counters::notLoaded, &Counters::checked, &Counters::changed,
+        &Counters::missing, &Counters::stray, &Counters::unchecked, &Counters::accepted})
+    counters.*member -= earlier.*member;
+  for (const auto& [kind, number] : earlier.kinds)
+    counters.kinds[kind] -= number;
+  return counters;
+}
+
 int exitStatus(const Counters& counters) {
   int status = STATUS_INTACT;
   if (counters.changed > 0)

@@ -1,9 +1,13 @@
-// What a check has found, in numbers. The summary and the exit status are both made of these.
+// What a check has found, in numbers. The summary, the exit status and the metrics are all made of
+// these.
 
 #ifndef ZEMO_TOOLS_CHECK_COUNTERS_H
 #define ZEMO_TOOLS_CHECK_COUNTERS_H
 
+#include <zemo/selfcheck.h>
+
 #include <cstddef>
+#include <map>
 #include <string>
 
 namespace tool {
@@ -18,7 +22,12 @@ struct Counters {
   std::size_t unchecked = 0;  // entries whose check could not be carried out
   std::size_t accepted = 0;   // mismatches; they do not count above
   bool partial = false;       // the check was interrupted
+  // Mismatches that are not accepted; a kind that was not found may be left out.
+  std::map<ZEMO::SELF_CHECK::CHECK_ERROR, std::size_t> kinds;
 };
+
+// What was counted between two moments of one check, of which `later` is the later one.
+Counters between(const Counters& earlier, const Counters& later);
 
 // The bits of common/failure.h.
 int exitStatus(const Counters& counters);

@@ -14,6 +14,7 @@
 #include "common/paths.h"
 #include "common/sets.h"
 #include "common/workers.h"
+#include "gnupg/signature_check.h"
 
 using namespace ZEMO::SELF_CHECK;
 
@@ -30,19 +31,35 @@ bool isUnder(const std::string& path, const std::vector<std::string>& directorie
                      [&](const std::string& directory) { return isAtOrBelow(directory, path); });
 }
 
+uint64_t numberIn(const std::string& text) {
+  uint64_t number = 0;
+  (void)std::from_chars(text.data(), text.data() + text.size(), number);
+  return number;
+}
+
 // What a check of the entry reads, as far as its list tells.
 uint64_t bytesOf(const ProtectedFile& entry, CHECK_ITEM items) {
   if ((items & CHECK_ITEM_HASH) == 0 || entry._type != "f" || entry._hash == "-")
     return 0;
-  uint64_t bytes = 0;
-  (void)std::from_chars(entry._size.data(), entry._size.data() + entry._size.size(), bytes);
-  return bytes;
+  return numberIn(entry._size);
 }
 
 uint64_t bytesOf(const std::vector<Entry>& entries, CHECK_ITEM items) {
   uint64_t bytes = 0;
   for (const Entry& entry : entries)
     bytes += bytesOf(*entry, items);
+  return bytes;
+}
+
+// What a check of the entry that was carried out has read.
+uint64_t bytesRead(const ProtectedFile& entry, CHECK_ITEM items) {
+  uint64_t bytes = bytesOf(entry, items);
+  for (const CheckError* error : entry._errors) {
+    if (error->_error == CHECK_ERROR_NOT_EXIST || error->_error == CHECK_ERROR_TYPE)
+      return 0;
+    if (error->_error == CHECK_ERROR_SIZE && bytes != 0)
+      bytes = numberIn(error->_actual);
+  }
   return bytes;
 }
 
@@ -66,12 +83,13 @@ struct Walk {
   std::shared_ptr<const CheckOptions> options;
   FileList list;
   FileList::Hook hook;
-  bool loaded = false;
+  SetFacts facts;
   std::vector<Entry> entries;
   std::vector<Outcome> outcomes;
   std::unique_ptr<Workers> workers;  // last, so that its threads end before what they use
 
   void load();
+  void measure();
   void check(std::size_t index);
 };
 
@@ -79,16 +97,40 @@ void Walk::load() try {
   if (!canNameSet(set))
     return;
   forgetPackage();
-  if (!list.loadList(options->verify))
+  bool const loads = list.loadList(options->verify);
+  if (options->measure)
+    measure();
+  if (!loads)
     return;
   for (const auto& [path, entry] : *list.getProtectedFiles()) {
     if (isUnder(path, options->under))
       entries.push_back(entry);
   }
   outcomes.resize(entries.size());
-  loaded = true;
+  facts.entries = entries.size();
+  facts.loaded = true;
 } catch (const std::bad_alloc&) {
   say(outOfMemory);
+}
+
+// Where a list does not verify, or GnuPG ends now though it did not before, nobody knows the oldest
+// signature.
+void Walk::measure() try {
+  std::vector<std::string> const lists = listsOf(set, options->plan.mode);
+  facts.lists = lists.size();
+  std::time_t oldest = 0;
+  for (std::size_t i = 0; i < lists.size() && options->verify; ++i) {
+    SignatureCheck const check = checkSignature(lists[i]);
+    if (!check.verified)
+      return;
+    for (const Signature& signature : check.signatures) {
+      if (isGood(signature) && (oldest == 0 || signature.made < oldest))
+        oldest = signature.made;
+    }
+  }
+  facts.oldestSignature = oldest;
+} catch (const Failure& failure) {
+  say(failure.what());
 }
 
 void Walk::check(std::size_t index) {
@@ -99,6 +141,16 @@ void Walk::check(std::size_t index) {
   } catch (const std::bad_alloc&) {
     outcome.exhausted = true;  // other entries may need less
   }
+}
+
+// What all checks have read that were carried out by now.
+uint64_t bytesRead(const Walk& walk) {
+  uint64_t bytes = 0;
+  for (std::size_t i = 0; i < walk.entries.size(); ++i) {
+    if (walk.workers->done(i) && walk.outcomes[i].carriedOut)
+      bytes += bytesRead(*walk.entries[i], walk.options->plan.items);
+  }
+  return bytes;
 }
 
 // Reports the outcomes in the order of paths, as soon as they are known.
@@ -151,6 +203,7 @@ class Reporter {
     for (const Finding& finding : findings) {
       if (finding.accepted)
         continue;
+      ++_counters.kinds[finding.error->_error];
       if (finding.error->_error == CHECK_ERROR_UNKNOWN_FILE)
         ++_counters.stray;
       else if (finding.error->_error == CHECK_ERROR_NOT_EXIST)
@@ -212,8 +265,8 @@ bool follow(Walk& walk, Reporter& reporter, Progress& progress) {
 
 }  // namespace
 
-void checkSet(const std::string& name, const std::shared_ptr<const CheckOptions>& options,
-              CheckReport& report, Counters& counters, Progress& progress) {
+SetFacts checkSet(const std::string& name, const std::shared_ptr<const CheckOptions>& options,
+                  CheckReport& report, Counters& counters, Progress& progress) {
   auto walk = std::make_unique<Walk>(name, options);
   Walk* const shared = walk.get();
   // Verification may wait for GnuPG, and a check for a disk; this thread must stay free to be
@@ -222,13 +275,15 @@ void checkSet(const std::string& name, const std::shared_ptr<const CheckOptions>
   while (!walk->workers->allDone() && !interrupted())
     walk->workers->wait();
 
+  SetFacts facts;
   // Ctrl-C ends GnuPG, too, which may look like a bad signature.
-  if (!walk->workers->allDone() || (!walk->loaded && interrupted())) {
+  if (!walk->workers->allDone() || (!walk->facts.loaded && interrupted())) {
     counters.partial = true;
-  } else if (!walk->loaded || walk->list.getProtectedFiles()->empty()) {
+  } else if (!walk->facts.loaded || walk->list.getProtectedFiles()->empty()) {
     ++counters.notLoaded;
-    sayNotLoaded(name, options->plan.mode, walk->loaded);
+    sayNotLoaded(name, options->plan.mode, walk->facts.loaded);
     report.notLoaded(name);
+    facts.lists = walk->facts.lists;
   } else {
     ++counters.sets;
     if (progress.wanted())
@@ -237,11 +292,15 @@ void checkSet(const std::string& name, const std::shared_ptr<const CheckOptions>
                                               [shared](std::size_t i) { shared->check(i); });
     Reporter reporter(*walk, name, report, counters, progress);
     counters.partial = !follow(*walk, reporter, progress);
+    facts = walk->facts;
+    if (options->measure)
+      facts.bytes = bytesRead(*walk);
   }
   // The threads cannot be stopped in the middle of a large file. They keep what they use until the
   // process ends.
   if (counters.partial)
     (void)walk.release();
+  return facts;
 }
 
 }  // namespace tool

@@ -6,6 +6,8 @@
 #include <csignal>
 #include <initializer_list>
 
+#include "common/leftovers.h"
+
 namespace tool {
 namespace {
 
@@ -23,6 +25,7 @@ extern "C" void note(int /*signal*/) {
 }
 
 extern "C" void endNow(int /*signal*/) {
+  removeLeftovers();
   _exit(lastStatus.load());
 }
 

@@ -14,8 +14,8 @@ void watchForInterruption();
 bool interrupted();
 
 // From now on a process that is still there a second after one of these signals ends with `status`,
-// as it is: writing to a pipe that nobody empties would keep it for ever. For commands that leave
-// nothing behind that has to be cleared away. Later calls change the status.
+// as it is: writing to a pipe that nobody empties would keep it for ever. What leftovers.h knows of
+// is removed. Later calls change the status.
 void endSoonAfterInterruption(int status);
 
 }  // namespace tool

@@ -26,14 +26,9 @@ void removeNow(const char* path) {
     (void)rmdir(path);  // what cannot be removed stays
 }
 
-// The latest first: files come after the directory that they are in.
 extern "C" void removeAllAndEnd(int signal) {
   int const error = errno;
-  for (auto place = table.rbegin(); place != table.rend(); ++place) {
-    const char* const path = place->load();
-    if (path != nullptr)
-      removeNow(path);
-  }
+  removeLeftovers();
   errno = error;
   (void)raise(signal);  // SA_RESETHAND has put the default back; it ends the program on return
 }
@@ -90,6 +85,15 @@ void Leftover::keep() {
   _path = nullptr;
   if (nothingLeft())
     replaceHandlers(removeAllAndEnd, SIG_DFL);
+}
+
+// The latest first: files come after the directory that they are in.
+void removeLeftovers() {
+  for (auto place = table.rbegin(); place != table.rend(); ++place) {
+    const char* const path = place->load();
+    if (path != nullptr)
+      removeNow(path);
+  }
 }
 
 HeldSignals::HeldSignals() {

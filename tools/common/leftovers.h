@@ -27,6 +27,9 @@ class Leftover {
   char* _path;
 };
 
+// Removes them all at once. For signal handlers that end the process.
+void removeLeftovers();
+
 // Holds these signals back while it lives: between making a file and noting it.
 class HeldSignals {
  public:

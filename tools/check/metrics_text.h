@@ -1,0 +1,37 @@
+// The metrics of a check in the text format of Prometheus.
+
+#ifndef ZEMO_TOOLS_CHECK_METRICS_TEXT_H
+#define ZEMO_TOOLS_CHECK_METRICS_TEXT_H
+
+#include <ctime>
+#include <string>
+#include <vector>
+
+#include "check/counters.h"
+#include "check/set_check.h"
+
+namespace tool {
+
+// One set of a run.
+struct SetRun {
+  std::string set;
+  SetFacts facts;
+  bool verified = false;  // it was loaded after all signatures had been verified
+  Counters counters;      // of this set alone
+  double seconds = 0;     // that loading and checking took
+  std::time_t ended = 0;
+  std::time_t lastClean = 0;  // the end of the last clean run; 0: none is known
+};
+
+// Verified, checked as a whole, and nothing found but what is accepted.
+bool isClean(const SetRun& run);
+
+// All samples of the runs, which are of different sets; each metric with its HELP and TYPE.
+std::string metricsText(const std::string& mode, const std::vector<SetRun>& runs);
+
+// The start of the line that holds the set's lastClean, up to the value.
+std::string lastCleanSample(const std::string& set, const std::string& mode);
+
+}  // namespace tool
+
+#endif
