@@ -75,7 +75,9 @@ std::unique_ptr<CheckReport> reportFor(const Options& options) {
 }
 
 // Whoever reads metrics takes them for those of the whole set, and a file has each sample once.
-void requireWholeCheck(const CheckPlan& plan, const Options& options) {
+void requireMeasurable(const CheckPlan& plan, const Options& options) {
+  if (options.metrics->empty())
+    throw UsageError("--metrics takes the name of a file");
   if (!options.under.empty() || plan.items != itemsNamed({"all"}))
     throw UsageError("--metrics tells of whole checks and does not go with --under or --items");
   std::set<std::string> seen;
@@ -137,7 +139,7 @@ int runCheck(const Options& options) {
   check->verify = !options.noVerify;
   check->measure = options.metrics.has_value();
   if (check->measure)
-    requireWholeCheck(check->plan, options);
+    requireMeasurable(check->plan, options);
   std::unique_ptr<CheckReport> const report = reportFor(options);
   if (options.accept)
     check->accepted = Accepted(*options.accept);

@@ -11,6 +11,7 @@
 #include <filesystem>
 
 #include "common/failure.h"
+#include "common/interruption.h"
 #include "common/scratch_directory.h"
 #include "support/files.h"
 #include "support/temporary_directory.h"
@@ -108,6 +109,17 @@ TEST_F(AtomicFileTest, SignalsRemoveItAndStillEndTheProgram) {
     EXPECT_EQ(WTERMSIG(status), number);
     EXPECT_EQ(members(), 0U);
   }
+}
+
+// As the alarm does that comes a second after an interruption.
+TEST_F(AtomicFileTest, TheEndAfterAnInterruptionRemovesIt) {
+  int const status = endedBy(SIGALRM, [this] {
+    tool::endSoonAfterInterruption(8);
+    static AtomicFile const file(directory / "f", 0644);
+  });
+  EXPECT_TRUE(WIFEXITED(status));
+  EXPECT_EQ(WEXITSTATUS(status), 8);
+  EXPECT_EQ(members(), 0U);
 }
 
 TEST_F(AtomicFileTest, IgnoredSignalsStayIgnored) {

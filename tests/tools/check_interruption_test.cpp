@@ -12,7 +12,7 @@
 #include <utility>
 
 #include "support/started_program.h"
-#include "tools/check_fixture.h"
+#include "tools/check_metrics_fixture.h"
 
 namespace {
 
@@ -22,7 +22,7 @@ constexpr double aSecond = 3.0;  // the sanitizer itself waits a second when the
 constexpr double aSecond = 1.0;
 #endif
 
-class CheckInterruptionTest : public CheckTest {
+class CheckInterruptionTest : public CheckMetricsTest {
  protected:
   // Entries of a changed file, one that takes long to read, and another changed one, in this order.
   void arrange() const {
@@ -200,9 +200,32 @@ TEST_F(CheckInterruptionTest, FurtherSetsAreNotLoaded) {
   EXPECT_EQ(program.run().output, changedA() + partial);
 }
 
+TEST_F(CheckInterruptionTest, MetricsSayWhatWasNotChecked) {
+  arrange();
+  packageList("demo", {existing("/")});
+  writeFile(metrics, cleanSample("1000000000") + "\n" + cleanSample("1000000001", "demo") + "\n");
+  StartedProgram program({ZEMO_TOOL, "check", "--jobs", "1", "--all", "--metrics", metrics});
+  untilReading(program);
+  program.signal(SIGTERM);
+  ASSERT_TRUE(program.endsWithin(aSecond));
+  EXPECT_EQ(program.run().status, changed | unchecked);
+  EXPECT_EQ(program.run().output, changedA() + partial);
+  EXPECT_EQ(value("interrupted"), "1");
+  EXPECT_EQ(value("set_loaded"), "1");
+  EXPECT_EQ(value("entries"), "3");
+  EXPECT_EQ(value("unchecked_entries"), "2");
+  EXPECT_EQ(mismatches("size"), "1");
+  EXPECT_EQ(value("exit_status"), "9");
+  EXPECT_EQ(value("last_clean_timestamp_seconds"), "1000000000");
+  EXPECT_EQ(value("interrupted", "demo"), "1");
+  EXPECT_EQ(value("set_loaded", "demo"), "0");
+  EXPECT_EQ(value("exit_status", "demo"), "24");
+  EXPECT_EQ(value("last_clean_timestamp_seconds", "demo"), "1000000001");
+}
+
 TEST_F(CheckInterruptionTest, EndsWhileGnuPgHangs) {
   std::string const fifo = arrangeHangingVerification();
-  StartedProgram program({ZEMO_TOOL, "check"});
+  StartedProgram program({ZEMO_TOOL, "check", "--metrics", metrics});
   ASSERT_TRUE(eventually([&] { return gpgOf(program) != 0; }));
   EXPECT_FALSE(program.endsWithin(0.3));
   program.signal(SIGINT);
@@ -211,6 +234,8 @@ TEST_F(CheckInterruptionTest, EndsWhileGnuPgHangs) {
   ASSERT_TRUE(ended);
   EXPECT_EQ(program.run().status, unchecked | notLoaded);
   EXPECT_EQ(program.run().output, partialOfNone);
+  EXPECT_EQ(value("interrupted"), "1");
+  EXPECT_EQ(value("set_loaded"), "0");
 }
 
 // Typed, it reaches GnuPG, too, whose end is no bad signature.

@@ -313,9 +313,9 @@ TEST_F(CheckOptionsTest, HelpShowsEveryOptionAndExamples) {
   ProgramRun const run = check({"--help"});
   EXPECT_EQ(run.status, 0);
   EXPECT_EQ(run.errors, "");
-  for (const char* const text :
-       {"SET", "--all", "--mode", "--items", "--under", "--jobs", "--accept", "--no-verify",
-        "--format", "-z,--null", "--no-progress", "--quiet", "Examples:\n  zemo-selfcheck check\n"})
+  for (const char* const text : {"SET", "--all", "--mode", "--items", "--under", "--jobs",
+                                 "--accept", "--metrics", "--no-verify", "--format", "-z,--null",
+                                 "--no-progress", "--quiet", "Examples:\n  zemo-selfcheck check\n"})
     EXPECT_NE(run.output.find(text), std::string::npos) << text;
 }
 
@@ -333,6 +333,11 @@ TEST_F(CheckOptionsTest, WrongUsage) {
               "there is no item ''; there are size, owner, group, type, permission, hash and all");
   expectUsage({"check", "--under", "relative"}, "--under takes an absolute path, not 'relative'");
   expectUsage({"check", "--under", ""}, "--under takes an absolute path, not ''");
+  expectUsage({"check", "--metrics", ""}, "--metrics takes the name of a file");
+  expectUsage({"check", "--metrics", "f", "--under", "/"},
+              "--metrics tells of whole checks and does not go with --under or --items");
+  expectUsage({"check", "--metrics", "f", "wam", "wam"},
+              "--metrics takes each set once, not 'wam' again");
   expectUsage({"check", "-z", "--format", "json"}, "-z does not go with --format json");
   expectUsage({"check", "--quiet", "--null", "--format", "json"},
               "-z does not go with --format json");
@@ -353,7 +358,7 @@ TEST_F(CheckOptionsTest, NumberOfJobsHasLimits) {
 
 TEST_F(CheckOptionsTest, ValuesMustNotBeMissing) {
   for (const char* const option :
-       {"--mode", "--items", "--under", "--jobs", "--accept", "--format"}) {
+       {"--mode", "--items", "--under", "--jobs", "--accept", "--metrics", "--format"}) {
     ProgramRun const run = check({option});
     EXPECT_EQ(run.status, usage) << option;
     EXPECT_EQ(linesOf(run.errors).size(), 1U) << option;
@@ -364,7 +369,7 @@ TEST_F(CheckOptionsTest, ValuesMustNotBeMissing) {
 
 TEST_F(CheckOptionsTest, OneValueOnlyWhereOneIsMeant) {
   for (const char* const option :
-       {"--mode=full", "--jobs=1", "--accept=/dev/null", "--format=text"}) {
+       {"--mode=full", "--jobs=1", "--accept=/dev/null", "--metrics=/x", "--format=text"}) {
     EXPECT_EQ(check({option, option}).status, usage) << option;
     EXPECT_EQ(linesOf(check({option, option}).errors).size(), 1U) << option;
   }

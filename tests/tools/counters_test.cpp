@@ -47,6 +47,26 @@ TEST(Counters, PartialIsUnchecked) {
   EXPECT_EQ(exitStatus(counters), 8);
 }
 
+TEST(Counters, WhatWasCountedBetweenTwoMoments) {
+  Counters earlier = oneChecked();
+  earlier.kinds[ZEMO::SELF_CHECK::CHECK_ERROR_SIZE] = 2;
+  Counters later = earlier;
+  later.sets = 2;
+  later.checked = 5;
+  later.accepted = 3;
+  later.partial = true;
+  later.kinds[ZEMO::SELF_CHECK::CHECK_ERROR_SIZE] = 3;
+  later.kinds[ZEMO::SELF_CHECK::CHECK_ERROR_HASH] = 4;
+  Counters const between = tool::between(earlier, later);
+  EXPECT_EQ(between.sets, 1U);
+  EXPECT_EQ(between.checked, 4U);
+  EXPECT_EQ(between.accepted, 3U);
+  EXPECT_EQ(between.missing, 0U);
+  EXPECT_TRUE(between.partial);
+  EXPECT_EQ(between.kinds.at(ZEMO::SELF_CHECK::CHECK_ERROR_SIZE), 1U);
+  EXPECT_EQ(between.kinds.at(ZEMO::SELF_CHECK::CHECK_ERROR_HASH), 4U);
+}
+
 TEST(Counters, SummaryHasOneAndMany) {
   EXPECT_EQ(summaryLine(oneChecked()),
             "checked 1 entry of 1 set: 0 changed, 0 missing, 0 stray, 0 could not be checked");
