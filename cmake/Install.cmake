@@ -1,6 +1,7 @@
 # What is installed, by component: runtime (the library), platform (the core and package libraries, to
 # be left out where the maker's own are), tools (zemo-selfcheck, its man pages and completion),
-# development (headers, link names, CMake package, pkg-config, man page, sources of the examples).
+# services (alert rules, a dashboard), development (headers, link names, CMake package, pkg-config, man
+# page, sources of the examples).
 
 include(CMakePackageConfigHelpers)
 
@@ -17,6 +18,10 @@ if(ZEMO_TOOLS)
     DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tools)
   install(FILES tools/share/check.schema.json
     DESTINATION ${CMAKE_INSTALL_DATADIR}/zemoselfcheck COMPONENT tools)
+  install(FILES deploy/prometheus/zemo-selfcheck.rules.yml
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/zemoselfcheck/prometheus COMPONENT services)
+  install(FILES deploy/grafana/zemo-selfcheck.json
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/zemoselfcheck/grafana COMPONENT services)
 endif()
 
 install(DIRECTORY include/zemo DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
