@@ -23,7 +23,7 @@ LineReader::LineReader(const std::string& path) : _fd(-1), _buffer(bufferSize) {
 
 LineReader::~LineReader() {
   if (_fd >= 0)
-    (void)close(_fd);  // read only: nothing can get lost
+    closeFile(_fd);
 }
 
 bool LineReader::fill() {
@@ -34,8 +34,10 @@ bool LineReader::fill() {
     count = read(_fd, _buffer.data(), _buffer.size());
   } while (count < 0 && errno == EINTR);
   _failed = count < 0;
-  if (count <= 0)
+  if (count <= 0) {
+    _readable = false;  // what is written behind the end from now on would begin within a line
     return false;
+  }
   _begin = 0;
   _end = static_cast<size_t>(count);
   return true;

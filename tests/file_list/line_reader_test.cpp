@@ -175,6 +175,18 @@ TEST_F(LineReaderTest, StaysAtTheEnd) {
   EXPECT_FALSE(reader.next(line));
 }
 
+// Half a line was given out at the end: what follows is not a line.
+TEST_F(LineReaderTest, StaysAtTheEndOfAFileThatGrows) {
+  writeFile(path, "one\nhal");
+  LineReader reader(path);
+  std::string line;
+  EXPECT_TRUE(reader.next(line));
+  EXPECT_TRUE(reader.next(line));
+  EXPECT_EQ(line, "hal");
+  writeFile(path, "one\nhalf\ntwo\n");
+  EXPECT_FALSE(reader.next(line));
+}
+
 TEST_F(LineReaderTest, LongLinesAreWhole) {
   for (size_t const size : {64 * kibibyte - 1, 64 * kibibyte, 64 * kibibyte + 1, 200 * kibibyte}) {
     std::string const longLine(size, 'x');
