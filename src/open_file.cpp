@@ -1,11 +1,12 @@
 #include "open_file.h"
 
 #include <fcntl.h>
+#include <pthread.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
+#include <ctime>
 
 namespace ZEMO::SELF_CHECK {
 namespace {
@@ -18,25 +19,39 @@ int openRetrying(const char* path, int flags) {
   return fd;
 }
 
-// Opens the regular file `path`, waiting until the program that has a lease on it (a file server,
-// say) gives it back or the kernel takes it. What stands at the path is held first, so that it
-// cannot become a FIFO, which would be waited for without end.
+bool isRegularFile(const char* path, int flags) {
+  struct stat st = {};
+  int const links = (flags & O_NOFOLLOW) != 0 ? AT_SYMLINK_NOFOLLOW : 0;
+  return fstatat(AT_FDCWD, path, &st, links) == 0 && S_ISREG(st.st_mode);
+}
+
+// Opens the regular file `path`, on which another program (a file server, say) has a lease. It has
+// been told by the first try, and gives the lease back, or the kernel takes it. Trying again waits
+// for that and for nothing else: in an open that waits, the file could have become a FIFO.
 int openLeased(const char* path, int flags) {
-  int const held = openRetrying(path, O_PATH | (flags & O_NOFOLLOW));
-  if (held < 0)
-    return -1;
-  char again[32];  // no string: it could throw, and leave the descriptor open
-  (void)snprintf(again, sizeof again, "/proc/self/fd/%d", held);
-  int const fd = isRegularFile(held) ? openRetrying(again, O_RDONLY) : -1;
-  (void)close(held);  // nothing was written: nothing can get lost
+  constexpr timespec pause = {0, 5'000'000};
+  int fd = -1;
+  while (fd < 0 && errno == EWOULDBLOCK && isRegularFile(path, flags)) {
+    (void)nanosleep(&pause, nullptr);
+    fd = openRetrying(path, flags);
+  }
   return fd;
 }
 
 }  // namespace
 
 int openFile(const std::string& path, int flags) {
-  int const fd = openRetrying(path.c_str(), O_RDONLY | O_NOCTTY | O_NONBLOCK | flags);
-  return fd < 0 && errno == EWOULDBLOCK ? openLeased(path.c_str(), flags) : fd;
+  int const all = O_RDONLY | O_NOCTTY | O_NONBLOCK | flags;
+  int const fd = openRetrying(path.c_str(), all);
+  return fd < 0 && errno == EWOULDBLOCK ? openLeased(path.c_str(), all) : fd;
+}
+
+// close() itself is where a thread may be cancelled, and a destructor must not be left by that.
+void closeFile(int fd) {
+  int state = PTHREAD_CANCEL_ENABLE;
+  (void)pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &state);
+  (void)close(fd);  // read only: nothing can get lost
+  (void)pthread_setcancelstate(state, nullptr);
 }
 
 bool isRegularFile(int fd) {

@@ -12,6 +12,9 @@ namespace ZEMO::SELF_CHECK {
 // the descriptor, or -1.
 int openFile(const std::string& path, int flags);
 
+// Closes what openFile() has returned. A thread is not cancelled here.
+void closeFile(int fd);
+
 // True when `fd` is a regular file.
 bool isRegularFile(int fd);
 

@@ -2,10 +2,13 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sched.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <csignal>
+#include <thread>
 
 #include "protected_file/digest.h"
 #include "support/files.h"
@@ -75,8 +78,56 @@ TEST_F(OpenFileTest, LeaseIsWaitedFor) {
   ASSERT_GE(fd, 0);
   EXPECT_TRUE(isRegularFile(fd));
   EXPECT_EQ(fcntl(fd, F_GETFD), FD_CLOEXEC);
-  EXPECT_EQ(fcntl(fd, F_GETFL) & O_NONBLOCK, 0);
   (void)close(fd);
+}
+
+// Names below /proc/self/fd would be those of another table.
+TEST_F(OpenFileTest, LeaseIsWaitedForInAThreadWithDescriptorsOfItsOwn) {
+  LeaseHolder const holder(_path);
+  ASSERT_TRUE(holder.holds());
+  std::string digest;
+  std::thread([&] {
+    ASSERT_EQ(unshare(CLONE_FILES), 0);
+    ASSERT_EQ(close_range(3, ~0U, 0), 0);
+    EXPECT_TRUE(calculateRegularFileHash(_path, 7, digest));
+  }).join();
+  EXPECT_EQ(digest, "040f06fd774092478d450774f5ba30c5da78acc8");
+}
+
+TEST_F(OpenFileTest, WhatHasTakenTheLeasedFilesPlaceIsNotWaitedFor) {
+  std::string const link = _directory / "link";
+  LeaseHolder const holder(_path);
+  ASSERT_TRUE(holder.holds());
+  std::atomic<bool> done = false;
+  std::thread replacing([&] {
+    while (!done) {
+      makeFifo(link + ".new");
+      (void)rename((link + ".new").c_str(), _path.c_str());
+    }
+  });
+  for (int i = 0; i < 200; ++i) {
+    int const fd = openFile(_path, O_NOFOLLOW);
+    if (fd >= 0)
+      (void)close(fd);
+  }
+  done = true;
+  replacing.join();
+}
+
+TEST_F(OpenFileTest, ClosingDoesNotCancelTheThread) {
+  int const fd = openFile(_path, 0);
+  std::atomic<bool> closed = false;
+  std::thread thread([&] {
+    (void)pthread_cancel(pthread_self());
+    closeFile(fd);
+    closed = true;
+    int state = 0;
+    EXPECT_EQ(pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &state), 0);
+    EXPECT_EQ(state, PTHREAD_CANCEL_ENABLE);
+  });
+  thread.join();
+  EXPECT_TRUE(closed);
+  EXPECT_FALSE(isRegularFile(fd));
 }
 
 TEST_F(OpenFileTest, LeasedFileIsDigested) {

@@ -61,7 +61,7 @@ ContentReader::ContentReader(const std::string& path, off_t size)
 
 ContentReader::~ContentReader() {
   if (_fd >= 0)
-    (void)close(_fd);  // read only: nothing can get lost
+    closeFile(_fd);
 }
 
 bool ContentReader::next(std::string_view& bytes) {
@@ -100,7 +100,8 @@ ssize_t ContentReader::read() {
 
 // Whether reading this many bytes agrees with a regular file of the announced size. While it does,
 // the kind of file need not be asked for, which would take a twentieth of the time that a small
-// file takes: what is not a regular file fails, or ends at another size, or never ends.
+// file takes: what is not a regular file fails, or ends at another size, or never ends. (A block
+// device of this size would have to hold the listed content, too, to pass.)
 bool ContentReader::isAsAnnounced(ssize_t count) const {
   if (count < 0 || _size == 0)
     return false;

@@ -33,8 +33,9 @@ class ReadBuffer {
   size_t _size;
   std::unique_ptr<char, Free> _far;
   // Getting memory takes a fortieth of the time that a small file takes. It also serves where there
-  // is no other memory. Not larger, because callers' threads may have small stacks.
-  alignas(alignment) char _near[size_t{16} * 1024];
+  // is no other memory. Not larger, because callers' threads may have the smallest of stacks, 16
+  // KiB.
+  alignas(alignment) char _near[size_t{4} * 1024];
 };
 
 // Reads a file from its start to its end. Logs when the file cannot be opened or is not of the kind
@@ -45,7 +46,8 @@ class ContentReader {
   explicit ContentReader(const std::string& path);
 
   // The regular file of `size` bytes that was at `path` a moment ago. Does not follow or wait for
-  // what has taken its place; reading that fails. `path` must outlive this.
+  // what has taken its place; reading that fails, unless it is a block device of exactly this size.
+  // `path` must outlive this.
   ContentReader(const std::string& path, off_t size);
 
   ~ContentReader();

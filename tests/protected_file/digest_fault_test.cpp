@@ -6,6 +6,7 @@
 #include <unistd.h>
 #include <zemo/selfcheck/protected_file.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <csignal>
@@ -23,9 +24,14 @@ namespace {
 // The call that fails, by name; empty: none.
 std::string failing;
 
-// What so many reads at an offset fail with; 0: they do not fail.
+// What so many reads at an offset, after so many good ones, fail with; 0: they do not fail.
 int preadError = 0;
 int preadErrors = 0;
+int goodReads = 0;
+size_t mostBytes = 0;  // that one read gives; 0: as many as asked for
+
+// The sizes that were digested one after another.
+std::vector<size_t> updates;
 
 template <typename Function>
 Function* next(const char* name) {
@@ -48,6 +54,7 @@ int EVP_DigestInit_ex(EVP_MD_CTX* context, const EVP_MD* type, ENGINE* engine) {
 
 int EVP_DigestUpdate(EVP_MD_CTX* context, const void* data, size_t size) {
   static auto* const real = next<int(EVP_MD_CTX*, const void*, size_t)>("EVP_DigestUpdate");
+  updates.push_back(size);
   return failing == "EVP_DigestUpdate" ? 0 : real(context, data, size);
 }
 
@@ -68,11 +75,11 @@ extern "C" void* aligned_alloc(size_t alignment, size_t size) noexcept {
 
 extern "C" ssize_t pread64(int fd, void* bytes, size_t size, off64_t offset) {
   static auto* const real = next<ssize_t(int, void*, size_t, off64_t)>("pread64");
-  if (preadError != 0 && preadErrors-- > 0) {
+  if (preadError != 0 && goodReads-- <= 0 && preadErrors-- > 0) {
     errno = preadError;
     return -1;
   }
-  return real(fd, bytes, size, offset);
+  return real(fd, bytes, mostBytes == 0 ? size : std::min(size, mostBytes), offset);
 }
 
 namespace {
@@ -91,6 +98,8 @@ class DigestFaultTest : public ::testing::TestWithParam<const char*> {
   void TearDown() override {
     failing.clear();
     preadError = 0;
+    goodReads = 0;
+    mostBytes = 0;
   }
 
   // Whether the check of the file finds that it is not of this content.
@@ -163,6 +172,46 @@ TEST_F(DigestFaultTest, ReadErrorOfARegularFileMakesTheCheckFailWithoutAVerdict)
   EXPECT_EQ(recordedLog(),
             (std::vector<LogLine>{
                 logged("protected_file", 288, "Calculate hash of file [%s] failed", _path)}));
+}
+
+// Half a digest is none.
+TEST_F(DigestFaultTest, LaterReadErrorMakesTheCheckFailWithoutAVerdict) {
+  for (size_t const most : {size_t{0}, size_t{100}}) {
+    for (int reads = 1; reads < 4; ++reads) {
+      writeFile(_path, std::string(400'000, 'x'));
+      clearLog();
+      preadError = EIO;
+      preadErrors = 1;
+      goodReads = reads;
+      mostBytes = most;
+      ProtectedFile entry(entryLine(_path));
+      bool changed = false;
+      EXPECT_FALSE(entry.check(changed, CHECK_ITEM_ALL)) << reads;
+      EXPECT_FALSE(changed);
+      EXPECT_TRUE(entry._errors.empty());
+      EXPECT_EQ(recordedLog(),
+                (std::vector<LogLine>{
+                    logged("protected_file", 288, "Calculate hash of file [%s] failed", _path)}));
+    }
+  }
+}
+
+TEST_F(DigestFaultTest, ShortReadsAreNoEnd) {
+  std::string content;
+  for (int i = 0; i < 20'000; ++i)
+    content += static_cast<char>(i * 7 + i / 256);
+  writeFile(_path, content);
+  for (size_t const most : {1'000, 1'023, 1'024, 1'025, 4'095, 4'096, 5'000}) {
+    mostBytes = most;
+    EXPECT_FALSE(changes(content)) << most;
+  }
+}
+
+TEST_F(DigestFaultTest, ContentIsDigestedInBlocksAndTheEmptyEndToo) {
+  writeFile(_path, std::string(5'000, 'x'));
+  updates.clear();
+  EXPECT_FALSE(changes(std::string(5'000, 'x')));
+  EXPECT_EQ(updates, (std::vector<size_t>{1024, 1024, 1024, 1024, 904, 0}));
 }
 
 // A read of a pipe ends with EINTR when a handler without SA_RESTART has run.

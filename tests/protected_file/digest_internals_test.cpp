@@ -60,6 +60,48 @@ TEST_F(RegularFileHashTest, FileIsReadToItsEndWhateverSizeIsStated) {
   }
 }
 
+TEST_F(RegularFileHashTest, SizesAroundBlocksAndBuffersAreWhole) {
+  for (off_t const around : {1'024, 4'096, 16'384, 65'536, 131'072}) {
+    for (off_t size = around - 1; size <= around + 65; size += size == around + 1 ? 62 : 1) {
+      std::string content(static_cast<size_t>(size), 'x');
+      content.back() = 'y';
+      writeFile(path, content);
+      std::string digest;
+      EXPECT_TRUE(calculateRegularFileHash(path, size, digest));
+      EXPECT_EQ(digest, plainSha1(content)) << size;
+    }
+  }
+}
+
+// Instrumented code needs larger frames.
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+TEST_F(RegularFileHashTest, SmallestStackIsLargeEnough) {
+  writeFile(path, "abc");
+  std::string digest;
+  ASSERT_TRUE(calculateRegularFileHash(path, 3, digest));  // the first use of libcrypto needs more
+  struct Work {
+    const std::string& path;
+    std::string digest;
+  } work = {path, ""};
+  pthread_attr_t smallest;
+  ASSERT_EQ(pthread_attr_init(&smallest), 0);
+  ASSERT_EQ(pthread_attr_setstacksize(&smallest, 16 * 1024), 0);
+  pthread_t thread{};
+  ASSERT_EQ(pthread_create(
+                &thread, &smallest,
+                [](void* argument) -> void* {
+                  auto* const here = static_cast<Work*>(argument);
+                  (void)calculateRegularFileHash(here->path, 3, here->digest);
+                  return nullptr;
+                },
+                &work),
+            0);
+  ASSERT_EQ(pthread_join(thread, nullptr), 0);
+  (void)pthread_attr_destroy(&smallest);
+  EXPECT_EQ(work.digest, digest);
+}
+#endif
+
 TEST_F(RegularFileHashTest, MissingFileFails) {
   expectOpenFailure();
 }
