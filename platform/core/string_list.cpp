@@ -55,14 +55,15 @@ bool reserve(VLIBSzList** list, int items) {
 }
 
 // No text of so many bytes, its NUL included, has more items than `room`: each ends in one of them.
-// Others are counted. INT_MAX when there are more than a list can hold.
+// Others are counted. -1 when there are more than a list can hold.
 int itemsAtMost(const char* text, size_t size, const char* separators, int room) {
   if (size <= static_cast<size_t>(room))
     return room;
   int count = 1;
-  while ((text = strpbrk(text, separators)) != nullptr && count < INT_MAX) {
+  for (; (text = strpbrk(text, separators)) != nullptr; ++text) {
+    if (count == INT_MAX)
+      return -1;
     ++count;
-    ++text;
   }
   return count;
 }
@@ -147,7 +148,7 @@ int VLIBStrTok(const char* text, const char* separators, VLIBSzList** list) {
   size_t const size = strlen(text) + 1;
   int const room = itemsAtMost(text, size, separators, (*list)->capacity);
   auto* const copy = static_cast<char*>(malloc(size));
-  if (copy == nullptr || room == INT_MAX || !reserve(list, room)) {
+  if (copy == nullptr || room < 0 || !reserve(list, room)) {
     free(copy);
     return failure(VLIB_ERR_OUT_OF_MEMORY);
   }

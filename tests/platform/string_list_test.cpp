@@ -40,6 +40,19 @@ class StringListTest : public ::testing::Test {
   VLIBSzList* _list = VLIBSzListAlloc(8);
 };
 
+// Written beside the list, an item would be found by the address sanitizer.
+TEST_F(StringListTest, SplitsIntoExactlyAsManyItemsAsThereIsRoomForAndOneMore) {
+  for (int const room : {1, 2, 7, 8}) {
+    for (int const separators : {room - 1, room}) {
+      alloc(room);
+      ASSERT_EQ(split(std::string(static_cast<size_t>(separators), ','), ","), separators + 1);
+      EXPECT_EQ(items(), Items(static_cast<size_t>(separators) + 1));
+      alloc(room);
+      ASSERT_EQ(split(std::string(static_cast<size_t>(separators), ','), ";,"), separators + 1);
+    }
+  }
+}
+
 TEST_F(StringListTest, IsEmptyAtFirst) {
   EXPECT_EQ(_list->count, 0);
   EXPECT_EQ(_list->capacity, 8);
