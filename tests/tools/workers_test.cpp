@@ -46,6 +46,46 @@ TEST(Workers, NoMoreThreadsThanItems) {
   EXPECT_EQ(seen.count(std::this_thread::get_id()), 0U);
 }
 
+// The first item ends only when all others have been done by the other thread.
+TEST(Workers, NothingWaitsBehindASlowItem) {
+  for (std::size_t const slow : {0, 5, 999}) {
+    std::vector<std::atomic<int>> times(1000);
+    std::atomic<std::size_t> others{0};
+    Workers workers(
+        times.size(), 2,
+        [&](std::size_t i) {
+          ++times[i];
+          if (i != slow)
+            ++others;
+          while (i == slow && others < times.size() - 1)
+            std::this_thread::yield();
+        },
+        [slow](std::size_t i) { return i != slow; });
+    auto const end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    while (!workers.allDone() && std::chrono::steady_clock::now() < end)
+      workers.wait();
+    EXPECT_TRUE(workers.allDone()) << slow;
+    others = times.size();  // lets it end in any case
+    for (const std::atomic<int>& count : times)
+      EXPECT_LE(count, 1);
+  }
+}
+
+TEST(Workers, AllWithoutAWordOnWhatIsQuickGoOneByOne) {
+  std::atomic<std::size_t> others{0};
+  Workers workers(1000, 2, [&](std::size_t i) {
+    if (i != 0)
+      ++others;
+    while (i == 0 && others < 999)
+      std::this_thread::yield();
+  });
+  auto const end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+  while (!workers.allDone() && std::chrono::steady_clock::now() < end)
+    workers.wait();
+  EXPECT_TRUE(workers.allDone());
+  others = 1000;
+}
+
 TEST(Workers, WaitDoesNotWaitForALongItem) {
   std::atomic<bool> go{false};
   Workers workers(1, 1, [&](std::size_t) {

@@ -44,6 +44,16 @@ uint64_t bytesOf(const ProtectedFile& entry, CHECK_ITEM items) {
   return numberIn(entry._size);
 }
 
+// Whether checking the entry takes little more than finding out that it is there.
+bool isQuick(const ProtectedFile& entry, CHECK_ITEM items) {
+  constexpr uint64_t small = 16384;
+  if ((items & CHECK_ITEM_HASH) == 0 || entry._hash == "-")
+    return true;
+  if (entry._type == "d")
+    return false;  // FIXED, with any number of members
+  return entry._type != "f" || (entry._size != "-" && numberIn(entry._size) <= small);
+}
+
 uint64_t bytesOf(const std::vector<Entry>& entries, CHECK_ITEM items) {
   uint64_t bytes = 0;
   for (const Entry& entry : entries)
@@ -91,6 +101,9 @@ struct Walk {
   void load();
   void measure();
   void check(std::size_t index);
+  bool isQuick(std::size_t index) const {
+    return ::tool::isQuick(*entries[index], options->plan.items);
+  }
 };
 
 void Walk::load() try {
@@ -163,7 +176,8 @@ class Reporter {
   void tell(std::size_t index) {
     Outcome& outcome = _walk.outcomes[index];
     if (outcome.carriedOut && !outcome.changed) {  // as almost all of them, so: quickly
-      ++_counters.checked;
+      if (++_counters.checked == 1)                // then no longer "nothing was checked"
+        noteStatus();
       return;
     }
     Entry entry = _walk.entries[index];
@@ -180,10 +194,13 @@ class Reporter {
         say(escaped(line));
       _report.unchecked(_set, entry->_path, outcome.log);
     }
-    endSoonAfterInterruption(exitStatus(_counters) | STATUS_UNCHECKED);
+    noteStatus();
   }
 
  private:
+  // That of an end before everything is told.
+  void noteStatus() { endSoonAfterInterruption(exitStatus(_counters) | STATUS_UNCHECKED); }
+
   void tellMismatches(Entry& entry, Outcome& outcome) {
     const Accepted& accepted = _walk.options->accepted;
     std::vector<Finding> findings;
@@ -288,8 +305,9 @@ SetFacts checkSet(const std::string& name, const std::shared_ptr<const CheckOpti
     ++counters.sets;
     if (progress.wanted())
       progress.total(walk->entries.size(), bytesOf(walk->entries, options->plan.items));
-    walk->workers = std::make_unique<Workers>(walk->entries.size(), options->jobs,
-                                              [shared](std::size_t i) { shared->check(i); });
+    walk->workers = std::make_unique<Workers>(
+        walk->entries.size(), options->jobs, [shared](std::size_t i) { shared->check(i); },
+        [shared](std::size_t i) { return shared->isQuick(i); });
     Reporter reporter(*walk, name, report, counters, progress);
     counters.partial = !follow(*walk, reporter, progress);
     facts = walk->facts;

@@ -8,8 +8,9 @@
 
 namespace tool {
 
-Workers::Workers(std::size_t count, unsigned threads, Work work)
+Workers::Workers(std::size_t count, unsigned threads, Work work, IsQuick isQuick)
     : _work(std::move(work)),
+      _isQuick(std::move(isQuick)),
       _count(count),
       _wanted(std::min<std::size_t>(threads, count)),
       _done(new std::atomic<bool>[count]()),
@@ -30,8 +31,16 @@ Workers::~Workers() {
     thread.join();
 }
 
-// Several at once while many are left, because items may be small and threads that take them in
-// turn get in each other's way; one by one towards the end, because items may be large.
+// How many items from `begin` on may go together.
+std::size_t Workers::neighbours(std::size_t begin, std::size_t most) const {
+  std::size_t size = 0;
+  while (size < most && _isQuick && _isQuick(begin + size))
+    ++size;
+  return std::max<std::size_t>(size, 1);
+}
+
+// Several quick ones at once while many are left, because threads that take them in turn get in
+// each other's way. Never one behind a slow one, which would wait though other threads are idle.
 Workers::Range Workers::take() {
   constexpr std::size_t most = 32;
   std::size_t const shares = 16 * _wanted;
@@ -40,7 +49,7 @@ Workers::Range Workers::take() {
   do {
     if (begin >= _count)
       return {_count, _count};
-    size = std::clamp<std::size_t>((_count - begin) / shares, 1, most);
+    size = neighbours(begin, std::min(most, (_count - begin) / shares));
   } while (!_next.compare_exchange_weak(begin, begin + size));
   return {begin, begin + size};
 }

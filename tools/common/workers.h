@@ -19,10 +19,12 @@ namespace tool {
 class Workers {
  public:
   using Work = std::function<void(std::size_t)>;
+  using IsQuick = std::function<bool(std::size_t)>;
 
   // Where fewer threads can be started, those do it all; where none can, the constructor itself
-  // does.
-  Workers(std::size_t count, unsigned threads, Work work);
+  // does. Neighbours that are quick may be given to one thread together; others go one by one.
+  // Both functions are called on any of the threads.
+  Workers(std::size_t count, unsigned threads, Work work, IsQuick isQuick = nullptr);
 
   // Starts no further items and waits for those that are being worked on.
   ~Workers();
@@ -45,9 +47,11 @@ class Workers {
 
   void serve();
   Range take();
+  std::size_t neighbours(std::size_t begin, std::size_t most) const;
   void stop();
 
   Work _work;
+  IsQuick _isQuick;
   std::size_t _count;
   std::size_t _wanted;  // threads
   std::unique_ptr<std::atomic<bool>[]> _done;
