@@ -1,7 +1,7 @@
 # What is installed, by component: runtime (the library), platform (the core and package libraries, to
-# be left out where the maker's own are), tools (zemo-selfcheck, its man pages and completion),
-# services (alert rules, a dashboard), development (headers, link names, CMake package, pkg-config, man
-# page, sources of the examples).
+# be left out where the maker's own are), tools (zemo-selfcheck, its man pages and completion), services
+# (the nightly check for systemd, its AppArmor profile, alert rules, a dashboard), development (headers,
+# link names, CMake package, pkg-config, man page, sources of the examples).
 
 include(CMakePackageConfigHelpers)
 
@@ -18,6 +18,26 @@ if(ZEMO_TOOLS)
     DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tools)
   install(FILES tools/share/check.schema.json
     DESTINATION ${CMAKE_INSTALL_DATADIR}/zemoselfcheck COMPONENT tools)
+endif()
+
+if(ZEMO_TOOLS)
+  # They name the program by its full path, so they suit the prefix that the build was configured with.
+  set(ZEMO_SYSTEMD_UNIT_DIR lib/systemd/system CACHE STRING "Where systemd's units go, below the prefix")
+  set(ZEMO_SYSUSERS_DIR lib/sysusers.d CACHE STRING "Where systemd-sysusers' files go, below the prefix")
+  set(examples_dir ${CMAKE_INSTALL_DATADIR}/doc/zemoselfcheck/examples)
+  foreach(file systemd/zemo-selfcheck.service systemd/examples/metrics.conf apparmor/zemo-selfcheck)
+    configure_file(deploy/${file}.in ${PROJECT_BINARY_DIR}/deploy/${file} @ONLY)
+  endforeach()
+  install(FILES ${PROJECT_BINARY_DIR}/deploy/systemd/zemo-selfcheck.service
+    deploy/systemd/zemo-selfcheck.timer
+    DESTINATION ${ZEMO_SYSTEMD_UNIT_DIR} COMPONENT services)
+  install(FILES deploy/systemd/sysusers.conf
+    DESTINATION ${ZEMO_SYSUSERS_DIR} RENAME zemo-selfcheck.conf COMPONENT services)
+  install(FILES ${PROJECT_BINARY_DIR}/deploy/apparmor/zemo-selfcheck
+    DESTINATION ${CMAKE_INSTALL_SYSCONFDIR}/apparmor.d COMPONENT services)
+  install(FILES deploy/systemd/examples/zemo-selfcheck-failure@.service
+    deploy/systemd/examples/failure.conf ${PROJECT_BINARY_DIR}/deploy/systemd/examples/metrics.conf
+    DESTINATION ${examples_dir} COMPONENT services)
   install(FILES deploy/prometheus/zemo-selfcheck.rules.yml
     DESTINATION ${CMAKE_INSTALL_DATADIR}/zemoselfcheck/prometheus COMPONENT services)
   install(FILES deploy/grafana/zemo-selfcheck.json

@@ -1,0 +1,85 @@
+#!/bin/bash
+# The program does its work with the rights that the service gives it: as an ordinary user with the unit's
+# capabilities, where nothing can be written, without a network. (A running systemd is not needed.)
+#
+#   scripts/private-root sandbox_test.sh BUILD_DIRECTORY
+set -euo pipefail
+build=$1
+here=$(dirname "$0")
+# shellcheck source=tests/support/require.sh
+source "$here/../support/require.sh"
+# shellcheck source=tests/deploy/signed_set.sh
+source "$here/signed_set.sh"
+if [ "${ZEMO_PRIVATE_ROOT:-}" != yes ] || ! setpriv --reuid=nobody true 2>/dev/null; then
+  echo "[  SKIPPED ] sandbox_test (needs root, for a second user)"
+  exit 0
+fi
+export LC_ALL=C PATH=$build/tools:$PATH
+work=$(mktemp -d "${TMPDIR:-/tmp}/zemo-sandbox.XXXXXX")
+trap 'rm -rf "$work"' EXIT
+unit=$build/deploy/systemd/zemo-selfcheck.service
+
+fail() {
+  echo "sandbox_test: $*" >&2
+  cat "$work/out" >&2
+  exit 1
+}
+
+# sandboxed CAPABILITY COMMAND...: as the service would run it, with this capability.
+sandboxed() {
+  local rights=-all,+$1
+  shift
+  # shellcheck disable=SC2016 # the inner shell's words
+  unshare --mount --net --ipc bash -euc '
+    awk "{ print \$5 }" /proc/self/mountinfo | while read -r mount; do
+      mount=$(printf %b "$mount")
+      case $mount in /dev | /dev/* | /proc | /proc/* | /sys | /sys/*) continue ;; esac
+      mount -o remount,bind,ro "$mount"
+    done
+    exec "$@"' bash \
+    setpriv --reuid=nobody --regid=nogroup --clear-groups --bounding-set="$rights" --inh-caps="$rights" \
+    --ambient-caps="$rights" --no-new-privs "$@"
+}
+
+# expect STATUS CAPABILITY TEXT: so ends the command of the unit, having written the text.
+read -ra arguments < <(service_arguments "$build")
+expect() {
+  local status=0
+  sandboxed "$2" zemo-selfcheck "${arguments[@]}" >"$work/out" 2>&1 || status=$?
+  [ "$status" = "$1" ] || fail "expected exit status $1, not $status"
+  grep -qF -- "$3" "$work/out" || fail "nothing says $3"
+}
+
+[ "$(grep -c '^AmbientCapabilities=\|^CapabilityBoundingSet=' "$unit")" = 2 ]
+capability=$(sed -n 's/^AmbientCapabilities=CAP_//p' "$unit" | tr '[:upper:]' '[:lower:]')
+grep -qix "CapabilityBoundingSet=CAP_$capability" "$unit"
+
+# Only root can read, and even find, one of these files.
+mkdir -m 700 "$work/tree"
+echo secret >"$work/tree/secret"
+chmod 600 "$work/tree/secret"
+install_set "$work" "$work/tree" /dev/null /usr/bin/sort /etc/shadow
+
+echo "== the sandbox"
+if sandboxed "$capability" touch "$work/tree/new" /usr/zemo/selfcheck/new 2>"$work/out"; then
+  fail "files can be written"
+fi
+sandboxed "$capability" cat "$work/tree/secret" >"$work/out" || fail "root's files cannot be read"
+
+echo "== intact"
+expect 0 "$capability" '"checked":5,"changed":0,"missing":0,"stray":0,"unchecked":0,'
+
+echo "== changed"
+echo changed >"$work/tree/secret"
+expect 1 "$capability" '"changed":1,"missing":0,"stray":0,"unchecked":0,'
+
+echo "== missing"
+rm "$work/tree/secret"
+expect 2 "$capability" '"changed":0,"missing":1,"stray":0,"unchecked":0,'
+
+echo "== without that capability"
+expect 10 kill '"unchecked":1,'
+
+echo "== a list that was changed after it was signed"
+echo >>/usr/zemo/selfcheck/wam.full.base.list
+expect 16 "$capability" '"not_loaded":1,'
