@@ -1,6 +1,6 @@
 #!/bin/bash
 # The program does its work with the rights that the service gives it: as an ordinary user with the unit's
-# capabilities, where nothing can be written, without a network. (A running systemd is not needed.)
+# capabilities, where nothing can be written, without sockets. (A running systemd is not needed.)
 #
 #   scripts/private-root sandbox_test.sh BUILD_DIRECTORY
 set -euo pipefail
@@ -14,10 +14,21 @@ if [ "${ZEMO_PRIVATE_ROOT:-}" != yes ] || ! setpriv --reuid=nobody true 2>/dev/n
   echo "[  SKIPPED ] sandbox_test (needs root, for a second user)"
   exit 0
 fi
-export LC_ALL=C PATH=$build/tools:$PATH
+export LC_ALL=C
 work=$(mktemp -d "${TMPDIR:-/tmp}/zemo-sandbox.XXXXXX")
 trap 'rm -rf "$work"' EXIT
 unit=$build/deploy/systemd/zemo-selfcheck.service
+
+# The build may lie where only root gets to.
+chmod 755 "$work"
+for component in runtime platform tools; do
+  cmake --install "$build" --prefix "$work/installed" --component $component >"$work/out"
+done
+PATH=$work/installed/bin:$PATH
+LD_LIBRARY_PATH=$(dirname "$(find "$work/installed" -name libzemoselfcheck.so.1)")
+export LD_LIBRARY_PATH
+restricted=$work/restricted.py
+install -m 755 "$here/restricted.py" "$restricted"
 
 fail() {
   echo "sandbox_test: $*" >&2
@@ -38,7 +49,7 @@ sandboxed() {
     done
     exec "$@"' bash \
     setpriv --reuid=nobody --regid=nogroup --clear-groups --bounding-set="$rights" --inh-caps="$rights" \
-    --ambient-caps="$rights" --no-new-privs "$@"
+    --ambient-caps="$rights" --no-new-privs "$restricted" "$@"
 }
 
 # expect STATUS CAPABILITY TEXT: so ends the command of the unit, having written the text.
@@ -65,6 +76,13 @@ if sandboxed "$capability" touch "$work/tree/new" /usr/zemo/selfcheck/new 2>"$wo
   fail "files can be written"
 fi
 sandboxed "$capability" cat "$work/tree/secret" >"$work/out" || fail "root's files cannot be read"
+if sandboxed "$capability" python3 -c 'import socket; socket.socket(socket.AF_UNIX)' 2>"$work/out" ||
+  ! grep -q 'Address family not supported' "$work/out"; then
+  fail "sockets can be made"
+fi
+if sandboxed "$capability" unshare --user true 2>"$work/out"; then
+  fail "namespaces can be made"
+fi
 
 echo "== intact"
 expect 0 "$capability" '"checked":5,"changed":0,"missing":0,"stray":0,"unchecked":0,'
