@@ -141,7 +141,7 @@ TEST_F(ExecDescriptorsTest, ClosedStreamsStayClosedUnlessTheyAreToBeNull) {
 TEST_F(ExecDescriptorsTest, CallerMayHaveNoDescriptorLeft) {
   if (underValgrind())
     GTEST_SKIP() << "this tool keeps descriptors of its own beyond the limit";
-  inCaller([this] {
+  inCaller([] {
     constexpr rlim_t few = 64;
     rlimit limit = {few, few};
     ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
@@ -156,7 +156,7 @@ TEST_F(ExecDescriptorsTest, CallerMayHaveNoDescriptorLeft) {
 TEST_F(ExecDescriptorsTest, CallerWithoutDescriptorLeftNeedNotIsolate) {
   if (underValgrind())
     GTEST_SKIP() << "this tool keeps descriptors of its own beyond the limit";
-  inCaller([this] {
+  inCaller([] {
     constexpr rlim_t few = 64;
     rlimit limit = {few, few};
     ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
