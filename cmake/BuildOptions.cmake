@@ -17,7 +17,11 @@ target_compile_options(zemo_options INTERFACE
   -fstack-protector-strong -fstack-clash-protection -fcf-protection
   # Assertions stay on: what they guard against must stop the process, not go on with bad memory.
   -UNDEBUG)
-target_link_options(zemo_options INTERFACE -Wl,-z,relro,-z,now -Wl,--as-needed -Wl,--no-undefined)
+target_link_options(zemo_options INTERFACE -Wl,-z,relro,-z,now -Wl,--as-needed)
+# Clang links a sanitizer's runtime with programs only, so that libraries are left with undefined names.
+if(NOT (ZEMO_SANITIZE AND CMAKE_CXX_COMPILER_ID STREQUAL "Clang"))
+  target_link_options(zemo_options INTERFACE -Wl,--no-undefined)
+endif()
 
 if(ZEMO_SANITIZE)
   target_compile_options(zemo_options INTERFACE
