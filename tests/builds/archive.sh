@@ -64,7 +64,10 @@ build_archive() {
     stage/usr/bin/zemo-selfcheck stage/etc/apparmor.d/zemo-selfcheck \
     stage/usr/lib/systemd/system/zemo-selfcheck.service
   [ "$(ls "$place/stage")" = $'etc\nusr' ]
-  ! grep -rF "$place" "$place/stage/usr/share" "$place/stage/usr/lib/systemd" "$place/stage/etc"
+  if grep -rF "$place" "$place"/stage/{usr/share,usr/lib/systemd,etc}; then
+    echo "what was installed names where it was built"
+    return 1
+  fi
   use "$place/stage/usr" "$place/stage/usr/lib/$multiarch"
 
   echo "== with directories of its own choice"
