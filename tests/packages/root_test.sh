@@ -40,13 +40,14 @@ check_again() {
   quietly inside /tmp/callers/check_set
 }
 
-# All files with mode, owner and content, apart from what package managers keep for themselves, and
-# from what is compared by itself.
+# All files with mode, owner and content, apart from what package managers keep for themselves, what is
+# compared by itself, and users, which stay so that nobody else gets their ids.
 all_files() {
-  inside find / -xdev \( -path /proc -o -path /tmp -o -path /var/lib/dpkg -o -path /var/lib/apt \
-    -o -path /var/cache -o -path /var/log -o -path /usr/zemo -o -path /var/packages \) -prune \
-    -o ! -path /etc/ld.so.cache \( -type f -printf '%M %u:%g ' -exec sha1sum {} \; \
-    -o -printf '%M %u:%g %p %l\n' \) | sort
+  local some=(/ -xdev "(" -path /proc -o -path /tmp -o -path /var/lib/dpkg -o -path /var/lib/apt
+    -o -path /var/cache -o -path /var/log -o -path /usr/zemo -o -path /var/packages
+    -o -path /etc/ld.so.cache -o -regex '/etc/\(passwd\|group\|g?shadow\)-?' ")" -prune -o)
+  inside find "${some[@]}" -printf '%M %u:%g %p %l\n' | sort
+  inside find "${some[@]}" -type f -exec sha1sum {} + | sort
 }
 
 # (GnuPG's lock files, which come and go, change the times of directories.)
@@ -113,7 +114,9 @@ mount -t proc proc "$root/proc"
 say "What the packages depend on"
 depends=$(for package in "$root"/tmp/packages/*.deb; do dpkg-deb --field "$package" Depends; done |
   sed 's/, */\n/g' | grep -vE '^(libzemo|libboost-dev)' | sort -u | paste -sd,)
-quietly inside apt-get satisfy --yes --no-install-recommends "$depends, gpg-agent"
+# (Of the programs that make users, the smallest.)
+quietly inside apt-get satisfy --yes --no-install-recommends \
+  "systemd-standalone-sysusers, $depends, gpg-agent"
 all_files >"$root/tmp/files"
 
 say "Installing and using them"
