@@ -31,21 +31,22 @@ quietly() {
 }
 
 say "Building the packages"
+"$source/scripts/copy-source" "$tmp/tree" # now: somebody may go on working
 quietly "$source/scripts/build-packages" "$tmp/one"
 
 # Elsewhere, without git, and, where that is possible, by another user.
 say "Building them again: other place, time zone, language and permissions"
-"$source/scripts/copy-source" "$tmp/tree"
 mkdir -p "$tmp/elsewhere/further/down"
 as_another=()
 if [ "$(id -u)" = 0 ]; then
   chmod 711 "$tmp"
+  chmod -R a+rX "$tmp/tree"
   chown -R nobody:nogroup "$tmp/elsewhere"
   as_another=(setpriv --reuid=nobody --regid=nogroup --clear-groups)
 fi
 (
   umask 077
-  quietly "${as_another[@]}" env HOME=/nonexistent TZ=Pacific/Kiritimati LC_ALL=C.UTF-8 \
+  quietly "${as_another[@]}" env HOME=/nonexistent TMPDIR="$tmp/elsewhere" TZ=Pacific/Kiritimati LC_ALL=C.UTF-8 \
     "$tmp/tree/scripts/build-packages" "$tmp/elsewhere/further/down/two"
 )
 for package in "$tmp"/one/*.deb; do
