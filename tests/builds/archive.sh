@@ -7,8 +7,8 @@
 unpack() {
   place=$(mktemp -d "${TMPDIR:-/tmp}/zemo über all.XXXXXX")
   trap 'chmod -R u+w "$place"; rm -rf "$place"' EXIT
-  mkdir "$place/source" "$place/home"
-  git -C "$1" -c safe.directory='*' ls-files -z | tar -C "$1" -c --null -T - | tar -C "$place/source" -x
+  mkdir "$place/home"
+  "$1/scripts/copy-source" "$place/source"
   as_user=(env HOME="$place/home" TMPDIR="$place/home")
   if [ "$(id -u)" = 0 ]; then
     chown -R nobody: "$place"
