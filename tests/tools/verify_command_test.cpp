@@ -507,7 +507,7 @@ TEST_F(VerifyCommandTest, HelpHasAnExample) {
 TEST_F(VerifyCommandTest, AFullOutputIsTold) {
   signedList("base", "-u Maker");
   ProgramRun const run =
-      runProgram({"/bin/sh", "-c", std::string(ZEMO_TOOL) + " verify > /dev/full"});
+      runProgram({"/bin/sh", "-c", "\"$1\" verify > /dev/full", "sh", ZEMO_TOOL});
   EXPECT_EQ(run.status, unchecked);
   EXPECT_THAT(run.errors, HasSubstr("cannot write to standard output"));
 }
