@@ -12,7 +12,7 @@ require dpkg-buildpackage dh dh_apparmor lintian debootstrap
 
 tmp=$(mktemp -d "${TMPDIR:-/tmp}/zemo-packages.XXXXXX")
 trap 'rm -rf "$tmp"' EXIT
-trap 'exit 130' INT TERM
+trap 'exit 130' HUP INT TERM
 
 started=$SECONDS
 say() { echo "== $* (after $((SECONDS - started)) s)"; }
