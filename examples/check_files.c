@@ -13,7 +13,7 @@ int main(int argc, char** argv) {
     if (VLIBSzListPush(&paths, argv[i]) < 0)
       exit(2);
   if (SelfCheckFiles(paths, results) != 0) {
-    fputs("check_files: nothing was established; the system log says why\n", stderr);
+    (void)fputs("check_files: nothing was established; the system log says why\n", stderr);
     exit(2);
   }
   for (int i = 1; i < argc; i++) {
