@@ -1,5 +1,6 @@
 #include "common/leftovers.h"
 
+#include <poll.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -21,9 +22,20 @@ constexpr std::array<int, 7> endings = {SIGHUP,  SIGINT,  SIGQUIT, SIGPIPE,
 // places for are removed at the regular end alone.
 std::array<std::atomic<char*>, 64> table{};
 
-void removeNow(const char* path) {
-  if (unlink(path) != 0 && errno == EISDIR)
-    (void)rmdir(path);  // what cannot be removed stays
+// False if it is a directory in which something is. What else cannot be removed stays.
+bool removeNow(const char* path) {
+  return unlink(path) == 0 || errno != EISDIR || rmdir(path) == 0 || errno != ENOTEMPTY;
+}
+
+// The latest first: files come after the directory that they are in.
+bool removeAll() {
+  bool removed = true;
+  for (auto place = table.rbegin(); place != table.rend(); ++place) {
+    const char* const path = place->load();
+    if (path != nullptr && !removeNow(path))
+      removed = false;
+  }
+  return removed;
 }
 
 extern "C" void removeAllAndEnd(int signal) {
@@ -71,7 +83,7 @@ Leftover::Leftover(const std::string& path) : _path(strdup(path.c_str())) {
 
 Leftover::~Leftover() {
   if (_path != nullptr)
-    removeNow(_path);
+    (void)removeNow(_path);
   keep();
 }
 
@@ -87,13 +99,13 @@ void Leftover::keep() {
     replaceHandlers(removeAllAndEnd, SIG_DFL);
 }
 
-// The latest first: files come after the directory that they are in.
+// A program that was started, and is being ended as well, may just have made one of the files
+// again.
 void removeLeftovers() {
-  for (auto place = table.rbegin(); place != table.rend(); ++place) {
-    const char* const path = place->load();
-    if (path != nullptr)
-      removeNow(path);
-  }
+  constexpr int tries = 50;
+  constexpr int pause = 2;  // milliseconds
+  for (int i = 0; i < tries && !removeAll(); ++i)
+    (void)poll(nullptr, 0, pause);
 }
 
 HeldSignals::HeldSignals() {

@@ -1,0 +1,58 @@
+#include "common/leftovers.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+
+#include "support/files.h"
+#include "support/temporary_directory.h"
+
+namespace {
+
+using tool::Leftover;
+
+void make(const std::string& path) {
+  int const file = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+  if (file >= 0)
+    (void)close(file);
+}
+
+// What a program that is being ended, too, goes on to do for a little while.
+[[noreturn]] void makeAgainAndAgain(const std::string& path) {
+  auto const end = std::chrono::steady_clock::now() + std::chrono::milliseconds(30);
+  while (std::chrono::steady_clock::now() < end)
+    make(path);
+  _exit(0);
+}
+
+TEST(Leftovers, AreRemovedBySignalThoughAnotherProgramMakesThemAgain) {
+  TemporaryDirectory const temporary;
+  std::string const directory = temporary / "scratch";
+  std::string const file = directory + "/file";
+  for (int round = 0; round < 20; ++round) {
+    makeDirectory(directory);
+    pid_t const process = fork();
+    ASSERT_GE(process, 0);
+    if (process == 0) {
+      Leftover const first(directory);
+      Leftover const second(file);
+      if (fork() == 0)
+        makeAgainAndAgain(file);
+      (void)usleep(5000);
+      (void)raise(SIGTERM);
+      _exit(1);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(process, &status, 0), process);
+    EXPECT_TRUE(WIFSIGNALED(status));
+    EXPECT_FALSE(std::filesystem::exists(directory));
+    std::filesystem::remove_all(directory);
+  }
+}
+
+}  // namespace
