@@ -120,7 +120,7 @@ def aide(work: Work, directory: Path, threads: int) -> list[Contestant]:
 
 
 def mtree(work: Work, directory: Path, threads: int) -> list[Contestant]:
-    """The specification has the form that mtree -c writes: each directory's files, then its
+    """The description has the form that mtree -c writes: each directory's files, then its
     directories, each closed by "..". """
 
     def encoded(name: str) -> str:
@@ -152,12 +152,12 @@ def mtree(work: Work, directory: Path, threads: int) -> list[Contestant]:
                     f" size={entry.size} sha1={entry.content}"
                 )
             lines.append(line)
-    specification = directory / "mtree"
-    write(specification, lines)
+    description = directory / "mtree"
+    write(description, lines)
     return [
         Contestant(
             "mtree",
-            ["mtree", "-e", "-f", str(specification), "-p", work.root],
+            ["mtree", "-e", "-f", str(description), "-p", work.root],
             note="that directories are there, too",
         )
     ]
@@ -189,10 +189,10 @@ def rpm(work: Work, directory: Path, threads: int) -> list[Contestant]:
         return []
     top = directory / "rpm"
     top.mkdir()
-    specification = top / "work.spec"
+    recipe = top / "work.recipe"
     parent = os.path.dirname(work.root)
     write(
-        specification,
+        recipe,
         [
             "Name: zemo-bench-work",
             "Version: 1",
@@ -218,7 +218,7 @@ def rpm(work: Work, directory: Path, threads: int) -> list[Contestant]:
         "_build_id_links": "none",
     }
     words = [word for item in definitions.items() for word in ["--define", " ".join(item)]]
-    run_quietly("rpmbuild", "-bb", "--quiet", *words, specification)
+    run_quietly("rpmbuild", "-bb", "--quiet", *words, recipe)
     (package,) = top.glob("RPMS/*/*.rpm")
     database = directory / "rpm.database"
     install = ["-i", "--justdb", "--nodeps", "--noscripts", "--force", "--force-debian"]
