@@ -18,7 +18,7 @@ using namespace ZEMO::SELF_CHECK;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-const LogLine nothingToCheck = logged("file_list", 34, "No file need to check.");
+const LogLine emptyMap = logged("file_list", 34, "No file need to check.");
 
 TEST(ListText, IsNameBlankAndMode) {
   EXPECT_EQ(FileList("wam", "full").toString(), "wam full");
@@ -82,7 +82,7 @@ TEST_F(ListObjectTest, StartsWithoutListFiles) {
   makeList("a", line("/x"));
   fill(_list, {"/"});
   EXPECT_FALSE(_list.check(CHECK_ITEM_ALL));
-  EXPECT_THAT(recordedLog(), ElementsAre(nothingToCheck));
+  EXPECT_THAT(recordedLog(), ElementsAre(emptyMap));
 }
 
 TEST_F(ListObjectTest, StartsWithoutFixedDirectories) {
@@ -247,7 +247,7 @@ TEST_F(DerivedListTest, SharesTheRecordsOfEntries) {
 TEST_F(DerivedListTest, HasNoListFiles) {
   FileList derived = derivedFrom(_list);
   EXPECT_FALSE(derived.check(CHECK_ITEM_ALL));
-  EXPECT_THAT(recordedLog(), ElementsAre(nothingToCheck));
+  EXPECT_THAT(recordedLog(), ElementsAre(emptyMap));
   EXPECT_THAT(errorsOf(*entryOf(_list, "/missing/a")), IsEmpty());
 }
 
