@@ -26,18 +26,16 @@ file(GLOB_RECURSE public_headers CONFIGURE_DEPENDS
   RELATIVE ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}/include/zemo/*.h)
 list(SORT public_headers)
 
-# Each header alone, twice over; and each at the head of all others.
-set(cxx_sources)
-set(order ${public_headers})
+# Each header alone, twice over; and each before and after every other one.
+set(cxx_sources all.cpp all_reversed.cpp)
 foreach(header IN LISTS public_headers)
   string(MAKE_C_IDENTIFIER ${header} name)
   header_source(${name}.cpp ${header} ${header})
-  header_source(${name}_first.cpp ${order})
-  list(APPEND cxx_sources ${name}.cpp ${name}_first.cpp)
-
-  list(POP_FRONT order front)
-  list(APPEND order ${front})
+  list(APPEND cxx_sources ${name}.cpp)
 endforeach()
+header_source(all.cpp ${public_headers})
+list(REVERSE public_headers)
+header_source(all_reversed.cpp ${public_headers})
 header_library(headers_cxx ${cxx_sources})
 
 # The headers for C callers.
