@@ -34,7 +34,7 @@ endif()
 add_library(zemo_library_options INTERFACE)
 target_link_libraries(zemo_library_options INTERFACE zemo_options)
 if(NOT ZEMO_SANITIZE AND NOT ZEMO_COVERAGE AND NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
-  target_compile_options(zemo_library_options INTERFACE -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
+  target_compile_options(zemo_library_options INTERFACE -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=3)
 endif()
 
 if(ZEMO_COVERAGE)

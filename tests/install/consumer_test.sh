@@ -21,6 +21,11 @@ fail() {
 cmake --install "$build" --prefix "$prefix" >"$tmp/install.log" || fail "installing failed"
 libdir=$(dirname "$(find "$prefix" -name libzemoselfcheck.so.1.0)")
 
+if grep -q '^CMAKE_BUILD_TYPE:.*=Release$' "$build/CMakeCache.txt"; then # others have no fortified calls
+  echo "== hardening"
+  "$here/../packages/hardening_test.sh" "$prefix/bin" "$libdir"
+fi
+
 echo "== by CMake"
 cmake -S "$here/consumer" -B "$tmp/build" -DCMAKE_PREFIX_PATH="$prefix" >"$tmp/configure.log"
 cmake --build "$tmp/build" >"$tmp/build.log" || {

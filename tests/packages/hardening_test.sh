@@ -1,7 +1,7 @@
 #!/bin/bash
-# Looks at how the programs and libraries of unpacked packages are guarded.
+# Looks at how the program and the libraries below installed directories are guarded.
 #
-#   hardening_test.sh DIRECTORY
+#   hardening_test.sh DIRECTORY...
 set -euo pipefail
 export LC_ALL=C
 
@@ -37,7 +37,7 @@ while read -r file; do
     echo "hardening_test: $(basename "$file") has what is above" >&2
     failed=1
   fi
-done < <(find "$1/usr/bin" "$1/usr/lib" -type f \( -perm /111 -o -name '*.so*' \))
+done < <(find "$@" -type f \( -perm /111 -o -name '*.so*' \))
 [ $count = 4 ] || {
   echo "hardening_test: there are $count programs and libraries instead of 4" >&2
   exit 1

@@ -72,7 +72,7 @@ say "What the packages hold"
 for package in "$tmp"/one/*.deb; do
   [[ $package == *-dbgsym_* ]] || dpkg-deb --extract "$package" "$tmp/unpacked"
 done
-"$here/hardening_test.sh" "$tmp/unpacked"
+"$here/hardening_test.sh" "$tmp/unpacked/usr/bin" "$tmp/unpacked/usr/lib"
 
 say "Building callers with them, and using them unpacked"
 quietly cmake -S "$source/tests/install/consumer" -B "$tmp/consumer" -DCMAKE_SKIP_RPATH=ON \
