@@ -75,8 +75,9 @@ bool ContentReader::next(std::string_view& bytes) {
       return false;
     }
     _anyKind = true;
-    // Some file systems have regular files that can only be read in sequence.
-    if (count < 0 && error == ESPIPE) {
+    // Some file systems have regular files that can only be read in sequence. That must show at
+    // the first read: the sequence begins at the start of the file.
+    if (count < 0 && error == ESPIPE && _offset == 0) {
       _atOffsets = false;
       count = read();
     }

@@ -196,6 +196,18 @@ TEST_F(DigestFaultTest, LaterReadErrorMakesTheCheckFailWithoutAVerdict) {
   }
 }
 
+// A sequence of reads would begin at the start of the file again.
+TEST_F(DigestFaultTest, FileThatCannotBeReadAtALaterOffsetMakesTheCheckFailWithoutAVerdict) {
+  std::string const content(200'000, 'x');
+  writeFile(_path, content);
+  preadError = ESPIPE;
+  goodReads = 1;
+  ProtectedFile entry(_path + "\t-\t" + plainSha1(content) + "\t-\t-\t-\t-");
+  bool changed = false;
+  EXPECT_FALSE(entry.check(changed, CHECK_ITEM_ALL));
+  EXPECT_FALSE(changed);
+}
+
 TEST_F(DigestFaultTest, ShortReadsAreNoEnd) {
   std::string content;
   for (int i = 0; i < 20'000; ++i)
