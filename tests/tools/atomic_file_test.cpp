@@ -3,6 +3,7 @@
 #include "common/atomic_file.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -146,6 +147,21 @@ TEST_F(AtomicFileTest, AScratchDirectoryGoesWithAllThatIsInIt) {
     makeDirectory(scratch / "d");
     writeFile(scratch / "d/f", "");
   }
+  EXPECT_FALSE(std::filesystem::exists(path));
+}
+
+TEST_F(AtomicFileTest, AScratchDirectoryGoesWithoutADescriptorToLookIntoIt) {
+  std::string path;
+  rlimit before = {};
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+  {
+    tool::ScratchDirectory const scratch({"a", "b"});
+    path = scratch.path();
+    tool::writeWholeFile(scratch / "a", "content");
+    rlimit const none = {0, before.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+  }
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
   EXPECT_FALSE(std::filesystem::exists(path));
 }
 

@@ -37,6 +37,9 @@ ScratchDirectory::ScratchDirectory(const std::vector<std::string>& names)
 ScratchDirectory::~ScratchDirectory() {
   std::error_code ignored;  // what cannot be removed stays, and harms nobody
   std::filesystem::remove_all(_path, ignored);
+  // Without a descriptor to look into the directory, what is known to be in it goes, and then it.
+  while (!_leftovers.empty())
+    _leftovers.pop_back();
 }
 
 std::string readWholeFile(const std::string& path) {
