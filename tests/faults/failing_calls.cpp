@@ -161,6 +161,9 @@ void clearLoggedText() {
   logText[0] = '\0';
 }
 
+// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
+// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name)
+
 // Memory.
 
 extern "C" void* malloc(size_t size) noexcept {
@@ -234,9 +237,7 @@ extern "C" int open64(const char* path, int flags, ...) {
 }
 
 // What open64 is where the library is compiled with fortification.
-extern "C" int __open64_2(
-    const char* path,
-    int flags) {  // NOLINT(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
+extern "C" int __open64_2(const char* path, int flags) {
   static auto* const real = next<int(const char*, int)>("__open64_2");
   return fails("open64") ? -1 : real(path, flags);
 }
@@ -360,7 +361,6 @@ extern "C" int pthread_setcancelstate(int state, int* before) {
   return fail ? wanted.error : result;
 }
 
-// NOLINTNEXTLINE(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 extern "C" SHARES_MEMORY int __clone(int (*function)(void*), void* stack, int flags, void* argument,
                                      ...) {
   return fails("__clone") ? -1
@@ -421,3 +421,6 @@ extern "C" void syslog(int priority, const char* format, ...) {
   logText[logSize++] = '\n';
   logText[logSize] = '\0';
 }
+
+// NOLINTEND(readability-inconsistent-declaration-parameter-name)
+// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
