@@ -1,9 +1,11 @@
 #include "common/process.h"
 
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <cstdlib>
 
@@ -28,12 +30,32 @@ bool cannotLearnOfFailures() {
   return getenv("ZEMO_UNDER_VALGRIND") != nullptr;
 }
 
+int readError = 0;  // what reads fail with, if not 0
+
 }  // namespace
+
+// The program's calls come here.
+extern "C" ssize_t read(int fd, void* buffer, size_t size) {
+  static auto* const real =
+      reinterpret_cast<ssize_t (*)(int, void*, size_t)>(dlsym(RTLD_NEXT, "read"));
+  if (readError == 0)
+    return real(fd, buffer, size);
+  errno = readError;
+  return -1;
+}
 
 TEST(Process, OutputAndStatus) {
   Outcome const outcome = run(shell("printf 'a\\0b\\n'; exit 7"));
   EXPECT_EQ(outcome.output, std::string("a\0b\n", 4));
   EXPECT_EQ(outcome.status, 7);
+}
+
+// Part of an answer would be taken for the whole. The program, with more to write than a pipe
+// holds, must not wait for a reader either.
+TEST(Process, OutputThatCannotBeReadIsAFailure) {
+  readError = EIO;
+  EXPECT_THROW(run(shell("head -c 1000000 /dev/zero; exit 0")), tool::Failure);
+  readError = 0;
 }
 
 TEST(Process, SignalIsAStatusBeyond128) {

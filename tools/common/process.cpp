@@ -67,15 +67,17 @@ std::vector<char*> pointersTo(std::vector<std::string>& words) {
   return pointers;
 }
 
-std::string readToEnd(int descriptor) {
-  std::string text;
+// Returns 0 or the error number.
+int readToEnd(int descriptor, std::string& text) {
   std::array<char, 65536> buffer;  // NOLINT(cppcoreguidelines-pro-type-member-init) filled by read
   for (;;) {
     ssize_t const length = read(descriptor, buffer.data(), buffer.size());
     if (length < 0 && errno == EINTR)
       continue;
-    if (length <= 0)
-      return text;
+    if (length < 0)
+      return errno;
+    if (length == 0)
+      return 0;
     text.append(buffer.data(), static_cast<std::size_t>(length));
   }
 }
@@ -95,7 +97,7 @@ Outcome run(const Command& command) {
   std::array<int, 2> ends{};
   if (pipe2(ends.data(), O_CLOEXEC) != 0)
     cannotRun(command, errno);
-  Descriptor const reading(ends[0]);
+  Descriptor reading(ends[0]);
   Descriptor writing(ends[1]);
   // dup2 onto the same number would leave it to be closed when the program starts.
   if (writing.get() == command.captured) {
@@ -122,8 +124,12 @@ Outcome run(const Command& command) {
     cannotRun(command, error);
   writing.close();
   Outcome outcome;
-  outcome.output = readToEnd(reading.get());
+  int const unread = readToEnd(reading.get(), outcome.output);
+  reading.close();  // a program that goes on to write then ends, and does not wait for a reader
   outcome.status = waitFor(child);
+  if (unread != 0)
+    throw Failure(STATUS_NOT_LOADED,
+                  withReason("cannot read the output of " + inQuotes(words.at(0)), unread));
   return outcome;
 }
 

@@ -23,7 +23,7 @@ struct Outcome {
 };
 
 // Runs the program and waits until it ends. Throws Failure(STATUS_NOT_LOADED) if it cannot be
-// started.
+// started, or its output not be read.
 Outcome run(const Command& command);
 
 }  // namespace tool
