@@ -89,6 +89,18 @@ Result failing(const char* function, Result failure, Work work) {
   return failure;
 }
 
+// While it lives, nothing fails.
+class NotInjected {
+ public:
+  NotInjected() : _before(armed) { armed = false; }
+  ~NotInjected() { armed = _before; }
+  NotInjected(const NotInjected&) = delete;
+  NotInjected& operator=(const NotInjected&) = delete;
+
+ private:
+  bool _before;
+};
+
 template <typename Function>
 Function* next(const char* name) {
   return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
@@ -303,19 +315,19 @@ extern "C" int glob64(const char* pattern, int flags, int (*onError)(const char*
                       glob64_t* found) noexcept {
   static auto* const real =
       next<int(const char*, int, int (*)(const char*, int), glob64_t*)>("glob64");
-  if (!fails("glob64")) {
-    bool const before = armed;
-    armed = false;
-    int const result = real(pattern, flags, onError, found);
-    armed = before;
-    return result;
-  }
-  return wanted.error == ENOMEM ? GLOB_NOSPACE : GLOB_ABORTED;
+  if (fails("glob64"))
+    return wanted.error == ENOMEM ? GLOB_NOSPACE : GLOB_ABORTED;
+  NotInjected const whole;
+  return real(pattern, flags, onError, found);
 }
 
+// Its own allocations do not fail: the C library then loads, or lets go of, what it keeps.
 extern "C" passwd* getpwnam(const char* name) {
   static auto* const real = next<passwd*(const char*)>("getpwnam");
-  return fails("getpwnam") ? nullptr : real(name);
+  if (fails("getpwnam"))
+    return nullptr;
+  NotInjected const whole;
+  return real(name);
 }
 
 // Processes.

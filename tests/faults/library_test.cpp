@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <pwd.h>
 #include <sys/resource.h>
 #include <zemo/core.h>
 #include <zemo/package.h>
@@ -11,7 +10,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdarg>
-#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <iostream>
 #include <memory>
@@ -150,6 +149,8 @@ class LibraryFaultsTest : public PrivateRootTest {
     PrivateRootTest::SetUp();
     if (IsSkipped())
       return;
+    if (getenv("ZEMO_UNDER_VALGRIND") != nullptr)
+      GTEST_SKIP() << "valgrind has functions of its own in the place of those that fail here";
     withoutPrograms = false;
     abbreviate(tree, "T/");
     abbreviate(lists, "L/");
@@ -309,27 +310,24 @@ TEST_F(LibraryFaultsTest, CheckHash) {
 
 TEST_F(LibraryFaultsTest, SetPkg) {
   RestoredBinding const restored;
-  (void)getpwnam("a user whom no database knows");  // loads them all
-  failEveryCall(
-      {"setPkg",
-       [](Attempt& attempt) {
-         PkgInfo& binding = ProtectedFile::_pkginfo;
-         binding.isSet = false;
-         binding.uid = binding.gid = 4711;
-         binding.targetDir = "old";
-         bool result = false;
-         if (attempt([&] { result = ProtectedFile::setPkg(package); }))
-           attempt.sayWhether(result);
-         attempt.say((binding.isSet ? " set " : " unset ") + std::to_string(binding.uid) + " " +
-                     std::to_string(binding.gid) + " " + binding.targetDir);
-         std::string().swap(binding.targetDir);
-       },
-       "true set 1 1 T/target",
-       {{"new", "bad_alloc unset 4711 4711 old"},
-        {"stat64", "false unset 4711 4711 old \\| " + notInstalled},
-        {"open64 read fstat64 getpwnam malloc", "false unset 4711 4711 old \\| " + noUser},
-        {"open64", "true set 4711 4711 T/target", ENOENT},
-        {"malloc", "same"}}});
+  failEveryCall({"setPkg",
+                 [](Attempt& attempt) {
+                   PkgInfo& binding = ProtectedFile::_pkginfo;
+                   binding.isSet = false;
+                   binding.uid = binding.gid = 4711;
+                   binding.targetDir = "old";
+                   bool result = false;
+                   if (attempt([&] { result = ProtectedFile::setPkg(package); }))
+                     attempt.sayWhether(result);
+                   attempt.say((binding.isSet ? " set " : " unset ") + std::to_string(binding.uid) +
+                               " " + std::to_string(binding.gid) + " " + binding.targetDir);
+                   std::string().swap(binding.targetDir);
+                 },
+                 "true set 1 1 T/target",
+                 {{"new", "bad_alloc unset 4711 4711 old"},
+                  {"stat64", "false unset 4711 4711 old \\| " + notInstalled},
+                  {"open64 read fstat64 getpwnam", "false unset 4711 4711 old \\| " + noUser},
+                  {"open64", "true set 4711 4711 T/target", ENOENT}}});
 }
 
 TEST_F(LibraryFaultsTest, Lists) {
@@ -523,6 +521,29 @@ TEST_F(LibraryFaultsTest, ParseList) {
          {"read", "same"}}});
 }
 
+// What cannot be read behind the second line counts as the end of the list.
+TEST_F(LibraryFaultsTest, ParseALongList) {
+  std::string lines;
+  for (char c = 'a'; c <= 'l'; ++c)
+    lines += listed(tree + std::string(8000, c)) + "\n";
+  std::string const path = writeList("wam.full.long.list", lines);
+  fail({"parseList of a long list",
+        [&path](Attempt& attempt) {
+          FileList list("wam", "full");
+          bool result = false;
+          if (attempt([&] { result = list.parseList(path); }))
+            attempt.sayWhether(result);
+          attempt.say(list.getProtectedFiles()->size() == 12 ? " all" : " some");
+        },
+        "true all",
+        {{"new", "bad_alloc (some|all)"},
+         {"malloc realloc", "true (some|all) \\| " + entriesLost},
+         {"open64", "false some \\| file_list:104 .*"},
+         {"fstat64 read", "false some \\| file_list:108 Format Error"},
+         {"read", "true some"},
+         {"read", "same"}}});
+}
+
 TEST_F(LibraryFaultsTest, FillFixedDirInfo) {
   writeLists();
   fail({"fillFixedDirInfo",
@@ -631,7 +652,6 @@ TEST_F(LibraryFaultsTest, SelfCheckFiles) {
 
 TEST_F(LibraryFaultsTest, PackageSet) {
   RestoredBinding const restored;
-  (void)getpwnam("a user whom no database knows");  // loads them all
   std::string const directory = lists + "packages/" + package;
   writeList(directory, package + ".full.base.list",
             entryLine("$pkg_dir/file", "-", "-", "f", "-", "$pkg", "$pkg") + "\n");
@@ -650,11 +670,11 @@ TEST_F(LibraryFaultsTest, PackageSet) {
         "true T/target/file 1",
         {{"new", "bad_alloc.*"},
          {"malloc realloc", "true  + \\| " + entriesLost},
-         {"malloc read", "same"},
+         {"read", "same"},
          {"stat64", "same"},
          {"stat64", "false \\| " + notInstalled + notParsed},
          {"open64", "false \\| file_list:104 .*" + notParsed},
-         {"open64 read fstat64 getpwnam malloc", "false \\| " + noUser + notParsed},
+         {"open64 read fstat64 getpwnam", "false \\| " + noUser + notParsed},
          {"open64", "(true T/target/file 0|false \\| file_list:104 .*)", ENOENT},
          {"read fstat64", "false \\| file_list:108 Format Error" + notParsed},
          {"glob64", "false"}}});
