@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "commands.h"
+#include "common/failure.h"
 #include "common/log_relay.h"
 #include "common/merged_set.h"
 #include "common/sets.h"
@@ -135,7 +136,12 @@ class Doctor {
                             std::string(set == systemSet ? "" : "; or rmdir " + directory));
       return;
     }
-    files.orderLines = orderLines(files.directory);
+    try {
+      files.orderLines = orderLines(files.directory);
+    } catch (const Failure&) {
+      if (isReadable(files.directory + "/listorder"))
+        throw;  // otherwise checkOrder() tells of it
+    }
     files.orderPosition = orderPositions(files.orderLines);
     bool const complete = readLists(files);
     checkOrder(files, _ownership, _findings);

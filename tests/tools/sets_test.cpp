@@ -99,6 +99,15 @@ TEST(OrderLines, AreThoseOfTheFile) {
   EXPECT_EQ(tool::orderLines(directory.path()), (std::vector<std::string>{"a", "", "b\r", "c"}));
 }
 
+// Without them, lists would be said not to be named.
+TEST(OrderLines, ThatCannotBeReadAreAFailure) {
+  TemporaryDirectory const directory;
+  writeFile(directory / "listorder", "a\n");
+  changeMode(directory / "listorder", 0);
+  WithoutFileCapabilities const asAnybody;
+  EXPECT_THROW(tool::orderLines(directory.path()), tool::Failure);
+}
+
 TEST(OrderLines, AFifoIsNotWaitedFor) {
   TemporaryDirectory const directory;
   makeFifo(directory / "listorder");

@@ -7,10 +7,10 @@
 #include <algorithm>
 #include <cerrno>
 #include <filesystem>
-#include <fstream>
 #include <memory>
 
 #include "common/failure.h"
+#include "common/names_input.h"
 #include "common/words.h"
 
 namespace tool {
@@ -92,14 +92,13 @@ std::vector<std::string> listsOf(const std::string& set, const std::string& mode
 
 std::vector<std::string> orderLines(const std::string& directory) {
   std::string const path = directory + "/listorder";
-  std::error_code ignored;
-  if (!std::filesystem::is_regular_file(path, ignored))
+  std::error_code error;
+  std::filesystem::file_type const type = std::filesystem::status(path, error).type();
+  if (type == std::filesystem::file_type::none)
+    throw Failure(STATUS_NOT_LOADED, withReason("cannot read " + inQuotes(path), error.value()));
+  if (type != std::filesystem::file_type::regular)
     return {};  // opening a FIFO would wait for its writer
-  std::ifstream file(path);
-  std::vector<std::string> lines;
-  for (std::string line; std::getline(file, line);)
-    lines.push_back(line);
-  return lines;
+  return readLines(path);
 }
 
 std::map<std::string, std::size_t> orderPositions(const std::vector<std::string>& lines) {

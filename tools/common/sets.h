@@ -39,8 +39,8 @@ std::vector<std::string> packageDirectories();
 // does not hold.
 std::vector<std::string> listsOf(const std::string& set, const std::string& mode);
 
-// The lines of the file `listorder` in `directory`, as they are; none if it cannot be read or
-// is not a regular file.
+// The lines of the file `listorder` in `directory`, as they are; none if there is none or it
+// is not a regular file. Throws Failure(STATUS_NOT_LOADED) if it cannot be read.
 std::vector<std::string> orderLines(const std::string& directory);
 
 // The number of the line, from 1, that gives the list file `name` its place (the last that names

@@ -26,8 +26,13 @@ std::string meantBy(std::string line) {
 
 class Order {
  public:
-  explicit Order(const std::string& directory)
-      : _lines(orderLines(directory)), _positions(orderPositions(_lines)) {
+  explicit Order(const std::string& directory) {
+    try {
+      _lines = orderLines(directory);
+      _positions = orderPositions(_lines);
+    } catch (const Failure& failure) {
+      _unreadable = failure.what();
+    }
     std::string const path = directory + "/listorder";
     _exists = VLIBFileExist(path.c_str()) != 0;
     if (!irregular(path).empty()) {
