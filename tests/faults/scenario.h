@@ -32,8 +32,8 @@ class Attempt {
 // What happens when a call of one of some functions fails.
 struct Documented {
   std::string functions;  // separated by blanks
-  // What was said and, behind " | ", what was logged, lines joined by "; ": a regular expression
-  // for the whole. Brackets are written < and >.
+  // What was said and, behind " | ", what was logged, lines joined by "; ": an extended
+  // regular expression for the whole. Brackets are written < and >.
   std::string outcome;
   int error = anyError;  // other entries then do not count for this one
 
