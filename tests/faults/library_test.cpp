@@ -8,6 +8,7 @@
 #include <zemo/selfcheck.h>
 
 #include <algorithm>
+#include <boost/make_shared.hpp>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdlib>
@@ -86,8 +87,8 @@ std::string kindsOf(const ProtectedFile& entry) {
 }
 
 // What a set has that was loaded in order, and without regard to the order.
-constexpr char ordered[] = " fixed/member member intact link=an old target tampered";
-constexpr char unordered[] = " fixed/member member intact link=a new target removed tampered";
+const std::string ordered = " fixed/member member intact link=an old target tampered";
+const std::string unordered = " fixed/member member intact link=a new target removed tampered";
 
 // What is logged.
 const std::string orderFailed = "file_list:274 Open list order file <L/listorder> failed";
@@ -428,17 +429,19 @@ TEST_F(LibraryFaultsTest, Load) {
   std::vector<Documented> documented = {
       {"new", "bad_alloc.*"},
       {"malloc realloc", "true.* \\| " + entriesLost},
-      {"stat64 fstat64 read", std::string("true") + unordered},
-      {"open64", "true" + (unordered + (" \\| " + orderFailed))},
+      {"stat64 fstat64 read", "true" + unordered},
+      {"open64", "true" + unordered + " \\| " + orderFailed},
       {"open64", "false.* \\| (" + orderFailed + "; )?" + openFailed},
       {"fstat64 read", "false.* \\| " + formatError},
       {"read", "same"},
       {"glob64", "false"}};
+  std::string const notVerified = "false \\| " + signatureBad + setFailed;
+  std::string const notSigned = "false \\| " + signatureMissing + setFailed;
   for (bool const verify : {false, true}) {
     if (verify) {
       withoutPrograms = true;
-      documented.push_back({"VLIBExecl", "false \\| " + signatureBad + setFailed});
-      documented.push_back({"stat64", "false \\| " + signatureMissing + setFailed});
+      documented.push_back({"VLIBExecl", notVerified});
+      documented.push_back({"stat64", notSigned});
     }
     fail({verify ? "loadList(true)" : "loadList(false)",
           [verify](Attempt& attempt) {
@@ -448,7 +451,7 @@ TEST_F(LibraryFaultsTest, Load) {
               attempt.sayWhether(result);
             attempt.say(contentOf(list));
           },
-          std::string("true") + ordered, documented});
+          "true" + ordered, documented});
   }
 }
 
@@ -556,7 +559,7 @@ TEST_F(LibraryFaultsTest, FillFixedDirInfo) {
             attempt.sayWhether(result);
           attempt.say(contentOf(list));
         },
-        std::string("true") + ordered,
+        "true" + ordered,
         {{"new", "bad_alloc.*"}}});
 }
 
