@@ -54,7 +54,7 @@ thread_local long calls = 0;
 thread_local bool happened = false;
 thread_local long live = 0;
 
-std::array<char, 65536> logText{};
+std::array<char, 262144> logText{};
 std::size_t logSize = 0;
 
 SHARES_MEMORY bool same(const char* a, const char* b) {

@@ -314,7 +314,7 @@ void abbreviate(const std::string& directory, const std::string& name) {
 
 long failEveryCall(const Scenario& scenario) {
   SCOPED_TRACE(scenario.name);
-  constexpr std::size_t room = 65536;
+  constexpr std::size_t room = 262144;
   outcome.reserve(room);
   wronglyIntact.reserve(room);
   run(scenario, nullptr);  // makes what is made once and kept
