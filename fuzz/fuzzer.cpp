@@ -1,0 +1,12 @@
+// What libFuzzer calls, for the one target that the program holds.
+
+#include <cstddef>
+#include <cstdint>
+
+#include "support/target.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
+  static fuzz::Run const run = fuzz::targets().begin()->second;
+  run(fuzz::Input({reinterpret_cast<const char*>(data), size}));
+  return 0;
+}

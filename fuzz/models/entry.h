@@ -1,0 +1,31 @@
+// What an entry line states, column by column.
+
+#ifndef ZEMO_FUZZ_MODELS_ENTRY_H
+#define ZEMO_FUZZ_MODELS_ENTRY_H
+
+#include <zemo/selfcheck/protected_file.h>
+
+#include <array>
+#include <cstdint>
+#include <string>
+
+namespace fuzz {
+
+// What the placeholders stand for.
+struct Binding {
+  bool isSet = false;
+  uint32_t uid = 0;
+  uint32_t gid = 0;
+  std::string directory;
+};
+
+using Columns = std::array<std::string, 7>;
+
+Columns columnsOf(const std::string& line, const Binding& binding);
+
+// Those of the library's entry.
+Columns columnsOf(const ZEMO::SELF_CHECK::ProtectedFile& entry);
+
+}  // namespace fuzz
+
+#endif

@@ -1,0 +1,57 @@
+// Runs a target on inputs that are there already: no fuzzing, and no need of clang.
+//
+//   fuzz_replay TARGET FILE-OR-DIRECTORY...
+
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "support/target.h"
+
+namespace {
+
+std::vector<std::filesystem::path> filesAt(const std::filesystem::path& path) {
+  if (!std::filesystem::is_directory(path))
+    return {path};
+  std::vector<std::filesystem::path> files;
+  for (const auto& member : std::filesystem::recursive_directory_iterator(path)) {
+    if (member.is_regular_file())
+      files.push_back(member.path());
+  }
+  return files;
+}
+
+std::string contentOf(const std::filesystem::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  if (!file.is_open())
+    throw std::runtime_error("cannot open " + path.string());
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  std::vector<std::string> const words(argv + 1, argv + argc);
+  auto const target = words.empty() ? fuzz::targets().end() : fuzz::targets().find(words[0]);
+  if (target == fuzz::targets().end() || words.size() < 2) {
+    std::cerr << "usage: fuzz_replay TARGET FILE-OR-DIRECTORY...; the targets are:";
+    for (const auto& [name, run] : fuzz::targets())
+      std::cerr << " " << name;
+    std::cerr << "\n";
+    return 2;
+  }
+  std::size_t count = 0;
+  for (std::size_t i = 1; i < words.size(); ++i) {
+    for (const std::filesystem::path& file : filesAt(words[i])) {
+      std::cerr << file.string() << std::endl;  // before it is run: it may end the process
+      std::string const content = contentOf(file);
+      target->second(fuzz::Input(content));
+      ++count;
+    }
+  }
+  std::cerr << words[0] << ": " << count << " inputs\n";
+  return count > 0 ? 0 : 1;
+}

@@ -1,0 +1,29 @@
+// What is fuzzed: a function of an input, which ends the process where the code under test does not
+// do what a plain model of it does. Targets register themselves; a fuzzer holds one, the replay
+// all.
+
+#ifndef ZEMO_FUZZ_SUPPORT_TARGET_H
+#define ZEMO_FUZZ_SUPPORT_TARGET_H
+
+#include <map>
+#include <string>
+
+#include "support/input.h"
+
+namespace fuzz {
+
+using Run = void (*)(Input input);
+
+std::map<std::string, Run>& targets();
+
+struct Target {
+  Target(const char* name, Run run) { targets().emplace(name, run); }
+};
+
+// Whether the library's constant directories are private ones (scripts/private-root), so that a
+// target may write to them.
+bool inPrivateRoot();
+
+}  // namespace fuzz
+
+#endif

@@ -1,0 +1,91 @@
+// The arguments of the program. Every line of an input is a word. Words are parsed, twice with the
+// same outcome; the program itself is run where it would only say what is wrong or help, and for
+// the commands that only read, in a directory with a few lists, and only names in it.
+
+#include <unistd.h>
+#include <zemo/selfcheck.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <set>
+
+#include "models/escape.h"
+#include "program.h"
+#include "support/agree.h"
+#include "support/captured_output.h"
+#include "support/recorded_log.h"
+#include "support/scratch.h"
+#include "support/scripted_exec.h"
+#include "support/target.h"
+
+namespace {
+
+// The command that the words name; empty where they are wrong, or ask for help.
+std::string parsed(const std::vector<const char*>& words) {
+  CLI::App program;
+  tool::Chosen chosen;
+  tool::addCommands(program, chosen);
+  try {
+    std::vector<std::string> guarded = tool::guarded(static_cast<int>(words.size()), words.data());
+    std::reverse(guarded.begin(), guarded.end());
+    program.parse(guarded);
+  } catch (const CLI::ParseError&) {
+    return "";
+  }
+  fuzz::require(static_cast<bool>(chosen), "a command is chosen");
+  return program.get_subcommands().back()->get_name();
+}
+
+bool enterDirectory() {
+  std::string const lists = "/usr/zemo/selfcheck";
+  std::string const list =
+      "WAM_SELF_CHECK\nset=wam mode=full list=a serial=1 date=1970-01-01T00:00:01Z\n";
+  fuzz::writeFile(lists + "/wam.full.a.list",
+                  list + "/a\t1\t-\tf\t644\t0\t0\n/d\t-\tFIXED\td\t-\t-\t-\n");
+  fuzz::writeFile(lists + "/wam.full.a.list.asc", "");
+  fuzz::makeEmpty(lists + "/packages/demo");
+  fuzz::writeFile("/usr/zemo/selfcheck/packages/demo/demo.full.a.list", list);
+  fuzz::writeFile(fuzz::scratch() + "/a.list",
+                  list + "/a\t1\t-\tf\t644\t0\t0\n-/b\t-\t-\t-\t-\t-\t-\n");
+  fuzz::writeFile(fuzz::scratch() + "/b.list", list + "/a\t2\t-\tf\t644\t0\t\x1b\n/c\n");
+  fuzz::writeFile(fuzz::scratch() + "/names", "/a\n/d/x\n\x1b\n");
+  return chdir(fuzz::scratch().c_str()) == 0 && freopen("/dev/null", "r", stdin) != nullptr;
+}
+
+bool hasSlash(const std::string& word) {
+  return word.find('/') != std::string::npos;
+}
+
+void run(fuzz::Input input) {
+  std::vector<std::string> texts = {"zemo-selfcheck"};
+  while (!input.atEnd() && texts.size() < 40)
+    texts.push_back(fuzz::beforeNul(input.line()));
+  std::vector<const char*> words;
+  for (const std::string& text : texts)
+    words.push_back(text.c_str());
+
+  std::string const command = parsed(words);
+  fuzz::agree("the command", parsed(words), command);
+  bool const reads = command.empty() || command == "show" ||
+                     ((command == "diff" || command == "files") &&
+                      std::none_of(texts.begin(), texts.end(), hasSlash));
+  if (!reads || !fuzz::inPrivateRoot())
+    return;
+  static bool const entered = enterDirectory();
+  fuzz::require(entered, "the directory is there");
+  execCalls.clear();
+  clearLog();
+  words.push_back(nullptr);
+  int status = -1;
+  fuzz::Output const output = fuzz::captured(
+      [&] { status = tool::runProgram(static_cast<int>(words.size()) - 1, words.data()); });
+  fuzz::require((status >= 0 && status < 32) || status == 64, "status " + std::to_string(status));
+  fuzz::require(!command.empty() || status == 0 || status == 64, "wrong usage has its own status");
+  fuzz::require(fuzz::isHarmless(output.errors), "messages are harmless: " + output.errors);
+  fuzz::require((status != 64 && status != 16) || !output.errors.empty(), "a message says why");
+  fuzz::require(status != 64 || output.out.empty(), "nothing is printed with wrong usage");
+}
+
+fuzz::Target const target("arguments", run);
+
+}  // namespace
