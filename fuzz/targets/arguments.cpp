@@ -2,12 +2,11 @@
 // same outcome; the program itself is run where it would only say what is wrong or help, and for
 // the commands that only read, in a directory with a few lists, and only names in it.
 
-#include <unistd.h>
 #include <zemo/selfcheck.h>
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <set>
+#include <filesystem>
 
 #include "models/escape.h"
 #include "program.h"
@@ -36,7 +35,8 @@ std::string parsed(const std::vector<const char*>& words) {
   return program.get_subcommands().back()->get_name();
 }
 
-bool enterDirectory() {
+// Also takes standard input away. False when that fails.
+bool makeFiles() {
   std::string const lists = "/usr/zemo/selfcheck";
   std::string const list =
       "WAM_SELF_CHECK\nset=wam mode=full list=a serial=1 date=1970-01-01T00:00:01Z\n";
@@ -49,8 +49,22 @@ bool enterDirectory() {
                   list + "/a\t1\t-\tf\t644\t0\t0\n-/b\t-\t-\t-\t-\t-\t-\n");
   fuzz::writeFile(fuzz::scratch() + "/b.list", list + "/a\t2\t-\tf\t644\t0\t\x1b\n/c\n");
   fuzz::writeFile(fuzz::scratch() + "/names", "/a\n/d/x\n\x1b\n");
-  return chdir(fuzz::scratch().c_str()) == 0 && freopen("/dev/null", "r", stdin) != nullptr;
+  return freopen("/dev/null", "r", stdin) != nullptr;
 }
+
+// While it lives, the working directory is the one with the lists.
+class InDirectory {
+ public:
+  InDirectory() : _before(std::filesystem::current_path()) {
+    std::filesystem::current_path(fuzz::scratch());
+  }
+  ~InDirectory() { std::filesystem::current_path(_before); }
+  InDirectory(const InDirectory&) = delete;
+  InDirectory& operator=(const InDirectory&) = delete;
+
+ private:
+  std::filesystem::path _before;
+};
 
 bool hasSlash(const std::string& word) {
   return word.find('/') != std::string::npos;
@@ -71,8 +85,9 @@ void run(fuzz::Input input) {
                       std::none_of(texts.begin(), texts.end(), hasSlash));
   if (!reads || !fuzz::inPrivateRoot())
     return;
-  static bool const entered = enterDirectory();
-  fuzz::require(entered, "the directory is there");
+  static bool const made = makeFiles();
+  fuzz::require(made, "standard input is empty");
+  InDirectory const directory;
   execCalls.clear();
   clearLog();
   words.push_back(nullptr);

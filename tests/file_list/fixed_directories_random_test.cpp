@@ -8,33 +8,13 @@
 #include <random>
 
 #include "file_list/fixed_directories_fixture.h"
+#include "models/fixed_directories.h"
 
 namespace {
 
 using namespace ZEMO::SELF_CHECK;
 
 using Names = std::vector<std::string>;
-
-bool liesIn(const std::string& directory, const std::string& path) {
-  if (path.size() <= directory.size() || path.substr(0, directory.size()) != directory)
-    return false;
-  for (size_t i = directory.size() + 1; i < path.size(); ++i) {
-    if (path[i] == '/')
-      return false;
-  }
-  return true;
-}
-
-std::string lastComponent(const std::string& path) {
-  std::string name;
-  for (char const c : path) {
-    if (c == '/')
-      name.clear();
-    else
-      name += c;
-  }
-  return name;
-}
 
 class RandomFixedDirectoriesTest : public FixedDirectoriesTest {
  protected:
@@ -79,8 +59,8 @@ class RandomFixedDirectoriesTest : public FixedDirectoriesTest {
       if (_names.count(directory) == 0)
         continue;
       for (const auto& [path, fixed] : _fixed) {
-        if (liesIn(directory, path))
-          _names[directory].push_back(lastComponent(path));
+        if (fuzz::liesIn(directory, path))
+          _names[directory].push_back(fuzz::lastComponent(path));
       }
     }
   }
@@ -96,9 +76,9 @@ class RandomFixedDirectoriesTest : public FixedDirectoriesTest {
       std::string const path = randomPath();
       if (_list.getProtectedFiles()->count(path) != 0)
         continue;
-      bool const expected =
-          std::any_of(_table.begin(), _table.end(),
-                      [&path](const std::string& directory) { return liesIn(directory, path); });
+      bool const expected = std::any_of(
+          _table.begin(), _table.end(),
+          [&path](const std::string& directory) { return fuzz::liesIn(directory, path); });
       EXPECT_EQ(isInFixedDirectory(path), expected) << "[" << path << "]";
       _list.getProtectedFiles()->erase(path);  // what the check has left behind
     }
