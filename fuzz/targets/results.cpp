@@ -39,7 +39,7 @@ struct File {
 };
 
 std::map<char, File> madeFiles() {
-  std::string const root = fuzz::scratch();
+  const std::string& root = fuzz::scratch();
   fuzz::writeFile(root + "/f", "content");
   (void)symlink("target", (root + "/l").c_str());
   (void)mkdir((root + "/d").c_str(), 0755);
