@@ -75,6 +75,7 @@ void run(fuzz::Input input) {
   while (!input.atEnd() && texts.size() < 40)
     texts.push_back(fuzz::beforeNul(input.line()));
   std::vector<const char*> words;
+  words.reserve(texts.size() + 1);
   for (const std::string& text : texts)
     words.push_back(text.c_str());
 

@@ -83,6 +83,7 @@ class Tree {
       words.insert(words.end() - 1, {"--fixed", directory});
     words.push_back(_root);
     std::vector<const char*> arguments;
+    arguments.reserve(words.size() + 1);
     for (const std::string& word : words)
       arguments.push_back(word.c_str());
     arguments.push_back(nullptr);
