@@ -79,7 +79,7 @@ class Reporter {
   void start() {
     tool::CheckPlan const plan = {texts(), _input.line(), CHECK_ITEM(_input.byte())};
     _report->begin(plan);
-    _expected.push_back([plan](const Json& record) {
+    _expected.emplace_back([plan](const Json& record) {
       fuzz::agree("record", record.at("record"), "start");
       fuzz::agree("sets", allBytesOf(record, "sets"), plan.sets);
       fuzz::agree("mode", bytesOf(record, "mode"), plan.mode);
@@ -91,7 +91,7 @@ class Reporter {
   void notLoaded() {
     std::string const set = _input.line();
     _report->notLoaded(set);
-    _expected.push_back([set](const Json& record) {
+    _expected.emplace_back([set](const Json& record) {
       fuzz::agree("record", record.at("record"), "not_loaded");
       fuzz::agree("set", bytesOf(record, "set"), set);
     });
@@ -104,7 +104,7 @@ class Reporter {
     for (int count = _input.byte() % 4; count > 0; --count)
       findings.push_back(finding());
     _report->mismatches(set, path, findings);
-    _expected.push_back([set, path, findings](const Json& record) {
+    _expected.emplace_back([set, path, findings](const Json& record) {
       fuzz::agree("record", record.at("record"), "entry");
       fuzz::agree("set", bytesOf(record, "set"), set);
       fuzz::agree("path", bytesOf(record, "path"), path);
@@ -142,7 +142,7 @@ class Reporter {
     std::string const path = _input.line();
     std::vector<std::string> const log = texts();
     _report->unchecked(set, path, log);
-    _expected.push_back([set, path, log](const Json& record) {
+    _expected.emplace_back([set, path, log](const Json& record) {
       fuzz::agree("record", record.at("record"), "unchecked");
       fuzz::agree("set", bytesOf(record, "set"), set);
       fuzz::agree("path", bytesOf(record, "path"), path);
@@ -158,7 +158,7 @@ class Reporter {
     counters.unchecked = _input.byte();
     counters.partial = _input.byte() % 2 == 1;
     _report->end(counters);
-    _expected.push_back([counters](const Json& record) {
+    _expected.emplace_back([counters](const Json& record) {
       fuzz::agree("record", record.at("record"), "summary");
       fuzz::agree("changed", record.at("changed"), counters.changed);
       fuzz::agree("missing", record.at("missing"), counters.missing);
