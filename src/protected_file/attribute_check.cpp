@@ -5,6 +5,7 @@
 
 #include <cstdlib>
 
+#include "protected_file/content_check.h"
 #include "protected_file/file_type.h"
 #include "protected_file/formatted.h"
 #include "protected_file/mismatch.h"
@@ -21,6 +22,45 @@ uint32_t low32(const std::string& text, int base) {
   return static_cast<uint32_t>(strtoul(text.c_str(), nullptr, base));
 }
 
+bool isSame(const struct stat& a, const struct stat& b) {
+  return a.st_mode == b.st_mode && a.st_uid == b.st_uid && a.st_gid == b.st_gid &&
+         a.st_size == b.st_size;
+}
+
+// All that the metadata tells of, which is all but the content.
+void compareMetadata(ProtectedFile& entry, const struct stat& st, CHECK_ITEM items, bool& changed) {
+  bool const isLink = S_ISLNK(st.st_mode);
+  auto const wanted = [items](CHECK_ITEM item, const std::string& expected) {
+    return (items & item) != 0 && isChecked(expected);
+  };
+
+  const std::string& size = entry._size;
+  if (wanted(CHECK_ITEM_SIZE, size) && (isLink || S_ISREG(st.st_mode)) &&
+      decimal(size) != st.st_size)
+    recordMismatch(entry, changed, CHECK_ERROR_SIZE, size, formatted("%ld", st.st_size));
+
+  const std::string& owner = entry._owner;
+  if (wanted(CHECK_ITEM_OWNER, owner) && !isLink && low32(owner, 10) != st.st_uid)
+    recordMismatch(entry, changed, CHECK_ERROR_OWNER, owner, formatted("%u", st.st_uid));
+
+  const std::string& group = entry._group;
+  if (wanted(CHECK_ITEM_GROUP, group) && !isLink && low32(group, 10) != st.st_gid)
+    recordMismatch(entry, changed, CHECK_ERROR_GROUP, group, formatted("%u", st.st_gid));
+
+  const std::string& type = entry._type;
+  if (wanted(CHECK_ITEM_TYPE, type)) {
+    char const letter = typeLetter(st.st_mode);
+    if (type.size() != 1 || type.front() != letter)
+      recordMismatch(entry, changed, CHECK_ERROR_TYPE, type, std::string(1, letter));
+  }
+
+  constexpr mode_t permissionBits = 07777;
+  const std::string& permission = entry._permission;
+  mode_t const found = st.st_mode & permissionBits;
+  if (wanted(CHECK_ITEM_PERMISSION, permission) && !isLink && low32(permission, 8) != found)
+    recordMismatch(entry, changed, CHECK_ERROR_PERMISSION, permission, formatted("%o", found));
+}
+
 }  // namespace
 
 bool ProtectedFile::check(bool& changed, CHECK_ITEM items) {
@@ -29,35 +69,18 @@ bool ProtectedFile::check(bool& changed, CHECK_ITEM items) {
     recordMismatch(*this, changed, CHECK_ERROR_NOT_EXIST, "", "");
     return true;
   }
+  std::size_t const records = _errors.size();
+  compareMetadata(*this, st, items, changed);
+  if ((items & CHECK_ITEM_HASH) == 0)
+    return true;
 
-  bool const isLink = S_ISLNK(st.st_mode);
-  auto const wanted = [items](CHECK_ITEM item, const std::string& expected) {
-    return (items & item) != 0 && isChecked(expected);
-  };
-
-  if (wanted(CHECK_ITEM_SIZE, _size) && (isLink || S_ISREG(st.st_mode)) &&
-      decimal(_size) != st.st_size)
-    recordMismatch(*this, changed, CHECK_ERROR_SIZE, _size, formatted("%ld", st.st_size));
-
-  if (wanted(CHECK_ITEM_OWNER, _owner) && !isLink && low32(_owner, 10) != st.st_uid)
-    recordMismatch(*this, changed, CHECK_ERROR_OWNER, _owner, formatted("%u", st.st_uid));
-
-  if (wanted(CHECK_ITEM_GROUP, _group) && !isLink && low32(_group, 10) != st.st_gid)
-    recordMismatch(*this, changed, CHECK_ERROR_GROUP, _group, formatted("%u", st.st_gid));
-
-  if (wanted(CHECK_ITEM_TYPE, _type)) {
-    char const letter = typeLetter(st.st_mode);
-    if (_type.size() != 1 || _type.front() != letter)
-      recordMismatch(*this, changed, CHECK_ERROR_TYPE, _type, std::string(1, letter));
-  }
-
-  constexpr mode_t permissionBits = 07777;
-  mode_t const permission = st.st_mode & permissionBits;
-  if (wanted(CHECK_ITEM_PERMISSION, _permission) && !isLink && low32(_permission, 8) != permission)
-    recordMismatch(*this, changed, CHECK_ERROR_PERMISSION, _permission,
-                   formatted("%o", permission));
-
-  return (items & CHECK_ITEM_HASH) == 0 || !checkHash(st, changed);
+  struct stat read = st;
+  bool const failed = compareContent(*this, st, changed, read);
+  // What had the right metadata may have given way to what has the right content: then neither was
+  // intact.
+  if (_errors.size() == records && !isSame(st, read))
+    compareMetadata(*this, read, items, changed);
+  return !failed;
 }
 
 }  // namespace ZEMO::SELF_CHECK

@@ -1,11 +1,11 @@
 // The comparison of what a file contains with its entry's hash column.
 
+#include "protected_file/content_check.h"
+
 #include <dirent.h>
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <unistd.h>
-#include <zemo/selfcheck/protected_file.h>
 
 #include <cerrno>
 #include <memory>
@@ -51,16 +51,16 @@ bool readMembers(DIR* directory, std::vector<std::string>& names) {
   }
 }
 
-// Like checkHash. A directory whose members cannot be read fails like an unreadable file or link
-// does: taking it for an empty one would call it intact.
-bool checkMembers(ProtectedFile& entry, bool& changed) {
+// Like compareContent. A directory whose members cannot be read fails like an unreadable file or
+// link does: taking it for an empty one would call it intact.
+bool checkMembers(ProtectedFile& entry, bool& changed, struct stat& read) {
   Directory directory = openDirectory(entry._path);
   if (!directory) {
     log::openDirectoryFailed(entry._path);
     return true;
   }
   std::vector<std::string> names;
-  if (!readMembers(directory.get(), names)) {
+  if (!readMembers(directory.get(), names) || fstat(dirfd(directory.get()), &read) != 0) {
     log::readDirectoryFailed(entry._path);
     return true;
   }
@@ -88,23 +88,25 @@ bool readTarget(const std::string& path, std::string& target) {
 
 }  // namespace
 
-bool ProtectedFile::checkHash(const struct stat& st, bool& changed) {
-  if (!isChecked(_hash))
+bool compareContent(ProtectedFile& entry, const struct stat& st, bool& changed, struct stat& read) {
+  const std::string& path = entry._path;
+  const std::string& expected = entry._hash;
+  if (!isChecked(expected))
     return false;
 
   std::string actual;
   switch (st.st_mode & S_IFMT) {
     case S_IFDIR:
-      return checkMembers(*this, changed);
+      return checkMembers(entry, changed, read);
     case S_IFREG:
-      if (!calculateRegularFileHash(_path, st.st_size, actual)) {
-        log::hashFailed(_path);
+      if (!calculateRegularFileHash(path, st.st_size, actual, &read)) {
+        log::hashFailed(path);
         return true;
       }
       break;
     case S_IFLNK:
-      if (!readTarget(_path, actual)) {
-        log::readLinkFailed(_path);
+      if (!readTarget(path, actual)) {
+        log::readLinkFailed(path);
         return true;
       }
       break;
@@ -115,9 +117,14 @@ bool ProtectedFile::checkHash(const struct stat& st, bool& changed) {
       return false;
   }
 
-  if (actual != _hash)
-    recordMismatch(*this, changed, CHECK_ERROR_HASH, _hash, std::move(actual));
+  if (actual != expected)
+    recordMismatch(entry, changed, CHECK_ERROR_HASH, expected, std::move(actual));
   return false;
+}
+
+bool ProtectedFile::checkHash(const struct stat& st, bool& changed) {
+  struct stat read = {};
+  return compareContent(*this, st, changed, read);
 }
 
 }  // namespace ZEMO::SELF_CHECK

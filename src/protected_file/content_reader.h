@@ -3,7 +3,7 @@
 #ifndef ZEMO_SELFCHECK_SRC_PROTECTED_FILE_CONTENT_READER_H
 #define ZEMO_SELFCHECK_SRC_PROTECTED_FILE_CONTENT_READER_H
 
-#include <sys/types.h>
+#include <sys/stat.h>
 
 #include <cstddef>
 #include <cstdlib>
@@ -57,6 +57,9 @@ class ContentReader {
   // Stores the bytes that follow, none at the end; they are valid until the next call. False when
   // the file cannot be read.
   bool next(std::string_view& bytes);
+
+  // Stores the metadata of the open file.
+  bool examine(struct stat& st) const { return fstat(_fd, &st) == 0; }
 
  private:
   ssize_t read();

@@ -72,9 +72,10 @@ bool calculateHash(std::string path, std::string& digest) {
   return digestContent(content, digest);
 }
 
-bool calculateRegularFileHash(const std::string& path, off_t size, std::string& digest) {
+bool calculateRegularFileHash(const std::string& path, off_t size, std::string& digest,
+                              struct stat* read) {
   ContentReader content(path, size);
-  return digestContent(content, digest);
+  return digestContent(content, digest) && (read == nullptr || content.examine(*read));
 }
 
 }  // namespace ZEMO::SELF_CHECK

@@ -242,4 +242,39 @@ TEST_F(UnreadableFileTest, IsCheckedWhenTheEntryHasNoHash) {
   EXPECT_THAT(recordedLog(), IsEmpty());
 }
 
+// What is there has another permission than lstat has just said: it took the place of what was
+// there.
+class ExchangedFileTest : public AttributeCheckTest {
+ protected:
+  std::string lineOf(const std::string& type, const std::string& hash) const {
+    return entryLine(path, "-", hash, type, "644", "-", "-");
+  }
+};
+
+TEST_F(ExchangedFileTest, FileWithTheContentAndAnotherPermissionIsFound) {
+  script(S_IFREG | 0644);
+  changeMode(path, 04755);
+  EXPECT_THAT(check(lineOf("f", contentDigest)), ElementsAre(error("permission", "644", "4755")));
+}
+
+TEST_F(ExchangedFileTest, DirectoryWithTheMembersAndAnotherPermissionIsFound) {
+  script(S_IFDIR | 0644);
+  remove(path);
+  makeDirectory(path);
+  changeMode(path, 0755);
+  EXPECT_THAT(check(lineOf("d", "FIXED")), ElementsAre(error("permission", "644", "755")));
+}
+
+TEST_F(ExchangedFileTest, IsNotComparedOnceMoreWhenSomethingElseDiffers) {
+  script(S_IFREG | 0644);
+  changeMode(path, 0755);
+  EXPECT_THAT(check(lineOf("f", "wrong")), ElementsAre(error("hash", "wrong", contentDigest)));
+}
+
+TEST_F(ExchangedFileTest, IsNotReadAndNotComparedWithoutTheHashItem) {
+  script(S_IFREG | 0644);
+  changeMode(path, 0755);
+  EXPECT_THAT(check(lineOf("f", contentDigest), CHECK_ITEM_PERMISSION), IsEmpty());
+}
+
 }  // namespace
