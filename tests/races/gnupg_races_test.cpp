@@ -1,0 +1,80 @@
+// Lists and signatures that change while a set is loaded that GnuPG itself verifies. What it does
+// in between is its own: changes come before the library's own calls only.
+
+#include <dlfcn.h>
+#include <zemo/core.h>
+#include <zemo/selfcheck/file_list.h>
+
+#include "races/set_fixture.h"
+#include "races/window.h"
+#include "support/files.h"
+#include "support/scripted_exec.h"
+#include "support/signing_key.h"
+
+namespace {
+
+using namespace ZEMO::SELF_CHECK;
+
+// By way of the core library's own operation.
+int runGnuPG(const ExecCall& call) {
+  static auto* const real = reinterpret_cast<decltype(&VLIBExecl)>(dlsym(RTLD_NEXT, "VLIBExecl"));
+  const std::vector<std::string>& words = call.words;
+  return real(call.program.c_str(), call.options, words.at(0).c_str(), words.at(1).c_str(),
+              words.at(2).c_str(), words.at(3).c_str(), words.at(4).c_str(),
+              static_cast<char*>(nullptr));
+}
+
+class GnuPGRacesTest : public SetRacesTest {
+ protected:
+  GnuPGRacesTest() : SetRacesTest(Speed::slow) {}
+
+  void SetUp() override {
+    SetRacesTest::SetUp();
+    if (IsSkipped())
+      return;
+    execResult = runGnuPG;
+    SigningKey const key;
+    key.trustedBy(home.path());
+    writeFile(home / "gpg.conf", "trust-model always\nno-auto-check-trustdb\n");
+    std::string const list = writeList(files.path(), "wam.full.a.list", line);
+    key.sign(list);
+  }
+
+  // The signed list and the key ring.
+  void makeSet() const {
+    clearLists();
+    for (const std::string& from : {home.path(), files.path()})
+      std::filesystem::copy(from, listDir);
+  }
+
+  Operation loading() const {
+    return {listDir, [this] { makeSet(); },
+            [] {
+              FileList list("wam", "full");
+              if (!list.loadList(true))
+                return failed;
+              return linesOf(list) == line ? intact : misled;
+            }};
+  }
+
+  static constexpr char line[] = "/x\t-\thash\t-\t-\t-\t-\n";
+  TemporaryDirectory home;
+};
+
+// GnuPG waits for the writer of a FIFO, and reads these devices for ever.
+std::vector<Change> withoutEndless(const std::vector<Change>& changes) {
+  return without({"FIFO", "/dev/zero", "/dev/full", "copy"}, changes);
+}
+
+TEST_F(GnuPGRacesTest, List) {
+  Window window(listOf("a"));
+  race(loading(), listOf("a"), withoutEndless(fileChanges()),
+       [&](const Situation& situation, int outcome) { return window.isRight(situation, outcome); });
+  window.print();
+}
+
+TEST_F(GnuPGRacesTest, Signature) {
+  race(loading(), listOf("a") + ".asc", withoutEndless(fileChanges()));
+}
+
+}  // namespace

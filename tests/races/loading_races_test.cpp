@@ -1,0 +1,138 @@
+// Lists, signatures, the order file and their directory, which change while a set is loaded.
+
+#include <zemo/selfcheck/file_list.h>
+
+#include "races/set_fixture.h"
+#include "races/window.h"
+#include "support/files.h"
+
+namespace {
+
+using namespace ZEMO::SELF_CHECK;
+
+std::string line(const std::string& path, const std::string& hash) {
+  return entryLine(path, "-", hash, "-", "-", "-", "-") + "\n";
+}
+
+class LoadingRacesTest : public SetRacesTest {
+ protected:
+  static constexpr char order[] = "/usr/zemo/selfcheck/listorder";
+
+  // Two lists; by the order file the first one overrides the second.
+  static void makeSet() {
+    clearLists();
+    writeSigned("a", line("/x", "of a") + line("/y", "of a"));
+    writeSigned("b", line("/x", "of b") + line("/z", "of b"));
+    writeFile(order, "wam.full.b.list\nwam.full.a.list\n");
+  }
+
+  // `changed` when the order is the one that counts without an order file.
+  static int load() {
+    FileList list("wam", "full");
+    if (!list.loadList(true))
+      return failed;
+    std::string const rest = line("/y", "of a") + line("/z", "of b");
+    if (linesOf(list) == line("/x", "of a") + rest)
+      return intact;
+    return linesOf(list) == line("/x", "of b") + rest ? changed : misled;
+  }
+
+  Operation const loading = {listDir, makeSet, load};
+};
+
+TEST_F(LoadingRacesTest, List) {
+  Window window(listOf("a"));
+  std::vector<Change> changes = without({"copy"}, fileChanges());
+  changes.erase(changes.begin());
+  race(loading, listOf("a"), changes,
+       [&](const Situation& situation, int outcome) { return window.isRight(situation, outcome); });
+  window.print();
+}
+
+// A list that is gone before the directory is read is none of the set's.
+TEST_F(LoadingRacesTest, RemovedList) {
+  race(loading, listOf("a"), {named("removed", fileChanges())},
+       [](const Situation& situation, int outcome) {
+         return situation.moment == before ? outcome == misled : isNoticed(situation, outcome);
+       });
+}
+
+TEST_F(LoadingRacesTest, Signature) {
+  race(loading, listOf("a") + ".asc", without({"copy"}, fileChanges()));
+}
+
+TEST_F(LoadingRacesTest, ListAndSignatureBehindLinks) {
+  Change const link = named("replaced by a link to a copy", fileChanges());
+  race(loading, listOf("a"), {link}, isHarmless);
+  race(loading, listOf("a") + ".asc", {link}, isHarmless);
+}
+
+// The order file is not signed.
+TEST_F(LoadingRacesTest, Order) {
+  race(loading, order, fileChanges(), [](const Situation& situation, int outcome) {
+    return outcome == intact || (outcome == changed && situation.moment != after);
+  });
+}
+
+TEST_F(LoadingRacesTest, Directory) {
+  std::vector<Change> changes = without({"copy"}, replacements());
+  changes.push_back({"given an unsigned list", [](const std::string& directory) {
+                       writeFile(directory + "/wam.full.c.list",
+                                 "WAM_SELF_CHECK\n\n" + line("/x", "of c"));
+                     }});
+  changes.push_back({"given a list with another's signature", [](const std::string& directory) {
+                       std::string const list = directory + "/wam.full.c.list";
+                       writeFile(list, "WAM_SELF_CHECK\n\n" + line("/x", "of c"));
+                       writeFile(list + ".asc", readFile(listOf("a") + ".asc"));
+                     }});
+  race(loading, listDir, changes, [](const Situation& situation, int outcome) {
+    return situation.moment == before ? outcome == failed : outcome != misled;
+  });
+}
+
+// Whatever happens to the other files, a list that does not verify keeps the set from loading.
+TEST_F(LoadingRacesTest, BadSignatureStaysBad) {
+  Operation const badLoading = {listDir,
+                                [] {
+                                  makeSet();
+                                  std::string const signature = listOf("b") + ".asc";
+                                  writeFile(signature, corrupted(readFile(signature)));
+                                },
+                                load, failed};
+  for (const std::string& object : {listOf("a"), listOf("a") + ".asc", std::string(order)})
+    race(badLoading, object, fileChanges(),
+         [](const Situation& /*situation*/, int outcome) { return outcome == failed; });
+}
+
+TEST_F(LoadingRacesTest, ListThatIsPutBack) {
+  raceAndPutBack(loading, listOf("b"), {named("replaced by a FIFO", fileChanges())});
+}
+
+// What the library's parts do by themselves.
+
+TEST_F(LoadingRacesTest, ParsedList) {
+  Operation const parsing = {
+      listDir, makeSet, [] {
+        FileList list("wam", "full");
+        if (!list.parseList(listOf("a")))
+          return failed;
+        return linesOf(list) == line("/x", "of a") + line("/y", "of a") ? intact : changed;
+      }};
+  race(parsing, listOf("a"), without({"copy"}, fileChanges()));
+}
+
+TEST_F(LoadingRacesTest, FoundLists) {
+  Operation const finding = {listDir, makeSet, [] {
+                               std::vector<std::string> const found =
+                                   ::glob(listDir, std::string(listDir) + "/wam.full.*.list");
+                               if (found == std::vector<std::string>{listOf("b"), listOf("a")})
+                                 return intact;
+                               return found.size() == 2 ? changed : failed;
+                             }};
+  race(finding, order, fileChanges(), [](const Situation& situation, int outcome) {
+    return outcome == intact || (outcome == changed && situation.moment != after);
+  });
+  race(finding, listDir, without({"copy"}, replacements()));
+}
+
+}  // namespace

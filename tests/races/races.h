@@ -1,0 +1,93 @@
+// An operation of the library, run again and again, each time with another change to a file before
+// another of its system calls.
+
+#ifndef ZEMO_TESTS_RACES_RACES_H
+#define ZEMO_TESTS_RACES_RACES_H
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "races/changes.h"
+#include "races/tracer.h"
+#include "support/private_root.h"
+
+// What came of the operation: the exit status of the process that it runs in.
+enum Outcome : int {
+  intact = 50,
+  changed,  // it differs from what it should be
+  failed,   // it could not be checked, loaded, read
+  misled,   // loaded, with other entries than the signed ones
+  leaked,   // a descriptor was left open
+};
+
+// When a change is made, as seen from the object that is changed: before the operation's first look
+// at it, after the last one, or between them.
+enum Moment { before, between, after };
+
+struct Operation {
+  std::string start;              // calls are counted from the first one that names it or a member
+  std::function<void()> prepare;  // makes all files, in place of what an earlier run has left
+  std::function<int()> work;      // returns the Outcome
+  int unchanged = intact;         // the Outcome without any change
+  // For work that becomes another program: the Outcome that its exit status stands for; -1: none.
+  std::function<int(int status)> meaning = nullptr;
+};
+
+// When a change was made, in an operation that makes these calls as long as nothing changes.
+struct Situation {
+  Moment moment;
+  std::size_t number;  // of the call before which it was made, or would have been
+  const std::vector<Call>& calls;
+};
+
+using IsRight = std::function<bool(const Situation& situation, int outcome)>;
+
+// What is bad from the first look on is never intact, what comes after the last one does not count.
+// In between nobody can say, but that there is a result, and that it is not made up of something
+// else.
+bool isNoticed(const Situation& situation, int outcome);
+
+// The change makes no difference.
+bool isHarmless(const Situation& situation, int outcome);
+
+class RacesTest : public PrivateRootTest {
+ protected:
+  // Where a run takes much longer than a call of the library, fewer are made.
+  enum class Speed { fast, slow };
+
+  explicit RacesTest(Speed speed = Speed::fast);
+
+  void SetUp() override;
+  void TearDown() override;
+
+  // Makes each of the changes to `object` before each call.
+  void race(const Operation& operation, const std::string& object,
+            const std::vector<Change>& changes, const IsRight& isRight = isNoticed);
+
+  // Makes each of the changes before each call, and prepares all files anew before a later one.
+  void raceAndPutBack(const Operation& operation, const std::string& object,
+                      const std::vector<Change>& changes);
+
+  // Removes a directory's members.
+  static void clear(const std::string& directory);
+
+ private:
+  std::vector<Call> callsOf(const Operation& operation, const std::string& object);
+  Ending run(const Operation& operation, const std::string& object, const Visit& visit);
+  bool isSkippedNow();
+
+  // One in so many of the combinations is run.
+  std::size_t _oneIn;
+  std::size_t _runs = 0;
+  std::size_t _calls = 0;
+  std::size_t _combinations = 0;
+};
+
+// Calls `work` in a process without the right to read files against their permissions; tells, too,
+// when it leaves a descriptor open.
+int withoutPrivilege(const std::function<int()>& work);
+
+#endif
