@@ -1,5 +1,6 @@
 // Lists, signatures, the order file and their directory, which change while a set is loaded.
 
+#include <pwd.h>
 #include <zemo/selfcheck/file_list.h>
 
 #include "races/set_fixture.h"
@@ -106,6 +107,56 @@ TEST_F(LoadingRacesTest, BadSignatureStaysBad) {
 
 TEST_F(LoadingRacesTest, ListThatIsPutBack) {
   raceAndPutBack(loading, listOf("b"), {named("replaced by a FIFO", fileChanges())});
+}
+
+// What the placeholders in a package's list stand for.
+
+class PackageRacesTest : public SetRacesTest {
+ protected:
+  static std::string packageFile(const std::string& name) {
+    return std::string(packagesDir) + "/demo/" + name;
+  }
+
+  // The entry of a file that is owned by the package's user.
+  static std::string ownedBy(const std::string& owner, const std::string& group) {
+    return entryLine("/x", "-", "-", "-", "-", owner, group) + "\n";
+  }
+
+  static void makePackage() {
+    clearLists();
+    clear(packagesDir);
+    makeDirectory(packageFile("target"));
+    writeFile(packageFile("user"), "daemon\n");
+    writeList(std::string(listDir) + "/packages/demo", "demo.full.a.list", ownedBy("$pkg", "$pkg"));
+  }
+
+  // `changed` when the package has no user, and so the ids that there are without one.
+  static int load() {
+    const passwd* const user = getpwnam("daemon");
+    FileList list("demo", "full");
+    if (user == nullptr || !list.loadList(false))
+      return failed;
+    if (linesOf(list) == ownedBy(std::to_string(user->pw_uid), std::to_string(user->pw_gid)))
+      return intact;
+    return linesOf(list) == ownedBy("0", "0") ? changed : misled;
+  }
+
+  void TearDown() override {
+    if (!IsSkipped())
+      clear(packagesDir);
+    SetRacesTest::TearDown();
+  }
+
+  Operation const loading = {packagesDir, makePackage, load};
+};
+
+TEST_F(PackageRacesTest, User) {
+  race(loading, packageFile("user"), without({"copy"}, fileChanges()));
+}
+
+TEST_F(PackageRacesTest, Target) {
+  race(loading, packageFile("target"),
+       without({"directory", "member", "unreadable", "copy"}, directoryChanges()));
 }
 
 // What the library's parts do by themselves.

@@ -16,43 +16,48 @@ using Fault = Change;
 
 class MixedRacesTest : public RacesTest {
  protected:
-  // What is there has the fault `first`; between two calls it comes to have `second` instead.
-  // `make` makes it without a fault, out of what is there, if anything.
+  // What is there has the fault `first`; between two calls another one with the fault `second`
+  // takes its place. `make` makes it without a fault, out of what is there, if anything.
   void exchange(const std::function<void()>& make, const Fault& first, const Fault& second) {
-    SCOPED_TRACE(first.name);
-    clear(files.path());
-    make();
-    std::string const list = files / "list";
-    writeFile(list, "WAM_SELF_CHECK\nfree text\n" + lines(), 0644);
-    Operation const operation = {path,
-                                 [this, make, first] {
-                                   remove(path);
-                                   remove(files / "former");
-                                   make();
-                                   first.make(path);
-                                 },
-                                 [this, list] { return check(list); }, changed};
-    race(operation, path,
-         {{"replaced by one " + second.name,
-           [this, make, second](const std::string& object) {
-             std::filesystem::rename(object, files / "former");  // who has it open finds all in it
-             make();
-             second.make(object);
-           }},
-          {"changed to one " + second.name,
-           [make, second](const std::string& object) {
-             make();
-             second.make(object);
-           }}},
-         [](const Situation& /*situation*/, int outcome) {
-           return outcome == changed || outcome == failed;
-         });
+    raceTo(make, first, {"replaced by one " + second.name, [=](const std::string& object) {
+                           // Whoever has the former one open still finds all in it.
+                           std::filesystem::rename(object, files / "former");
+                           make();
+                           second.make(object);
+                         }});
+  }
+
+  // The same, but it is changed itself.
+  void change(const std::function<void()>& make, const Fault& first, const Fault& second) {
+    raceTo(make, first, {"changed to one " + second.name, [=](const std::string& object) {
+                           make();
+                           second.make(object);
+                         }});
   }
 
   TemporaryDirectory files;
   std::string const path = files / "object";
 
  private:
+  void raceTo(const std::function<void()>& make, const Fault& first, const Change& to) {
+    SCOPED_TRACE(first.name);
+    clear(files.path());
+    make();
+    std::string const list = files / "list";
+    writeFile(list, "WAM_SELF_CHECK\nfree text\n" + lines());
+    Operation const operation = {path,
+                                 [=] {
+                                   remove(path);
+                                   remove(files / "former");
+                                   make();
+                                   first.make(path);
+                                 },
+                                 [this, list] { return check(list); }, changed};
+    race(operation, path, {to}, [](const Situation& /*situation*/, int outcome) {
+      return outcome == changed || outcome == failed;
+    });
+  }
+
   std::string lines() const {
     std::string const line = entryLine(path) + "\n";
     if (!S_ISDIR(statusOf(path).st_mode))
@@ -81,15 +86,33 @@ Fault const otherSize = {"of other size",
 Fault const strayMember = {"with a stray member",
                            [](const std::string& path) { writeFile(path + "/stray", ""); }};
 
+Fault const linked = {"behind a link", [](const std::string& path) {
+                        std::filesystem::rename(path, path + ".target");
+                        makeLink(path + ".target", path);
+                      }};
+Fault const asFile = {"that is a file", [](const std::string& path) {
+                        remove(path);
+                        writeFile(path, "", 0755);
+                      }};
+
+// Calls `use` with each two of the faults.
+void forEachPair(const std::vector<Fault>& faults,
+                 const std::function<void(const Fault& first, const Fault& second)>& use) {
+  for (const Fault& first : faults) {
+    for (const Fault& second : faults) {
+      if (&first != &second)
+        use(first, second);
+    }
+  }
+}
+
 TEST_F(MixedRacesTest, Files) {
   for (std::size_t const size : {10U, 300000U}) {
     auto const make = [this, size] { writeFile(path, std::string(size, 'x') + "\n"); };
-    for (const Fault& first : {otherContent, otherPermission, otherSize}) {
-      for (const Fault& second : {otherContent, otherPermission, otherSize}) {
-        if (first.name != second.name)
-          exchange(make, first, second);
-      }
-    }
+    forEachPair({otherContent, otherPermission, otherSize, linked},
+                [&](const Fault& first, const Fault& second) { exchange(make, first, second); });
+    forEachPair({otherContent, otherPermission, otherSize},
+                [&](const Fault& first, const Fault& second) { change(make, first, second); });
   }
 }
 
@@ -99,8 +122,10 @@ TEST_F(MixedRacesTest, Directories) {
     changeMode(path, 0755);
     clear(path);
   };
-  exchange(make, strayMember, otherPermission);
-  exchange(make, otherPermission, strayMember);
+  forEachPair({strayMember, otherPermission, asFile},
+              [&](const Fault& first, const Fault& second) { exchange(make, first, second); });
+  forEachPair({strayMember, otherPermission},
+              [&](const Fault& first, const Fault& second) { change(make, first, second); });
 }
 
 }  // namespace

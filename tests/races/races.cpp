@@ -30,7 +30,9 @@ struct Looks {
 Looks looksIn(const std::vector<Call>& calls, const std::string& object) {
   Looks looks = {calls.size(), 0};
   for (std::size_t number = 0; number < calls.size(); ++number) {
-    if (!looksAt(calls[number], object))
+    // A program that is run may look at everything.
+    bool const runsProgram = calls[number].number == SYS_clone;
+    if (!looksAt(calls[number], object) && !runsProgram)
       continue;
     looks.first = std::min(looks.first, number);
     // Closing is no look.
