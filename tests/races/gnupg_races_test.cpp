@@ -5,6 +5,8 @@
 #include <zemo/core.h>
 #include <zemo/selfcheck/file_list.h>
 
+#include <filesystem>
+
 #include "races/set_fixture.h"
 #include "races/window.h"
 #include "support/files.h"

@@ -4,6 +4,8 @@
 #include <unistd.h>
 #include <zemo/selfcheck/file_list.h>
 
+#include <filesystem>
+
 #include "races/races.h"
 #include "support/files.h"
 #include "support/temporary_directory.h"
