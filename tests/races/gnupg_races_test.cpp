@@ -28,7 +28,7 @@ int runGnuPG(const ExecCall& call) {
 
 class GnuPGRacesTest : public SetRacesTest {
  protected:
-  GnuPGRacesTest() : SetRacesTest(Speed::slow) {}
+  GnuPGRacesTest() : SetRacesTest(few) {}
 
   void SetUp() override {
     SetRacesTest::SetUp();

@@ -18,6 +18,8 @@ using Fault = Change;
 
 class MixedRacesTest : public RacesTest {
  protected:
+  MixedRacesTest() : RacesTest(all) {}
+
   // What is there has the fault `first`; between two calls another one with the fault `second`
   // takes its place. `make` makes it without a fault, out of what is there, if anything.
   void exchange(const std::function<void()>& make, const Fault& first, const Fault& second) {
@@ -61,7 +63,7 @@ class MixedRacesTest : public RacesTest {
   }
 
   std::string lines() const {
-    std::string const line = entryLine(path) + "\n";
+    std::string line = entryLine(path) + "\n";
     if (!S_ISDIR(statusOf(path).st_mode))
       return line;
     return entryLine(path, "-", "FIXED", "d", "755", std::to_string(geteuid()), "-") + "\n";
