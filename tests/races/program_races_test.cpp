@@ -18,6 +18,7 @@ namespace {
 int become(std::vector<std::string> words) {
   words.insert(words.begin(), ZEMO_TOOL);
   std::vector<char*> arguments;
+  arguments.reserve(words.size() + 1);
   for (std::string& word : words)
     arguments.push_back(word.data());
   arguments.push_back(nullptr);

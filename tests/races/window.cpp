@@ -20,7 +20,6 @@ bool Window::isRight(const Situation& situation, int outcome) {
 void Window::print() const {
   if (_calls == 0)
     return;
-  std::cout
-      << "             an unsigned list was read when the change came before one of the calls "
-      << _first << " to " << _last << " of " << _calls << "\n";
+  std::cout << "an unsigned list was read when the change came before one of the calls " << _first
+            << " to " << _last << " of " << _calls << "\n";
 }
