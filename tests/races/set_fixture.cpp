@@ -56,7 +56,7 @@ void SetRacesTest::clearLists() {
     changeMode(listDir, 0755);
     clear(listDir);
   } else {
-    remove(listDir);
+    remove(std::string(listDir));
     makeDirectory(listDir);
   }
   for (const char* const beside : {".copy", ".fifo"})
