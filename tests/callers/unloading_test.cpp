@@ -1,0 +1,103 @@
+// A caller that loads the library when it needs it, and unloads it afterwards.
+
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+#include <malloc.h>
+#include <zemo/core.h>
+#include <zemo/selfcheck/self_check_files.h>
+
+#include <algorithm>
+#include <string>
+
+#include "callers/shared_set.h"
+#include "entry_point/result_mask.h"
+#include "platform/caller.h"
+#include "support/files.h"
+
+namespace {
+
+// The library and, because that needs it, the core library.
+class Loaded {
+ public:
+  Loaded() : _handle(dlopen(ZEMO_SELF_CHECK_LIBRARY, RTLD_NOW | RTLD_LOCAL)) {
+    if (_handle == nullptr)
+      throw std::runtime_error(dlerror());
+  }
+  ~Loaded() { (void)dlclose(_handle); }
+  Loaded(const Loaded&) = delete;
+  Loaded& operator=(const Loaded&) = delete;
+
+  template <typename Function>
+  Function* function(const char* name) const {
+    void* const address = dlsym(_handle, name);
+    if (address == nullptr)
+      throw std::runtime_error(dlerror());
+    return reinterpret_cast<Function*>(address);
+  }
+
+ private:
+  void* _handle;
+};
+
+bool isMapped() {
+  return readFile("/proc/self/maps").find("libzemo") != std::string::npos;
+}
+
+size_t mappings() {
+  std::string const maps = readFile("/proc/self/maps");
+  return static_cast<size_t>(std::count(maps.begin(), maps.end(), '\n'));
+}
+
+size_t allocatedBytes() {
+  struct mallinfo2 const info = mallinfo2();
+  return info.uordblks + info.hblkhd;
+}
+
+class UnloadingTest : public SharedSetTest {
+ protected:
+  static void useLibrary(bool withGnuPG) {
+    Loaded const library;
+    std::string found;
+    std::string const path = pathOf("intact");
+    auto* const hash = library.function<bool(std::string, std::string&)>(
+        "_ZN4ZEMO10SELF_CHECK13calculateHashENSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEE"
+        "RS6_");
+    ASSERT_TRUE(hash(path, found));
+    ASSERT_EQ(found, intactDigest);
+    if (!withGnuPG)
+      return;
+    VLIBSzList* list = library.function<decltype(VLIBSzListAlloc)>("VLIBSzListAlloc")(1);
+    for (const std::string& named : paths())
+      ASSERT_GT(library.function<decltype(VLIBSzListPush)>("VLIBSzListPush")(&list, named.c_str()),
+                0);
+    std::vector<SELFCHECK_RESULT> results(paths().size());
+    ASSERT_EQ(library.function<decltype(SelfCheckFiles)>("SelfCheckFiles")(list, results.data()),
+              0);
+    ASSERT_EQ(masksOf(results), masks());
+    library.function<decltype(VLIBSzListFree)>("VLIBSzListFree")(list);
+  }
+};
+
+TEST_F(UnloadingTest, AThousandTimesLeavesNothing) {
+  auto const use = [](int rounds) {
+    for (int i = 0; i < rounds; ++i) {
+      useLibrary(i % 100 == 0);
+      if (HasFatalFailure())
+        return;
+    }
+  };
+  use(10);
+  EXPECT_FALSE(isMapped());
+  int const descriptors = openDescriptors();
+  size_t const mapped = mappings();
+  size_t const allocated = allocatedBytes();
+  bool const slow = sanitized || underValgrind();
+  use(slow ? 50 : 1000);
+  EXPECT_EQ(openDescriptors(), descriptors);
+  if (!slow) {
+    EXPECT_LE(mappings(), mapped);
+    EXPECT_LE(allocatedBytes(), allocated);
+  }
+}
+
+}  // namespace
