@@ -34,7 +34,7 @@ TEST_F(ForkingTest, AnotherThreadForksAllTheTime) {
     EXPECT_EQ(loadAndCheck(true), Outcome::right);
     stop = true;
     forking.join();
-    EXPECT_GT(forks, 10);
+    EXPECT_GT(forks, 0);
   });
 }
 

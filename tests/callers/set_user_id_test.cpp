@@ -41,6 +41,7 @@ class SetUserIdTest : public WholeLibraryTest {
   // environment that could lead it, or GnuPG, astray. It tells its results in `output`.
   void start(const std::string& output) {
     int const fd = open(output.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
+    std::string configuration = "OPENSSL_CONF=" + withoutDigests();
     ASSERT_EQ(dup2(fd, STDOUT_FILENO), STDOUT_FILENO);
     ASSERT_EQ(setresuid(emptyAccount, emptyAccount, emptyAccount), 0);
     std::vector<std::string> words = paths();
@@ -52,10 +53,18 @@ class SetUserIdTest : public WholeLibraryTest {
     char preload[] = "LD_PRELOAD=/missing.so";
     char home[] = "GNUPGHOME=/missing";
     char path[] = "PATH=/missing";
-    char configuration[] = "OPENSSL_CONF=/missing";
-    char* const environment[] = {preload, home, path, configuration, nullptr};
+    char* const environment[] = {preload, home, path, configuration.data(), nullptr};
     (void)execve(_program.c_str(), arguments.data(), environment);
     FAIL() << "the program was not started";
+  }
+
+  // The path of a configuration of OpenSSL's in which there is no digest.
+  std::string withoutDigests() const {
+    std::string path = _directory + "/openssl.cnf";
+    writeFile(path,
+              "openssl_conf = all\n[all]\nproviders = providers\n"
+              "[providers]\nnull = null\n[null]\nactivate = 1\n");
+    return path;
   }
 
   std::string const _directory = "/usr/zemo/caller";
@@ -66,6 +75,16 @@ TEST_F(SetUserIdTest, GetsTheRightResults) {
   std::string const output = _directory + "/output";
   inCaller([&] { start(output); });
   EXPECT_EQ(readFile(output), "secure\n001\n080\n000\n180\n");
+}
+
+// Whoever is not set-user-ID is led astray: but to a failure, not to a wrong result.
+TEST_F(SetUserIdTest, OtherProgramsWithoutDigestFail) {
+  changeMode(_program, 0755);
+  std::vector<std::string> words = paths();
+  words.insert(words.begin(), {"/usr/bin/env", "OPENSSL_CONF=" + withoutDigests(), _program});
+  ProgramRun const run = runProgram(words);
+  EXPECT_EQ(run.status, 1);
+  EXPECT_EQ(run.output, "");
 }
 
 TEST_F(SetUserIdTest, GnuPGGetsNothingOfTheEnvironment) {
