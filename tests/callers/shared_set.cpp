@@ -33,6 +33,7 @@ void SharedSetTest::SetUpTestSuite() {
   makeDirectory(pathOf("fixed"));
   for (const char* const name : {"intact", "changed", "unlisted", "fixed/member", "fixed/stray"})
     writeFile(pathOf(name), "content");
+  writeFile(pathOf("changed"), std::string(12345, 'x'));  // a number with digits to group
 
   // The order of lists counts, and their names need not be text in any locale.
   std::string const lists[] = {
