@@ -196,7 +196,7 @@ def lines(arguments):
 
 def blank_lines(arguments):
     """A list of four GiB of blank lines: entries without a path, each replacing the last."""
-    size = (16 if arguments.quick else 4096) * MIB
+    size = arguments.blank_lines * MIB
     found = []
     for length in (size // 64, size):
         path = arguments.directory / "blank"
