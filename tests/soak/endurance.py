@@ -58,7 +58,6 @@ def calls(arguments):
     yield call_often(arguments, "GnuPG", thousand, words)
     with gnupg_replaced():
         yield call_often(arguments, "a stand-in for GnuPG", 9 * thousand, words)
-    lists.clear()
 
 
 def timed(name, words, seconds):
@@ -85,7 +84,6 @@ def timed(name, words, seconds):
 def mixed(arguments):
     """Loading, checking, tampering and forging in any order, beside a model."""
     yield timed("mixed operations", [arguments.build / "tests/soak/mixed_test"], arguments.time)
-    lists.clear()
 
 
 def threads(arguments):
@@ -93,4 +91,3 @@ def threads(arguments):
     # The sanitizer of this compiler does not know the address space that newer kernels hand out.
     program = arguments.threads_build / "tests/callers/callers_threads_test"
     yield timed("16 threads", ["setarch", "-R", program], arguments.threads_seconds)
-    lists.clear()

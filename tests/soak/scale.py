@@ -119,7 +119,6 @@ def entries(arguments):
                 holds(changed, intact=0, changed_entries=3, **records),
             )
         lists.clear()
-    shutil.rmtree(TREE)
 
 
 def members(arguments):
@@ -191,7 +190,6 @@ def lines(arguments):
     right.update(growth(*found, 10, 3, 1.25))
     right.update(at_most("the line is held", found[1]["kib"] * 1024 / size, 5))
     yield Row(f"listorder's line of {size // MIB} MiB", figures(found[1], size), right)
-    lists.clear()
 
 
 def blank_lines(arguments):
