@@ -79,6 +79,8 @@ class UnloadingTest : public SharedSetTest {
 };
 
 TEST_F(UnloadingTest, AThousandTimesLeavesNothing) {
+  if (sanitized || underValgrind())
+    GTEST_SKIP() << "this tool takes what libcrypto keeps for the library for lost";
   auto const use = [](int rounds) {
     for (int i = 0; i < rounds; ++i) {
       useLibrary(i % 100 == 0);
@@ -91,13 +93,10 @@ TEST_F(UnloadingTest, AThousandTimesLeavesNothing) {
   int const descriptors = openDescriptors();
   size_t const mapped = mappings();
   size_t const allocated = allocatedBytes();
-  bool const slow = sanitized || underValgrind();
-  use(slow ? 50 : 1000);
+  use(1000);
   EXPECT_EQ(openDescriptors(), descriptors);
-  if (!slow) {
-    EXPECT_LE(mappings(), mapped);
-    EXPECT_LE(allocatedBytes(), allocated);
-  }
+  EXPECT_LE(mappings(), mapped);
+  EXPECT_LE(allocatedBytes(), allocated);
 }
 
 }  // namespace
