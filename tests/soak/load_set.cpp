@@ -43,11 +43,14 @@ void say(const char* name, Value value) {
 
 void check(FileList& list) {
   long entries = 0;
+  size_t text = 0;  // that the records hold
   std::map<CHECK_ERROR, long> records;
   list.addHook([&](boost::shared_ptr<ProtectedFile>& file, bool&) {
     ++entries;
-    for (const CheckError* error : file->_errors)
+    for (const CheckError* error : file->_errors) {
       ++records[error->_error];
+      text += error->_filePath.size() + error->_expected.size();
+    }
     return 0;
   });
   double const start = seconds();
@@ -55,6 +58,7 @@ void check(FileList& list) {
   say("check_seconds", seconds() - start);
   say("intact", static_cast<int>(intact));
   say("changed_entries", entries);
+  say("text", text);
   for (const auto& [kind, count] : records)
     say(("records_" + std::to_string(kind)).c_str(), count);
 }

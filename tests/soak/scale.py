@@ -147,33 +147,36 @@ def members(arguments):
         shutil.rmtree(TREE)
 
 
-# Kinds of long lines: what the list holds behind its first line, what the check of it finds, and how
-# many times the line's length it may take. A line is held as it is read, as the constructor's
-# argument, when it is split, and in the entry; its path also in the map and in the record of a
-# mismatch. A column takes eight bytes more.
+# Kinds of long lines: what the list holds behind its first line, what the check of it finds, how many
+# bytes beside the long text its record holds (None: not that text either), and how many times the
+# line's length it may take. A line is held as it is read, as the constructor's argument, when it is
+# split, and in the entry; its path also in the map and in the record of a mismatch. A column takes
+# eight bytes more.
 LINES = {
-    "second line": (lambda text: f"{text}\n/usr{lists.ANY}", {"intact": 1}, 3),
-    "path": (lambda text: f"\n/{text}{lists.ANY}", {"records_8": 1}, 7),
+    "second line": (lambda text: f"{text}\n/usr{lists.ANY}", {"intact": 1}, None, 3),
+    "path": (lambda text: f"\n/{text}{lists.ANY}", {"records_8": 1}, len("/"), 7),
     "content column": (
         lambda text: f"\n/dev/null\t-\t{text}\tc\t-\t-\t-",
         {"records_2": 1},
+        len("/dev/null"),
         7,
     ),
-    "no column": (lambda text: f"\n{text}", {"records_8": 1}, 5),
-    "columns only": (lambda text: "\n" + "\t" * len(text), {"records_8": 1}, 13),
+    "no column": (lambda text: f"\n{text}", {"records_8": 1}, None, 5),
+    "columns only": (lambda text: "\n" + "\t" * len(text), {"records_8": 1}, None, 13),
 }
 
 
 def lines(arguments):
     """Lines of a hundred MiB."""
     size = (10 if arguments.quick else 100) * MIB
-    for kind, (list_text, expected, times) in LINES.items():
+    for kind, (list_text, expected, beside, times) in LINES.items():
         found = []
         for length in (size // 10, size):
             path = lists.write("long", [])
             path.write_text("WAM_SELF_CHECK\n" + list_text("x" * length) + "\n")
             found.append(load_set(arguments, "check"))
-        right = holds(found[1], loaded=1, entries=1, log_lines=0, **expected)
+        text = 0 if beside is None else size + beside
+        right = holds(found[1], loaded=1, entries=1, log_lines=0, text=text, **expected)
         right.update(growth(*found, 10, 3, 1.25))
         right.update(at_most("the line is held", found[1]["kib"] * 1024 / size, times))
         yield Row(f"{kind} of {size // MIB} MiB", figures(found[1], size), right)
