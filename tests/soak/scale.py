@@ -147,8 +147,8 @@ def members(arguments):
         shutil.rmtree(TREE)
 
 
-# Kinds of long lines: what the list holds behind its first line, what the check of it finds, how many
-# bytes beside the long text its record holds (None: not that text either), and how many times the
+# Kinds of long lines: what the list holds behind its first line, what the check of it finds, how
+# many bytes beside the long text its record holds (None: not that text either), and how many times the
 # line's length it may take. A line is held as it is read, as the constructor's argument, when it is
 # split, and in the entry; its path also in the map and in the record of a mismatch. A column takes
 # eight bytes more.
