@@ -149,9 +149,9 @@ def members(arguments):
 
 # Kinds of long lines: what the list holds behind its first line, what the check of it finds, how
 # many bytes beside the long text its record holds (None: not that text either), and how many times
-# the line's length it may take. A line is held as it is read, as the constructor's argument, when it
-# is split, and in the entry; its path also in the map and in the record of a mismatch. A column takes
-# eight bytes more.
+# the line's length it may take. A line is held as it is read, as the constructor's argument, when
+# it is split, and in the entry; its path also in the map and in the record of a mismatch. A column
+# takes eight bytes more.
 LINES = {
     "second line": (lambda text: f"{text}\n/usr{lists.ANY}", {"intact": 1}, None, 2),
     "path": (lambda text: f"\n/{text}{lists.ANY}", {"records_8": 1}, len("/"), 5),
