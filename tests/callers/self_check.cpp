@@ -9,6 +9,7 @@
 #include "entry_point/path_list.h"
 #include "entry_point/result_mask.h"
 
+// NOLINTNEXTLINE(bugprone-exception-escape): an exception shall end it
 int main(int argc, char** argv) {
   PathList const paths(std::vector<std::string>(argv + 1, argv + argc));
   std::vector<SELFCHECK_RESULT> results(static_cast<size_t>(argc));
