@@ -60,6 +60,7 @@ class Doctor {
     addPackages(sets);
     for (const std::string& set : sets)
       examine(set);
+    _findings.settle();
     summarize(sets.size());
     return _findings.status();
   }
@@ -140,7 +141,8 @@ class Doctor {
       files.orderLines = orderLines(files.directory);
     } catch (const Failure&) {
       if (isReadable(files.directory + "/listorder"))
-        throw;  // otherwise checkOrder() tells of it
+        throw;
+      _findings.leftOut(files.directory + "/listorder");  // checkOrder() tells of it
     }
     files.orderPosition = orderPositions(files.orderLines);
     bool const complete = readLists(files);
@@ -158,6 +160,7 @@ class Doctor {
       files.contents.emplace_back();
       std::error_code ignored;
       if (!std::filesystem::is_regular_file(list, ignored)) {
+        _findings.leftOut(list);
         complete = false;
         continue;
       }

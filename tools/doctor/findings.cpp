@@ -50,6 +50,12 @@ void Findings::problems(ExitStatus status, const Repeated& what, const std::stri
   _problems += what.count();
 }
 
+void Findings::settle() {
+  if (_problems == 0 && !_leftOut.empty())
+    problem(STATUS_UNCHECKED, inQuotes(_leftOut) + " could not be looked at for a moment",
+            "run this again");
+}
+
 std::string shellWord(const std::string& name) {
   static const char* const plain =
       "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789/._-+,:@%";

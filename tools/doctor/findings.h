@@ -38,6 +38,13 @@ class Findings {
   void problems(ExitStatus status, const Repeated& what, const std::string& mend,
                 const std::string& otherwise);
 
+  // `path` could not be looked at, of which another check tells.
+  void leftOut(const std::string& path) { _leftOut = path; }
+
+  // To be called at the end. If no other check has told of what was left out, it could not be looked
+  // at for a moment only, and is not known to be well.
+  void settle();
+
   int status() const { return _status; }
   std::size_t problemCount() const { return _problems; }
   std::size_t wellCount() const { return _well; }
@@ -47,6 +54,7 @@ class Findings {
   int _status = STATUS_INTACT;
   std::size_t _problems = 0;
   std::size_t _well = 0;
+  std::string _leftOut;
 };
 
 // `name` as one word of a shell's command line that a terminal shows as it is.

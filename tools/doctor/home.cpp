@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <vector>
 
 #include "common/process.h"
@@ -21,7 +22,7 @@ const char* const makeHome = "zemo-selfcheck init-home --import KEYFILE";
 
 bool exists(const std::string& path) {
   struct stat status = {};
-  return lstat(path.c_str(), &status) == 0;
+  return lstat(path.c_str(), &status) == 0 || errno != ENOENT;
 }
 
 bool checkProgram(Findings& findings) {
@@ -53,8 +54,10 @@ bool checkProgram(Findings& findings) {
 // What only its owner may read serves nobody else.
 void checkReadable(const std::string& path, Findings& findings) {
   struct stat status = {};
-  if (stat(path.c_str(), &status) != 0)
-    return;  // told by Ownership
+  if (stat(path.c_str(), &status) != 0) {
+    findings.leftOut(path);  // Ownership tells of it
+    return;
+  }
   bool const directory = S_ISDIR(status.st_mode);
   mode_t const wanted = directory ? S_IROTH | S_IXOTH : S_IROTH;
   std::string const mend = (directory ? "chmod a+rx " : "chmod a+r ") + shellWord(path);
@@ -105,8 +108,10 @@ void checkOptions(Findings& findings) {
   bool const isThere = exists(path);
   if (isThere) {
     checkReadable(path, findings);
-    if (!isReadable(path))
+    if (!isReadable(path)) {
+      findings.leftOut(path);
       return;
+    }
   } else {
     findings.problem(STATUS_UNCHECKED, inQuotes(path) + " does not exist", makeHome);
   }
@@ -150,7 +155,11 @@ bool checkHome(Ownership& ownership, Findings& findings) {
   bool const runs = checkProgram(findings);
   checkReadable(systemDirectory, findings);
   // What is in a directory that this caller cannot look into is not known to be missing.
-  if (!isReadable(systemDirectory) || !checkFiles(ownership))
+  if (!isReadable(systemDirectory)) {
+    findings.leftOut(systemDirectory);
+    return false;
+  }
+  if (!checkFiles(ownership))
     return false;
   checkKeyRing(findings);
   checkOtherConfigurations(findings);
