@@ -1,0 +1,339 @@
+#!/usr/bin/env python3
+"""Changes the libraries, one place at a time, and sees whether the tests notice.
+
+    mutants.py [--only PATTERN] [--list] [--jobs N] [--resume]
+
+A mutant is one change (see changes.py) of a file of src/ or platform/, named FILE:LINE:COLUMN:RULE. Each is
+built in a copy of the source tree, below build/mutants/, and tested until a test program fails. Whoever survives is
+either killed by a new test, or shown to change nothing that can be noticed, in equivalent.txt. The exit status
+is 1 while there are others.
+"""
+
+import argparse
+import concurrent.futures
+import contextlib
+import fnmatch
+import hashlib
+import itertools
+import json
+import os
+import queue
+import subprocess
+import sys
+import threading
+import time
+from collections import Counter
+from pathlib import Path
+
+sys.path.insert(0, str(Path(__file__).resolve().parent))
+sys.dont_write_bytecode = True
+
+import changes  # noqa: E402
+
+ROOT = Path(__file__).resolve().parent.parent.parent
+BUILD = ROOT / "build" / "mutants"
+RESULTS = BUILD / "results.txt"
+EQUIVALENT = Path(__file__).resolve().parent / "equivalent.txt"
+TRIAL = Path(__file__).resolve().parent / "trial.py"
+PRIVATE_ROOT = ROOT / "scripts" / "private-root"
+FOLDERS = ("src", "platform")
+SURVIVED, UNBUILDABLE = "survived", "unbuildable"
+LIBRARIES = ["zemocore", "zemopkg", "zemoselfcheck"]
+LEAST_SECONDS = 10
+# As ./dev test builds, but for what the libraries do not need.
+COMMON = [
+    *("-G", "Ninja", "-DZEMO_WERROR=ON", "-DZEMO_TESTS=ON"),
+    *("-DZEMO_TOOLS=OFF", "-DZEMO_MAN=OFF", "-DZEMO_EXAMPLES=OFF"),
+    # Programs need not be linked anew with a library that has changed inside only.
+    "-DCMAKE_LINK_DEPENDS_NO_SHARED=ON",
+    f"-DCMAKE_PROJECT_INCLUDE={ROOT}/tests/mutants/faster.cmake",
+]
+PLAIN = []
+SANITIZED = [
+    *("-DCMAKE_BUILD_TYPE=Debug", "-DCMAKE_CXX_FLAGS_DEBUG=-g1"),
+    "-DZEMO_SANITIZE=address,undefined",
+]
+
+
+class Failure(Exception):
+    """What a program that failed has printed."""
+
+
+class Program:
+    """A test program."""
+
+    def __init__(self, path):
+        self.path = path
+        self.name = Path(path).name
+        self.folder = Path(path).parent.name
+        self.has_objects = "internals" in self.name  # and not the library
+        self.seconds = 0.0
+
+    def nearness(self, file):
+        """How likely it tests a file, going by their names."""
+        stem, folder = Path(file).stem, Path(file).parent.name
+        return self.name.startswith(stem), self.folder == folder, self.folder in file
+
+
+class Build:
+    """A build of a copy of the source tree."""
+
+    def __init__(self, tree, name, options, mebibytes):
+        print(f"Building what is not changed ({tree.name}, {name})", flush=True)
+        self.path = tree / "build" / name
+        run("cmake", "-S", tree, "-B", self.path, *COMMON, *options)
+        self.make([*LIBRARIES, *self.commands()])
+        self.runner = subprocess.Popen(
+            [PRIVATE_ROOT, "--or-without", sys.executable, TRIAL, str(mebibytes)],
+            stdin=subprocess.PIPE,
+            stdout=subprocess.PIPE,
+            text=True,
+        )
+        self.programs = [Program(command) for command in self.commands().values()]
+        for program in self.programs:
+            started = time.monotonic()
+            verdict = self.trial([program], 300)
+            program.seconds = time.monotonic() - started
+            if verdict != SURVIVED:
+                sys.exit(f"mutants: {program.path} fails without any change")
+
+    def commands(self):
+        """The names of the test programs, and their paths, which are not known before they are built."""
+        shown = run("ctest", "--test-dir", self.path, "--show-only=json-v1")
+        found = {test["name"]: test.get("command", [""])[0] for test in json.loads(shown)["tests"]}
+        return {name: path for name, path in found.items() if not path.endswith(".sh")}
+
+    def make(self, targets):
+        return run("cmake", "--build", self.path, "--target", *targets)
+
+    def trial(self, programs, least_seconds):
+        words = [f"{program.path} {least_seconds + round(4 * program.seconds)}" for program in programs]
+        print(*words, file=self.runner.stdin, flush=True)
+        return self.runner.stdout.readline().strip()
+
+    def test(self, order):
+        """What becomes of the tree as it is: unbuildable, killed PROGRAM, timeout PROGRAM or survived."""
+        try:
+            self.make(LIBRARIES)
+            for has_objects, programs in itertools.groupby(order(self.programs), lambda one: one.has_objects):
+                group = list(programs)
+                if has_objects:
+                    self.make(program.name for program in group)
+                verdict = self.trial(group, LEAST_SECONDS)
+                if verdict != SURVIVED:
+                    return verdict
+        except Failure:
+            return UNBUILDABLE
+        return SURVIVED
+
+
+class Copy:
+    """A copy of the source tree with builds of its own."""
+
+    def __init__(self, number, source):
+        self.tree = BUILD / str(number)
+        synchronize(source, self.tree)
+        self.plain = Build(self.tree, "plain", PLAIN, 8192)
+        self.sanitized = None
+
+    def test(self, mutant, order):
+        with changed(self.tree, mutant):
+            verdict = self.plain.test(order)
+        if verdict == SURVIVED:  # Memory that is lost or misused shows with sanitizers only.
+            if self.sanitized is None:
+                self.sanitized = Build(self.tree, "sanitized", SANITIZED, 0)
+            with changed(self.tree, mutant):
+                verdict = self.sanitized.test(order)
+        return verdict
+
+
+@contextlib.contextmanager
+def changed(tree, mutant):
+    path = tree / mutant.file
+    source = path.read_text()
+    path.write_text(mutant.applied(source))
+    try:
+        yield
+    finally:
+        path.write_text(source)
+
+
+class Results:
+    """What became of each mutant, on disk, so that a run can be resumed."""
+
+    def __init__(self, resume):
+        self.found = {}  # (name, digest of the file) -> verdict
+        self.killers = {}  # file -> Counter of program names
+        self.lock = threading.Lock()
+        if resume and RESULTS.exists():
+            for line in RESULTS.read_text().splitlines():
+                name, digest, verdict = line.split("\t")
+                self.note(name, digest, verdict)
+        RESULTS.parent.mkdir(parents=True, exist_ok=True)
+        self.file = RESULTS.open("a" if resume else "w")
+
+    def note(self, name, digest, verdict):
+        self.found[name, digest] = verdict
+        if " " in verdict:
+            self.killers.setdefault(name.split(":")[0], Counter())[verdict.split()[1]] += 1
+
+    def add(self, name, digest, verdict):
+        with self.lock:
+            self.note(name, digest, verdict)
+            print(f"{name}\t{digest}\t{verdict}", file=self.file, flush=True)
+
+    def order(self, file, programs):
+        """The programs, those first that are likely to kill a mutant of the file."""
+        kills = self.killers.get(file, Counter())
+
+        def key(program):
+            return kills[program.name], program.nearness(file), -program.seconds
+
+        return sorted(programs, key=key, reverse=True)
+
+
+def run(*words):
+    done = subprocess.run([str(word) for word in words], capture_output=True, text=True, check=False)
+    if done.returncode != 0:
+        raise Failure(f"mutants: {words[0]} failed: {done.stdout}{done.stderr}")
+    return done.stdout
+
+
+def files_below(folder):
+    found = set()
+    for member in folder.iterdir():
+        if member.name != "build":
+            found |= {path for path in [member, *member.rglob("*")] if path.is_file()}
+    return {path.relative_to(folder) for path in found}
+
+
+def synchronize(source, target):
+    """Makes `target` a copy of `source`; what is the same stays untouched, and so does what was built of it."""
+    target.mkdir(parents=True, exist_ok=True)
+    for name in files_below(target) - files_below(source):
+        (target / name).unlink()
+    for name in files_below(source):
+        old, new = target / name, source / name
+        if not old.exists() or old.read_bytes() != new.read_bytes():
+            old.parent.mkdir(parents=True, exist_ok=True)
+            old.write_bytes(new.read_bytes())
+            old.chmod(new.stat().st_mode)
+
+
+def copy_source():
+    source = BUILD / "source"
+    run("rm", "-rf", source)
+    run(ROOT / "scripts" / "copy-source", source)
+    return source
+
+
+def digest_of(text):
+    return hashlib.sha256(text.encode()).hexdigest()[:16]
+
+
+def all_mutants():
+    """[(mutant, digest of its file)]"""
+    found = []
+    for folder in FOLDERS:
+        for path in sorted((ROOT / folder).rglob("*")):
+            if path.suffix in (".cpp", ".h"):
+                text = path.read_text()
+                made = changes.mutants(str(path.relative_to(ROOT)), text)
+                found += [(mutant, digest_of(text)) for mutant in made]
+    return found
+
+
+def equivalents():
+    """(file, key, line of source) -> reason"""
+    found = {}
+    for number, line in enumerate(EQUIVALENT.read_text().splitlines(), 1):
+        if line and not line.startswith("# "):
+            parts = line.split(" :: ")
+            if len(parts) != 4:
+                sys.exit(f"{EQUIVALENT.name}:{number}: not FILE :: RULE :: SOURCE LINE :: REASON")
+            found[tuple(parts[:3])] = parts[3]
+    return found
+
+
+def key_of(mutant):
+    return mutant.file, mutant.key, mutant.source_line
+
+
+def parse(words):
+    parser = argparse.ArgumentParser(prog="./dev mutants", description="Tests whether the tests notice changes.")
+    parser.add_argument("--only", metavar="PATTERN", default="*", help="those whose names match, such as 'src/log*'")
+    parser.add_argument("--list", action="store_true", help="name the mutants and test none")
+    parser.add_argument("--jobs", type=int, default=1, help="test so many at once, each in a build of its own")
+    parser.add_argument("--resume", action="store_true", help="test those only that no earlier run has seen killed")
+    return parser.parse_args(words)
+
+
+def test_all(wanted, results, jobs):
+    """Yields each mutant and what became of it."""
+    source = copy_source()
+    copies = queue.Queue()
+    for number in range(1, jobs + 1):
+        copies.put(Copy(number, source))
+
+    def test(mutant, digest):
+        copy = copies.get()
+        try:
+            verdict = copy.test(mutant, lambda programs: results.order(mutant.file, programs))
+        finally:
+            copies.put(copy)
+        results.add(mutant.name, digest, verdict)
+        return mutant, verdict
+
+    with concurrent.futures.ThreadPoolExecutor(jobs) as pool:
+        tests = [pool.submit(test, mutant, digest) for mutant, digest in wanted]
+        for number, done in enumerate(concurrent.futures.as_completed(tests), 1):
+            mutant, verdict = done.result()
+            print(f"[{number}/{len(wanted)}] {mutant.name} {verdict}", flush=True)
+            yield mutant, verdict
+
+
+def main(words):
+    options = parse(words)
+    everything = all_mutants()
+    known = equivalents()
+    stale = set(known) - {key_of(mutant) for mutant, _ in everything}
+    for file, key, line in sorted(stale):
+        print(f"{EQUIVALENT.name}: there is no {key} in {file}: {line}", file=sys.stderr)
+    chosen = [(mutant, digest) for mutant, digest in everything if fnmatch.fnmatch(mutant.name, options.only)]
+    if options.list:
+        for mutant, _ in chosen:
+            reason = known.get(key_of(mutant))
+            print(mutant.name, repr(mutant.text), *([f"equivalent: {reason}"] if reason else []))
+        return 1 if stale else 0
+
+    results = Results(options.resume)
+    counts, survivors, wanted = Counter(), [], []
+    for mutant, digest in chosen:
+        verdict = results.found.get((mutant.name, digest), SURVIVED)
+        if key_of(mutant) in known:
+            counts["equivalent"] += 1
+        elif verdict == SURVIVED:
+            wanted.append((mutant, digest))
+        else:
+            counts[verdict.split()[0]] += 1
+    if wanted:
+        for mutant, verdict in test_all(wanted, results, options.jobs):
+            counts[verdict.split()[0]] += 1
+            if verdict == SURVIVED:
+                survivors.append(mutant)
+    made = len(chosen) - counts[UNBUILDABLE]
+    print(
+        f"{made} mutants: {counts['killed']} killed, {counts['timeout']} timed out, "
+        f"{counts['equivalent']} equivalent, {counts[SURVIVED]} survived"
+    )
+    for mutant in sorted(survivors, key=lambda mutant: mutant.name):
+        print(f"survived: {mutant.name} {mutant.text!r} in: {mutant.source_line}")
+    return 1 if survivors or stale else 0
+
+
+if __name__ == "__main__":
+    os.chdir(ROOT)
+    try:
+        sys.exit(main(sys.argv[1:]))
+    except Failure as failure:
+        sys.exit(str(failure))

@@ -1,0 +1,63 @@
+#!/usr/bin/env python3
+"""Runs test programs, one after another, until one fails.
+
+    trial.py MEBIBYTES
+
+Each may take so much address space (0: any). Each line of the input is a trial: PROGRAM SECONDS [PROGRAM SECONDS]...
+Its answer is a line "killed PROGRAM", "timeout PROGRAM" or "survived".
+"""
+
+import os
+import resource
+import signal
+import subprocess
+import sys
+import tempfile
+
+
+def limits(mebibytes, seconds):
+    def limit():
+        # Endless loops end by the time that they compute, however busy the machine is.
+        resource.setrlimit(resource.RLIMIT_CPU, (seconds, seconds + 1))
+        resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
+        if mebibytes:
+            resource.setrlimit(resource.RLIMIT_AS, (mebibytes << 20, mebibytes << 20))
+
+    return limit
+
+
+def run(program, mebibytes, seconds, directory):
+    """The exit status, or None after too long a time."""
+    process = subprocess.Popen(
+        [program, "--gtest_fail_fast", "--gtest_brief=1"],
+        stdin=subprocess.DEVNULL,
+        stdout=subprocess.DEVNULL,
+        stderr=subprocess.DEVNULL,
+        env={**os.environ, "TMPDIR": directory},
+        preexec_fn=limits(mebibytes, seconds),
+        start_new_session=True,
+    )
+    try:
+        status = process.wait(4 * seconds)
+    except subprocess.TimeoutExpired:
+        status = None
+    try:
+        os.killpg(process.pid, signal.SIGKILL)  # also what it has left running
+    except ProcessLookupError:
+        pass
+    process.wait()
+    return None if status == -signal.SIGXCPU else status
+
+
+def trial(words, mebibytes):
+    for program, seconds in zip(words[::2], words[1::2]):
+        with tempfile.TemporaryDirectory(prefix="mutant.", ignore_cleanup_errors=True) as directory:
+            status = run(program, mebibytes, int(seconds), directory)
+        if status != 0:
+            return f"{'timeout' if status is None else 'killed'} {os.path.basename(program)}"
+    return "survived"
+
+
+if __name__ == "__main__":
+    for line in sys.stdin:
+        print(trial(line.split(), int(sys.argv[1])), flush=True)
