@@ -1,5 +1,6 @@
 #include "open_file.h"
 
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sched.h>
@@ -7,12 +8,37 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 #include <csignal>
 #include <thread>
 
 #include "protected_file/digest.h"
 #include "support/files.h"
 #include "support/temporary_directory.h"
+
+namespace {
+
+// What the next calls of open fail with.
+std::vector<int> openErrors;
+
+}  // namespace
+
+int open(const char* path, int flags, ...) {
+  static auto* const real =
+      reinterpret_cast<int (*)(const char*, int, ...)>(dlsym(RTLD_NEXT, "open64"));
+  if (!openErrors.empty()) {
+    errno = openErrors.front();
+    openErrors.erase(openErrors.begin());
+    return -1;
+  }
+  return real(path, flags, 0600);
+}
+
+// What fortification turns an open without a mode into.
+extern "C" int checkedOpen(const char* path, int flags) __asm__("__open64_2");
+int checkedOpen(const char* path, int flags) {
+  return open(path, flags);
+}
 
 namespace {
 
@@ -112,6 +138,40 @@ TEST_F(OpenFileTest, WhatHasTakenTheLeasedFilesPlaceIsNotWaitedFor) {
   }
   done = true;
   replacing.join();
+}
+
+TEST_F(OpenFileTest, LeasedFileThatIsGoneIsNotWaitedFor) {
+  openErrors = {EWOULDBLOCK};
+  EXPECT_LT(openFile(_directory / "missing", 0), 0);
+  EXPECT_TRUE(openErrors.empty());
+}
+
+TEST_F(OpenFileTest, WhatIsNoRegularFileIsNotTriedAgain) {
+  std::string const fifo = _directory / "fifo";
+  makeFifo(fifo);
+  openErrors = {EWOULDBLOCK};
+  EXPECT_LT(openFile(fifo, 0), 0);
+  std::string const link = _directory / "link";
+  makeLink(_path, link);
+  openErrors = {EWOULDBLOCK};
+  EXPECT_LT(openFile(link, O_NOFOLLOW), 0);
+}
+
+TEST_F(OpenFileTest, LinkToALeasedFileIsFollowed) {
+  std::string const link = _directory / "link";
+  makeLink(_path, link);
+  openErrors = {EWOULDBLOCK, EWOULDBLOCK};
+  int const fd = openFile(link, 0);
+  EXPECT_TRUE(isRegularFile(fd));
+  (void)close(fd);
+}
+
+TEST_F(OpenFileTest, OtherErrorThanTheLeaseEndsTheWait) {
+  openErrors = {EWOULDBLOCK, EACCES, EWOULDBLOCK};
+  EXPECT_LT(openFile(_path, 0), 0);
+  EXPECT_EQ(errno, EACCES);
+  EXPECT_EQ(openErrors.size(), 1U);
+  openErrors.clear();
 }
 
 TEST_F(OpenFileTest, ClosingDoesNotCancelTheThread) {

@@ -143,9 +143,18 @@ Descriptor::~Descriptor() {
 }
 
 void refuseSystemCall(int number, int error) {
+  refuseSystemCall(number, error, 0, 0, 0);
+}
+
+void refuseSystemCall(int number, int error, int index, unsigned int mask, unsigned int value) {
+  auto const argument =
+      static_cast<unsigned int>(offsetof(seccomp_data, args) + sizeof(__u64) * index);
   sock_filter filter[] = {
       BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
-      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, static_cast<unsigned int>(number), 0, 1),
+      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, static_cast<unsigned int>(number), 0, 4),
+      BPF_STMT(BPF_LD | BPF_W | BPF_ABS, argument),
+      BPF_STMT(BPF_ALU | BPF_AND | BPF_K, mask),
+      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, value, 0, 1),
       BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | static_cast<unsigned int>(error)),
       BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
   };

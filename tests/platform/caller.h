@@ -54,4 +54,7 @@ class Descriptor {
 // Makes the system call `number` fail with `error` in this process and its children, for ever.
 void refuseSystemCall(int number, int error);
 
+// The same, where the bits `mask` of the argument `index` are `value`.
+void refuseSystemCall(int number, int error, int index, unsigned int mask, unsigned int value);
+
 #endif

@@ -8,6 +8,7 @@
 #include <unistd.h>
 #include <zemo/core.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <map>
 #include <memory>
@@ -174,6 +175,61 @@ TEST_F(ExecDescriptorsTest, IsolationWorksWhereClosingARangeIsRefused) {
       ASSERT_EQ(dup2(0, fd), fd);
     refuseSystemCall(SYS_close_range, ENOSYS);
     EXPECT_EQ(arrived(VLIB_EXEC_ISOLATE | allStreams), onlyNull);
+  });
+}
+
+TEST_F(ExecDescriptorsTest, IsolationReachesWhatALargeLimitAllows) {
+  if (underValgrind())
+    GTEST_SKIP() << "this tool keeps descriptors of its own beyond the limit";
+  constexpr rlim_t many = 70'000;
+  rlimit before = {};
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+  rlimit const large = {many, std::max(many, before.rlim_max)};
+  if (setrlimit(RLIMIT_NOFILE, &large) != 0)
+    GTEST_SKIP() << "needs a larger limit of descriptors";
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
+  inCaller([&large] {
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &large), 0);
+    ASSERT_EQ(dup2(0, many - 1), static_cast<int>(many - 1));
+    refuseSystemCall(SYS_close_range, ENOSYS);
+    constexpr char isClosed[] = "[ ! -e /proc/$$/fd/69999 ]";
+    EXPECT_LT(shell(allStreams, isClosed), 0);
+    EXPECT_EQ(shell(VLIB_EXEC_ISOLATE | allStreams, isClosed), 0);
+  });
+}
+
+TEST_F(ExecDescriptorsTest, NoNullDeviceIsFailureWhereOneIsNeeded) {
+  if (underValgrind())
+    GTEST_SKIP() << "this tool has no system call filters";
+  inCaller([] {
+    refuseSystemCall(SYS_openat, EACCES, 2, ~0U, O_RDWR);
+    EXPECT_LT(execute("/bin/true", VLIB_EXEC_WAIT | allStreams), 0);
+    EXPECT_EQ(VLIBErrGet(), VLIB_ERR_PROGRAM_FAILED);
+    EXPECT_LT(execute("/bin/true", VLIB_EXEC_STDERR_NULL), 0);
+    EXPECT_EQ(execute("/bin/true", VLIB_EXEC_WAIT), 0);
+  });
+}
+
+TEST_F(ExecDescriptorsTest, StreamThatCannotBecomeNullIsFailure) {
+  if (underValgrind())
+    GTEST_SKIP() << "this tool has no system call filters";
+  inCaller([] {
+    refuseSystemCall(SYS_dup2, EBUSY);
+    EXPECT_LT(execute("/bin/true", VLIB_EXEC_WAIT | allStreams), 0);
+    EXPECT_EQ(VLIBErrGet(), VLIB_ERR_PROGRAM_FAILED);
+  });
+}
+
+// A sandbox may refuse it; the null device is then opened elsewhere, and must not stay open there.
+TEST_F(ExecDescriptorsTest, StreamThatCannotBeClosedBecomesNull) {
+  if (underValgrind())
+    GTEST_SKIP() << "this tool has no system call filters";
+  inCaller([this] {
+    refuseSystemCall(SYS_close, EPERM, 0, ~0U, 0);
+    EXPECT_EQ(arrived(VLIB_EXEC_ISOLATE | allStreams), onlyNull);
+    Descriptors const all = arrived(VLIB_EXEC_ISOLATE | VLIB_EXEC_STDIN_NULL);
+    EXPECT_EQ(all.at(0), "/dev/null");
+    EXPECT_EQ(all.rbegin()->first, 2);
   });
 }
 

@@ -5,12 +5,14 @@
 #include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
+#include <sys/wait.h>
 #include <unistd.h>
 #include <zemo/core.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <csignal>
 #include <cstring>
 #include <sstream>
 #include <string>
@@ -148,6 +150,29 @@ TEST(ExecLimits, ExhaustedProcessesAreFailure) {
     if (!sanitized) {
       EXPECT_EQ(mappings(), mapped);
     }
+  });
+}
+
+// The process in between can be had, the one of the program cannot.
+TEST(ExecLimits, RefusedSecondProcessIsFailure) {
+  if (underValgrind())
+    GTEST_SKIP() << "this tool has no system call filters";
+  inCaller([] {
+    constexpr unsigned int exitSignal = 0xff;
+    refuseSystemCall(SYS_clone, EAGAIN, 0, exitSignal, SIGCHLD);
+    expectExhausted(isolate);
+    expectExhausted(0);
+  });
+}
+
+TEST(ExecLimits, ProgramThatCannotBeWaitedForIsFailure) {
+  if (underValgrind())
+    GTEST_SKIP() << "this tool has no system call filters";
+  inCaller([] {
+    refuseSystemCall(SYS_wait4, ECHILD, 2, ~0U, WUNTRACED);
+    EXPECT_LT(execute("/bin/true", isolate), 0);
+    EXPECT_EQ(VLIBErrGet(), VLIB_ERR_PROGRAM_FAILED);
+    EXPECT_EQ(execute("/bin/true", isolate & ~VLIB_EXEC_WAIT), 0);
   });
 }
 

@@ -173,9 +173,12 @@ TEST_F(ExecSignalsTest, OtherProgramHasTheMaskOfTheCaller) {
 TEST_F(ExecSignalsTest, OtherProgramIgnoresWhatTheCallerIgnores) {
   inCaller([this] {
     handle(SIGINT, SIG_IGN);
+    handle(SIGTSTP, SIG_IGN);
     handle(SIGUSR2, SIG_DFL);
     std::string const ignored = report(0).ignored;
     EXPECT_TRUE(contains(ignored, SIGINT));
+    EXPECT_TRUE(contains(ignored, SIGTSTP));
+    EXPECT_FALSE(contains(ignored, SIGTTIN));
     EXPECT_FALSE(contains(ignored, SIGUSR2));
   });
 }

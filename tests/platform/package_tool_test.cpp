@@ -1,17 +1,70 @@
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 #include <zemo/core.h>
 #include <zemo/package.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <string>
 
 #include "support/files.h"
 #include "support/private_root.h"
+
+namespace {
+
+// How often, and with what, the next calls of the library fail.
+struct Fault {
+  int error;
+  int times;
+
+  bool strikes() {
+    if (times == 0)
+      return false;
+    --times;
+    errno = error;
+    return true;
+  }
+};
+Fault openFault;
+Fault readFault;
+Fault statusFault;
+
+template <typename Function>
+Function* next(const char* name) {
+  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+}
+
+}  // namespace
+
+// The library's calls come here, because this program is searched before libc is.
+
+int open(const char* path, int flags, ...) {
+  static auto* const real = next<int(const char*, int, ...)>("open64");
+  return openFault.strikes() ? -1 : real(path, flags, 0600);
+}
+
+ssize_t read(int fd, void* buffer, size_t size) {
+  static auto* const real = next<ssize_t(int, void*, size_t)>("read");
+  return readFault.strikes() ? -1 : real(fd, buffer, size);
+}
+
+// What fortification turns a read into.
+extern "C" ssize_t checkedRead(int fd, void* buffer, size_t size,
+                               size_t /*room*/) __asm__("__read_chk");
+ssize_t checkedRead(int fd, void* buffer, size_t size, size_t /*room*/) {
+  return read(fd, buffer, size);
+}
+
+int fstat(int fd, struct stat* status) noexcept {
+  static auto* const real = next<int(int, struct stat*)>("fstat64");
+  return statusFault.strikes() ? -1 : real(fd, status);
+}
 
 namespace {
 
@@ -320,6 +373,28 @@ TEST_F(PackageToolTest, UnreadableUserFileIsBad) {
   changeMode(at("demo/user"), 0);
   WithoutFileCapabilities const unable;
   expectNoUser(ZEMO_PACKAGE_BAD_USER);
+}
+
+TEST_F(PackageToolTest, InterruptionsAreGoneOnAfter) {
+  writeUser("user\n");
+  openFault = {EINTR, 3};
+  readFault = {EINTR, 3};
+  expectUser("user");
+  EXPECT_EQ(openFault.times, 0);
+  EXPECT_EQ(readFault.times, 0);
+}
+
+TEST_F(PackageToolTest, UserFileThatCannotBeReadIsBad) {
+  writeUser("user\n");
+  int const before = openDescriptors();
+  readFault = {EIO, 1};
+  expectNoUser(ZEMO_PACKAGE_BAD_USER);
+  statusFault = {EIO, 1};
+  expectNoUser(ZEMO_PACKAGE_BAD_USER);
+  openFault = {EMFILE, 1};
+  expectNoUser(ZEMO_PACKAGE_BAD_USER);
+  EXPECT_EQ(openDescriptors(), before);
+  expectUser("user");
 }
 
 TEST_F(PackageToolTest, PackageNameThatIsTooLongHasABadUser) {

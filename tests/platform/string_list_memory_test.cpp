@@ -1,11 +1,12 @@
-// String lists when memory is exhausted. This program has its own malloc and realloc, which the
-// library's calls come to.
+// String lists, and a program's words, when memory is exhausted. This program has its own malloc,
+// calloc and realloc, which the library's calls come to.
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <zemo/core.h>
 
 #include <cerrno>
+#include <climits>
 #include <cstdlib>
 #include <string>
 #include <vector>
@@ -28,6 +29,7 @@
 namespace {
 
 int allowed = -1;  // allocations until the one that fails; negative: none fails
+size_t asked = 0;  // bytes, by the last realloc
 
 }  // namespace
 
@@ -54,7 +56,13 @@ extern "C" void* malloc(size_t size) {
 
 extern "C" void* realloc(void* old, size_t size) {
   static auto* const real = reinterpret_cast<void* (*)(void*, size_t)>(dlsym(RTLD_NEXT, "realloc"));
+  asked = size;
   return mayAllocate() ? real(old, size) : nullptr;
+}
+
+extern "C" void* calloc(size_t count, size_t size) {
+  static auto* const real = reinterpret_cast<void* (*)(size_t, size_t)>(dlsym(RTLD_NEXT, "calloc"));
+  return mayAllocate() ? real(count, size) : nullptr;
 }
 #endif
 
@@ -136,6 +144,39 @@ TEST_F(StringListMemoryTest, SplittingIntoFullListLeavesItUnchanged) {
   VLIBStrTok("old,older", ",", &_list);
   EXPECT_GE(failures([&] { return VLIBStrTok("one,two,three", ",", &_list); }), 1);
   EXPECT_EQ(stateOf(_list).items, (std::vector<std::string>{"one", "two", "three"}));
+}
+
+// Lists that large need not be made: what they are up to is in the record that callers see.
+TEST_F(StringListMemoryTest, LargeListGrowsToTheMostThatItCanHold) {
+  for (int const capacity : {INT_MAX / 2, INT_MAX / 2 + 1, INT_MAX - 1}) {
+    _list->capacity = _list->count = capacity;
+    allowed = 1;  // the text's
+    EXPECT_LT(VLIBSzListPush(&_list, "item"), 0);
+    allowed = -1;
+    size_t const most = capacity == INT_MAX / 2 ? INT_MAX - 1 : INT_MAX;
+    EXPECT_GT(asked, most * sizeof(size_t));
+    EXPECT_LT(asked, (most + 8) * sizeof(size_t));
+  }
+  _list->count = 0;
+}
+
+TEST_F(StringListMemoryTest, ListTakesNoMoreThanItCanCount) {
+  _list->capacity = _list->count = INT_MAX;
+  asked = 0;
+  VLIBErrSet(VLIB_ERR_NONE);
+  EXPECT_LT(VLIBSzListPush(&_list, "item"), 0);
+  EXPECT_EQ(VLIBErrGet(), VLIB_ERR_OUT_OF_MEMORY);
+  EXPECT_EQ(asked, 0U);
+  _list->count = 0;
+}
+
+TEST_F(StringListMemoryTest, ProgramIsNotRunWithoutMemoryForItsWords) {
+  VLIBErrSet(VLIB_ERR_NONE);
+  allowed = 0;
+  int const result = VLIBExecl("/bin/true", VLIB_EXEC_WAIT, "word", static_cast<char*>(nullptr));
+  allowed = -1;
+  EXPECT_LT(result, 0);
+  EXPECT_EQ(VLIBErrGet(), VLIB_ERR_OUT_OF_MEMORY);
 }
 
 TEST_F(StringListMemoryTest, GetAndFreeNeedNone) {

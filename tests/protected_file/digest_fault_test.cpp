@@ -30,6 +30,8 @@ int preadErrors = 0;
 int goodReads = 0;
 size_t mostBytes = 0;  // that one read gives; 0: as many as asked for
 
+int fetches = 0;
+
 // The sizes that were digested one after another.
 std::vector<size_t> updates;
 
@@ -45,6 +47,12 @@ Function* next(const char* name) {
 EVP_MD_CTX* EVP_MD_CTX_new() {
   static auto* const real = next<EVP_MD_CTX*()>("EVP_MD_CTX_new");
   return failing == "EVP_MD_CTX_new" ? nullptr : real();
+}
+
+// The algorithm cannot be fetched for the library, which asks first and once.
+EVP_MD* EVP_MD_fetch(OSSL_LIB_CTX* context, const char* algorithm, const char* properties) {
+  static auto* const real = next<EVP_MD*(OSSL_LIB_CTX*, const char*, const char*)>("EVP_MD_fetch");
+  return fetches++ == 0 ? nullptr : real(context, algorithm, properties);
 }
 
 int EVP_DigestInit_ex(EVP_MD_CTX* context, const EVP_MD* type, ENGINE* engine) {
@@ -139,6 +147,23 @@ INSTANTIATE_TEST_SUITE_P(Calls, DigestFaultTest,
                          ::testing::Values("EVP_MD_CTX_new", "EVP_DigestInit_ex",
                                            "EVP_DigestUpdate", "EVP_DigestFinal_ex"),
                          [](const auto& call) { return std::string(call.param); });
+
+TEST_F(DigestFaultTest, AlgorithmThatCannotBeFetchedIsTakenAsItIsBuiltIn) {
+  std::string digest;
+  EXPECT_TRUE(calculateHash(_path, digest));
+  EXPECT_EQ(digest, contentDigest);
+  EXPECT_GT(fetches, 0);
+}
+
+TEST_F(DigestFaultTest, BlockThatCannotBeDigestedIsFailure) {
+  writeFile(_path, std::string(5'000, 'x'));
+  failing = "EVP_DigestUpdate";
+  updates.clear();
+  std::string digest = "untouched";
+  EXPECT_FALSE(calculateHash(_path, digest));
+  EXPECT_EQ(digest, "untouched");
+  EXPECT_EQ(updates, (std::vector<size_t>{1024}));
+}
 
 TEST_F(DigestFaultTest, LargeFileNeedsNoMemoryBeyondTheStack) {
   std::string const content(200'000, 'x');
