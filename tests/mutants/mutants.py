@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Changes the libraries, one place at a time, and sees whether the tests notice.
 
-    mutants.py [--only PATTERN] [--list] [--jobs N] [--resume]
+    mutants.py [--only PATTERN] [--every N] [--plain] [--list] [--jobs N] [--resume]
 
 A mutant is one change (see changes.py) of a file of src/ or platform/, named FILE:LINE:COLUMN:RULE. Each is
 built in a copy of the source tree, below build/mutants/, and tested until a test program fails. Whoever survives is
@@ -38,6 +38,7 @@ TRIAL = Path(__file__).resolve().parent / "trial.py"
 PRIVATE_ROOT = ROOT / "scripts" / "private-root"
 FOLDERS = ("src", "platform")
 SURVIVED, UNBUILDABLE = "survived", "unbuildable"
+PLAIN, SANITIZED = "plain", "sanitized"
 LIBRARIES = ["zemocore", "zemopkg", "zemoselfcheck"]
 LEAST_SECONDS = 10
 # As ./dev test builds, but for what the libraries do not need.
@@ -48,11 +49,15 @@ COMMON = [
     "-DCMAKE_LINK_DEPENDS_NO_SHARED=ON",
     f"-DCMAKE_PROJECT_INCLUDE={ROOT}/tests/mutants/faster.cmake",
 ]
-PLAIN = []
-SANITIZED = [
-    *("-DCMAKE_BUILD_TYPE=Debug", "-DCMAKE_CXX_FLAGS_DEBUG=-g1"),
-    "-DZEMO_SANITIZE=address,undefined",
-]
+# Ways to build: further options, and how many mebibytes a program may use, as an endless loop would use all.
+KINDS = {
+    PLAIN: ([], 8192),
+    # Memory that is lost or misused shows there only. Its shadow takes any address space.
+    SANITIZED: (
+        ["-DCMAKE_BUILD_TYPE=Debug", "-DCMAKE_CXX_FLAGS_DEBUG=-g1", "-DZEMO_SANITIZE=address,undefined"],
+        0,
+    ),
+}
 
 
 class Failure(Exception):
@@ -69,6 +74,10 @@ class Program:
         self.has_objects = "internals" in self.name  # and not the library
         self.seconds = 0.0
 
+    def uses(self, file):
+        """Whether it can notice a change of the file: those of the platform use no other library."""
+        return self.folder != "platform" or file.startswith("platform/")
+
     def nearness(self, file):
         """How likely it tests a file, going by their names."""
         stem, folder = Path(file).stem, Path(file).parent.name
@@ -76,9 +85,9 @@ class Program:
 
 
 class Build:
-    """A build of a copy of the source tree."""
+    """A build of a copy of the source tree, and the test programs that use some of the files."""
 
-    def __init__(self, tree, name, options, mebibytes):
+    def __init__(self, tree, files, name, options, mebibytes):
         print(f"Building what is not changed ({tree.name}, {name})", flush=True)
         self.path = tree / "build" / name
         run("cmake", "-S", tree, "-B", self.path, *COMMON, *options)
@@ -89,7 +98,8 @@ class Build:
             stdout=subprocess.PIPE,
             text=True,
         )
-        self.programs = [Program(command) for command in self.commands().values()]
+        programs = [Program(command) for command in self.commands().values()]
+        self.programs = [program for program in programs if any(map(program.uses, files))]
         for program in self.programs:
             started = time.monotonic()
             verdict = self.trial([program], 300)
@@ -130,21 +140,17 @@ class Build:
 class Copy:
     """A copy of the source tree with builds of its own."""
 
-    def __init__(self, number, source):
+    def __init__(self, number, source, files):
         self.tree = BUILD / str(number)
+        self.files = files
+        self.builds = {}
         synchronize(source, self.tree)
-        self.plain = Build(self.tree, "plain", PLAIN, 8192)
-        self.sanitized = None
 
-    def test(self, mutant, order):
+    def test(self, kind, mutant, order):
+        if kind not in self.builds:
+            self.builds[kind] = Build(self.tree, self.files, kind, *KINDS[kind])
         with changed(self.tree, mutant):
-            verdict = self.plain.test(order)
-        if verdict == SURVIVED:  # Memory that is lost or misused shows with sanitizers only.
-            if self.sanitized is None:
-                self.sanitized = Build(self.tree, "sanitized", SANITIZED, 0)
-            with changed(self.tree, mutant):
-                verdict = self.sanitized.test(order)
-        return verdict
+            return self.builds[kind].test(order)
 
 
 @contextlib.contextmanager
@@ -177,6 +183,9 @@ class Results:
         if " " in verdict:
             self.killers.setdefault(name.split(":")[0], Counter())[verdict.split()[1]] += 1
 
+    def verdict(self, mutant, digest):
+        return self.found.get((mutant.name, digest), SURVIVED)
+
     def add(self, name, digest, verdict):
         with self.lock:
             self.note(name, digest, verdict)
@@ -189,7 +198,7 @@ class Results:
         def key(program):
             return kills[program.name], program.nearness(file), -program.seconds
 
-        return sorted(programs, key=key, reverse=True)
+        return sorted((program for program in programs if program.uses(file)), key=key, reverse=True)
 
 
 def run(*words):
@@ -262,34 +271,38 @@ def key_of(mutant):
 def parse(words):
     parser = argparse.ArgumentParser(prog="./dev mutants", description="Tests whether the tests notice changes.")
     parser.add_argument("--only", metavar="PATTERN", default="*", help="those whose names match, such as 'src/log*'")
+    parser.add_argument("--every", metavar="N", type=int, default=1, help="of these, each Nth only")
+    parser.add_argument("--plain", action="store_true", help="leave out the second try, with sanitizers")
     parser.add_argument("--list", action="store_true", help="name the mutants and test none")
     parser.add_argument("--jobs", type=int, default=1, help="test so many at once, each in a build of its own")
     parser.add_argument("--resume", action="store_true", help="test those only that no earlier run has seen killed")
     return parser.parse_args(words)
 
 
-def test_all(wanted, results, jobs):
-    """Yields each mutant and what became of it."""
-    source = copy_source()
-    copies = queue.Queue()
-    for number in range(1, jobs + 1):
-        copies.put(Copy(number, source))
+def test_all(wanted, results, copies, kind):
+    """Tests mutants in builds of a kind; those that have survived."""
+    free = queue.Queue()
+    for copy in copies:
+        free.put(copy)
 
     def test(mutant, digest):
-        copy = copies.get()
+        copy = free.get()
         try:
-            verdict = copy.test(mutant, lambda programs: results.order(mutant.file, programs))
+            verdict = copy.test(kind, mutant, lambda programs: results.order(mutant.file, programs))
         finally:
-            copies.put(copy)
+            free.put(copy)
         results.add(mutant.name, digest, verdict)
-        return mutant, verdict
+        return mutant, digest, verdict
 
-    with concurrent.futures.ThreadPoolExecutor(jobs) as pool:
+    survivors = []
+    with concurrent.futures.ThreadPoolExecutor(len(copies)) as pool:
         tests = [pool.submit(test, mutant, digest) for mutant, digest in wanted]
         for number, done in enumerate(concurrent.futures.as_completed(tests), 1):
-            mutant, verdict = done.result()
+            mutant, digest, verdict = done.result()
             print(f"[{number}/{len(wanted)}] {mutant.name} {verdict}", flush=True)
-            yield mutant, verdict
+            if verdict == SURVIVED:
+                survivors.append((mutant, digest))
+    return survivors
 
 
 def main(words):
@@ -300,6 +313,7 @@ def main(words):
     for file, key, line in sorted(stale):
         print(f"{EQUIVALENT.name}: there is no {key} in {file}: {line}", file=sys.stderr)
     chosen = [(mutant, digest) for mutant, digest in everything if fnmatch.fnmatch(mutant.name, options.only)]
+    chosen = chosen[:: options.every]
     if options.list:
         for mutant, _ in chosen:
             reason = known.get(key_of(mutant))
@@ -307,26 +321,26 @@ def main(words):
         return 1 if stale else 0
 
     results = Results(options.resume)
-    counts, survivors, wanted = Counter(), [], []
+    survivors = []
     for mutant, digest in chosen:
-        verdict = results.found.get((mutant.name, digest), SURVIVED)
-        if key_of(mutant) in known:
-            counts["equivalent"] += 1
-        elif verdict == SURVIVED:
-            wanted.append((mutant, digest))
-        else:
-            counts[verdict.split()[0]] += 1
-    if wanted:
-        for mutant, verdict in test_all(wanted, results, options.jobs):
-            counts[verdict.split()[0]] += 1
-            if verdict == SURVIVED:
-                survivors.append(mutant)
+        if key_of(mutant) not in known and results.verdict(mutant, digest) == SURVIVED:
+            survivors.append((mutant, digest))
+    if survivors:
+        source = copy_source()
+        files = {mutant.file for mutant, _ in survivors}
+        copies = [Copy(number, source, files) for number in range(1, options.jobs + 1)]
+        for kind in [PLAIN] if options.plain else KINDS:
+            survivors = test_all(survivors, results, copies, kind)
+
+    counts = Counter()
+    for mutant, digest in chosen:
+        counts["equivalent" if key_of(mutant) in known else results.verdict(mutant, digest).split()[0]] += 1
     made = len(chosen) - counts[UNBUILDABLE]
     print(
         f"{made} mutants: {counts['killed']} killed, {counts['timeout']} timed out, "
         f"{counts['equivalent']} equivalent, {counts[SURVIVED]} survived"
     )
-    for mutant in sorted(survivors, key=lambda mutant: mutant.name):
+    for mutant, _ in survivors:
         print(f"survived: {mutant.name} {mutant.text!r} in: {mutant.source_line}")
     return 1 if survivors or stale else 0
 
