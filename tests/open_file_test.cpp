@@ -15,6 +15,7 @@
 #include "protected_file/digest.h"
 #include "support/files.h"
 #include "support/temporary_directory.h"
+#include "support/without_input.h"
 
 namespace {
 
@@ -172,6 +173,30 @@ TEST_F(OpenFileTest, OtherErrorThanTheLeaseEndsTheWait) {
   EXPECT_EQ(errno, EACCES);
   EXPECT_EQ(openErrors.size(), 1U);
   openErrors.clear();
+}
+
+// What errno holds says nothing then.
+TEST_F(OpenFileTest, DescriptorZeroIsOneLikeAnyOther) {
+  WithoutInput const without;
+  for (int const error : {EINTR, EWOULDBLOCK}) {
+    int const before = openDescriptors();
+    errno = error;
+    int const fd = openFile(_path, 0);
+    EXPECT_EQ(fd, 0);
+    EXPECT_EQ(openDescriptors(), before + 1);
+    closeFile(fd);
+    EXPECT_TRUE(WithoutInput::isFree());
+  }
+}
+
+TEST_F(OpenFileTest, DescriptorZeroIsTakenBehindALease) {
+  WithoutInput const without;
+  int const before = openDescriptors();
+  openErrors = {EWOULDBLOCK};
+  errno = EWOULDBLOCK;
+  EXPECT_EQ(openFile(_path, 0), 0);
+  EXPECT_EQ(openDescriptors(), before + 1);
+  closeFile(0);
 }
 
 TEST_F(OpenFileTest, ClosingDoesNotCancelTheThread) {

@@ -13,6 +13,7 @@
 
 #include "support/files.h"
 #include "support/temporary_directory.h"
+#include "support/without_input.h"
 
 namespace {
 
@@ -352,6 +353,13 @@ TEST_F(LineReaderTest, DescriptorIsClosedOnExec) {
   LineReader const reader(path);
   EXPECT_EQ(descriptorsOf(path).open, 1);
   EXPECT_EQ(descriptorsOf(path).closedOnExec, 1);
+}
+
+TEST_F(LineReaderTest, DescriptorZeroIsOneLikeAnyOther) {
+  writeFile(path, "one\n");
+  WithoutInput const without;
+  EXPECT_THAT(linesOf(path), ElementsAre("one"));
+  EXPECT_TRUE(WithoutInput::isFree());
 }
 
 TEST_F(LineReaderTest, DescriptorIsClosedWithTheReader) {

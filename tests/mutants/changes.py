@@ -43,6 +43,7 @@ BINARY = {
 AFTER_FIRST = {"(", "=", "+=", "-=", ".", "->", "[", "++", "--"}
 LEAVING = {"return", "break", "continue"}
 CONTROLS = {"if", "for", "while", "switch"}
+NOT_SWAPPED = {"min", "max", "syslog"}
 COMPARISONS = {"==", "!=", "<", "<=", ">", ">="}
 
 
@@ -282,7 +283,8 @@ def are_independent(one, other):
 
     def target(statement):
         texts = [token.text for token in statement]
-        plain = "=" in texts and not {"(", "++", "--"} & set(texts)
+        calls = texts.count("(") - texts.count("static_cast")
+        plain = "=" in texts and calls == 0 and not {"++", "--"} & set(texts)
         return texts[: texts.index("=")] if plain else None
 
     def uses(statement, words):
@@ -297,7 +299,7 @@ def arguments(tokens, source, closing):
     for index, token in enumerate(tokens[:-1]):
         if token.kind != "word" or tokens[index + 1].text != "(" or index + 1 not in closing:
             continue
-        if token.text in CONTROLS or token.text == "syslog":
+        if token.text in CONTROLS or token.text in NOT_SWAPPED:
             continue
         found = split(tokens, index + 2, closing[index + 1], closing)
         if any(is_parameter(tokens[first:end]) for first, end in found):

@@ -15,6 +15,7 @@
 
 #include "support/files.h"
 #include "support/private_root.h"
+#include "support/without_input.h"
 
 namespace {
 
@@ -395,6 +396,16 @@ TEST_F(PackageToolTest, UserFileThatCannotBeReadIsBad) {
   expectNoUser(ZEMO_PACKAGE_BAD_USER);
   EXPECT_EQ(openDescriptors(), before);
   expectUser("user");
+}
+
+TEST_F(PackageToolTest, DescriptorZeroIsOneLikeAnyOther) {
+  writeUser("user\n");
+  WithoutInput const without;
+  int const before = openDescriptors();
+  errno = EINTR;
+  expectUser("user");
+  EXPECT_TRUE(WithoutInput::isFree());
+  EXPECT_EQ(openDescriptors(), before);
 }
 
 TEST_F(PackageToolTest, PackageNameThatIsTooLongHasABadUser) {

@@ -137,6 +137,13 @@ TEST_F(StringListTest, PushGrowsBeyondCapacity) {
   }
 }
 
+// Growing by one each time, lists would take a time that is quadratic.
+TEST_F(StringListTest, PushDoublesTheRoom) {
+  for (int i = 0; i < 17; ++i)
+    push("item");
+  EXPECT_EQ(_list->capacity, 32);
+}
+
 TEST_F(StringListTest, PushTakesLongItems) {
   Items const expected = {std::string(1000000, 'a'), "short", std::string(3000000, 'b')};
   for (const std::string& item : expected)
@@ -221,6 +228,14 @@ TEST_F(StringListTest, TextWithoutSeparatorIsOneItem) {
 TEST_F(StringListTest, EachOfSeveralSeparatorsSplits) {
   EXPECT_EQ(split("a,b;c,;d", ";,"), 5);
   EXPECT_EQ(items(), (Items{"a", "b", "c", "", "d"}));
+}
+
+TEST_F(StringListTest, SecondSeparatorMayBeAnyCharacter) {
+  for (int c = 1; c < 256; ++c) {
+    std::string const separator(1, static_cast<char>(c));
+    EXPECT_EQ(split(separator, ("," + separator).c_str()), 2) << c;
+    EXPECT_EQ(split(separator, (separator + ",").c_str()), 2) << c;
+  }
 }
 
 TEST_F(StringListTest, NothingSplitsWithoutSeparators) {

@@ -10,6 +10,7 @@
 #include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <cstdint>
 #include <cstdlib>
 #include <fstream>
 #include <thread>
@@ -18,6 +19,7 @@
 #include "support/files.h"
 #include "support/recorded_log.h"
 #include "support/temporary_directory.h"
+#include "support/without_input.h"
 
 namespace {
 
@@ -29,6 +31,8 @@ int preadError = 0;
 int preadErrors = 0;
 int goodReads = 0;
 size_t mostBytes = 0;  // that one read gives; 0: as many as asked for
+size_t room = 0;       // of the last read
+bool aligned = false;  // was where it put them
 
 int fetches = 0;
 
@@ -87,6 +91,8 @@ extern "C" ssize_t pread64(int fd, void* bytes, size_t size, off64_t offset) {
     errno = preadError;
     return -1;
   }
+  room = size;
+  aligned = reinterpret_cast<uintptr_t>(bytes) % 64 == 0;
   return real(fd, bytes, mostBytes == 0 ? size : std::min(size, mostBytes), offset);
 }
 
@@ -163,6 +169,22 @@ TEST_F(DigestFaultTest, BlockThatCannotBeDigestedIsFailure) {
   EXPECT_FALSE(calculateHash(_path, digest));
   EXPECT_EQ(digest, "untouched");
   EXPECT_EQ(updates, (std::vector<size_t>{1024}));
+}
+
+// Less would cost time: more calls for large files, memory for small ones, copying that is slow.
+TEST_F(DigestFaultTest, FileIsReadInPiecesOfItsSize) {
+  struct Case {
+    size_t file;
+    size_t room;
+  };
+  for (auto const& [file, expected] : {Case{100, 4'096}, Case{4'097, 4'160}, Case{20'000, 20'032},
+                                       Case{65'536, 65'536}, Case{200'000, 65'536}}) {
+    std::string const content(file, 'x');
+    writeFile(_path, content);
+    EXPECT_FALSE(changes(content));
+    EXPECT_EQ(room, expected) << file;
+    EXPECT_TRUE(aligned) << file;
+  }
 }
 
 TEST_F(DigestFaultTest, LargeFileNeedsNoMemoryBeyondTheStack) {
@@ -249,6 +271,22 @@ TEST_F(DigestFaultTest, ContentIsDigestedInBlocksAndTheEmptyEndToo) {
   updates.clear();
   EXPECT_FALSE(changes(std::string(5'000, 'x')));
   EXPECT_EQ(updates, (std::vector<size_t>{1024, 1024, 1024, 1024, 904, 0}));
+  writeFile(_path, std::string(2'048, 'x'));
+  updates.clear();
+  EXPECT_FALSE(changes(std::string(2'048, 'x')));
+  EXPECT_EQ(updates, (std::vector<size_t>{1024, 1024, 0}));
+}
+
+TEST_F(DigestFaultTest, DescriptorZeroIsOneLikeAnyOther) {
+  WithoutInput const without;
+  int const before = openDescriptors();
+  std::string digest;
+  errno = EINTR;
+  EXPECT_TRUE(calculateHash(_path, digest));
+  EXPECT_EQ(digest, contentDigest);
+  EXPECT_FALSE(changes("content"));
+  EXPECT_TRUE(WithoutInput::isFree());
+  EXPECT_EQ(openDescriptors(), before);
 }
 
 // A read of a pipe ends with EINTR when a handler without SA_RESTART has run.

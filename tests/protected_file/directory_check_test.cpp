@@ -7,6 +7,7 @@
 #include <cerrno>
 
 #include "protected_file/content_check_fixture.h"
+#include "support/without_input.h"
 
 namespace {
 
@@ -127,6 +128,18 @@ TEST_F(DirectoryCheckTest, OtherHashTextsOfADirectoryCheckItsMembersToo) {
   makeMembers({"a"});
   for (const char* const text : {"", "fixed", "--", contentDigest})
     EXPECT_THAT(check(text), ElementsAre(unknown("a"))) << text;
+}
+
+TEST_F(DirectoryCheckTest, DescriptorZeroIsOneLikeAnyOther) {
+  makeMembers({"a"});
+  WithoutInput const without;
+  EXPECT_THAT(checkFixed({}), ElementsAre(unknown("a")));
+  EXPECT_TRUE(WithoutInput::isFree());
+  memoryForStreams = false;
+  checkFails("FIXED", statusOf(path));
+  memoryForStreams = true;
+  EXPECT_TRUE(WithoutInput::isFree());
+  clearLog();
 }
 
 TEST_F(DirectoryCheckTest, UncheckedDirectoryIsNotRead) {
