@@ -69,7 +69,7 @@ class Mutant:
     start: int
     end: int
     text: str
-    key: str  # rule, with #2 for the second one of a line and so on
+    key: str  # rule, with #2 for the second one in lines of the file that read the same, and so on
     source_line: str
 
     @property
@@ -367,10 +367,9 @@ def mutants(file, source):
             continue
         line = source.count("\n", 0, start) + 1
         column = start - source.rfind("\n", 0, start)
-        counts[line, rule] = counts.get((line, rule), 0) + 1
-        number = counts[line, rule]
-        key = rule if number == 1 else f"{rule}#{number}"
         source_line = source.split("\n")[line - 1].strip()
+        number = counts[source_line, rule] = counts.get((source_line, rule), 0) + 1
+        key = rule if number == 1 else f"{rule}#{number}"
         made.append(Mutant(file, line, column, rule, start, end, text, key, source_line))
     return made
 
