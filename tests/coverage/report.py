@@ -3,9 +3,10 @@
 
     report.py EXPORT
 
-EXPORT is what `llvm-cov export` prints, whose branches are those that stand in the source. Prints the coverage
-of each file of src/ and platform/, of tools/ as a whole, and the branches that no test takes. Those that no test
-can take stand in excluded.txt; the exit status is 1 while there are others.
+EXPORT is what `llvm-cov export` prints, whose branches are those that stand in the source. Prints
+the coverage of each file of src/ and platform/, of tools/ as a whole, and the branches that no test
+takes. Those that no test can take stand in excluded.txt; the exit status is 1 while there are
+others.
 """
 
 import json
@@ -24,12 +25,13 @@ def exclusions():
         if line and not line.startswith("# "):
             parts = line.split(" :: ")
             if len(parts) != 5:
-                sys.exit(f"{EXCLUDED.name}:{number}: not FILE :: SOURCE LINE :: CONDITION :: WAY :: REASON")
+                form = "FILE :: SOURCE LINE :: CONDITION :: WAY :: REASON"
+                sys.exit(f"{EXCLUDED.name}:{number}: not {form}")
             found.add(tuple(parts[:4]))
     return found
 
 
-def ways_of(file, source):
+def ways_of(file):
     """{(place, way): count} of the conditions of a file; each can turn out true and false."""
     counts = {}
     for first, column, last, end, true, false, *_ in file["branches"]:
@@ -52,16 +54,17 @@ def percent(part, whole):
 
 
 def row(name, lines, branches):
-    print(
-        f"{name:44} {lines[0]:5} of {lines[1]:5} lines {percent(*lines)}"
-        + (f"  {branches[0]:4} of {branches[1]:4} branches {percent(*branches)}" if branches else "")
-    )
+    text = f"{name:44} {lines[0]:5} of {lines[1]:5} lines {percent(*lines)}"
+    if branches:
+        text += f"  {branches[0]:4} of {branches[1]:4} branches {percent(*branches)}"
+    print(text)
 
 
 def main(export):
     excluded, used, missed = exclusions(), set(), []
     lines_of_all, branches_of_all, lines_of_tools = [0, 0], [0, 0], [0, 0]
-    files = {str(Path(file["filename"]).relative_to(ROOT)): file for file in export["data"][0]["files"]}
+    found = export["data"][0]["files"]
+    files = {str(Path(file["filename"]).relative_to(ROOT)): file for file in found}
     for name, file in sorted(files.items()):
         lines = [file["summary"]["lines"][key] for key in ("covered", "count")]
         if name.startswith("include/"):
@@ -71,7 +74,7 @@ def main(export):
             continue
         source = (ROOT / name).read_text().splitlines()
         branches = [0, 0]
-        for (place, way), count in sorted(ways_of(file, source).items()):
+        for (place, way), count in sorted(ways_of(file).items()):
             key = (name, source[place[0] - 1].strip(), condition_at(source, place), way)
             if key in excluded:
                 used.add(key)

@@ -1,7 +1,7 @@
 """Single changes to C++ source, made from its tokens: what a mistake in the code could look like.
 
-The sources are formatted by clang-format, so an operator between blanks is a binary one, and '<' without them
-belongs to a template.
+The sources are formatted by clang-format, so an operator between blanks is a binary one, and '<'
+without them belongs to a template.
 """
 
 import re
@@ -43,6 +43,7 @@ BINARY = {
 AFTER_FIRST = {"(", "=", "+=", "-=", ".", "->", "[", "++", "--"}
 LEAVING = {"return", "break", "continue"}
 CONTROLS = {"if", "for", "while", "switch"}
+LITERALS = {"true", "false", "nullptr"}
 NOT_SWAPPED = {"min", "max", "syslog"}
 COMPARISONS = {"==", "!=", "<", "<=", ">", ">="}
 
@@ -134,7 +135,7 @@ def constants(tokens, source):
 
 def operators(tokens, source):
     for index, token in enumerate(tokens):
-        spaced = source[token.start - 1] in " \n" and source[token.end : token.end + 1] in (" ", "\n")
+        spaced = source[token.start - 1] in " \n" and source[token.end] in " \n"
         if token.text == "|" and is_flag(tokens, index):
             continue
         if spaced and token.kind == "sign":
@@ -163,7 +164,9 @@ def conditions(tokens, source, closing):
 
 
 def is_plain(tokens):
-    if len(tokens) < 2 and (not tokens or tokens[0].kind != "word" or tokens[0].text in ("true", "false", "nullptr")):
+    if not tokens:
+        return False
+    if len(tokens) == 1 and (tokens[0].kind != "word" or tokens[0].text in LITERALS):
         return False
     signs = COMPARISONS | {"&&", "||", "!", "?", "+", "{"}
     return not any(token.text in signs or token.kind == "string" for token in tokens)
@@ -256,8 +259,7 @@ def can_be_left_out(tokens, first, last):
 
 def is_last_of_function(source, tokens, last):
     """Whether a function would end without its value."""
-    following = source[tokens[last].end :].lstrip()
-    return following.startswith("}") and source[tokens[last].end :].split("}")[0].strip(" ") in ("\n", "")
+    return source[tokens[last].end :].split("}")[0] in ("\n", " ")
 
 
 def left_out(tokens, source, closing):
@@ -279,7 +281,7 @@ def left_out(tokens, source, closing):
 
 
 def are_independent(one, other):
-    """Whether these are assignments of values, without a call, neither of which uses what the other one sets."""
+    """Whether these assign values, without a call, and neither uses what the other one sets."""
 
     def target(statement):
         texts = [token.text for token in statement]
@@ -362,7 +364,7 @@ def mutants(file, source):
         *arguments(tokens, source, closing),
     ]
     made, counts = [], {}
-    for rule, start, end, text in sorted(set(changes), key=lambda change: (change[1], change[0], change[3])):
+    for rule, start, end, text in sorted(set(changes), key=lambda one: (one[1], one[0], one[3])):
         if start in fixed_places or (rule == "text" and inside(tokens, fixed, start)):
             continue
         line = source.count("\n", 0, start) + 1

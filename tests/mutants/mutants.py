@@ -3,10 +3,10 @@
 
     mutants.py [--only PATTERN] [--every N] [--plain] [--list] [--jobs N] [--resume]
 
-A mutant is one change (see changes.py) of a file of src/ or platform/, named FILE:LINE:COLUMN:RULE. Each is
-built in a copy of the source tree, below build/mutants/, and tested until a test program fails. Whoever survives is
-either killed by a new test, or shown to change nothing that can be noticed, in equivalent.txt. The exit status
-is 1 while there are others.
+A mutant is one change (see changes.py) of a file of src/ or platform/, named
+FILE:LINE:COLUMN:RULE. Each is built in a copy of the source tree, below build/mutants/, and tested
+until a test program fails. Whoever survives is either killed by a new test, or shown to change
+nothing that can be noticed, in equivalent.txt. The exit status is 1 while there are others.
 """
 
 import argparse
@@ -49,12 +49,16 @@ COMMON = [
     "-DCMAKE_LINK_DEPENDS_NO_SHARED=ON",
     f"-DCMAKE_PROJECT_INCLUDE={ROOT}/tests/mutants/faster.cmake",
 ]
-# Ways to build: further options, and how many mebibytes a program may use, as an endless loop would use all.
+# Ways to build: further options, and how many mebibytes a program may use, as an endless loop
+# would use all.
 KINDS = {
     PLAIN: ([], 8192),
     # Memory that is lost or misused shows there only. Its shadow takes any address space.
     SANITIZED: (
-        ["-DCMAKE_BUILD_TYPE=Debug", "-DCMAKE_CXX_FLAGS_DEBUG=-g1", "-DZEMO_SANITIZE=address,undefined"],
+        [
+            *("-DCMAKE_BUILD_TYPE=Debug", "-DCMAKE_CXX_FLAGS_DEBUG=-g1"),
+            "-DZEMO_SANITIZE=address,undefined",
+        ],
         0,
     ),
 }
@@ -75,7 +79,7 @@ class Program:
         self.seconds = 0.0
 
     def uses(self, file):
-        """Whether it can notice a change of the file: those of the platform use no other library."""
+        """Whether it can notice a change of the file: the platform's use no other library."""
         return self.folder != "platform" or file.startswith("platform/")
 
     def nearness(self, file):
@@ -108,7 +112,7 @@ class Build:
                 sys.exit(f"mutants: {program.path} fails without any change")
 
     def commands(self):
-        """The names of the test programs, and their paths, which are not known before they are built."""
+        """The names of the test programs, and their paths, unknown before they are built."""
         shown = run("ctest", "--test-dir", self.path, "--show-only=json-v1")
         found = {test["name"]: test.get("command", [""])[0] for test in json.loads(shown)["tests"]}
         return {name: path for name, path in found.items() if not path.endswith(".sh")}
@@ -117,16 +121,18 @@ class Build:
         return run("cmake", "--build", self.path, "--target", *targets)
 
     def trial(self, programs, least_seconds):
-        words = [f"{program.path} {least_seconds + round(4 * program.seconds)}" for program in programs]
+        seconds = [least_seconds + round(4 * program.seconds) for program in programs]
+        words = [f"{program.path} {limit}" for program, limit in zip(programs, seconds)]
         print(*words, file=self.runner.stdin, flush=True)
         return self.runner.stdout.readline().strip()
 
     def test(self, order):
-        """What becomes of the tree as it is: unbuildable, killed PROGRAM, timeout PROGRAM or survived."""
+        """What becomes of the tree as it is: a verdict, with the program that failed."""
         try:
             self.make(LIBRARIES)
-            for has_objects, programs in itertools.groupby(order(self.programs), lambda one: one.has_objects):
-                group = list(programs)
+            programs = order(self.programs)
+            for has_objects, group in itertools.groupby(programs, lambda one: one.has_objects):
+                group = list(group)
                 if has_objects:
                     self.make(program.name for program in group)
                 verdict = self.trial(group, LEAST_SECONDS)
@@ -198,11 +204,13 @@ class Results:
         def key(program):
             return kills[program.name], program.nearness(file), -program.seconds
 
-        return sorted((program for program in programs if program.uses(file)), key=key, reverse=True)
+        users = [program for program in programs if program.uses(file)]
+        return sorted(users, key=key, reverse=True)
 
 
 def run(*words):
-    done = subprocess.run([str(word) for word in words], capture_output=True, text=True, check=False)
+    words = [str(word) for word in words]
+    done = subprocess.run(words, capture_output=True, text=True, check=False)
     if done.returncode != 0:
         raise Failure(f"mutants: {words[0]} failed: {done.stdout}{done.stderr}")
     return done.stdout
@@ -217,7 +225,7 @@ def files_below(folder):
 
 
 def synchronize(source, target):
-    """Makes `target` a copy of `source`; what is the same stays untouched, and so does what was built of it."""
+    """Makes `target` a copy of `source`; what is the same need not be built again."""
     target.mkdir(parents=True, exist_ok=True)
     for name in files_below(target) - files_below(source):
         (target / name).unlink()
@@ -269,13 +277,14 @@ def key_of(mutant):
 
 
 def parse(words):
-    parser = argparse.ArgumentParser(prog="./dev mutants", description="Tests whether the tests notice changes.")
-    parser.add_argument("--only", metavar="PATTERN", default="*", help="those whose names match, such as 'src/log*'")
-    parser.add_argument("--every", metavar="N", type=int, default=1, help="of these, each Nth only")
-    parser.add_argument("--plain", action="store_true", help="leave out the second try, with sanitizers")
-    parser.add_argument("--list", action="store_true", help="name the mutants and test none")
-    parser.add_argument("--jobs", type=int, default=1, help="test so many at once, each in a build of its own")
-    parser.add_argument("--resume", action="store_true", help="test those only that no earlier run has seen killed")
+    parser = argparse.ArgumentParser(prog="./dev mutants")
+    add = parser.add_argument
+    add("--only", metavar="PATTERN", default="*", help="those whose names match, as 'src/log*'")
+    add("--every", metavar="N", type=int, default=1, help="of these, each Nth only")
+    add("--plain", action="store_true", help="leave out the second try, with sanitizers")
+    add("--list", action="store_true", help="name the mutants and test none")
+    add("--jobs", metavar="N", type=int, default=1, help="test so many at once, in separate builds")
+    add("--resume", action="store_true", help="leave out those that an earlier run has seen killed")
     return parser.parse_args(words)
 
 
@@ -312,7 +321,7 @@ def main(words):
     stale = set(known) - {key_of(mutant) for mutant, _ in everything}
     for file, key, line in sorted(stale):
         print(f"{EQUIVALENT.name}: there is no {key} in {file}: {line}", file=sys.stderr)
-    chosen = [(mutant, digest) for mutant, digest in everything if fnmatch.fnmatch(mutant.name, options.only)]
+    chosen = [one for one in everything if fnmatch.fnmatch(one[0].name, options.only)]
     chosen = chosen[:: options.every]
     if options.list:
         for mutant, _ in chosen:
@@ -334,7 +343,8 @@ def main(words):
 
     counts = Counter()
     for mutant, digest in chosen:
-        counts["equivalent" if key_of(mutant) in known else results.verdict(mutant, digest).split()[0]] += 1
+        verdict = "equivalent" if key_of(mutant) in known else results.verdict(mutant, digest)
+        counts[verdict.split()[0]] += 1
     made = len(chosen) - counts[UNBUILDABLE]
     print(
         f"{made} mutants: {counts['killed']} killed, {counts['timeout']} timed out, "

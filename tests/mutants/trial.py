@@ -3,8 +3,8 @@
 
     trial.py MEBIBYTES
 
-Each may take so much address space (0: any). Each line of the input is a trial: PROGRAM SECONDS [PROGRAM SECONDS]...
-Its answer is a line "killed PROGRAM", "timeout PROGRAM" or "survived".
+Each may take so much address space (0: any). Each line of the input is a trial: PROGRAM SECONDS,
+and so on. Its answer is a line "killed PROGRAM", "timeout PROGRAM" or "survived".
 """
 
 import os
