@@ -33,6 +33,7 @@ struct Fault {
   }
 };
 Fault openFault;
+int openFlags = 0;  // of the last call
 Fault readFault;
 Fault statusFault;
 
@@ -47,6 +48,7 @@ Function* next(const char* name) {
 
 int open(const char* path, int flags, ...) {
   static auto* const real = next<int(const char*, int, ...)>("open64");
+  openFlags = flags;
   return openFault.strikes() ? -1 : real(path, flags, 0600);
 }
 
@@ -396,6 +398,13 @@ TEST_F(PackageToolTest, UserFileThatCannotBeReadIsBad) {
   expectNoUser(ZEMO_PACKAGE_BAD_USER);
   EXPECT_EQ(openDescriptors(), before);
   expectUser("user");
+}
+
+// Another thread may run a program meanwhile.
+TEST_F(PackageToolTest, UserFileIsClosedOnExecution) {
+  writeUser("user\n");
+  expectUser("user");
+  EXPECT_NE(openFlags & O_CLOEXEC, 0);
 }
 
 TEST_F(PackageToolTest, DescriptorZeroIsOneLikeAnyOther) {

@@ -146,6 +146,12 @@ TEST_F(StringListMemoryTest, SplittingIntoFullListLeavesItUnchanged) {
   EXPECT_EQ(stateOf(_list).items, (std::vector<std::string>{"one", "two", "three"}));
 }
 
+TEST_F(StringListMemoryTest, SplittingIntoAListWithRoomLeavesItUnchanged) {
+  VLIBStrTok("old,older", ",", &_list);
+  EXPECT_EQ(failures([&] { return VLIBStrTok("one", ",", &_list); }), 1);
+  EXPECT_EQ(stateOf(_list).items, (std::vector<std::string>{"one"}));
+}
+
 // Lists that large need not be made: what they are up to is in the record that callers see.
 TEST_F(StringListMemoryTest, LargeListGrowsToTheMostThatItCanHold) {
   VLIBSzListFree(VLIBSzListAlloc(0));

@@ -239,8 +239,10 @@ TEST_F(StringListTest, SecondSeparatorMayBeAnyCharacter) {
 }
 
 TEST_F(StringListTest, NothingSplitsWithoutSeparators) {
-  EXPECT_EQ(split("a,b", ""), 1);
-  EXPECT_EQ(items(), Items{"a,b"});
+  for (const char* const none : {"", "\0", "\0,"}) {
+    EXPECT_EQ(split("a,b", none), 1);
+    EXPECT_EQ(items(), Items{"a,b"});
+  }
 }
 
 TEST_F(StringListTest, BytesBeyondAsciiSplitAndStay) {
