@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <cstdlib>
 #include <string>
 
@@ -35,6 +36,7 @@ struct Fault {
 Fault openFault;
 int openFlags = 0;  // of the last call
 Fault readFault;
+size_t mostBytes = SIZE_MAX;  // that one read gives
 Fault statusFault;
 
 template <typename Function>
@@ -54,7 +56,7 @@ int open(const char* path, int flags, ...) {
 
 ssize_t read(int fd, void* buffer, size_t size) {
   static auto* const real = next<ssize_t(int, void*, size_t)>("read");
-  return readFault.strikes() ? -1 : real(fd, buffer, size);
+  return readFault.strikes() ? -1 : real(fd, buffer, std::min(size, mostBytes));
 }
 
 // What fortification turns a read into.
@@ -398,6 +400,13 @@ TEST_F(PackageToolTest, UserFileThatCannotBeReadIsBad) {
   expectNoUser(ZEMO_PACKAGE_BAD_USER);
   EXPECT_EQ(openDescriptors(), before);
   expectUser("user");
+}
+
+TEST_F(PackageToolTest, ShortReadsDoNotEndTheName) {
+  writeUser("user\n");
+  for (mostBytes = 1; mostBytes < 6; ++mostBytes)
+    expectUser("user");
+  mostBytes = SIZE_MAX;
 }
 
 // Another thread may run a program meanwhile.
