@@ -29,28 +29,25 @@ if(ZEMO_SANITIZE)
   target_link_options(zemo_options INTERFACE -fsanitize=${ZEMO_SANITIZE})
 endif()
 
-# What the libraries are compiled with beside that. Fortification needs optimisation, and hides from
-# sanitizers what they are there to see.
-add_library(zemo_library_options INTERFACE)
-target_link_libraries(zemo_library_options INTERFACE zemo_options)
+# What the libraries and the program are compiled with beside that. Fortification needs optimisation, and
+# hides from sanitizers what they are there to see.
+add_library(zemo_shipped_options INTERFACE)
+target_link_libraries(zemo_shipped_options INTERFACE zemo_options)
 if(NOT ZEMO_SANITIZE AND NOT ZEMO_COVERAGE AND NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
-  target_compile_options(zemo_library_options INTERFACE -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=3)
+  target_compile_options(zemo_shipped_options INTERFACE -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=3)
 endif()
 
-# What is counted in: the libraries and the program.
-add_library(zemo_coverage INTERFACE)
 if(ZEMO_COVERAGE)
   if(NOT CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
     message(FATAL_ERROR "ZEMO_COVERAGE needs clang, which counts the branches that stand in the source alone")
   endif()
   # Atomic, because several threads, and processes that share memory, count. The counts of each program
   # and library are added up in one file, wherever and by whatever it is run.
-  target_compile_options(zemo_coverage INTERFACE
+  target_compile_options(zemo_shipped_options INTERFACE
     -fprofile-instr-generate=${PROJECT_BINARY_DIR}/profiles/%m.profraw -fcoverage-mapping
     -fprofile-update=atomic -O0 -g)
   target_link_options(zemo_options INTERFACE -fprofile-instr-generate)
 endif()
-target_link_libraries(zemo_library_options INTERFACE zemo_coverage)
 
 # zemo_exports(TARGET FILE): the symbols that FILE names are all that the library TARGET exports.
 function(zemo_exports target file)

@@ -111,7 +111,7 @@ const Documented execGoesOn = {"SYS_close_range SYS_rt_sigprocmask waitpid", "sa
 const std::string hashFailed = "protected_file:288 Calculate hash of file <T/.*> failed";
 const std::string openFileFailed = "protected_file:365 Open file <T/.*> failed; " + hashFailed;
 const std::string digestCalls =
-    "malloc pread64 EVP_MD_CTX_new EVP_DigestInit_ex EVP_DigestUpdate EVP_DigestFinal_ex";
+    "malloc pread64 fstat64 EVP_MD_CTX_new EVP_DigestInit_ex EVP_DigestUpdate EVP_DigestFinal_ex";
 
 const std::string notInstalled = "protected_file:113 package <" + package + "> is not installed.";
 const std::string noUser =
@@ -130,7 +130,7 @@ const std::vector<Documented> ofRegularFile = {outOfMemory,
 const std::vector<Documented> ofDirectory = {
     vanished,
     {"malloc open64 fdopendir", "false \\| protected_file:262 opendir <T/.*> failed"},
-    {"readdir64", "false \\| protected_file:267 readdir <T/.*> failed"}};
+    {"readdir64 fstat64", "false \\| protected_file:267 readdir <T/.*> failed"}};
 const Documented linkUnread = {"readlink", "false \\| protected_file:293 readlink <T/link> failed"};
 
 class LibraryFaultsTest : public PrivateRootTest {
@@ -579,7 +579,7 @@ TEST_F(LibraryFaultsTest, CheckOfASet) {
        "false hash",
        {{"new", "bad_alloc.*"},
         {"lstat64", "false( not exist| hash)+"},
-        {"malloc open64 pread64 readlink fdopendir readdir64 EVP_MD_CTX_new "
+        {"malloc open64 pread64 fstat64 readlink fdopendir readdir64 EVP_MD_CTX_new "
          "EVP_DigestInit_ex EVP_DigestUpdate EVP_DigestFinal_ex",
          "(false hash|true) \\| (.*; )?file_list:150 Check file <T/.*> failed."},
         {"pread64", "same", ESPIPE},
@@ -606,7 +606,7 @@ TEST_F(LibraryFaultsTest, CheckOfNamedFiles) {
         "true 0 32 0 0 384",
         {{"new", "bad_alloc.*"},
          {"lstat64", "true (0|64) (32|64) (0|64) (0|64) 384"},
-         {"malloc open64 pread64 readlink fdopendir readdir64 EVP_MD_CTX_new "
+         {"malloc open64 pread64 fstat64 readlink fdopendir readdir64 EVP_MD_CTX_new "
           "EVP_DigestInit_ex EVP_DigestUpdate EVP_DigestFinal_ex",
           "false( 0)?( 32)?( 0){0,2} 384 \\| " + namedFailed},
          {"pread64", "same", ESPIPE},
@@ -646,7 +646,7 @@ TEST_F(LibraryFaultsTest, SelfCheckFiles) {
         {"stat64", failed + signatureMissing + setFailed + loadFailed},
         {"open64", failed + "(" + orderFailed + "; )?" + openFailed + loadFailed},
         {"fstat64 read", failed + formatError + loadFailed},
-        {"malloc open64 pread64 readlink fdopendir readdir64 EVP_MD_CTX_new "
+        {"malloc open64 pread64 fstat64 readlink fdopendir readdir64 EVP_MD_CTX_new "
          "EVP_DigestInit_ex EVP_DigestUpdate EVP_DigestFinal_ex",
          failed + namedFailed + "; util:38 Selfcheck failed"},
         {"pread64", "same", ESPIPE},

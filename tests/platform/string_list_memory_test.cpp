@@ -29,7 +29,7 @@
 namespace {
 
 int allowed = -1;  // allocations until the one that fails; negative: none fails
-size_t asked = 0;  // bytes, by the last realloc
+size_t asked = 0;  // bytes, by the last malloc or realloc; compilers turn one into the other
 
 }  // namespace
 
@@ -51,6 +51,7 @@ bool mayAllocate() {
 
 extern "C" void* malloc(size_t size) {
   static auto* const real = reinterpret_cast<void* (*)(size_t)>(dlsym(RTLD_NEXT, "malloc"));
+  asked = size;
   return mayAllocate() ? real(size) : nullptr;
 }
 
@@ -173,7 +174,7 @@ TEST_F(StringListMemoryTest, ListTakesNoMoreThanItCanCount) {
   VLIBErrSet(VLIB_ERR_NONE);
   EXPECT_LT(VLIBSzListPush(&_list, "item"), 0);
   EXPECT_EQ(VLIBErrGet(), VLIB_ERR_OUT_OF_MEMORY);
-  EXPECT_EQ(asked, 0U);
+  EXPECT_LT(asked, 1000U) << "for the text alone";
   _list->count = 0;
 }
 
