@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Documents agree with what is there: links, commands, options, exit bits, flags, log lines.
+"""Documents agree with what is there: links, commands, options, exit bits, flags, log lines, tests.
 
     documents_test.py SOURCE_DIRECTORY OPTION_TABLES PROGRAM
 """
@@ -125,6 +125,16 @@ def wrong_log_lines(document, lines):
         yield f"{document.name}: the library writes no log line '{row}'"
 
 
+def wrong_names(document, tests, verbs):
+    """Yields the tests, written Suite.Test, and the verbs of ./dev that do not exist."""
+    for number, code in code_of(document):
+        if re.fullmatch(r"[A-Z]\w+\.[A-Z]\w+", code) and code not in tests:
+            yield f"{document.name}:{number}: there is no test {code}"
+        for verb in re.findall(r"\./dev (\w+)", code):
+            if verb not in verbs:
+                yield f"{document.name}:{number}: ./dev has no {verb}"
+
+
 def read(*path):
     with open(os.path.join(*path), encoding="utf-8") as file:
         return file.read()
@@ -158,9 +168,26 @@ def log_lines(source):
     return [f"{modules[module]}:{number} {line}" for line, module, number in calls]
 
 
+def test_names(source):
+    names = set()
+    for directory, _, files in os.walk(os.path.join(source, "tests")):
+        for name in files:
+            if name.endswith(".cpp"):
+                text = read(directory, name)
+                found = re.findall(r"\bTEST(?:_[FP])?\((\w+),\s*(\w+)\)", text)
+                names |= {".".join(pair) for pair in found}
+    return names
+
+
+def verbs_of_dev(source):
+    cases = re.search(r"case \$command in\n(.*)\nesac", read(source, "dev"), re.DOTALL)[1]
+    return set(re.findall(r"\w+", cases))
+
+
 def main(source, tables_program, program):
     all_documents = documents(source)
     tables = option_tables(tables_program)
+    tests, verbs = test_names(source), verbs_of_dev(source)
     complaints = list(broken_links(source, all_documents))
     for document in all_documents:
         complaints += wrong_options(document, tables)
@@ -168,6 +195,7 @@ def main(source, tables_program, program):
         complaints += wrong_bits(document, exit_bits(program))
         complaints += wrong_flags(document, result_flags(source))
         complaints += wrong_log_lines(document, log_lines(source))
+        complaints += wrong_names(document, tests, verbs)
     for complaint in complaints:
         print(complaint, file=sys.stderr)
     return 1 if complaints else 0
