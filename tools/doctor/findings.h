@@ -41,8 +41,8 @@ class Findings {
   // `path` could not be looked at, of which another check tells.
   void leftOut(const std::string& path) { _leftOut = path; }
 
-  // To be called at the end. If no other check has told of what was left out, it could not be looked
-  // at for a moment only, and is not known to be well.
+  // To be called at the end. If no other check has told of what was left out, it could not be
+  // looked at for a moment only, and is not known to be well.
   void settle();
 
   int status() const { return _status; }
