@@ -6,6 +6,7 @@
 #include <fstream>
 #include <iostream>
 #include <iterator>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -33,6 +34,7 @@ std::string contentOf(const std::filesystem::path& path) {
 
 }  // namespace
 
+// NOLINTNEXTLINE(bugprone-exception-escape): an exception shall end it
 int main(int argc, char** argv) {
   std::vector<std::string> const words(argv + 1, argv + argc);
   auto const target = words.empty() ? fuzz::targets().end() : fuzz::targets().find(words[0]);
