@@ -1,0 +1,39 @@
+// What doctor makes of things that could not be looked at.
+
+#include "doctor/findings.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using namespace tool;
+
+TEST(FindingsTest, WhatCouldNotBeLookedAtForAMomentIsAProblem) {
+  Findings findings(false);
+  testing::internal::CaptureStdout();
+  findings.leftOut("/a\x1b");
+  findings.settle();
+  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+            "problem: '/a\\033' could not be looked at for a moment\n   mend: run this again\n");
+  EXPECT_EQ(findings.status(), STATUS_UNCHECKED);
+  EXPECT_EQ(findings.problemCount(), 1U);
+}
+
+TEST(FindingsTest, WhatAnotherCheckTellsOfIsNotToldAgain) {
+  Findings findings(false);
+  testing::internal::CaptureStdout();
+  findings.leftOut("/a");
+  findings.problem(STATUS_NOT_LOADED, "'/a' does not exist", "make one");
+  findings.settle();
+  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+            "problem: '/a' does not exist\n   mend: make one\n");
+  EXPECT_EQ(findings.status(), STATUS_NOT_LOADED);
+}
+
+TEST(FindingsTest, NothingLeftOutIsWell) {
+  Findings findings(false);
+  findings.settle();
+  EXPECT_EQ(findings.status(), STATUS_INTACT);
+}
+
+}  // namespace
