@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
 
 #include "common/failure.h"
@@ -37,7 +38,7 @@ std::vector<std::string> gnupgFilesIn(const std::string& home) {
        {"gpg.conf", "common.conf", "pubring.kbx", "pubring.gpg", "trustdb.gpg"}) {
     std::string const path = home + "/" + name;
     struct stat status = {};
-    if (lstat(path.c_str(), &status) == 0)
+    if (lstat(path.c_str(), &status) == 0 || errno != ENOENT)
       paths.push_back(path);
   }
   return paths;

@@ -12,7 +12,7 @@ namespace tool {
 // a link to one, and also if it does not exist or cannot be looked at, of which opening it tells.
 std::string irregular(const std::string& path);
 
-// The paths of all files in `home` that GnuPG may open there, as far as they exist.
+// The paths of all files in `home` that GnuPG may open there, but those known not to exist.
 std::vector<std::string> gnupgFilesIn(const std::string& home);
 
 // The paths of the files in `home` that GnuPG reads instead of gpg.conf: gpg.conf-2.2, for example.
