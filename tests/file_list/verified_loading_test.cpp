@@ -1,4 +1,3 @@
-#include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <zemo/core.h>
@@ -139,15 +138,6 @@ TEST_F(VerifiedLoadingTest, FailureKeepsTheListFiles) {
   EXPECT_THAT(verified(), ElementsAre(a, b));
 }
 
-// GnuPG as it is, by way of the core library's own operation.
-int runGnuPG(const ExecCall& call) {
-  static auto* const real = reinterpret_cast<decltype(&VLIBExecl)>(dlsym(RTLD_NEXT, "VLIBExecl"));
-  const std::vector<std::string>& words = call.words;
-  return real(call.program.c_str(), call.options, words.at(0).c_str(), words.at(1).c_str(),
-              words.at(2).c_str(), words.at(3).c_str(), words.at(4).c_str(),
-              static_cast<char*>(nullptr));
-}
-
 class GnuPGLoadingTest : public LoadingTest {
  protected:
   void SetUp() override {
@@ -155,7 +145,7 @@ class GnuPGLoadingTest : public LoadingTest {
     if (IsSkipped())
       return;
     key().trustedBy(listDir);
-    execResult = runGnuPG;
+    execResult = reallyExec;
     for (const char* const name : {"a", "b"}) {
       _paths.push_back(makeList(name, line("/" + std::string(name))));
       key().sign(_paths.back());

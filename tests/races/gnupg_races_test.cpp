@@ -1,7 +1,6 @@
 // Lists and signatures that change while a set is loaded that GnuPG itself verifies. What it does
 // in between is its own: changes come before the library's own calls only.
 
-#include <dlfcn.h>
 #include <zemo/core.h>
 #include <zemo/selfcheck/file_list.h>
 
@@ -17,15 +16,6 @@ namespace {
 
 using namespace ZEMO::SELF_CHECK;
 
-// By way of the core library's own operation.
-int runGnuPG(const ExecCall& call) {
-  static auto* const real = reinterpret_cast<decltype(&VLIBExecl)>(dlsym(RTLD_NEXT, "VLIBExecl"));
-  const std::vector<std::string>& words = call.words;
-  return real(call.program.c_str(), call.options, words.at(0).c_str(), words.at(1).c_str(),
-              words.at(2).c_str(), words.at(3).c_str(), words.at(4).c_str(),
-              static_cast<char*>(nullptr));
-}
-
 class GnuPGRacesTest : public SetRacesTest {
  protected:
   GnuPGRacesTest() : SetRacesTest(few) {}
@@ -34,7 +24,7 @@ class GnuPGRacesTest : public SetRacesTest {
     SetRacesTest::SetUp();
     if (IsSkipped())
       return;
-    execResult = runGnuPG;
+    execResult = reallyExec;
     SigningKey const key;
     key.trustedBy(home.path());
     writeFile(home / "gpg.conf", "trust-model always\nno-auto-check-trustdb\n");

@@ -20,4 +20,8 @@ extern std::vector<ExecCall> execCalls;
 // Decides what VLIBExecl returns, without running anything; empty: 0.
 extern std::function<int(const ExecCall&)> execResult;
 
+// What execResult may be, to run the program after all: the core library's own VLIBExecl, with up
+// to five words.
+int reallyExec(const ExecCall& call);
+
 #endif
