@@ -25,13 +25,23 @@ bool isRegularFile(const char* path, int flags) {
   return fstatat(AT_FDCWD, path, &st, links) == 0 && S_ISREG(st.st_mode);
 }
 
+time_t seconds() {
+  timespec now = {};
+  (void)clock_gettime(CLOCK_MONOTONIC, &now);
+  return now.tv_sec;
+}
+
 // Opens the regular file `path`, on which another program (a file server, say) has a lease. It has
 // been told by the first try, and gives the lease back, or the kernel takes it. Trying again waits
 // for that and for nothing else: in an open that waits, the file could have become a FIFO.
 int openLeased(const char* path, int flags) {
   constexpr timespec pause = {0, 5'000'000};
+  // The kernel takes a lease after 45 seconds, if nobody has told it otherwise. By then a file's
+  // owner may have taken another one, again and again.
+  constexpr time_t longest = 60;
+  time_t const end = seconds() + longest;
   int fd = -1;
-  while (fd < 0 && errno == EWOULDBLOCK && isRegularFile(path, flags)) {
+  while (fd < 0 && errno == EWOULDBLOCK && isRegularFile(path, flags) && seconds() < end) {
     (void)nanosleep(&pause, nullptr);
     fd = openRetrying(path, flags);
   }

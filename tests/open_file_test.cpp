@@ -21,12 +21,37 @@ namespace {
 
 // What the next calls of open fail with.
 std::vector<int> openErrors;
+// Whether all fail because of a lease, and pauses pass at once.
+bool leasedForEver = false;
+timespec pausedFor = {};
 
 }  // namespace
+
+int nanosleep(const timespec* pause, timespec* left) {
+  static auto* const real = reinterpret_cast<decltype(&nanosleep)>(dlsym(RTLD_NEXT, "nanosleep"));
+  if (!leasedForEver)
+    return real(pause, left);
+  pausedFor.tv_nsec += pause->tv_nsec;
+  pausedFor.tv_sec += pause->tv_sec + pausedFor.tv_nsec / 1'000'000'000;
+  pausedFor.tv_nsec %= 1'000'000'000;
+  return 0;
+}
+
+int clock_gettime(clockid_t clock, timespec* now) {
+  static auto* const real =
+      reinterpret_cast<decltype(&clock_gettime)>(dlsym(RTLD_NEXT, "clock_gettime"));
+  int const result = real(clock, now);
+  now->tv_sec += pausedFor.tv_sec;
+  return result;
+}
 
 int open(const char* path, int flags, ...) {
   static auto* const real =
       reinterpret_cast<int (*)(const char*, int, ...)>(dlsym(RTLD_NEXT, "open64"));
+  if (leasedForEver) {
+    errno = EWOULDBLOCK;
+    return -1;
+  }
   if (!openErrors.empty()) {
     errno = openErrors.front();
     openErrors.erase(openErrors.begin());
@@ -173,6 +198,17 @@ TEST_F(OpenFileTest, OtherErrorThanTheLeaseEndsTheWait) {
   EXPECT_EQ(errno, EACCES);
   EXPECT_EQ(openErrors.size(), 1U);
   openErrors.clear();
+}
+
+// As on a file whose owner takes a new one whenever the kernel has taken the last.
+TEST_F(OpenFileTest, LeasesAreWaitedForForAMinute) {
+  leasedForEver = true;
+  int const fd = openFile(_path, 0);
+  leasedForEver = false;
+  EXPECT_LT(fd, 0);
+  EXPECT_GE(pausedFor.tv_sec, 59);
+  EXPECT_LE(pausedFor.tv_sec, 61);
+  pausedFor = {};
 }
 
 // What errno holds says nothing then.
