@@ -1,0 +1,188 @@
+"""The commands that are tried, what there is before, and what they are to write."""
+
+import os
+import re
+import shutil
+import subprocess
+
+from machine import LISTS, PACKAGE, read, write
+
+NEW = "wam.full.new.list"
+
+
+class Case:
+    def __init__(self, name, state, words, **options):
+        self.name = name
+        self.state = state  # of the machine, the name of its function
+        self.words = words  # OUT is a directory of the run's own
+        self.prepare = options.get("prepare", nothing)
+        self.before = options.get("before", ())  # names that are there at the start
+        self.written = options.get("written", nothing)
+        self.unwritten = options.get("unwritten", (None,))  # what there may be after a failure
+        self.tampered = options.get("tampered", ())
+        self.tells = options.get("tells")  # with what words it may succeed with another output
+
+
+def nothing(machine, out):
+    del machine, out
+
+
+# What there is before.
+
+
+def unsigned_list(machine, out):
+    write(f"{out}/{NEW}", machine.signed)
+
+
+def changed_list(machine, out):
+    write(f"{out}/{NEW}", machine.signed.replace("\tf\t", "\t-\t", 1))
+
+
+def key_ring(machine, out):
+    del machine
+    os.mkdir(out + "/home", 0o755)
+    for name in ("gpg.conf", "pubring.kbx"):
+        shutil.copy(LISTS + "/" + name, out + "/home")
+
+
+def accepts_hash(machine, out):
+    write(out + "/accepted", f"{machine.file}\thash\n")
+
+
+def accepts_others(machine, out):
+    write(out + "/accepted", f"{machine.tree}/fixed/\n{machine.file}\tsize\n")
+
+
+# What is written: None if nothing is.
+
+
+def list_written(machine, out):
+    del machine
+    return read(f"{out}/{NEW}") if os.path.exists(f"{out}/{NEW}") else None
+
+
+def package_list_written(machine, out):
+    del machine
+    path = f"{out}/{PACKAGE}.full.new.list"
+    return read(path) if os.path.exists(path) else None
+
+
+def signature_written(machine, out):
+    path = f"{out}/{NEW}"
+    if not os.path.exists(path + ".asc"):
+        return None
+    command = ["gpg", "--homedir", machine.keys, "--batch", "--verify", path + ".asc", path]
+    return subprocess.run(command, capture_output=True, check=False).returncode == 0
+
+
+def keys_written(machine, out):
+    """The keys of the ring, None where there is none, and False where it cannot be used."""
+    del machine
+    if not os.path.exists(out + "/home/pubring.kbx"):
+        return None
+    command = ["gpg", "--homedir", out + "/home", "--batch", "--no-permission-warning"]
+    command += ["--with-colons", "--list-keys"]
+    listed = subprocess.run(command, capture_output=True, check=False)
+    keys = re.findall(r"^fpr:+(\w+):", listed.stdout.decode(), re.M)
+    return keys if listed.returncode == 0 else False
+
+
+def metrics_written(machine, out):
+    """What the metrics say of the set."""
+    del machine
+    path = out + "/metrics.prom"
+    if not os.path.exists(path):
+        return None
+    found = re.findall(r"^zemo_selfcheck_exit_status.* (\d+)$", read(path), re.M)
+    return f"status {found}"
+
+
+def checks(machine):
+    tampered = {"tampered": (machine.file,)}
+    accept = {"before": ("accepted",), **tampered}
+    words = ["check", "--accept", "OUT/accepted"]
+    metrics = ["check", "--metrics", "OUT/metrics.prom"]
+    program = (machine.target + "/program",)
+    return [
+        Case("check", "intact", ["check", "--jobs", "1"]),
+        Case("check-threads", "tampered", ["check", "--jobs", "3"], **tampered),
+        Case("check-tampered", "tampered", ["check", "--jobs", "1"], **tampered),
+        Case("check-json", "tampered", ["check", "--format", "json"], **tampered),
+        Case("check-metrics", "intact", metrics, written=metrics_written),
+        Case("check-forged", "forged", ["check"]),
+        Case("check-unverified", "tampered", ["check", "--no-verify"], **tampered),
+        Case("check-accepted", "tampered", words, prepare=accepts_hash, **accept),
+        Case("check-not-accepted", "tampered", words, prepare=accepts_others, **accept),
+        Case("check-all", "package_tampered", ["check", "--all"], tampered=program),
+        Case("check-package", "package_tampered", ["check", PACKAGE], tampered=program),
+    ]
+
+
+def looks(machine):
+    files = ["files", machine.file, machine.tree + "/fixed", machine.tree + "/link"]
+    strict = ["verify", "--strict", "--key", machine.fingerprint]
+    # It says of an order that it cannot read that it cannot.
+    tells = {"tells": "listorder' cannot be read|cannot read '[^']*listorder'"}
+    diff = ["diff", machine.list, "OUT/" + NEW]
+    return [
+        Case("files", "intact", files),
+        Case("files-tampered", "tampered", files, tampered=(machine.file,)),
+        Case("files-forged", "forged", files),
+        Case("verify", "intact", ["verify"], **tells),
+        Case("verify-strict", "intact", strict),
+        Case("verify-forged", "forged", ["verify"]),
+        Case("show", "intact", ["show"]),
+        Case("show-all", "intact", ["show", "--all", "--no-verify"]),
+        Case("diff", "intact", diff, prepare=changed_list, before=(NEW,)),
+        Case("doctor", "intact", ["doctor"]),
+        Case("doctor-forged", "forged", ["doctor"]),
+    ]
+
+
+def makes(machine):
+    output = ["--output", "OUT/" + NEW]
+    fixed = ["--fixed", machine.tree + "/fixed"]
+    key = ["--key", machine.fingerprint, "--homedir", machine.keys]
+    home = ["--homedir", "OUT/home"]
+    written = {"written": list_written}
+    base = ["make", machine.tree, *fixed, "--base", machine.list, *output]
+    of_package = ["make", machine.target, "--package", PACKAGE]
+    return [
+        Case("make", "intact", ["make", machine.tree, *fixed, *output], **written),
+        Case("make-base", "tampered", base, **written),
+        Case("make-dpkg", "intact", ["make", "--dpkg", "hostname", *output], **written),
+        Case(
+            "make-package",
+            "intact",
+            [*of_package, "--output", f"OUT/{PACKAGE}.full.new.list"],
+            written=package_list_written,
+        ),
+        Case(
+            "sign",
+            "intact",
+            ["sign", "OUT/" + NEW, *key],
+            prepare=unsigned_list,
+            before=(NEW,),
+            written=signature_written,
+        ),
+        Case(
+            "init-home",
+            "intact",
+            ["init-home", *home, "--import", machine.directory + "/maker.gpg"],
+            before=("home", "home/gpg.conf"),
+            written=keys_written,
+        ),
+        Case(
+            "remove-key",
+            "intact",
+            ["remove-key", machine.fingerprint, *home],
+            prepare=key_ring,
+            before=("home", "home/gpg.conf", "home/pubring.kbx"),
+            written=keys_written,
+            unwritten=([machine.fingerprint],),
+        ),
+    ]
+
+
+def all_cases(machine):
+    return checks(machine) + looks(machine) + makes(machine)
