@@ -15,7 +15,7 @@ REMOVING = {"unlink", "unlinkat", "rmdir"}
 ENDLESS_IN_GNUPG = re.compile(r'read\(\d+<[^>]*/gpg\.conf>|unlink\("[^"]*(/\.#lk[^"/]*|\.lock)"')
 
 
-def judge(case, inject, reference, result):
+def judge(case, reference, result):
     """What is wrong with the run, or None."""
     if result.status is None:
         return None if hangs_in_gnupg(result) else "it hangs"

@@ -21,8 +21,8 @@ from machine import TIME_STAMP, TOOL, read
 TIME_LIMIT = 20
 LAST_MOMENTS = 2  # for programs that have been started and are about to end, in seconds
 
-# `inject` is (name of the call, error, number). With `programs` the calls of the programs fail, too,
-# that the command starts.
+# `inject` is (name of the call, error, number). With `programs`, the calls of the programs that the
+# command starts fail, too.
 Attempt = collections.namedtuple("Attempt", "case inject programs", defaults=(None, False))
 Call = collections.namedtuple("Call", "process program name text failed")
 Run = collections.namedtuple("Run", "status output errors calls hit left names processes written")
