@@ -24,6 +24,7 @@
 #include <cstring>
 #include <ctime>
 #include <new>
+#include <utility>
 
 // Some of this runs in processes that share the memory of a suspended thread.
 #define SHARES_MEMORY __attribute__((no_sanitize("address", "thread", "undefined")))
@@ -53,6 +54,8 @@ thread_local Failure wanted;
 thread_local long calls = 0;
 thread_local bool happened = false;
 thread_local long live = 0;
+thread_local bool nextLeased = false;
+thread_local time_t paused = 0;  // how much later it is meanwhile
 
 std::array<char, 262144> logText{};
 std::size_t logSize = 0;
@@ -145,6 +148,7 @@ Injected::Injected(const Failure& failure) {
   wanted = failure;
   calls = 0;
   happened = false;
+  paused = 0;
   armed = true;
 }
 
@@ -154,6 +158,10 @@ Injected::~Injected() {
 
 bool callFails(const char* function) {
   return fails(function);
+}
+
+void leaseNextFile(bool leased) {
+  nextLeased = leased;
 }
 
 bool injectedFailureHappened() {
@@ -239,19 +247,30 @@ void operator delete[](void* memory, const std::nothrow_t&) noexcept {
 
 // Files.
 
+namespace {
+
+bool opensNot() {
+  if (fails("open64"))
+    return true;
+  errno = EWOULDBLOCK;
+  return armed && std::exchange(nextLeased, false);
+}
+
+}  // namespace
+
 extern "C" int open64(const char* path, int flags, ...) {
   static auto* const real = next<int(const char*, int, mode_t)>("open64");
   va_list more;
   va_start(more, flags);
   mode_t const mode = (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(more, mode_t) : 0;
   va_end(more);
-  return fails("open64") ? -1 : real(path, flags, mode);
+  return opensNot() ? -1 : real(path, flags, mode);
 }
 
 // What open64 is where the library is compiled with fortification.
 extern "C" int __open64_2(const char* path, int flags) {
   static auto* const real = next<int(const char*, int)>("__open64_2");
-  return fails("open64") ? -1 : real(path, flags);
+  return opensNot() ? -1 : real(path, flags);
 }
 
 extern "C" int close(int fd) {
@@ -267,6 +286,15 @@ extern "C" ssize_t read(int fd, void* buffer, size_t size) {
 extern "C" ssize_t pread64(int fd, void* buffer, size_t size, off64_t offset) {
   static auto* const real = next<ssize_t(int, void*, size_t, off64_t)>("pread64");
   return fails("pread64") ? -1 : real(fd, buffer, size, offset);
+}
+
+// What they are where the library is compiled with fortification.
+extern "C" ssize_t __read_chk(int fd, void* buffer, size_t size, size_t room) {
+  return size <= room ? read(fd, buffer, size) : (abort(), -1);
+}
+
+extern "C" ssize_t __pread64_chk(int fd, void* buffer, size_t size, off64_t offset, size_t room) {
+  return size <= room ? pread64(fd, buffer, size, offset) : (abort(), -1);
 }
 
 extern "C" int stat64(const char* path, struct stat64* status) noexcept {
@@ -294,6 +322,11 @@ extern "C" ssize_t readlink(const char* path, char* target, size_t size) noexcep
   return fails("readlink") ? -1 : real(path, target, size);
 }
 
+extern "C" ssize_t __readlink_chk(const char* path, char* target, size_t size,
+                                  size_t room) noexcept {
+  return size <= room ? readlink(path, target, size) : (abort(), -1);
+}
+
 extern "C" DIR* fdopendir(int fd) {
   static auto* const real = next<DIR*(int)>("fdopendir");
   return fails("fdopendir") ? nullptr : real(fd);
@@ -309,16 +342,50 @@ extern "C" int closedir(DIR* directory) {
   return failing("closedir", -1, [directory] { return real(directory); });
 }
 
-// Fails before it has found anything. Its own allocations do not: glibc's glob frees names twice
-// when memory is exhausted while it puts the directory before the second of them, or a later one.
+namespace {
+
+// What glob64() returns when it fails. It does not notice when a directory cannot be read to its
+// end.
+int globResult() {
+  switch (wanted.error) {
+    case 0:
+      return 0;
+    case ENOMEM:
+      return GLOB_NOSPACE;
+    default:
+      return GLOB_ABORTED;
+  }
+}
+
+// Leaves only one path of those that were found.
+int found(glob64_t& paths, std::size_t index) {
+  std::swap(paths.gl_pathv[0], paths.gl_pathv[index]);
+  for (std::size_t i = 1; i < paths.gl_pathc; ++i)
+    free(std::exchange(paths.gl_pathv[i], nullptr));
+  paths.gl_pathc = 1;
+  return globResult();
+}
+
+}  // namespace
+
+// "glob64" fails before it has found anything, "glob64_first" and "glob64_last" when it has found
+// that path only. Its own allocations do not fail: glibc's glob frees names twice when memory is
+// exhausted while it puts the directory before the second of them, or a later one.
 extern "C" int glob64(const char* pattern, int flags, int (*onError)(const char*, int),
-                      glob64_t* found) noexcept {
+                      glob64_t* paths) noexcept {
   static auto* const real =
       next<int(const char*, int, int (*)(const char*, int), glob64_t*)>("glob64");
   if (fails("glob64"))
-    return wanted.error == ENOMEM ? GLOB_NOSPACE : GLOB_ABORTED;
-  NotInjected const whole;
-  return real(pattern, flags, onError, found);
+    return globResult();
+  int const result = [&] {
+    NotInjected const whole;
+    return real(pattern, flags, onError, paths);
+  }();
+  if (result == 0 && fails("glob64_first"))
+    return found(*paths, 0);
+  if (result == 0 && fails("glob64_last"))
+    return found(*paths, paths->gl_pathc - 1);
+  return result;
 }
 
 // Its own allocations do not fail: the C library then loads, or lets go of, what it keeps.
@@ -328,6 +395,24 @@ extern "C" passwd* getpwnam(const char* name) {
     return nullptr;
   NotInjected const whole;
   return real(name);
+}
+
+// Time.
+
+extern "C" int nanosleep(const timespec* pause, timespec* left) {
+  static auto* const real = next<int(const timespec*, timespec*)>("nanosleep");
+  if (!armed)
+    return real(pause, left);
+  constexpr time_t longPause = 20;
+  paused += longPause;
+  return fails("nanosleep") ? -1 : 0;
+}
+
+extern "C" int clock_gettime(clockid_t clock, timespec* now) noexcept {
+  static auto* const real = next<int(clockid_t, timespec*)>("clock_gettime");
+  int const result = real(clock, now);
+  now->tv_sec += armed ? paused : 0;
+  return result;
 }
 
 // Processes.
@@ -348,7 +433,7 @@ extern "C" int munmap(void* address, size_t size) noexcept {
   return failing("munmap", -1, [address, size] { return real(address, size); });
 }
 
-// ECHILD says that somebody else was faster: then the child is gone.
+// ECHILD says that somebody else was faster: then the child is gone. So it is in syscall().
 extern "C" pid_t waitpid(pid_t child, int* status, int options) {
   static auto* const real = next<pid_t(pid_t, int*, int)>("waitpid");
   if (!fails("waitpid"))
@@ -386,17 +471,15 @@ extern "C" SHARES_MEMORY long syscall(long number, ...) noexcept {
   for (long& word : words)
     word = va_arg(more, long);
   va_end(more);
-  if (armed && fails(nameOf(number)))
-    return -1;
-  return realSyscall(number, words[0], words[1], words[2], words[3], words[4], words[5]);
+  if (!armed || !fails(nameOf(number)))
+    return realSyscall(number, words[0], words[1], words[2], words[3], words[4], words[5]);
+  if (number == SYS_wait4 && wanted.error == ECHILD)
+    (void)realSyscall(number, words[0], 0, words[2], words[3], 0, 0);
+  errno = wanted.error;
+  return -1;
 }
 
 // Digests.
-
-EVP_MD* EVP_MD_fetch(OSSL_LIB_CTX* context, const char* algorithm, const char* properties) {
-  static auto* const real = next<EVP_MD*(OSSL_LIB_CTX*, const char*, const char*)>("EVP_MD_fetch");
-  return fails("EVP_MD_fetch") ? nullptr : real(context, algorithm, properties);
-}
 
 EVP_MD_CTX* EVP_MD_CTX_new() {
   static auto* const real = next<EVP_MD_CTX*()>("EVP_MD_CTX_new");

@@ -15,7 +15,7 @@ struct Failure {
 };
 
 // The calls that this thread makes while one lives are counted, and fail as `failure` says. So are
-// those of processes that share its memory.
+// those of processes that share its memory. Its pauses pass at once.
 class Injected {
  public:
   explicit Injected(const Failure& failure);
@@ -23,6 +23,9 @@ class Injected {
   Injected(const Injected&) = delete;
   Injected& operator=(const Injected&) = delete;
 };
+
+// The next file that is opened has a lease on it, which is given back then.
+void leaseNextFile(bool leased);
 
 // For functions that a test defines itself: whether this call of `function` is to fail.
 bool callFails(const char* function);

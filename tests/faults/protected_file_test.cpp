@@ -46,14 +46,16 @@ class ProtectedFileFaultsTest : public LibraryFaultsTest {
   // A check of an entry of this line.
   static void checkEntry(const std::string& name, const std::string& line,
                          const std::string& outcome, const std::vector<Documented>& documented,
-                         bool differs) {
+                         bool differs, bool leased = false) {
     fail({name,
           [&](Attempt& attempt) {
+            leaseNextFile(leased);
             ProtectedFile entry(line);
             bool changed = false;
             bool carriedOut = false;
             if (attempt([&] { carriedOut = entry.check(changed, CHECK_ITEM_ALL); }))
               attempt.sayWhether(carriedOut);
+            leaseNextFile(false);
             attempt.say((changed ? " changed" : "") + kindsOf(entry));
             if (differs && carriedOut && !changed)
               attempt.calledIntact(entry._path);
@@ -88,7 +90,7 @@ TEST_F(ProtectedFileFaultsTest, Construction) {
             attempt.say(words(*entry));
         },
         std::string("T/intact,100000,") + good + ",f,644,-,-",
-        {outOfMemory, {"malloc realloc", ",,,,,, \\| " + entriesLost}}});
+        {outOfMemory, {"malloc", ",,,,,, \\| " + entriesLost}}});
 }
 
 TEST_F(ProtectedFileFaultsTest, ConstructionWithPlaceholders) {
@@ -107,7 +109,7 @@ TEST_F(ProtectedFileFaultsTest, ConstructionWithPlaceholders) {
         },
         "/var/packages/a long name/target/a path,-,/var/packages/a long name/target/a "
         "long link target,l,-,11,1",
-        {outOfMemory, {"malloc realloc", ",,,,,, \\| " + entriesLost}}});
+        {outOfMemory, {"malloc", ",,,,,, \\| " + entriesLost}}});
 }
 
 TEST_F(ProtectedFileFaultsTest, CheckOfAnIntactFile) {
@@ -116,6 +118,13 @@ TEST_F(ProtectedFileFaultsTest, CheckOfAnIntactFile) {
 
 TEST_F(ProtectedFileFaultsTest, CheckOfATamperedFile) {
   checkEntry("check of a tampered file", listed(tampered), "true changed hash", ofRegularFile,
+             true);
+}
+
+TEST_F(ProtectedFileFaultsTest, CheckOfALeasedFile) {
+  std::vector<Documented> documented = ofRegularFile;
+  documented.push_back({"fstatat64", "false \\| " + openFileFailed});
+  checkEntry("check of a leased file", listed(tampered), "true changed hash", documented, true,
              true);
 }
 
@@ -172,24 +181,24 @@ TEST_F(ProtectedFileFaultsTest, CheckHash) {
 
 TEST_F(ProtectedFileFaultsTest, SetPkg) {
   RestoredBinding const restored;
-  failEveryCall({"setPkg",
-                 [](Attempt& attempt) {
-                   PkgInfo& binding = ProtectedFile::_pkginfo;
-                   binding.isSet = false;
-                   binding.uid = binding.gid = 4711;
-                   binding.targetDir = "old";
-                   bool result = false;
-                   if (attempt([&] { result = ProtectedFile::setPkg(package); }))
-                     attempt.sayWhether(result);
-                   attempt.say((binding.isSet ? " set " : " unset ") + std::to_string(binding.uid) +
-                               " " + std::to_string(binding.gid) + " " + binding.targetDir);
-                   std::string().swap(binding.targetDir);
-                 },
-                 "true set 1 1 T/target",
-                 {{"new", "bad_alloc unset 4711 4711 old"},
-                  {"stat64", "false unset 4711 4711 old \\| " + notInstalled},
-                  {"open64 read fstat64 getpwnam", "false unset 4711 4711 old \\| " + noUser},
-                  {"open64", "true set 4711 4711 T/target", ENOENT}}});
+  fail({"setPkg",
+        [](Attempt& attempt) {
+          PkgInfo& binding = ProtectedFile::_pkginfo;
+          binding.isSet = false;
+          binding.uid = binding.gid = 4711;
+          binding.targetDir = "old";
+          bool result = false;
+          if (attempt([&] { result = ProtectedFile::setPkg(package); }))
+            attempt.sayWhether(result);
+          attempt.say((binding.isSet ? " set " : " unset ") + std::to_string(binding.uid) + " " +
+                      std::to_string(binding.gid) + " " + binding.targetDir);
+          std::string().swap(binding.targetDir);
+        },
+        "true set 1 1 T/target",
+        {{"new", "bad_alloc unset 4711 4711 old"},
+         {"stat64", "false unset 4711 4711 old \\| " + notInstalled},
+         {"open64 read fstat64 getpwnam", "false unset 4711 4711 old \\| " + noUser},
+         {"open64", "true set 4711 4711 T/target", ENOENT}}});
 }
 
 }  // namespace faults
