@@ -195,10 +195,9 @@ extern "C" void* calloc(size_t count, size_t size) noexcept {
 }
 
 extern "C" void* realloc(void* memory, size_t size) noexcept {
-  if (fails("realloc"))
-    return nullptr;
-  void* const moved = BELOW(realloc)(memory, size);
-  return memory == nullptr ? counted(moved) : moved;
+  if (memory == nullptr)  // a compiler may make this of it, too
+    return malloc(size);
+  return fails("realloc") ? nullptr : BELOW(realloc)(memory, size);
 }
 
 extern "C" void* aligned_alloc(size_t alignment, size_t size) noexcept {

@@ -22,10 +22,10 @@ namespace {
 constexpr char neverFails[] =
     "^(memchr|memcmp|bcmp|memcpy|memmove|memset|__mem[a-z]+_chk|str[a-z]+|__isoc[0-9]+_strtou?l"
     "|vsnprintf|__vsnprintf_chk|sysconf|sigfillset|__sigaction|dirfd|globfree64"
-    "|EVP_MD_CTX_free|EVP_MD_fetch|EVP_sha1|VLIB[A-Za-z]+|_ZN15ZEMOPackageTool.*"
+    "|EVP_MD_CTX_free|EVP_MD_fetch|EVP_sha1|gnu_dev_m(aj|in)or|VLIB[A-Za-z]+|_ZN15ZEMOPackageTool.*"
     "|_ZN?K?S.*|_Zd.*|_Unwind_Resume|__cxa_.*|__gxx_personality_v0|__gmon_start__|_ITM_.*"
     "|__errno_location|__stack_chk_fail|__assert_fail|__tls_get_addr|abort"
-    "|__[alut]+san_.*|__sanitizer_.*|__gcov_.*|__llvm_.*)$";
+    "|__(a|l|t|ub)san_.*|__sanitizer_.*|__gcov_.*|__llvm_.*)$";
 
 template <typename T>
 const T* at(ElfW(Addr) address) {
@@ -69,20 +69,20 @@ bool isOurs(const std::string& function) {
 TEST(ImportsFaultsTest, EachFailsOrIsKnownNotTo) {
   regex_t known = {};
   ASSERT_EQ(regcomp(&known, neverFails, REG_EXTENDED | REG_NOSUB), 0);
-  for (const char* const name : {"libzemoselfcheck.so.1", "libzemocore.so.6", "libzemopkg.so.1"}) {
-    void* const handle = dlopen(name, RTLD_LAZY | RTLD_NOLOAD);
-    const link_map* library = nullptr;
-    ASSERT_NE(handle, nullptr) << name;
-    ASSERT_EQ(dlinfo(handle, RTLD_DI_LINKMAP, &library), 0) << name;
+  int libraries = 0;
+  for (const link_map* library = _r_debug.r_map; library != nullptr; library = library->l_next) {
+    if (strstr(library->l_name, "/libzemo") == nullptr)
+      continue;
+    ++libraries;
     std::set<std::string> const imports = importsOf(*library);
-    EXPECT_GT(imports.size(), 10U) << name;
+    EXPECT_GT(imports.size(), 10U) << library->l_name;
     for (const std::string& function : imports) {
       EXPECT_TRUE(isOurs(function) || regexec(&known, function.c_str(), 0, nullptr, 0) == 0)
-          << name << " calls " << function << ", which does not fail in these tests";
+          << library->l_name << " calls " << function << ", which does not fail in these tests";
     }
-    (void)dlclose(handle);
   }
   regfree(&known);
+  EXPECT_EQ(libraries, 3);
 }
 
 }  // namespace faults
