@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
+#include <set>
 
 #include "support/files.h"
 
@@ -16,32 +17,58 @@ std::string parentOf(const std::string& path) {
   return path.substr(0, path.rfind('/'));
 }
 
-// A directory is read to find its members, which is a look at each of them.
+// A directory is read to find its members, which is a look at each of them. A program that is run
+// may look at everything.
 bool looksAt(const Call& call, const std::string& object) {
-  return isAtOrBelow(call.path, object) ||
+  return isAtOrBelow(call.path, object) || call.number == SYS_clone ||
          (call.number == SYS_getdents64 && call.path == parentOf(object));
 }
 
-// Where an operation looks at an object.
-struct Looks {
-  std::size_t first = 0;
-  std::size_t last = 0;
-};
-
-Looks looksIn(const std::vector<Call>& calls, const std::string& object) {
-  Looks looks = {calls.size(), 0};
-  for (std::size_t number = 0; number < calls.size(); ++number) {
-    // A program that is run may look at everything.
-    bool const runsProgram = calls[number].number == SYS_clone;
-    if (!looksAt(calls[number], object) && !runsProgram)
-      continue;
-    looks.first = std::min(looks.first, number);
-    // Closing is no look.
-    if (calls[number].number != SYS_close)
-      looks.last = number;
+// From here on what the operation has read may be what the object was before a change.
+bool looksInto(const Call& call, const std::string& object) {
+  switch (call.number) {
+    case SYS_clone:
+      return true;
+    case SYS_open:
+    case SYS_openat:
+    case SYS_readlink:
+    case SYS_readlinkat:
+      return call.path == object;
+    default:
+      return false;
   }
-  return looks;
 }
+
+// Closing is no look.
+bool isLook(const Call& call, const std::string& object) {
+  return call.number != SYS_close && looksAt(call, object);
+}
+
+// Where an operation is, as seen from an object that it looks at so many times.
+class Progress {
+ public:
+  Progress(const std::string& object, std::size_t looks) : _object(object), _left(looks) {}
+
+  // A call is about to be made; so its thread has done those before it.
+  void come(const Call& call) { _looking.erase(call.thread); }
+
+  // It is made.
+  void go(const Call& call) {
+    if (!isLook(call, _object))
+      return;
+    _moment = std::max(_moment, looksInto(call, _object) ? between : examined);
+    _looking.insert(call.thread);
+    _left -= std::min<std::size_t>(_left, 1);
+  }
+
+  Moment moment() const { return _left == 0 && _looking.empty() ? after : _moment; }
+
+ private:
+  const std::string& _object;
+  std::size_t _left;
+  std::set<pid_t> _looking;  // threads that may not have done their last look yet
+  Moment _moment = before;
+};
 
 std::string textOf(const Ending& ending) {
   static const char* const outcomes[] = {"intact", "changed", "failed", "misled", "leaked"};
@@ -59,6 +86,12 @@ bool isResult(const Ending& ending) {
   return ending.kind == Ending::exited && ending.value >= intact && ending.value < leaked;
 }
 
+const char* textOf(Moment moment) {
+  static const char* const moments[] = {"before the first look", "before a look into it",
+                                        "between looks", "after the last look"};
+  return moments[moment];
+}
+
 std::string textOf(const Call& call) {
   return "system call " + std::to_string(call.number) + " " + call.path;
 }
@@ -70,14 +103,9 @@ bool isAnything(const Situation& /*situation*/, int outcome) {
 }
 
 bool isNoticed(const Situation& situation, int outcome) {
-  switch (situation.moment) {
-    case before:
-      return outcome == changed || outcome == failed;
-    case between:
-      return isAnything(situation, outcome);
-    default:
-      return outcome == intact;
-  }
+  if (situation.moment == between)
+    return isAnything(situation, outcome);
+  return outcome == changed || outcome == failed;
 }
 
 bool isHarmless(const Situation& /*situation*/, int outcome) {
@@ -148,23 +176,28 @@ std::vector<Call> RacesTest::callsOf(const Operation& operation, const std::stri
 void RacesTest::race(const Operation& operation, const std::string& object,
                      const std::vector<Change>& changes, const IsRight& isRight) {
   std::vector<Call> const calls = callsOf(operation, object);
-  Looks const looks = looksIn(calls, object);
-  ASSERT_LT(looks.first, calls.size()) << "nobody looks at " << object;
+  auto const looks = static_cast<std::size_t>(std::count_if(
+      calls.begin(), calls.end(), [&object](const Call& call) { return isLook(call, object); }));
+  ASSERT_NE(looks, 0U) << "nobody looks at " << object;
   for (const Change& change : changes) {
     for (std::size_t when = 0; when < calls.size(); ++when) {
       if (isSkippedNow())
         continue;
-      Moment moment = when > looks.last ? after : before;
+      Progress progress(object, looks);
       Ending const ending = run(operation, object, [&](std::size_t number, const Call& call) {
+        progress.come(call);
         if (number == when)
           change.make(object);
-        else if (moment == before && looksAt(call, object))
-          moment = between;
+        else
+          progress.go(call);
         return number != when;
       });
-      EXPECT_TRUE(isResult(ending) && isRight({moment, when, calls}, ending.value))
+      Moment const moment = progress.moment();
+      bool const isRightThen = moment == after ? ending.value == operation.unchanged
+                                               : isRight({moment, when, calls}, ending.value);
+      EXPECT_TRUE(isResult(ending) && isRightThen)
           << object << " " << change.name << " before call " << when << " (" << textOf(calls[when])
-          << "; first look " << looks.first << ", last " << looks.last << "): " << textOf(ending);
+          << "), " << textOf(moment) << ": " << textOf(ending);
       ASSERT_NE(ending.kind, Ending::hung);  // the next ones would wait as long
     }
   }

@@ -24,8 +24,9 @@ enum Outcome : int {
 };
 
 // When a change is made, as seen from the object that is changed: before the operation's first look
-// at it, after the last one, or between them.
-enum Moment { before, between, after };
+// at it; after that, but before it opens the object, or reads the link, so that all content that it
+// reads is the new one; later, but before the last look; or after that.
+enum Moment { before, examined, between, after };
 
 struct Operation {
   std::string start;              // calls are counted from the first one that names it or a member
@@ -45,8 +46,7 @@ struct Situation {
 
 using IsRight = std::function<bool(const Situation& situation, int outcome)>;
 
-// What is bad from the first look on is never intact, what comes after the last one does not count.
-// In between it is anything.
+// What is bad before its content is looked at is never intact. From then on it is anything.
 bool isNoticed(const Situation& situation, int outcome);
 
 // There is a result, which is not made up of something else.
@@ -65,7 +65,8 @@ class RacesTest : public PrivateRootTest {
   void SetUp() override;
   void TearDown() override;
 
-  // Makes each of the changes to `object` before each call.
+  // Makes each of the changes to `object` before each call. What comes after the last look at it
+  // does not count; `isRight` decides about the others.
   void race(const Operation& operation, const std::string& object,
             const std::vector<Change>& changes, const IsRight& isRight = isNoticed);
 

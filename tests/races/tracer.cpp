@@ -161,7 +161,7 @@ void Tracing::atCall(pid_t thread) {
 }
 
 void Tracing::enter(pid_t thread, const __ptrace_syscall_info& info) {
-  Call const call = {static_cast<long>(info.entry.nr), pathOf(thread, info)};
+  Call const call = {static_cast<long>(info.entry.nr), pathOf(thread, info), thread};
   if (call.number == SYS_open || call.number == SYS_openat)
     _opening[thread] = call.path;
   _started = _started || isAtOrBelow(call.path, _start);

@@ -3,6 +3,8 @@
 #ifndef ZEMO_TESTS_RACES_TRACER_H
 #define ZEMO_TESTS_RACES_TRACER_H
 
+#include <sys/types.h>
+
 #include <cstddef>
 #include <functional>
 #include <string>
@@ -11,6 +13,7 @@
 struct Call {
   long number = 0;
   std::string path;
+  pid_t thread = 0;  // that makes it
 };
 
 // How a traced process ended.
