@@ -1,7 +1,6 @@
 // Files, fixed directories and lists that change while a set, or named files, are checked.
 
-#include <zemo/core.h>
-#include <zemo/selfcheck.h>
+#include <zemo/selfcheck/file_list.h>
 
 #include "races/set_fixture.h"
 #include "support/files.h"
@@ -52,20 +51,7 @@ class CheckingRacesTest : public SetRacesTest {
               writeSigned("a", lines);
               writeFile(std::string(listDir) + "/listorder", "wam.full.a.list\n");
             },
-            [this] {
-              VLIBSzList* paths = VLIBSzListAlloc(1);
-              (void)VLIBSzListPush(&paths, file.c_str());
-              SELFCHECK_RESULT result = {};
-              int const status = SelfCheckFiles(paths, &result);
-              VLIBSzListFree(paths);
-              if (status != 0)
-                return failed;
-              return (result.sizeError | result.ownerError | result.groupError | result.typeError |
-                      result.permissionError | result.hashError | result.notExist |
-                      result.notListed | result.inFixedDir) == 0
-                         ? intact
-                         : changed;
-            }};
+            [this] { return checkNamed(file); }};
   }
 
   std::string const directory = files / "directory";

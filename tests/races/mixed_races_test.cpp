@@ -5,10 +5,10 @@
 #include <zemo/selfcheck/file_list.h>
 
 #include <filesystem>
+#include <stdexcept>
 
-#include "races/races.h"
+#include "races/set_fixture.h"
 #include "support/files.h"
-#include "support/temporary_directory.h"
 
 namespace {
 
@@ -16,9 +16,9 @@ using namespace ZEMO::SELF_CHECK;
 
 using Fault = Change;
 
-class MixedRacesTest : public RacesTest {
+class MixedRacesTest : public SetRacesTest {
  protected:
-  MixedRacesTest() : RacesTest(all) {}
+  MixedRacesTest() : SetRacesTest(all) {}
 
   // What is there has the fault `first`; between two calls another one with the fault `second`
   // takes its place. `make` makes it without a fault, out of what is there, if anything.
@@ -39,16 +39,16 @@ class MixedRacesTest : public RacesTest {
                          }});
   }
 
-  TemporaryDirectory files;
   std::string const path = files / "object";
+  bool byName = false;  // whether SelfCheckFiles checks it
 
  private:
   void raceTo(const std::function<void()>& make, const Fault& first, const Change& to) {
     SCOPED_TRACE(first.name);
     clear(files.path());
     make();
-    std::string const list = files / "list";
-    writeFile(list, "WAM_SELF_CHECK\nfree text\n" + lines());
+    clearLists();
+    writeSigned("a", lines());
     Operation const operation = {path,
                                  [=] {
                                    remove(path);
@@ -56,7 +56,7 @@ class MixedRacesTest : public RacesTest {
                                    make();
                                    first.make(path);
                                  },
-                                 [this, list] { return check(list); }, changed};
+                                 [this] { return byName ? checkNamed(path) : check(); }, changed};
     race(operation, path, {to}, [](const Situation& /*situation*/, int outcome) {
       return outcome == changed || outcome == failed;
     });
@@ -69,9 +69,9 @@ class MixedRacesTest : public RacesTest {
     return entryLine(path, "-", "FIXED", "d", "755", std::to_string(geteuid()), "-") + "\n";
   }
 
-  int check(const std::string& list) const {
+  int check() const {
     FileList set("wam", "full");
-    if (!set.parseList(list) || !set.fillFixedDirInfo())
+    if (!set.loadList(false))
       return misled;
     bool differs = false;
     if (!set.getProtectedFiles()->at(path)->check(differs, CHECK_ITEM_ALL))
@@ -87,12 +87,31 @@ Fault const otherPermission = {"of other permission",
                                [](const std::string& path) { changeMode(path, 04755); }};
 Fault const otherSize = {"of other size",
                          [](const std::string& path) { appendToFile(path, "more\n"); }};
+
+constexpr unsigned int anotherId = 1;
+constexpr auto sameId = static_cast<unsigned int>(-1);
+
+void give(const std::string& path, uid_t owner, gid_t group) {
+  if (chown(path.c_str(), owner, group) != 0)
+    throw std::runtime_error("cannot give away " + path);
+}
+
+Fault const otherOwner = {"of another owner",
+                          [](const std::string& path) { give(path, anotherId, sameId); }};
+Fault const otherGroup = {"of another group",
+                          [](const std::string& path) { give(path, sameId, anotherId); }};
+
 Fault const strayMember = {"with a stray member",
                            [](const std::string& path) { writeFile(path + "/stray", ""); }};
 
 Fault const linked = {"behind a link", [](const std::string& path) {
                         std::filesystem::rename(path, path + ".target");
                         makeLink(path + ".target", path);
+                      }};
+Fault const asFifo = {"that is a FIFO", [](const std::string& path) {
+                        remove(path);
+                        makeFifo(path);
+                        changeMode(path, 0644);
                       }};
 Fault const asFile = {"that is a file", [](const std::string& path) {
                         remove(path);
@@ -118,6 +137,37 @@ TEST_F(MixedRacesTest, Files) {
     forEachPair({otherContent, otherPermission, otherSize},
                 [&](const Fault& first, const Fault& second) { change(make, first, second); });
   }
+}
+
+TEST_F(MixedRacesTest, FilesOfOtherKinds) {
+  auto const make = [this] { writeFile(path, "content\n"); };
+  forEachPair({otherContent, linked, asFifo},
+              [&](const Fault& first, const Fault& second) { exchange(make, first, second); });
+}
+
+TEST_F(MixedRacesTest, FilesOfOthers) {
+  auto const make = [this] {
+    writeFile(path, "content\n");
+    give(path, geteuid(), getegid());
+  };
+  make();
+  if (chown(path.c_str(), anotherId, anotherId) != 0)
+    GTEST_SKIP() << "needs a second account";
+  for (bool const named : {false, true}) {
+    byName = named;
+    forEachPair({otherContent, otherOwner, otherGroup},
+                [&](const Fault& first, const Fault& second) {
+                  exchange(make, first, second);
+                  change(make, first, second);
+                });
+  }
+}
+
+TEST_F(MixedRacesTest, NamedFiles) {
+  byName = true;
+  auto const make = [this] { writeFile(path, "content\n"); };
+  forEachPair({otherContent, otherPermission, otherSize, asFifo},
+              [&](const Fault& first, const Fault& second) { exchange(make, first, second); });
 }
 
 TEST_F(MixedRacesTest, Directories) {

@@ -3,7 +3,10 @@
 #include <fcntl.h>
 #include <unistd.h>
 #include <zemo/selfcheck/file_list.h>
+#include <zemo/selfcheck/self_check_files.h>
 
+#include "entry_point/path_list.h"
+#include "entry_point/result_mask.h"
 #include "support/files.h"
 #include "support/scripted_exec.h"
 
@@ -66,6 +69,14 @@ void SetRacesTest::clearLists() {
 void SetRacesTest::writeSigned(const std::string& name, const std::string& lines) {
   std::string const list = writeList("wam.full." + name + ".list", lines);
   writeFile(list + ".asc", signatureOf(readFile(list)));
+}
+
+int SetRacesTest::checkNamed(const std::string& path) {
+  PathList const paths({path});
+  SELFCHECK_RESULT result = {};
+  if (SelfCheckFiles(paths.get(), &result) != 0)
+    return failed;
+  return maskOf(result) == 0 ? intact : changed;
 }
 
 std::string SetRacesTest::linesOf(const ZEMO::SELF_CHECK::FileList& list) {

@@ -29,6 +29,9 @@ class SetRacesTest : public RacesTest {
     return std::string(listDir) + "/wam.full." + name + ".list";
   }
 
+  // What SelfCheckFiles finds out about one file.
+  static int checkNamed(const std::string& path);
+
   // All entries as lines, in their order.
   static std::string linesOf(const ZEMO::SELF_CHECK::FileList& list);
 
