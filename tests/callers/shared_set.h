@@ -20,15 +20,15 @@ class SharedSetTest : public PrivateRootTest {
   static void SetUpTestSuite();
   static void TearDownTestSuite();
 
+  // The path of `name` in the directory of the checked files.
+  static std::string pathOf(const std::string& name);
+
  protected:
   void SetUp() override;
 
   // What SelfCheckFiles is asked for, and its result words.
   static std::vector<std::string> paths();
   static std::vector<uint32_t> masks();
-
-  // The path of `name` in the directory of the checked files.
-  static std::string pathOf(const std::string& name);
 
   // The digest of the file `intact`.
   static constexpr char intactDigest[] = "040f06fd774092478d450774f5ba30c5da78acc8";

@@ -5,9 +5,9 @@
 #include <zemo/core.h>
 #include <zemo/selfcheck.h>
 
-#include <algorithm>
 #include <sstream>
 
+#include "callers/lost_lines.h"
 #include "entry_point/path_list.h"
 #include "entry_point/result_mask.h"
 #include "platform/witness.h"
@@ -20,19 +20,13 @@ namespace {
 
 constexpr uint32_t untouched = 0x5a5a5a5a;
 
-// A line of a list for which there was no memory is no failure: it is logged, and its entry has
-// no path.
-bool lostALine() {
-  std::vector<LogLine> const lines = recordedLog();
-  return std::any_of(lines.begin(), lines.end(), [](const LogLine& line) {
-    return line.format == "%s:%d OOM parameters" || line.format == "%s:%d [%s] strtok failed";
-  });
-}
-
-Outcome rightIf(bool right) {
-  if (right)
-    return Outcome::right;
-  return lostALine() ? Outcome::failed : Outcome::wrong;
+// A line of a list for which there was no memory is no failure of the call: the results are those
+// without it.
+template <typename Results>
+Outcome outcomeOf(const Results& found, const Results& right) {
+  if (!LostLines(recordedLog()).give(found))
+    return Outcome::wrong;
+  return found == right ? Outcome::right : Outcome::failed;
 }
 
 // Not by openDescriptors(), which throws where none is left.
@@ -53,20 +47,21 @@ std::ostream& operator<<(std::ostream& out, Outcome outcome) {
   return out << names[static_cast<int>(outcome)];
 }
 
-Outcome WholeLibraryTest::selfCheckFiles() {
+Outcome WholeLibraryTest::selfCheckFiles(Afterwards afterwards) {
   PathList const list(paths());
   std::vector<uint32_t> const right = masks();
   std::vector<SELFCHECK_RESULT> results(right.size(), resultFrom(untouched));
   clearLog();
   int const returned = SelfCheckFiles(list.get(), results.data());
+  afterwards();
   if (returned == 0)
-    return rightIf(masksOf(results) == right);
+    return outcomeOf(masksOf(results), right);
   bool const documented =
       returned == -1 && masksOf(results) == std::vector<uint32_t>(right.size(), untouched);
   return documented ? Outcome::failed : Outcome::wrong;
 }
 
-Outcome WholeLibraryTest::loadAndCheck(bool verify) {
+Outcome WholeLibraryTest::loadAndCheck(bool verify, Afterwards afterwards) {
   FileList list("wam", "full");
   std::vector<std::string> found;
   list.addHook([&found](boost::shared_ptr<ProtectedFile>& file, bool&) {
@@ -81,7 +76,9 @@ Outcome WholeLibraryTest::loadAndCheck(bool verify) {
       pathOf("changed") + " size expect[0] but get[12345]",
       pathOf("fixed") + "/stray is unknown file",
   };
-  return rightIf(!list.check(CHECK_ITEM_ALL) && found == right);
+  bool const isIntact = list.check(CHECK_ITEM_ALL);
+  afterwards();
+  return isIntact ? Outcome::wrong : outcomeOf(found, right);
 }
 
 Outcome WholeLibraryTest::digest() {

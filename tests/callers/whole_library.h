@@ -14,11 +14,15 @@ std::ostream& operator<<(std::ostream& out, Outcome outcome);
 
 class WholeLibraryTest : public SharedSetTest {
  protected:
+  // What is done between a call and the judgement of its results.
+  using Afterwards = void (*)();
+  static void nothing() {}
+
   // SelfCheckFiles.
-  static Outcome selfCheckFiles();
+  static Outcome selfCheckFiles(Afterwards afterwards = nothing);
 
   // FileList::loadList with or without signatures, then FileList::check with a hook.
-  static Outcome loadAndCheck(bool verify);
+  static Outcome loadAndCheck(bool verify, Afterwards afterwards = nothing);
 
   // calculateHash.
   static Outcome digest();
