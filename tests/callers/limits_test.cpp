@@ -106,7 +106,7 @@ Outcome outcomeWithin(rlim_t bytes, Outcome (*call)()) {
 void sweepAddressSpace(Outcome (*call)()) {
   constexpr rlim_t kib = 1024;
   std::set<Outcome> seen;
-  for (rlim_t bytes = 0; bytes < 128 * 1024 * kib;
+  for (rlim_t bytes = 0; bytes < 128 * kib * kib;
        bytes += bytes < 2048 * kib ? 64 * kib : 16384 * kib) {
     Outcome const outcome = outcomeWithin(bytes, call);
     EXPECT_NE(outcome, Outcome::wrong) << bytes;
