@@ -1,12 +1,18 @@
 #include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <unistd.h>
 #include <zemo/core.h>
 
 #include <algorithm>
 #include <climits>
 #include <cstddef>
+#include <cstdlib>
 #include <random>
+#include <stdexcept>
 #include <string>
 #include <vector>
+
+#include "platform/caller.h"
 
 namespace {
 
@@ -351,6 +357,45 @@ TEST_F(StringListTest, SplitsAnyTextLikeTheObviousWay) {
     }
     ASSERT_EQ(items(), expected);
   }
+}
+
+// As many separators as a list can hold items, in the memory of a few.
+class LongText {
+ public:
+  explicit LongText(char separator) {
+    int const file = memfd_create("text", MFD_CLOEXEC);
+    std::string const bytes(part, separator);
+    _text = static_cast<char*>(mmap(nullptr, parts * part + 1, PROT_READ,  // and the NUL
+                                    MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0));
+    bool mapped = _text != MAP_FAILED && write(file, bytes.data(), part) == ssize_t{part};
+    for (size_t i = 0; mapped && i < parts; ++i)
+      mapped =
+          mmap(_text + i * part, part, PROT_READ, MAP_SHARED | MAP_FIXED, file, 0) != MAP_FAILED;
+    (void)close(file);
+    if (!mapped)
+      throw std::runtime_error("no address space");
+  }
+  ~LongText() { (void)munmap(_text, parts * part + 1); }
+  LongText(const LongText&) = delete;
+  LongText& operator=(const LongText&) = delete;
+
+  const char* text() const { return _text + parts * part - INT_MAX; }
+
+ private:
+  static constexpr size_t part = size_t{1} << 20;
+  static constexpr size_t parts = (size_t{1} << 31) / part;
+
+  char* _text;
+};
+
+TEST_F(StringListTest, SplitsIntoNoMoreItemsThanItCanCount) {
+  if (getenv("ZEMO_ALL") == nullptr || sanitized || underValgrind())
+    GTEST_SKIP() << "takes long, and much longer with tools; ./dev test --all runs it";
+  push("old");
+  LongText const separators(',');
+  EXPECT_LT(VLIBStrTok(separators.text(), ",", &_list), 0);
+  EXPECT_EQ(VLIBErrGet(), VLIB_ERR_OUT_OF_MEMORY);
+  EXPECT_EQ(items(), Items{"old"});
 }
 
 }  // namespace
