@@ -9,9 +9,10 @@ std::map<std::string, Run>& targets() {
   return all;
 }
 
-bool inPrivateRoot() {
+void needPrivateRoot() {
   const char* const where = getenv("ZEMO_PRIVATE_ROOT");
-  return where != nullptr && std::string(where) == "yes";
+  if (where == nullptr || std::string(where) != "yes")
+    throw NoPrivateRoot();
 }
 
 }  // namespace fuzz

@@ -20,9 +20,11 @@ struct Target {
   Target(const char* name, Run run) { targets().emplace(name, run); }
 };
 
-// Whether the library's constant directories are private ones (scripts/private-root), so that a
-// target may write to them.
-bool inPrivateRoot();
+struct NoPrivateRoot {};
+
+// For targets that write to the library's constant directories: throws NoPrivateRoot where these
+// are the machine's (see scripts/private-root).
+void needPrivateRoot();
 
 }  // namespace fuzz
 

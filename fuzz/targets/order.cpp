@@ -212,8 +212,7 @@ class Set {
 };
 
 void run(fuzz::Input input) {
-  if (!fuzz::inPrivateRoot())
-    return;
+  fuzz::needPrivateRoot();
   fuzz::installPackages();
   ProtectedFile::_pkginfo = PkgInfo();
   SetName const& names = setNames[input.byte() % setNames.size()];
