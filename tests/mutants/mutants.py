@@ -1,12 +1,15 @@
 #!/usr/bin/env python3
 """Changes the libraries, one place at a time, and sees whether the tests notice.
 
-    mutants.py [--only PATTERN] [--every N] [--plain] [--list] [--jobs N] [--resume]
+    mutants.py [--equivalent] [--only PATTERN] [--every N] [--plain] [--list] [--jobs N] [--resume]
 
 A mutant is one change (see changes.py) of a file of src/ or platform/, named
 FILE:LINE:COLUMN:RULE. Each is built in a copy of the source tree, below build/mutants/, and tested
 until a test program fails. Whoever survives is either killed by a new test, or shown to change
 nothing that can be noticed, in equivalent.txt. The exit status is 1 while there are others.
+
+With --equivalent, those of equivalent.txt are tested instead, and the exit status is 1 when one
+of them does not survive: then its reason is wrong.
 """
 
 import argparse
@@ -279,6 +282,7 @@ def key_of(mutant):
 def parse(words):
     parser = argparse.ArgumentParser(prog="./dev mutants")
     add = parser.add_argument
+    add("--equivalent", action="store_true", help="test those that are said to change nothing")
     add("--only", metavar="PATTERN", default="*", help="those whose names match, as 'src/log*'")
     add("--every", metavar="N", type=int, default=1, help="of these, each Nth only")
     add("--plain", action="store_true", help="leave out the second try, with sanitizers")
@@ -314,6 +318,18 @@ def test_all(wanted, results, copies, kind):
     return survivors
 
 
+def report_noticed(listed, results):
+    """How many of the mutants in equivalent.txt do not belong there."""
+    noticed = 0
+    for mutant, digest in listed:
+        verdict = results.verdict(mutant, digest)
+        if verdict != SURVIVED:
+            noticed += 1
+            print(f"wrong in {EQUIVALENT.name}: {mutant.name} {verdict}: {mutant.source_line}")
+    print(f"{len(listed)} said to be equivalent: {len(listed) - noticed} survived, {noticed} did not")
+    return noticed
+
+
 def main(words):
     options = parse(words)
     everything = all_mutants()
@@ -321,6 +337,8 @@ def main(words):
     stale = set(known) - {key_of(mutant) for mutant, _ in everything}
     for file, key, line in sorted(stale):
         print(f"{EQUIVALENT.name}: there is no {key} in {file}: {line}", file=sys.stderr)
+    if options.equivalent:
+        everything = [one for one in everything if key_of(one[0]) in known]
     chosen = [one for one in everything if fnmatch.fnmatch(one[0].name, options.only)]
     chosen = chosen[:: options.every]
     if options.list:
@@ -332,14 +350,18 @@ def main(words):
     results = Results(options.resume)
     survivors = []
     for mutant, digest in chosen:
-        if key_of(mutant) not in known and results.verdict(mutant, digest) == SURVIVED:
-            survivors.append((mutant, digest))
+        if options.equivalent or key_of(mutant) not in known:
+            if results.verdict(mutant, digest) == SURVIVED:
+                survivors.append((mutant, digest))
     if survivors:
         source = copy_source()
         files = {mutant.file for mutant, _ in survivors}
         copies = [Copy(number, source, files) for number in range(1, options.jobs + 1)]
         for kind in [PLAIN] if options.plain else KINDS:
             survivors = test_all(survivors, results, copies, kind)
+    if options.equivalent:
+        noticed = report_noticed(chosen, results)
+        return 1 if noticed or stale else 0
 
     counts = Counter()
     for mutant, digest in chosen:
