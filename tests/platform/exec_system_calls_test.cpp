@@ -19,6 +19,7 @@
 
 // NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 // NOLINTBEGIN(readability-inconsistent-declaration-parameter-name)
+// NOLINTNEXTLINE(readability-redundant-declaration): some headers of the C library have it
 extern "C" long __sysconf(int name) noexcept;
 
 namespace {
