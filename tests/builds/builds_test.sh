@@ -22,7 +22,7 @@ archives=(archive archive-tests)
 # Tests of what depends on compilers, options and places.
 quick_tests='interface|layout|exports|internals|entry_test|parsing_test|signature|threads|exec_test|tool_parts'
 quick_tests+='|program_test|check_findings|check_formats|verify_command|check_memory|completion|man_test|consumer'
-quick_tests+='|fuzz_replay|faults_library|callers_test'
+quick_tests+='|fuzz_replay|faults_library|^callers_test'
 
 # configure VARIANT CMAKE_OPTION...: with the compiler and options that the variant's name has.
 configure() {
