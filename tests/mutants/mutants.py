@@ -107,6 +107,8 @@ class Build:
         )
         programs = [Program(command) for command in self.commands().values()]
         self.programs = [program for program in programs if any(map(program.uses, files))]
+        if not self.programs:
+            sys.exit(f"mutants: no test program of {self.path} uses what is changed")
         for program in self.programs:
             started = time.monotonic()
             verdict = self.trial([program], 300)
