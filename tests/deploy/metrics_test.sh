@@ -57,9 +57,10 @@ while IFS= read -r name; do
 done < <(sed -n 's/^# TYPE \([^ ]*\) .*/\1/p' "$metrics")
 
 echo "== node_exporter"
+: >"$work/exporter.log" # there to be read before the exporter's own process has begun
 PATH=$PATH:/usr/sbin:/sbin prometheus-node-exporter --web.listen-address=127.0.0.1:0 \
   --collector.disable-defaults --collector.textfile --collector.textfile.directory="$work/textfile" \
-  >"$work/exporter.log" 2>&1 &
+  >>"$work/exporter.log" 2>&1 &
 exporter=$!
 port=
 for ((i = 0; i < 100; i++)); do
