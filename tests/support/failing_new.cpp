@@ -7,7 +7,7 @@
 namespace {
 
 thread_local long toFail = 0;
-thread_local bool failed = false;
+thread_local bool hasFailed = false;
 thread_local long live = 0;
 
 std::atomic<std::size_t> largeSize{0};
@@ -15,7 +15,7 @@ std::atomic<long> largeToFail{0};
 
 void* allocate(std::size_t size) {
   if (toFail > 0 && --toFail == 0) {
-    failed = true;
+    hasFailed = true;
     return nullptr;
   }
   if (largeToFail > 0 && size >= largeSize && --largeToFail == 0)
@@ -44,7 +44,7 @@ void release(void* memory) {
 
 void failAllocation(long n) {
   toFail = n;
-  failed = false;
+  hasFailed = false;
 }
 
 void failLargeAllocation(long n, std::size_t size) {
@@ -53,7 +53,7 @@ void failLargeAllocation(long n, std::size_t size) {
 }
 
 bool allocationHasFailed() {
-  return failed;
+  return hasFailed;
 }
 
 long liveAllocations() {

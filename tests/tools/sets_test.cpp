@@ -7,7 +7,7 @@
 
 using namespace tool;
 
-using Names = std::vector<std::string>;
+using Words = std::vector<std::string>;
 
 TEST(Sets, Directories) {
   EXPECT_EQ(setDirectory("wam"), "/usr/zemo/selfcheck");
@@ -50,46 +50,46 @@ TEST(Sets, LastLineGivesTheOrder) {
 class ChosenSetsTest : public PrivateRootTest {};
 
 TEST_F(ChosenSetsTest, NamedOnesOrTheSystems) {
-  EXPECT_EQ(chosenSets({}, false), Names{"wam"});
-  EXPECT_EQ(chosenSets({"b", "a"}, false), (Names{"b", "a"}));
+  EXPECT_EQ(chosenSets({}, false), Words{"wam"});
+  EXPECT_EQ(chosenSets({"b", "a"}, false), (Words{"b", "a"}));
   EXPECT_THROW(chosenSets({"a", "*"}, false), UsageError);
   EXPECT_THROW(chosenSets({"a"}, true), UsageError);
 }
 
 TEST_F(ChosenSetsTest, AllAreInByteOrder) {
-  EXPECT_EQ(chosenSets({}, true), Names{"wam"});
+  EXPECT_EQ(chosenSets({}, true), Words{"wam"});
   for (const char* const name : {"b", "a", "Z", "wam"})
     makeDirectory(packagesDirectory + "/" + name);
   writeFile(packagesDirectory + "/file", "");
   makeLink("a", packagesDirectory + "/link");
   makeLink("nowhere", packagesDirectory + "/dangling");
-  EXPECT_EQ(chosenSets({}, true), (Names{"wam", "Z", "a", "b", "link"}));
+  EXPECT_EQ(chosenSets({}, true), (Words{"wam", "Z", "a", "b", "link"}));
 }
 
 TEST_F(ChosenSetsTest, WhatCannotBeExaminedMayBeASet) {
   makeLink("loop", systemDirectory + "/loop");
   makeDirectory(packagesDirectory);
   makeLink("loop", packagesDirectory + "/loop");
-  EXPECT_EQ(chosenSets({}, true), (Names{"wam", "loop"}));
+  EXPECT_EQ(chosenSets({}, true), (Words{"wam", "loop"}));
 }
 
 TEST_F(ChosenSetsTest, DirectoryWithAnotherNameIsNamedButHasNoLists) {
   makeDirectory(packagesDirectory + "/a]");
   writeFile(packagesDirectory + "/a]/a].full.x.list", "");
-  EXPECT_EQ(chosenSets({}, true), (Names{"wam", "a]"}));
+  EXPECT_EQ(chosenSets({}, true), (Words{"wam", "a]"}));
   EXPECT_FALSE(canNameSet("a]"));
-  EXPECT_EQ(listsOf("a]", "full"), Names());
+  EXPECT_EQ(listsOf("a]", "full"), Words());
 }
 
 TEST_F(ChosenSetsTest, ListsAreInTheOrderOfTheirLines) {
   for (const char* const name : {"a", "b", "c"})
     writeFile(systemDirectory + "/wam.full." + name + ".list", "");
   writeFile(systemDirectory + "/listorder", "wam.full.b.list\nwam.full.a.list\n");
-  EXPECT_EQ(orderLines(systemDirectory), (Names{"wam.full.b.list", "wam.full.a.list"}));
+  EXPECT_EQ(orderLines(systemDirectory), (Words{"wam.full.b.list", "wam.full.a.list"}));
   EXPECT_EQ(listsOf("wam", "full"),
-            (Names{systemDirectory + "/wam.full.c.list", systemDirectory + "/wam.full.b.list",
+            (Words{systemDirectory + "/wam.full.c.list", systemDirectory + "/wam.full.b.list",
                    systemDirectory + "/wam.full.a.list"}));
-  EXPECT_EQ(orderLines("/nowhere"), Names());
+  EXPECT_EQ(orderLines("/nowhere"), Words());
 }
 
 TEST(OrderLines, AreThoseOfTheFile) {
