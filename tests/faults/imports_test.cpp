@@ -67,6 +67,9 @@ bool isOurs(const std::string& function) {
 }  // namespace
 
 TEST(ImportsFaultsTest, EachFailsOrIsKnownNotTo) {
+#ifdef ZEMO_COVERAGE
+  GTEST_SKIP() << "what writes the counters makes calls of its own";
+#endif
   regex_t known = {};
   ASSERT_EQ(regcomp(&known, neverFails, REG_EXTENDED | REG_NOSUB), 0);
   int libraries = 0;

@@ -1,10 +1,12 @@
 #include "support/temporary_directory.h"
 
+#include <unistd.h>
+
 #include <cstdlib>
 #include <filesystem>
 #include <stdexcept>
 
-TemporaryDirectory::TemporaryDirectory() {
+TemporaryDirectory::TemporaryDirectory() : _maker(getpid()) {
   const char* const parent = getenv("TMPDIR");
   _path = std::string(parent != nullptr ? parent : "/tmp") + "/zemo-test.XXXXXX";
   if (mkdtemp(_path.data()) == nullptr)
@@ -12,6 +14,8 @@ TemporaryDirectory::TemporaryDirectory() {
 }
 
 TemporaryDirectory::~TemporaryDirectory() {
+  if (getpid() != _maker)
+    return;                 // the copy that a child process has
   std::error_code ignored;  // a member that cannot be removed must not hide the test's own result
   std::filesystem::remove_all(_path, ignored);
 }

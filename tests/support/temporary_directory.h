@@ -3,6 +3,8 @@
 #ifndef ZEMO_TESTS_SUPPORT_TEMPORARY_DIRECTORY_H
 #define ZEMO_TESTS_SUPPORT_TEMPORARY_DIRECTORY_H
 
+#include <sys/types.h>
+
 #include <string>
 
 class TemporaryDirectory {
@@ -18,6 +20,7 @@ class TemporaryDirectory {
   std::string operator/(const std::string& name) const { return _path + "/" + name; }
 
  private:
+  pid_t _maker;
   std::string _path;
 };
 
