@@ -34,6 +34,7 @@ int nanosleep(const timespec* pause, timespec* left) {
   pausedFor.tv_nsec += pause->tv_nsec;
   pausedFor.tv_sec += pause->tv_sec + pausedFor.tv_nsec / 1'000'000'000;
   pausedFor.tv_nsec %= 1'000'000'000;
+  leasedForEver = pausedFor.tv_sec < 3600;  // long enough to tell
   return 0;
 }
 
