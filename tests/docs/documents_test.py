@@ -22,7 +22,7 @@ OTHERS = {
     "journalctl": "--output --since --unit",
     "apparmor_parser": "--replace",
     "unshare": "--mount",
-    "dev": "--all --counts --install-peers --merge --parts --record --time",
+    "dev": "--all --counts --equivalent --install-peers --merge --parts --record --time",
     "bench/run": "--only --prove --publish --quick --rounds",
 }
 LINK = re.compile(r"!?\[[^\]]*\]\(([^)\s]+)\)")
