@@ -38,7 +38,6 @@ BUILD = ROOT / "build" / "mutants"
 RESULTS = BUILD / "results.txt"
 EQUIVALENT = Path(__file__).resolve().parent / "equivalent.txt"
 TRIAL = Path(__file__).resolve().parent / "trial.py"
-PRIVATE_ROOT = ROOT / "scripts" / "private-root"
 FOLDERS = ("src", "platform")
 SURVIVED, UNBUILDABLE = "survived", "unbuildable"
 PLAIN, SANITIZED = "plain", "sanitized"
@@ -99,8 +98,9 @@ class Build:
         self.path = tree / "build" / name
         run("cmake", "-S", tree, "-B", self.path, *COMMON, *options)
         self.make([*LIBRARIES, *self.commands()])
+        # (Each test program enters a private root of its own, so none finds what another has left.)
         self.runner = subprocess.Popen(
-            [PRIVATE_ROOT, "--or-without", sys.executable, TRIAL, str(mebibytes)],
+            [sys.executable, TRIAL, str(mebibytes)],
             stdin=subprocess.PIPE,
             stdout=subprocess.PIPE,
             text=True,
@@ -313,6 +313,8 @@ def test_all(wanted, results, copies, kind):
     with concurrent.futures.ThreadPoolExecutor(len(copies)) as pool:
         tests = [pool.submit(test, mutant, digest) for mutant, digest in wanted]
         for number, done in enumerate(concurrent.futures.as_completed(tests), 1):
+            if done.exception():
+                pool.shutdown(wait=False, cancel_futures=True)  # what fails fails for each
             mutant, digest, verdict = done.result()
             print(f"[{number}/{len(wanted)}] {mutant.name} {verdict}", flush=True)
             if verdict == SURVIVED:
