@@ -257,6 +257,26 @@ TEST_F(ExchangedFileTest, FileWithTheContentAndAnotherPermissionIsFound) {
   EXPECT_THAT(check(lineOf("f", contentDigest)), ElementsAre(error("permission", "644", "4755")));
 }
 
+TEST_F(ExchangedFileTest, FileWithTheContentAndAnotherOwnerIsFound) {
+  changeMode(path, 0644);
+  struct stat const st = statusOf(path);
+  uid_t const before = st.st_uid + 1;
+  script(S_IFREG | 0644, before, st.st_gid);
+  std::string const named = std::to_string(before);
+  EXPECT_THAT(check(entryLine(path, "7", contentDigest, "f", "644", named, "-")),
+              ElementsAre(error("owner", named, std::to_string(st.st_uid))));
+}
+
+TEST_F(ExchangedFileTest, FileWithTheContentAndAnotherGroupIsFound) {
+  changeMode(path, 0644);
+  struct stat const st = statusOf(path);
+  gid_t const before = st.st_gid + 1;
+  script(S_IFREG | 0644, st.st_uid, before);
+  std::string const named = std::to_string(before);
+  EXPECT_THAT(check(entryLine(path, "7", contentDigest, "f", "644", "-", named)),
+              ElementsAre(error("group", named, std::to_string(st.st_gid))));
+}
+
 TEST_F(ExchangedFileTest, DirectoryWithTheMembersAndAnotherPermissionIsFound) {
   script(S_IFDIR | 0644);
   remove(path);
