@@ -14,7 +14,8 @@
 //
 // Errors: operations return true for success. The reason of a failure is in the system log, at
 // priority LOG_ERR. Only std::bad_alloc, boost::bad_function_call from an empty hook, and what
-// hooks throw themselves reach the caller.
+// hooks throw themselves reach the caller. What an operation had done by then stays done, entries
+// that were merged and results that were appended included, and the list can be used further.
 //
 // Threads: one FileList must be used by one thread at a time, and so must lists that share entries.
 // Loading a package's set must not run at the same time as any other loading, because all sets

@@ -35,8 +35,9 @@ extern "C" {
  * results. Returns -1, with the reason in the system log and `results` untouched, when an argument
  * is NULL, when the set has no lists or one of them does not verify or parse, or when the content
  * of a listed file cannot be read. When memory is exhausted it throws std::bad_alloc, which a C++
- * caller can catch and which ends a C program; it throws nothing else. One case is not thrown, only
- * logged: a line of a list for which there is no memory to split it is left out of the set.
+ * caller can catch and which ends a C program, or returns -1 where the system, libcrypto or GnuPG
+ * were the ones to find none; it throws nothing else. One case is neither, only logged: a line of a
+ * list for which there is no memory to split it is left out of the set.
  *
  * Threads: may be called from several threads at once, as long as no thread loads a package's list
  * set (ZEMO::SELF_CHECK::FileList) at the same time.
