@@ -286,7 +286,9 @@ TEST_F(ExecSignalsTest, StopFromTheTerminalDoesNotHoldTheCaller) {
   inCaller([] {
     handle(SIGTSTP, count);  // the caller itself shall go on
     GroupSignals sender(SIGTSTP);
-    for (int i = 0; i < 200; ++i)
+    // So often that a pause of a tenth of a second at each stop would take longer than a caller
+    // may.
+    for (int i = 0; i < 600; ++i)
       EXPECT_EQ(execute("/bin/true", isolate | VLIB_EXEC_WAIT), 0);
     sender.stop();
   });
