@@ -1,7 +1,5 @@
 #include "callers/shared_set.h"
 
-#include <cstdlib>
-
 #include "support/files.h"
 #include "support/recorded_log.h"
 #include "support/signing_key.h"
@@ -9,11 +7,6 @@
 std::unique_ptr<TemporaryDirectory> SharedSetTest::_directory;
 
 namespace {
-
-bool inPrivateRoot() {
-  const char* const where = getenv("ZEMO_PRIVATE_ROOT");
-  return where != nullptr && std::string(where) == "yes";
-}
 
 // Entries of one directory by many names, so that a load takes some memory: /usr, //usr and so on.
 std::string manyEntries() {

@@ -12,10 +12,7 @@ here=$(dirname "$0")
 source "$here/../support/require.sh"
 journald=/lib/systemd/systemd-journald
 require "$journald" systemd-cat journalctl python3
-if [ "${ZEMO_PRIVATE_ROOT:-}" != yes ]; then
-  echo "[  SKIPPED ] journal_test (needs a private root)"
-  exit 0
-fi
+require_private_root
 PATH=$build/tools:$PATH
 work=$(mktemp -d "${TMPDIR:-/tmp}/zemo-journal.XXXXXX")
 process=

@@ -12,10 +12,7 @@ source "$here/../support/require.sh"
 # shellcheck source=tests/deploy/signed_set.sh
 source "$here/signed_set.sh"
 require promtool prometheus-node-exporter python3
-if [ "${ZEMO_PRIVATE_ROOT:-}" != yes ]; then
-  echo "[  SKIPPED ] metrics_test (needs a private root)"
-  exit 0
-fi
+require_private_root
 PATH=$build/tools:$PATH
 work=$(mktemp -d "${TMPDIR:-/tmp}/zemo-metrics.XXXXXX")
 exporter=

@@ -40,10 +40,7 @@ python3 "$here/overview.py" "$dashboard" >"$work/overview.yml"
 promtool test rules "$work/overview.yml"
 
 echo "== the metrics that both name"
-if [ "${ZEMO_PRIVATE_ROOT:-}" != yes ]; then
-  echo "[  SKIPPED ] rules_test, the metrics (needs a private root)"
-  exit 0
-fi
+require_private_root "the metrics need a private root"
 mkdir "$work/set"
 install_set "$work/set" "$work/dashboard.yml"
 zemo-selfcheck check --quiet --metrics "$work/metrics"

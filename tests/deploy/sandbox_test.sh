@@ -10,7 +10,8 @@ here=$(dirname "$0")
 source "$here/../support/require.sh"
 # shellcheck source=tests/deploy/signed_set.sh
 source "$here/signed_set.sh"
-if [ "${ZEMO_PRIVATE_ROOT:-}" != yes ] || ! setpriv --reuid=nobody true 2>/dev/null; then
+require_private_root
+if ! setpriv --reuid=nobody true 2>/dev/null; then
   echo "[  SKIPPED ] sandbox_test (needs root, for a second user)"
   exit 0
 fi

@@ -10,10 +10,7 @@ source "$here/../support/require.sh"
 # shellcheck source=tests/deploy/signed_set.sh
 source "$here/signed_set.sh"
 require strace systemd-analyze
-if [ "${ZEMO_PRIVATE_ROOT:-}" != yes ]; then
-  echo "[  SKIPPED ] system_calls_test (needs a private root)"
-  exit 0
-fi
+require_private_root
 if ! strace -qq -o /dev/null true 2>/dev/null; then
   echo "[  SKIPPED ] system_calls_test (this machine does not let strace look)"
   exit 0

@@ -194,6 +194,7 @@ def inside(source, name, prefix):
     if os.environ["ZEMO_PRIVATE_ROOT"] != "yes":
         print(f"[  SKIPPED ] {name} (needs a private root)")
         return 0
+    subprocess.run([f"{source}/scripts/private-root", "--verify"], check=True)
     work = tempfile.mkdtemp(prefix="zemo-blocks.")
     try:
         execute(source, document, prefix, work)

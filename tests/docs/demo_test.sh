@@ -3,10 +3,9 @@
 #
 #   demo_test.sh SOURCE_DIRECTORY BUILD_DIRECTORY
 set -euo pipefail
-if [ "${ZEMO_PRIVATE_ROOT:-}" != yes ]; then
-  echo "[  SKIPPED ] demo_test (needs a private root)"
-  exit 0
-fi
+# shellcheck source=tests/support/require.sh
+source "$(dirname "$0")/../support/require.sh"
+require_private_root
 output=$("$1/scripts/demo" "$2")
 failed=0
 while IFS= read -r line; do

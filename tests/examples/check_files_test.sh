@@ -3,10 +3,9 @@
 #
 #   check_files_test.sh SOURCE_DIRECTORY BUILD_DIRECTORY
 set -euo pipefail
-if [ "${ZEMO_PRIVATE_ROOT:-}" != yes ]; then
-  echo "[  SKIPPED ] check_files_test (needs a private root)"
-  exit 0
-fi
+# shellcheck source=tests/support/require.sh
+source "$(dirname "$0")/../support/require.sh"
+require_private_root
 source=$1 build=$2
 work=$(mktemp -d "${TMPDIR:-/tmp}/zemo-examples.XXXXXX")
 cleanup() {

@@ -7,6 +7,11 @@
 
 #include <string>
 
+// Whether this is a private root, proved by its mounts and not by the environment alone. False
+// where none could be made. Ends the process where the environment names one that is not there,
+// because what the tests would empty then is the machine's.
+bool inPrivateRoot();
+
 // A fixture whose tests find /usr/zemo/selfcheck and /var/packages empty. They are skipped where no
 // private root can be made.
 class PrivateRootTest : public ::testing::Test {
