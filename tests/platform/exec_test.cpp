@@ -110,6 +110,13 @@ TEST_F(ExecTest, DeathByASignalIsFailure) {
     expectFailure(shell(everyOption, "ulimit -c 0; kill -$0 $$; sleep 10", signal));
 }
 
+// The program's parent, between it and the caller, is what says how it ended.
+TEST_F(ExecTest, DeathOfTheProcessInBetweenIsFailure) {
+  expectFailure(shell(everyOption, "kill -KILL $PPID; exit 0", ""));
+  for (const char* const signal : {"TERM", "HUP", "USR1"})  // held back from it
+    expectSuccess(shell(everyOption, "kill -$0 $PPID; exit 0", signal));
+}
+
 TEST_F(ExecTest, MissingProgramIsFailure) {
   expectCannotRun(at("missing"));
 }
