@@ -26,8 +26,12 @@ bool FileList::checkFiles(CHECK_ITEM items) const {
       log::checkFailed(entry->_path);
     if (!changed)
       continue;
-    for (const Hook& hook : _hooks)
+    // A hook may add hooks, which moves the others: each is called through a copy of its own, and
+    // those that are added now are called from the next entry on.
+    for (std::size_t i = 0, count = _hooks.size(); i < count; ++i) {
+      Hook const hook = _hooks[i];
       hook(entry, changed);
+    }
     if (changed)
       intact = false;
   }

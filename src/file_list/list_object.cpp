@@ -24,7 +24,11 @@ FileList::FileList(std::string name, std::string mode, FileList& source)
 FileList::~FileList() = default;
 
 void FileList::addHook(const Hook& hook) {
-  _hooks.push_back(hook);
+  // Copies of what is kept call the one copy of the caller's, whose state stays one, too.
+  auto const kept = boost::make_shared<Hook>(hook);
+  _hooks.push_back([kept](boost::shared_ptr<ProtectedFile>& entry, bool& changed) {
+    return (*kept)(entry, changed);
+  });
 }
 
 boost::shared_ptr<FileList::ProtectedFileMap> FileList::getProtectedFiles() const {

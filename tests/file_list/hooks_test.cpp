@@ -236,6 +236,29 @@ TEST_F(HooksTest, ExceptionOfAHookReachesTheCaller) {
   EXPECT_EQ(entryOf(_list, in("x")).use_count(), 2);
 }
 
+TEST_F(HooksTest, HookMayAddHooksThatAreCalledFromTheNextEntryOn) {
+  load(altered("x") + altered("y") + altered("z"));
+  // What the hook holds must stay what it is when its place in the list's memory is given back.
+  constexpr int64_t held = 0x5a5a5a5a5a5a5a5a;
+  std::vector<int64_t> seen;
+  _list.addHook([this, &seen, value = held](Entry& entry, bool&) {
+    if (seen.empty()) {
+      for (int i = 0; i < 100; ++i)
+        addHook("added" + std::to_string(i), true);
+    }
+    seen.push_back(value);
+    calls.push_back(entry->_path);
+    return 0;
+  });
+  EXPECT_FALSE(_list.check(CHECK_ITEM_ALL));
+  EXPECT_THAT(seen, ElementsAre(held, held, held));
+  ASSERT_THAT(calls, SizeIs(1 + 101 + 101));
+  EXPECT_THAT(calls[0], in("x"));
+  EXPECT_THAT(calls[1], in("y"));
+  EXPECT_THAT(calls[2], "added0 " + in("y") + " changed");
+  EXPECT_THAT(calls[202], "added99 " + in("z") + " changed");
+}
+
 // Hooks that hold no function.
 
 TEST_F(HooksTest, EmptyHookIsNotCalledForIntactFiles) {

@@ -56,8 +56,9 @@ class ZEMO_EXPORT FileList {
  public:
   // Called by check() for an entry with mismatches, with that entry and its `changed` flag. Setting
   // the flag to false accepts the entry: it no longer counts against the result. The returned value
-  // is ignored. A hook must not load the list, add hooks to it or erase entries from its map. It is
-  // not called for an entry whose content could not be read and that has no mismatch otherwise.
+  // is ignored. A hook must not load the list or erase entries from its map. It may add hooks,
+  // which are called from the next entry on. It is not called for an entry whose content could not
+  // be read and that has no mismatch otherwise.
   using Hook = boost::function2<int, boost::shared_ptr<ProtectedFile>&, bool&>;
 
   // Entries by path, in byte order of the paths.
