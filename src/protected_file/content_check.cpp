@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <ctime>
 #include <memory>
 #include <string_view>
 #include <unordered_set>
@@ -37,43 +38,88 @@ Directory openDirectory(const std::string& path) {
   return directory;
 }
 
-// Appends the names of all members except "." and "..", in the order of the directory stream.
-// False, with some of them appended, when not all can be read.
-bool readMembers(DIR* directory, std::vector<std::string>& names) {
-  for (;;) {
-    errno = 0;
-    const dirent* const member = readdir(directory);
-    if (member == nullptr)
-      return errno == 0;
-    std::string name = member->d_name;
-    if (name != "." && name != "..")
-      names.push_back(std::move(name));
+// The names of members that are not allowed, each once, in the order in which they were found.
+class Strays {
+ public:
+  // A set, so that a directory of a million members takes a second and not a week.
+  explicit Strays(const std::vector<std::string>& allowed)
+      : _allowed(allowed.begin(), allowed.end()) {}
+
+  // Finds them among the members that the stream has left. False when not all of these can be read.
+  bool findIn(DIR* directory) {
+    for (;;) {
+      errno = 0;
+      const dirent* const member = readdir(directory);
+      if (member == nullptr)
+        return errno == 0;
+      std::string_view const name = member->d_name;
+      if (name == "." || name == ".." || _allowed.count(name) != 0)
+        continue;
+      auto const [found, isNew] = _names.emplace(name);
+      if (isNew)
+        _inOrder.push_back(&*found);
+    }
   }
+
+  void record(ProtectedFile& entry, bool& changed) const {
+    for (const std::string* const name : _inOrder)
+      recordMismatch(entry, changed, CHECK_ERROR_UNKNOWN_FILE, "", *name);
+  }
+
+ private:
+  std::unordered_set<std::string_view> _allowed;
+  std::unordered_set<std::string> _names;
+  std::vector<const std::string*> _inOrder;  // elements of _names
+};
+
+bool isSame(const timespec& a, const timespec& b) {
+  return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
+}
+
+bool isBefore(const timespec& a, const timespec& b) {
+  return a.tv_sec < b.tv_sec || (a.tv_sec == b.tv_sec && a.tv_nsec < b.tv_nsec);
+}
+
+// Finds the strays of a directory. One that is renamed while the directory is read may be met by
+// neither name, so a directory that changed meanwhile is read again, and what any reading met
+// counts. Who changes it all the time must not keep the check from ending: five readings are the
+// most.
+//
+// `read` gets the metadata after the last reading. False when the first fails; a later one finds
+// what it can.
+bool findStrays(DIR* directory, timespec changeTime, Strays& strays, struct stat& read) {
+  for (int reading = 1; reading <= 5; ++reading) {
+    // The clock of the change times: a change in the tick of the one before leaves the time as it
+    // is.
+    timespec started = {};
+    (void)clock_gettime(CLOCK_REALTIME_COARSE, &started);
+    struct stat after = {};
+    if (!strays.findIn(directory) || fstat(dirfd(directory), &after) != 0)
+      return reading > 1;
+    read = after;
+    bool const moved = !isSame(after.st_ctim, changeTime);
+    if (!moved && isBefore(changeTime, started))
+      break;
+    changeTime = after.st_ctim;
+    rewinddir(directory);
+  }
+  return true;
 }
 
 // Like compareContent. A directory whose members cannot be read fails like an unreadable file or
-// link does: taking it for an empty one would call it intact.
-bool checkMembers(ProtectedFile& entry, bool& changed, struct stat& read) {
-  Directory directory = openDirectory(entry._path);
+// link does: taking it for an empty one would call it intact. What was found by then is recorded.
+bool checkMembers(ProtectedFile& entry, const struct stat& st, bool& changed, struct stat& read) {
+  Directory const directory = openDirectory(entry._path);
   if (!directory) {
     log::openDirectoryFailed(entry._path);
     return true;
   }
-  std::vector<std::string> names;
-  if (!readMembers(directory.get(), names) || fstat(dirfd(directory.get()), &read) != 0) {
+  Strays strays(entry._fixedEntries);
+  bool const complete = findStrays(directory.get(), st.st_ctim, strays, read);
+  if (!complete)
     log::readDirectoryFailed(entry._path);
-    return true;
-  }
-  directory.reset();
-
-  // A set, so that a directory of a million members takes a second and not a week.
-  std::unordered_set<std::string_view> const allowed(entry._fixedEntries.begin(),
-                                                     entry._fixedEntries.end());
-  for (std::string& name : names) {
-    if (allowed.count(name) == 0)
-      recordMismatch(entry, changed, CHECK_ERROR_UNKNOWN_FILE, "", std::move(name));
-  }
-  return false;
+  strays.record(entry, changed);
+  return !complete;
 }
 
 // Stores at most 1023 bytes of the link's target.
@@ -97,7 +143,7 @@ bool compareContent(ProtectedFile& entry, const struct stat& st, bool& changed, 
   std::string actual;
   switch (st.st_mode & S_IFMT) {
     case S_IFDIR:
-      return checkMembers(entry, changed, read);
+      return checkMembers(entry, st, changed, read);
     case S_IFREG:
       if (!calculateRegularFileHash(path, st.st_size, actual, &read)) {
         log::hashFailed(path);

@@ -31,7 +31,8 @@ const std::vector<Documented> ofRegularFile = {outOfMemory,
 const std::vector<Documented> ofDirectory = {
     vanished,
     {"malloc open64 fdopendir", "false \\| protected_file:262 opendir <T/.*> failed"},
-    {"readdir64 fstat64", "false \\| protected_file:267 readdir <T/.*> failed"}};
+    {"readdir64 fstat64",
+     "false( changed( is unknown file)+)? \\| protected_file:267 readdir <T/.*> failed"}};
 const Documented linkUnread = {"readlink", "false \\| protected_file:293 readlink <T/link> failed"};
 
 std::string words(const ProtectedFile& entry) {

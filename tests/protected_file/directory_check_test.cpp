@@ -3,8 +3,12 @@
 #include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include <cerrno>
+#include <ctime>
+#include <functional>
 
 #include "protected_file/content_check_fixture.h"
 #include "support/without_input.h"
@@ -16,7 +20,25 @@ int readableMembers = -1;
 bool everyDirectoryIsCloseOnExec = true;
 bool memoryForStreams = true;
 
+// How often a directory was read to its end, and what happens at each end.
+int readings = 0;
+std::function<void()> atEnd = [] {};
+
+// The members that are met; all of them where this says nothing else.
+std::function<bool(const std::string&)> isMet = [](const std::string&) { return true; };
+
+// The clock of change times, where a test sets it.
+timespec coarseClock = {};
+
 }  // namespace
+
+int clock_gettime(clockid_t clock, timespec* time) noexcept {
+  if (clock == CLOCK_REALTIME_COARSE && coarseClock.tv_sec != 0) {
+    *time = coarseClock;
+    return 0;
+  }
+  return static_cast<int>(syscall(SYS_clock_gettime, clock, time));
+}
 
 // Before the C library makes it close on exec by itself.
 DIR* fdopendir(int fd) {
@@ -36,9 +58,17 @@ dirent* readdir(DIR* directory) {
     errno = EIO;
     return nullptr;
   }
-  if (readableMembers > 0)
-    --readableMembers;
-  return real(directory);
+  for (;;) {
+    if (readableMembers > 0)
+      --readableMembers;
+    dirent* const member = real(directory);
+    if (member == nullptr) {
+      ++readings;
+      atEnd();
+    }
+    if (member == nullptr || isMet(member->d_name))
+      return member;
+  }
 }
 
 namespace {
@@ -55,10 +85,14 @@ class DirectoryCheckTest : public ContentCheckTest {
     ContentCheckTest::SetUp();
     readableMembers = -1;
     everyDirectoryIsCloseOnExec = true;
+    readings = 0;
   }
 
   void TearDown() override {
     readableMembers = -1;
+    atEnd = [] {};
+    isMet = [](const std::string&) { return true; };
+    coarseClock = {};
     ContentCheckTest::TearDown();
   }
 
@@ -234,15 +268,118 @@ TEST_F(DirectoryCheckTest, ExhaustedMemoryForTheStreamFailsAndLeavesNoDescriptor
   EXPECT_EQ(openDescriptors(), before);
 }
 
-TEST_F(DirectoryCheckTest, ErrorWhileReadingADirectoryFailsWithoutRecords) {
+TEST_F(DirectoryCheckTest, ErrorWhileReadingADirectoryKeepsTheStraysFoundBeforeIt) {
   makeMembers({"a", "b", "c"});
   for (int readable = 0; readable < 6; ++readable) {
     clearLog();
+    std::vector<std::string> found;
+    int members = readable;
+    isMet = [&](const std::string& name) {
+      if (members-- > 0 && name.front() != '.')
+        found.push_back(unknown(name));
+      return true;
+    };
     readableMembers = readable;
-    checkFails("FIXED", statusOf(path));
+    ProtectedFile entry(entryLine(path, "-", "FIXED", "-", "-", "-", "-"));
+    bool changed = false;
+    EXPECT_TRUE(entry.checkHash(statusOf(path), changed));
+    EXPECT_EQ(changed, !found.empty());
+    EXPECT_THAT(errorsOf(entry), ElementsAreArray(found));
     EXPECT_THAT(recordedLog(),
                 ElementsAre(logged("protected_file", 267, "readdir [%s] failed", path)));
   }
+}
+
+// Directories that change while they are read.
+
+class ChangingDirectoryTest : public DirectoryCheckTest {
+ protected:
+  // Makes a directory that has not changed for a while.
+  struct stat makeOldMembers(const std::vector<std::string>& names) const {
+    makeMembers(names);
+    coarseClock = statusOf(path).st_ctim;
+    ++coarseClock.tv_sec;
+    return statusOf(path);
+  }
+
+  // Moves the time of the directory's last change.
+  void touch() const {
+    struct stat const before = statusOf(path);
+    do {
+      changeMode(path, before.st_mode & 07777);
+    } while (statusOf(path).st_ctim.tv_nsec == before.st_ctim.tv_nsec);
+  }
+};
+
+TEST_F(ChangingDirectoryTest, UnchangedDirectoryIsReadOnce) {
+  struct stat const st = makeOldMembers({"a", "stray"});
+  EXPECT_THAT(check("FIXED", st, {"a"}), ElementsAre(unknown("stray")));
+  EXPECT_EQ(readings, 1);
+}
+
+TEST_F(ChangingDirectoryTest, DirectoryThatChangedBeforeItWasOpenedIsReadTwice) {
+  struct stat const st = makeOldMembers({"a"});
+  touch();
+  EXPECT_THAT(check("FIXED", st, {"a"}), IsEmpty());
+  EXPECT_EQ(readings, 2);
+}
+
+TEST_F(ChangingDirectoryTest, StrayThatAReadingMissesIsFoundByTheNextOnes) {
+  for (int missed = 1; missed < 5; ++missed) {
+    std::string const name = "stray" + std::to_string(missed);
+    path = in(name);
+    struct stat const st = makeOldMembers({"a", name});
+    readings = 0;
+    isMet = [&](const std::string& member) { return member != name || readings >= missed; };
+    atEnd = [&] {
+      if (readings <= missed)
+        touch();
+    };
+    EXPECT_THAT(check("FIXED", st, {"a"}), ElementsAre(unknown(name)));
+    EXPECT_EQ(readings, missed == 4 ? 5 : missed + 1);
+  }
+}
+
+TEST_F(ChangingDirectoryTest, DirectoryThatAlwaysChangesIsReadFiveTimes) {
+  struct stat const st = makeOldMembers({"a"});
+  atEnd = [&] { touch(); };
+  EXPECT_THAT(check("FIXED", st, {"a"}), IsEmpty());
+  EXPECT_EQ(readings, 5);
+}
+
+TEST_F(ChangingDirectoryTest, ChangeInTheTickOfTheOneBeforeMayBeHidden) {
+  struct stat const st = makeOldMembers({"a"});
+  coarseClock = st.st_ctim;
+  EXPECT_THAT(check("FIXED", st, {"a"}), IsEmpty());
+  EXPECT_EQ(readings, 5);
+  readings = 0;
+  ++coarseClock.tv_nsec;
+  EXPECT_THAT(check("FIXED", st, {"a"}), IsEmpty());
+  EXPECT_EQ(readings, 1);
+}
+
+TEST_F(ChangingDirectoryTest, NamesOfAllReadingsAreRecordedOnceEach) {
+  struct stat const st = makeOldMembers({"a", "always", "first", "second"});
+  isMet = [](const std::string& member) {
+    return (member != "first" || readings == 0) && (member != "second" || readings == 1);
+  };
+  atEnd = [&] {
+    if (readings < 3)
+      touch();
+  };
+  EXPECT_THAT(check("FIXED", st, {"a"}),
+              UnorderedElementsAre(unknown("always"), unknown("first"), unknown("second")));
+  EXPECT_EQ(readings, 3);
+}
+
+TEST_F(ChangingDirectoryTest, ErrorInALaterReadingIsNoFailure) {
+  struct stat const st = makeOldMembers({"a", "stray"});
+  atEnd = [&] {
+    touch();
+    readableMembers = 0;
+  };
+  EXPECT_THAT(check("FIXED", st, {"a"}), ElementsAre(unknown("stray")));
+  EXPECT_EQ(readings, 1);
 }
 
 }  // namespace

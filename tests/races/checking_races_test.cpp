@@ -17,6 +17,7 @@ class CheckingRacesTest : public SetRacesTest {
     makeDirectory(directory);
     writeFile(file, "content\n");
     makeLink("file", link);
+    letATickPass();
   }
 
   // A directory with fixed members, a file and a link.

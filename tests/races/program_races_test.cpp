@@ -50,6 +50,7 @@ class ProgramRacesTest : public SetRacesTest {
     makeDirectory(directory);
     writeFile(file, "content\n");
     writeFile(directory + "/large", std::string(300000, 'x'));
+    letATickPass();
   }
 
   void raceCheck(const std::string& object, const std::vector<Change>& changes,

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
+#include <ctime>
 #include <filesystem>
 #include <iostream>
 #include <set>
@@ -147,6 +148,17 @@ void RacesTest::TearDown() {
 void RacesTest::clear(const std::string& directory) {
   for (const auto& member : std::filesystem::directory_iterator(directory))
     ::remove(member.path());
+}
+
+void RacesTest::letATickPass() {
+  timespec const pause = {0, 1'000'000};
+  timespec made = {};
+  (void)clock_gettime(CLOCK_REALTIME, &made);
+  timespec now = {};
+  do {
+    (void)nanosleep(&pause, nullptr);
+    (void)clock_gettime(CLOCK_REALTIME_COARSE, &now);
+  } while (now.tv_sec < made.tv_sec || (now.tv_sec == made.tv_sec && now.tv_nsec <= made.tv_nsec));
 }
 
 bool RacesTest::isSkippedNow() {

@@ -79,7 +79,8 @@ class ZEMO_EXPORT ProtectedFile {
   // check() does.
   //
   // Returns true on FAILURE: when the content could not be read (the reason is in the system log),
-  // also because there is another type of file at the path by now. Returns false when the
+  // also because there is another type of file at the path by now. Unknown members of a directory
+  // that were found before reading it failed are recorded even then. Returns false when the
   // comparison was made or there was nothing to compare.
   bool checkHash(const struct stat& st, bool& changed);
 
