@@ -117,10 +117,8 @@ SetRun checkedSet(const std::string& set, const std::shared_ptr<const CheckOptio
 
 // Returns what that adds to the exit status.
 int writeMetricsOrSay(const std::string& file, const std::string& mode, std::vector<SetRun> runs) {
-  // A slow disk must not keep to itself what an interrupted check has found. flushOutput() tells of
-  // a failure.
-  if (interrupted())
-    (void)fflush(stdout);
+  // A slow disk must not keep to itself what the check has found. flushOutput() reports a failure.
+  (void)fflush(stdout);
   try {
     writeMetrics(file, mode, std::move(runs));
     return 0;
@@ -152,11 +150,19 @@ int runCheck(const Options& options) {
   std::vector<SetRun> runs;
   for (const std::string& set : check->plan.sets)
     runs.push_back(checkedSet(set, check, *report, counters, progress));
-  report->end(counters);
-  explain(counters, options);
   int status = exitStatus(counters);
-  if (options.metrics)
-    status |= writeMetricsOrSay(*options.metrics, options.mode, std::move(runs));
+  auto const measure = [&] {
+    if (options.metrics)
+      status |= writeMetricsOrSay(*options.metrics, options.mode, std::move(runs));
+  };
+  // The summary states the exit status, so the metrics come first. A partial check has the bit of
+  // metrics that cannot be written already, and has to end soon.
+  if (!counters.partial)
+    measure();
+  report->end(counters, status);
+  explain(counters, options);
+  if (counters.partial)
+    measure();
   return status;
 }
 

@@ -162,6 +162,14 @@ TEST_F(CheckMetricsFileTest, ItMustBePossibleToWriteIt) {
   EXPECT_EQ(members(), 1U);
 }
 
+TEST_F(CheckMetricsFileTest, TheSummaryCountsAFileThatCannotBeWritten) {
+  arrange(true);
+  ProgramRun const run = check({"--format", "json", "--metrics", files / "none/x.prom"});
+  EXPECT_EQ(run.status, unchecked);
+  EXPECT_NE(lastLine(run.output).find("\"partial\":false,\"status\":8}"), std::string::npos)
+      << run.output;
+}
+
 TEST_F(CheckMetricsFileTest, ADirectoryThatOthersOwn) {
   writeFile(metrics, "old\n");
   changeMode(files.path(), 0555);

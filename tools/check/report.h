@@ -44,7 +44,8 @@ class CheckReport {
   // it.
   virtual void unchecked(const std::string& /*set*/, const std::string& /*path*/,
                          const std::vector<std::string>& /*log*/) {}
-  virtual void end(const Counters& /*counters*/) {}
+  // `status` is the exit status of the program.
+  virtual void end(const Counters& /*counters*/, int /*status*/) {}
 };
 
 // Every mismatch as the library words it, one a line, and a summary; in colour on a terminal,

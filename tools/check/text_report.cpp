@@ -42,8 +42,8 @@ class TextReport : public CheckReport {
     line(red, path, " could not be checked");
   }
 
-  void end(const Counters& counters) override {
-    line(exitStatus(counters) == 0 ? green : red, summaryLine(counters), "");
+  void end(const Counters& counters, int status) override {
+    line(status == 0 ? green : red, summaryLine(counters), "");
   }
 
  private:
