@@ -6,7 +6,7 @@
 #   scripts/private-root journal_test.sh SOURCE_DIRECTORY BUILD_DIRECTORY
 set -euo pipefail
 export LC_ALL=C
-build=$2
+source=$1 build=$2
 here=$(dirname "$0")
 # shellcheck source=tests/support/require.sh
 source "$here/../support/require.sh"
@@ -90,6 +90,18 @@ check_into_journal 7
 journal -o cat >"$work/back"
 cmp "$work/records" "$work/back" || fail "the journal gives other lines back"
 journal -o json --all | python3 "$here/messages.py" "$work/records"
+echo "== log lines are found by their priority, with the documented command"
+status=0
+# As a service has them.
+# shellcheck disable=SC2016 # the inner shell's words
+systemd-cat -t zemo-selfcheck sh -c \
+  'JOURNAL_STREAM=$(stat -L -c %d:%i /dev/fd/2) exec zemo-selfcheck check --format json' || status=$?
+[ "$status" = 16 ] || fail "exit status $status"
+journalctl --sync
+command=$(sed -n 's/^journalctl \(-p .*\)/\1/p' "$source/docs/operators-guide.md")
+eval "journal -o cat $command" >"$work/back" || true
+grep -q '^zemo-selfcheck: file_list:242 Signature of ' "$work/back" || fail "these are found: $(cat "$work/back")"
+[ "$(journal -o cat -p err | wc -l)" -lt "$(journal -o cat | wc -l)" ] || fail "records have the priority of errors"
 stop_journal
 
 echo "== the longest lines"

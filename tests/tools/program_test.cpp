@@ -1,5 +1,7 @@
 // zemo-selfcheck without a command, or with one that there is not.
 
+#include <utility>
+
 #include "tools/tool_fixture.h"
 
 namespace {
@@ -70,4 +72,20 @@ TEST_F(ProgramTest, HelpThatCannotBeWrittenIsNoSuccess) {
       runProgram({"/bin/sh", "-c", "exec \"$1\" --help >/dev/full", "sh", ZEMO_TOOL});
   EXPECT_EQ(run.status, unchecked);
   EXPECT_NE(run.errors, "");
+}
+
+// Standard error is a file, and JOURNAL_STREAM names that one, another one or none.
+TEST_F(ProgramTest, LinesHaveAPriorityForTheJournalOnly) {
+  const std::string message = "zemo-selfcheck: cannot open '/nowhere': No such file or directory\n";
+  for (const auto& [stream, errors] : std::vector<std::pair<std::string, std::string>>{
+           {"$(stat -L -c %d:%i /dev/fd/2)", "<3>" + message},
+           {"$(stat -L -c %d:%i /)", message},
+           {"x", message},
+           {"", message}}) {
+    ProgramRun const run = runProgram(
+        {"/bin/sh", "-c", "JOURNAL_STREAM=" + stream + " exec \"$1\" files --from /nowhere", "sh",
+         ZEMO_TOOL});
+    EXPECT_EQ(run.status, notLoaded);
+    EXPECT_EQ(run.errors, errors) << stream;
+  }
 }

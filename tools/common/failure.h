@@ -38,7 +38,8 @@ class UsageError : public Failure {
   explicit UsageError(const std::string& what);
 };
 
-// Writes one line to standard error, after the program's name. Any thread may call it.
+// Writes one line to standard error, after the program's name; for the journal as one of the
+// priority LOG_ERR. Any thread may call it.
 void say(std::string_view line);
 
 // `name` escaped, in single quotes, for a message.
