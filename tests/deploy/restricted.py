@@ -2,7 +2,7 @@
 """Runs a command as systemd would with RestrictAddressFamilies=none, MemoryDenyWriteExecute=yes,
 RestrictNamespaces=yes and SystemCallArchitectures=native: restricted.py COMMAND [ARGUMENT...]
 
-Needs x86-64, and no new privileges.
+Needs x86-64, and root or no new privileges.
 """
 
 import ctypes

@@ -1,6 +1,7 @@
 #!/bin/bash
 # The program does its work with the rights that the service gives it: as an ordinary user with the unit's
-# capabilities, where nothing can be written, without sockets. (A running systemd is not needed.)
+# capabilities, where nothing can be written, and nothing executed but what the unit names, without sockets. (A running
+# systemd is not needed.)
 #
 #   scripts/private-root sandbox_test.sh BUILD_DIRECTORY
 set -euo pipefail
@@ -37,20 +38,43 @@ fail() {
   exit 1
 }
 
+# The paths that the unit lets be executed, as they are in this installation, and the programs that make the sandbox and
+# try it.
+grep -qx 'NoExecPaths=/' "$unit"
+mapfile -t executed < <(sed -n 's/^ExecPaths=//p' "$unit" | xargs -n 1 | sed 's/^-//')
+[[ ${#executed[@]} = 5 && ${executed[0]} = */bin/zemo-selfcheck && ${executed[1]} = /usr/bin/gpg ]] ||
+  fail "the unit lets other paths be executed: ${executed[*]}"
+executed[0]=$work/installed/bin/zemo-selfcheck
+executed[2]=$LD_LIBRARY_PATH
+for tool in mount setpriv cat touch bash unshare; do
+  executed+=("$(realpath "$(type -P $tool)")")
+done
+
 # sandboxed CAPABILITY COMMAND...: as the service would run it, with this capability.
 sandboxed() {
   local rights=-all,+$1
   shift
   # shellcheck disable=SC2016 # the inner shell's words
-  unshare --mount --net --ipc bash -euc '
-    awk "{ print \$5 }" /proc/self/mountinfo | while read -r mount; do
+  unshare --mount --net --ipc "$restricted" bash -euc '
+    for ((count = $1; count > 0; count--)); do
+      shift
+      [ ! -e "$1" ] || mount --bind "$1" "$1"
+      executed[count]=$1
+    done
+    shift
+    mapfile -t mounts < <(awk "{ print \$5 }" /proc/self/mountinfo)
+    for mount in "${mounts[@]}"; do
       mount=$(printf %b "$mount")
       case $mount in /dev | /dev/* | /proc | /proc/* | /sys | /sys/*) continue ;; esac
-      mount -o remount,bind,ro "$mount"
+      execution=noexec
+      for path in "${executed[@]}"; do
+        [ "$path" != "$mount" ] || execution=exec
+      done
+      mount -o "remount,bind,ro,$execution" "$mount"
     done
-    exec "$@"' bash \
+    exec "$@"' bash ${#executed[@]} "${executed[@]}" \
     setpriv --reuid=nobody --regid=nogroup --clear-groups --bounding-set="$rights" --inh-caps="$rights" \
-    --ambient-caps="$rights" --no-new-privs "$restricted" "$@"
+    --ambient-caps="$rights" --no-new-privs "$@"
 }
 
 # expect STATUS CAPABILITY TEXT: so ends the command of the unit, having written the text.
@@ -77,11 +101,14 @@ if sandboxed "$capability" touch "$work/tree/new" /usr/zemo/selfcheck/new 2>"$wo
   fail "files can be written"
 fi
 sandboxed "$capability" cat "$work/tree/secret" >"$work/out" || fail "root's files cannot be read"
-if sandboxed "$capability" python3 -c 'import socket; socket.socket(socket.AF_UNIX)' 2>"$work/out" ||
+if sandboxed "$capability" bash -c ': </dev/udp/127.0.0.1/9' 2>"$work/out" ||
   ! grep -q 'Address family not supported' "$work/out"; then
   fail "sockets can be made"
 fi
-if sandboxed "$capability" unshare --user true 2>"$work/out"; then
+if sandboxed "$capability" sort --version 2>"$work/out" || ! grep -q 'Permission denied' "$work/out"; then
+  fail "any program can be executed"
+fi
+if sandboxed "$capability" unshare --user cat /dev/null 2>"$work/out"; then
   fail "namespaces can be made"
 fi
 
