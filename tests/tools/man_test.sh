@@ -23,6 +23,10 @@ else
   echo "[  SKIPPED ] mandoc (is not installed)"
 fi
 
+for page in "$pages"/*.[135]; do
+  ! grep -q '^\.TS' "$page" || [ "$(head -n 1 "$page")" = "'\\\" t" ] || complain "$page does not say that it needs tbl"
+done
+
 # options_in PAGE: all long options that it names.
 options_in() { sed 's/\\-/-/g; s/\\fR//g; s/\\fB//g; s/\\fI//g' "$1" | grep -oE -- '--[a-z][a-z-]*' | sort -u; }
 
