@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Documents agree with what is there: links, commands, options, exit bits, flags, log lines, tests.
+"""Documents agree with what is there: links, commands, options, exit bits, flags, log lines, tests. What
+they install is on the disk in the end.
 
     documents_test.py SOURCE_DIRECTORY OPTION_TABLES PROGRAM
 """
@@ -10,7 +11,7 @@ import subprocess
 import sys
 
 sys.dont_write_bytecode = True
-from documents import documents
+from documents import Document, documents
 
 # Options of other programs that documents mention.
 OTHERS = {
@@ -27,6 +28,9 @@ OTHERS = {
 }
 LINK = re.compile(r"!?\[[^\]]*\]\(([^)\s]+)\)")
 CODE = re.compile(r"`([^`]+)`")
+# Commands that put lists, signatures or their order into place, and the one that waits for the disk.
+INSTALLS = re.compile(r"install .*/usr/zemo/selfcheck\b|(>|\bsed -i\b).*/usr/zemo/selfcheck/\S*listorder")
+SYNC = "sync -f /usr/zemo/selfcheck"
 OPTION = re.compile(r"(?<![\w-])--[a-z][a-z-]*")
 
 
@@ -135,6 +139,24 @@ def wrong_names(document, tests, verbs):
                 yield f"{document.name}:{number}: ./dev has no {verb}"
 
 
+def unsynced(document):
+    """Yields the commands that install something, if neither another one nor the wait for the disk follows."""
+    for block in document.blocks:
+        commands = [line.strip().removeprefix("$ ") for line in block.lines]
+        for number, command in enumerate(commands):
+            rest = commands[number + 1 :]
+            if INSTALLS.search(command) and not (rest and (rest[0] == SYNC or INSTALLS.search(rest[0]))):
+                yield f"{document.name}:{block.line + 1 + number}: {SYNC} does not follow"
+
+
+def manual_pages(source):
+    return [
+        Document(source, f"man/{name}")
+        for name in sorted(os.listdir(os.path.join(source, "man")))
+        if name.endswith(".scd")
+    ]
+
+
 def read(*path):
     with open(os.path.join(*path), encoding="utf-8") as file:
         return file.read()
@@ -196,6 +218,8 @@ def main(source, tables_program, program):
         complaints += wrong_flags(document, result_flags(source))
         complaints += wrong_log_lines(document, log_lines(source))
         complaints += wrong_names(document, tests, verbs)
+    for document in all_documents + manual_pages(source):
+        complaints += unsynced(document)
     for complaint in complaints:
         print(complaint, file=sys.stderr)
     return 1 if complaints else 0
