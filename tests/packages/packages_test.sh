@@ -85,6 +85,7 @@ flags=()
 eval "flags=($(PKG_CONFIG_PATH=$libraries/pkgconfig pkg-config --cflags --libs zemoselfcheck))"
 quietly g++ -std=c++17 "$source/examples/check_set.cpp" -o "$tmp/callers/check_set" "${flags[@]}"
 version=$(dpkg-deb --field "$tmp"/one/zemo-selfcheck_*.deb Version)
+version=${version%+*}
 "$source/scripts/private-root" env PATH="$tmp/unpacked/usr/bin:$PATH" LD_LIBRARY_PATH="$libraries" \
   "$here/use.sh" "$version" "$tmp/callers"
 

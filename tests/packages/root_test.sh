@@ -12,7 +12,10 @@ here=$(cd "$(dirname "$0")" && pwd)
 root=$1 packages=$2 callers=$3
 version=$(dpkg-deb --field "$packages"/zemo-selfcheck_*.deb Version)
 later=$version+later
-names=(libzemocore6 libzemopkg1 libzemoselfcheck1 libzemoselfcheck-dev zemo-selfcheck)
+names=(libzemocore6 libzemopkg1 libzemoselfcheck1 libzemoselfcheck-dev zemo-selfcheck zemo-selfcheck-services)
+profile=/etc/apparmor.d/zemo-selfcheck
+link=/etc/apparmor.d/force-complain/zemo-selfcheck
+metrics=/var/lib/prometheus/node-exporter/zemo-selfcheck.prom
 
 say() { echo "-- $*"; }
 
@@ -32,7 +35,9 @@ quietly() {
 inside() { chroot "$root" "$@"; }
 
 # Boost's headers are large, and there is no compiler here: callers are built outside.
-install_all() { quietly inside sh -c "dpkg --ignore-depends=libboost-dev --install $1/*.deb"; }
+# Packages that files move between are broken meanwhile, as by apt.
+# Without anything to read, a question about a changed file of the administrator's is a failure.
+install_all() { quietly inside sh -c "dpkg --auto-deconfigure --ignore-depends=libboost-dev --install $1/*.deb </dev/null"; }
 
 check_again() {
   quietly inside zemo-selfcheck check
@@ -59,16 +64,42 @@ all_lists() {
 # same FUNCTION FILE WHAT: the function still prints what is in the file.
 same() { diff "$2" <("$1") || fail "$3, see above (< before, > now)"; }
 
-# Repacks what is installed under a later version.
-make_later() {
-  local package
-  mkdir "$root/tmp/later"
-  for package in "$root"/tmp/packages/*.deb; do
-    dpkg-deb --raw-extract "$package" "$root/tmp/unpacked"
-    sed -i "/^Version:/s/$version/$later/; s/(= $version)/(= $later)/" "$root/tmp/unpacked/DEBIAN/control"
-    dpkg-deb --root-owner-group --build "$root/tmp/unpacked" "$root/tmp/later" >/dev/null
+# repack DIRECTORY VERSION PACKAGE...: builds these packages with this version below the directory.
+repack() {
+  local directory=$1 new=$2 package
+  shift 2
+  mkdir -p "$root/tmp/$directory"
+  for package in "$@"; do
+    dpkg-deb --raw-extract "$root"/tmp/packages/"${package}"_*.deb "$root/tmp/unpacked"
+    if [ "$package" = "${joined-}" ]; then
+      join_services "$root/tmp/unpacked"
+    fi
+    sed -i "/^Version:/s/$version/$new/; s/= $version)/= $new)/" "$root/tmp/unpacked/DEBIAN/control"
+    dpkg-deb --root-owner-group --build "$root/tmp/unpacked" "$root/tmp/$directory" >/dev/null
     rm -r "$root/tmp/unpacked"
   done
+}
+
+# As in version 1.0.0: the program's package has the services as well, and a profile that complains by itself.
+join_services() {
+  local services=("$root"/tmp/packages/zemo-selfcheck-services_*.deb)
+  dpkg-deb --raw-extract "${services[0]}" "$root/tmp/services"
+  cp -a "$root/tmp/services/DEBIAN/conffiles" "$1/DEBIAN"
+  rm -r "$root/tmp/services/DEBIAN" "$root/tmp/services/usr/share/doc"
+  cp -a "$root/tmp/services/." "$1"
+  sed -i 's/flags=(/flags=(complain, /' "$1$profile"
+  rm -r "$root/tmp/services"
+}
+
+# Programs that say what the packages do with the profile, since there is no AppArmor in the kernel here.
+make_apparmor() {
+  printf '#!/bin/sh\n' >"$root/usr/local/bin/aa-enabled"
+  cat >"$root/usr/local/sbin/apparmor_parser" <<'TEXT'
+#!/bin/sh
+echo "$*" >>/tmp/apparmor
+[ "$*" != --remove ] || cat >>/tmp/apparmor
+TEXT
+  chmod 755 "$root/usr/local/bin/aa-enabled" "$root/usr/local/sbin/apparmor_parser"
 }
 
 # The maker's platform libraries, as one package of another name.
@@ -113,21 +144,41 @@ mount -t proc proc "$root/proc"
 
 say "What the packages depend on"
 depends=$(for package in "$root"/tmp/packages/*.deb; do dpkg-deb --field "$package" Depends; done |
-  sed 's/, */\n/g' | grep -vE '^(libzemo|libboost-dev)' | sort -u | paste -sd,)
+  sed 's/, */\n/g' | grep -vE '^((lib)?zemo|libboost-dev)' | sort -u | paste -sd,)
 # (Of the programs that make users, the smallest.)
 quietly inside apt-get satisfy --yes --no-install-recommends \
   "systemd-standalone-sysusers, $depends, gpg-agent"
+make_apparmor
+mkdir -p "$root${metrics%/*}"
 all_files >"$root/tmp/files"
+
+say "Upgrading from a version whose program has the services in its package"
+joined=zemo-selfcheck repack earlier 1.0.0 "${names[@]:0:5}"
+install_all /tmp/earlier
+quietly inside env DPKG_MAINTSCRIPT_PACKAGE=zemo-selfcheck deb-systemd-helper enable zemo-selfcheck.timer
+enabled=/etc/systemd/system/timers.target.wants/zemo-selfcheck.timer
+[ -L "$root$enabled" ] || fail "the timer cannot be enabled"
+install_all /tmp/packages
+[ "$(inside dpkg-query --search $profile)" = "zemo-selfcheck-services: $profile" ] || fail "$profile is not the services'"
+! inside dpkg-query --status zemo-selfcheck | grep -F $profile || fail "the program's package still has $profile"
+[ -L "$root$enabled" ] || fail "the timer is no longer enabled"
+inside grep -q 'flags=(attach' $profile || fail "the profile is the old one"
+quietly inside dpkg --purge "${names[@]}"
+same all_files "$root/tmp/files" "not everything is as it was before"
 
 say "Installing and using them"
 install_all /tmp/packages
 [ ! -e "$root/usr/zemo" ] || fail "installing has made /usr/zemo, which is the administrator's"
-inside /tmp/use.sh "$version" /tmp/callers
+inside test -e $link || fail "the profile does not complain only"
+grep -q -- "-r .*$profile" "$root/tmp/apparmor" || fail "the profile is not loaded"
+inside /tmp/use.sh "${version%+*}" /tmp/callers
 all_lists >"$root/tmp/lists"
 
 say "Upgrading"
-make_later
+rm "$root$link" # the administrator has the profile enforced
+repack later "$later" "${names[@]}"
 install_all /tmp/later
+[ ! -L "$root$link" ] || fail "after upgrading, the profile is not enforced any more"
 found=$(inside dpkg-query --show "${names[@]}" | cut -f 2 | sort -u)
 [ "$found" = "$later" ] || fail "after upgrading, the versions are $found instead of $later"
 check_again
@@ -139,7 +190,9 @@ quietly inside dpkg --remove "${names[@]}"
 same all_lists "$root/tmp/lists" "removing has changed lists or keys"
 
 say "Purging"
+touch "$root$metrics"
 quietly inside dpkg --purge "${names[@]}"
+[ "$(tail -n 2 "$root/tmp/apparmor")" = $'--remove\nprofile zemo-selfcheck {}' ] || fail "the profile is not unloaded"
 same all_files "$root/tmp/files" "not everything is as it was before"
 same all_lists "$root/tmp/lists" "purging has changed lists or keys"
 ! inside dpkg-query --show '*zemo*' 2>/dev/null || fail "dpkg still knows these packages"
