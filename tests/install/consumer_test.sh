@@ -18,6 +18,12 @@ fail() {
   exit 1
 }
 
+# configure ARGUMENT...: configures by CMake, and takes a warning for a failure.
+configure() {
+  cmake "$@" >"$tmp/configure.log" 2>"$tmp/warnings" || fail "configuring failed: $(cat "$tmp/warnings")"
+  [ ! -s "$tmp/warnings" ] || fail "CMake warns: $(cat "$tmp/warnings")"
+}
+
 cmake --install "$build" --prefix "$prefix" >"$tmp/install.log" || fail "installing failed"
 libdir=$(dirname "$(find "$prefix" -name libzemoselfcheck.so.1.0)")
 
@@ -27,7 +33,7 @@ if grep -q '^CMAKE_BUILD_TYPE:.*=Release$' "$build/CMakeCache.txt"; then # other
 fi
 
 echo "== by CMake"
-cmake -S "$here/consumer" -B "$tmp/build" -DCMAKE_PREFIX_PATH="$prefix" >"$tmp/configure.log"
+configure -S "$here/consumer" -B "$tmp/build" -DCMAKE_PREFIX_PATH="$prefix"
 cmake --build "$tmp/build" >"$tmp/build.log" || {
   cat "$tmp/build.log"
   fail "building by CMake failed"
@@ -84,16 +90,16 @@ echo "== with the platform libraries of the machine"
 # As on a machine where the maker's are: without headers or link names of their own.
 mkdir "$tmp/machine"
 cp "$libdir/libzemocore.so.6" "$libdir/libzemopkg.so.1" "$tmp/machine"
-cmake -S "$here/../.." -B "$tmp/external" -DZEMO_PLATFORM=OFF -DZEMO_EXAMPLES=OFF \
+configure -S "$here/../.." -B "$tmp/external" -DZEMO_PLATFORM=OFF -DZEMO_EXAMPLES=OFF \
   -DZEMO_TOOLS=OFF -DZEMO_MAN=OFF \
-  -DCMAKE_LIBRARY_PATH="$tmp/machine" -DCMAKE_INSTALL_PREFIX="$tmp/other" >"$tmp/configure.log"
+  -DCMAKE_LIBRARY_PATH="$tmp/machine" -DCMAKE_INSTALL_PREFIX="$tmp/other"
 cmake --build "$tmp/external" --target install >"$tmp/build.log" || {
   cat "$tmp/build.log"
   fail "building with the machine's platform libraries failed"
 }
 [ -z "$(find "$tmp/other" -name 'libzemocore*')" ] || fail "the core library was installed"
-cmake -S "$here/consumer" -B "$tmp/build2" -DCMAKE_PREFIX_PATH="$tmp/other" \
-  -DCMAKE_LIBRARY_PATH="$tmp/machine" >"$tmp/configure.log"
+configure -S "$here/consumer" -B "$tmp/build2" -DCMAKE_PREFIX_PATH="$tmp/other" \
+  -DCMAKE_LIBRARY_PATH="$tmp/machine"
 cmake --build "$tmp/build2" >"$tmp/build.log" || {
   cat "$tmp/build.log"
   fail "building the consumer with the machine's platform libraries failed"
