@@ -8,13 +8,17 @@ set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 
+# x86-64 has it; other processors, for which a compiler may refuse the option, have other means or none.
+include(CheckCXXCompilerFlag)
+check_cxx_compiler_flag(-fcf-protection ZEMO_HAVE_CF_PROTECTION)
+
 add_library(zemo_options INTERFACE)
 target_compile_definitions(zemo_options INTERFACE _FILE_OFFSET_BITS=64 _GLIBCXX_ASSERTIONS)
 target_compile_options(zemo_options INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wformat=2 -Wundef -Wvla
   $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor -Woverloaded-virtual>
   $<$<BOOL:${ZEMO_WERROR}>:-Werror>
-  -fstack-protector-strong -fstack-clash-protection -fcf-protection
+  -fstack-protector-strong -fstack-clash-protection $<$<BOOL:${ZEMO_HAVE_CF_PROTECTION}>:-fcf-protection>
   # Assertions stay on: what they guard against must stop the process, not go on with bad memory.
   -UNDEBUG)
 target_link_options(zemo_options INTERFACE -Wl,-z,relro,-z,now -Wl,--as-needed)

@@ -90,8 +90,19 @@ echo "== with the platform libraries of the machine"
 # As on a machine where the maker's are: without headers or link names of their own.
 mkdir "$tmp/machine"
 cp "$libdir/libzemocore.so.6" "$libdir/libzemopkg.so.1" "$tmp/machine"
+# And by compilers that have no control-flow protection, as for other processors.
+for compiler in gcc g++; do
+  cat >"$tmp/$compiler" <<TEXT
+#!/bin/sh
+for option; do
+  case \$option in -fcf-protection*) echo "$compiler: error: \$option is not supported for this target" >&2; exit 1 ;; esac
+done
+exec $compiler "\$@"
+TEXT
+  chmod +x "$tmp/$compiler"
+done
 configure -S "$here/../.." -B "$tmp/external" -DZEMO_PLATFORM=OFF -DZEMO_EXAMPLES=OFF \
-  -DZEMO_TOOLS=OFF -DZEMO_MAN=OFF \
+  -DZEMO_TOOLS=OFF -DZEMO_MAN=OFF -DCMAKE_C_COMPILER="$tmp/gcc" -DCMAKE_CXX_COMPILER="$tmp/g++" \
   -DCMAKE_LIBRARY_PATH="$tmp/machine" -DCMAKE_INSTALL_PREFIX="$tmp/other"
 cmake --build "$tmp/external" --target install >"$tmp/build.log" || {
   cat "$tmp/build.log"
