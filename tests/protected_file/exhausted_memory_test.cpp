@@ -5,45 +5,15 @@
 #include <pwd.h>
 #include <zemo/selfcheck/protected_file.h>
 
-#include <cstdlib>
 #include <new>
 
 #include "package_double/scripted_package.h"
 #include "protected_file/errors_of.h"
 #include "protected_file/restored_binding.h"
+#include "support/failing_new.h"
 #include "support/files.h"
 #include "support/recorded_log.h"
 #include "support/temporary_directory.h"
-
-namespace {
-
-long allocated = 0;               // blocks that were not given back
-long allocationsUntilFault = -1;  // -1: none fails
-
-}  // namespace
-
-// Not inlined: the compiler would take malloc and free for a mismatch of new and delete.
-[[gnu::noinline]] void* operator new(size_t size) {
-  if (allocationsUntilFault == 0)
-    throw std::bad_alloc();
-  if (allocationsUntilFault > 0)
-    --allocationsUntilFault;
-  void* const memory = malloc(size);
-  if (memory == nullptr)
-    throw std::bad_alloc();
-  ++allocated;
-  return memory;
-}
-
-[[gnu::noinline]] void operator delete(void* memory) noexcept {
-  if (memory != nullptr)
-    --allocated;
-  free(memory);
-}
-
-void operator delete(void* memory, size_t) noexcept {
-  operator delete(memory);
-}
 
 extern "C" passwd* getpwnam(const char*) {
   static passwd account = {};
@@ -60,9 +30,9 @@ class ExhaustedMemoryTest : public ::testing::Test {
  protected:
   // Memory checkers put their own allocation functions in the place of all others.
   void SetUp() override {
-    long const before = allocated;
+    long const before = liveAllocations();
     void* const memory = operator new(1);
-    bool const counted = allocated == before + 1;
+    bool const counted = liveAllocations() == before + 1;
     operator delete(memory);
     if (!counted)
       GTEST_SKIP() << "the program's allocation functions are not in use";
@@ -73,16 +43,16 @@ class ExhaustedMemoryTest : public ::testing::Test {
   template <typename Operation, typename AfterFault>
   static long failEachAllocation(Operation operation, AfterFault afterFault) {
     for (long n = 0;; ++n) {
-      long const before = allocated;
+      long const before = liveAllocations();
+      failAllocation(n + 1);
       try {
-        allocationsUntilFault = n;
         operation();
-        allocationsUntilFault = -1;
+        failAllocation(0);
         return n;
       } catch (const std::bad_alloc&) {
-        allocationsUntilFault = -1;
+        failAllocation(0);
       }
-      afterFault(allocated - before, n);
+      afterFault(liveAllocations() - before, n);
     }
   }
 
@@ -96,15 +66,15 @@ class ExhaustedMemoryTest : public ::testing::Test {
 TEST_F(ExhaustedMemoryTest, DestructionGivesEveryErrorBack) {
   std::string const path = in("a file whose path is too long for a string to hold it in itself");
   writeFile(path, "content");
-  long const before = allocated;
+  long const before = liveAllocations();
   {
     ProtectedFile entry(entryLine(path, "8", "wrong", "d", "600", "-", "-"));
     bool changed = false;
     EXPECT_TRUE(entry.check(changed, CHECK_ITEM_ALL));
     EXPECT_EQ(entry._errors.size(), 4U);
-    EXPECT_GT(allocated, before + 8);
+    EXPECT_GT(liveAllocations(), before + 8);
   }
-  EXPECT_EQ(allocated, before);
+  EXPECT_EQ(liveAllocations(), before);
 }
 
 TEST_F(ExhaustedMemoryTest, ConstructionThrowsAndLosesNothing) {
@@ -123,7 +93,7 @@ TEST_F(ExhaustedMemoryTest, CheckThrowsAndRecordsWholeErrorsOnly) {
   writeFile(path, "content");
   std::string const line = entryLine(path, "8", std::string(40, '0'), "d", "600", "-", "-");
   std::vector<std::string> expected;
-  long const outside = allocated;
+  long const outside = liveAllocations();
   {
     ProtectedFile entry(line);
     bool changed = false;
@@ -137,11 +107,11 @@ TEST_F(ExhaustedMemoryTest, CheckThrowsAndRecordsWholeErrorsOnly) {
     ProtectedFile entry(line);
     bool changed = false;
     try {
-      allocationsUntilFault = n;
+      failAllocation(n + 1);
       succeeded = entry.check(changed, CHECK_ITEM_ALL);
     } catch (const std::bad_alloc&) {
     }
-    allocationsUntilFault = -1;
+    failAllocation(0);
     std::vector<std::string> const found = errorsOf(entry);
     ASSERT_LE(found.size(), expected.size());
     EXPECT_TRUE(std::equal(found.begin(), found.end(), expected.begin())) << n;
@@ -150,7 +120,7 @@ TEST_F(ExhaustedMemoryTest, CheckThrowsAndRecordsWholeErrorsOnly) {
   EXPECT_GT(n, 12);
   expected = {};
   expected.shrink_to_fit();
-  EXPECT_EQ(allocated, outside);
+  EXPECT_EQ(liveAllocations(), outside);
 }
 
 TEST_F(ExhaustedMemoryTest, DirectoryCheckThrowsAndLosesNothing) {
