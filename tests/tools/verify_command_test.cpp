@@ -205,7 +205,9 @@ TEST_F(VerifyCommandTest, AWeakDigestIsGoodUnlessStrict) {
 }
 
 TEST_F(VerifyCommandTest, AnExpiredSignatureDoesNotVerify) {
-  signedList("base", "-u =Old --default-sig-expire 1d --faked-system-time '20200102T000000!'");
+  signedList("base",
+             "-u =Old --digest-algo SHA256 --default-sig-expire 1d --faked-system-time "
+             "'20200102T000000!'");
   ProgramRun const run = tool({"verify"});
   EXPECT_EQ(run.status, notLoaded);
   EXPECT_THAT(run.output, HasSubstr("signature  expired 2020-01-03T00:00:00Z, SHA256, made "
