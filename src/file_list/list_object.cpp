@@ -9,6 +9,11 @@
 
 namespace ZEMO::SELF_CHECK {
 
+// Programs hand in hooks that another version of Boost may have made.
+static_assert(
+    sizeof(FileList::Hook) == 4 * sizeof(void*),
+    "this version of Boost lays hooks out otherwise: programs built with others would crash");
+
 FileList::FileList(std::string name, std::string mode)
     : _name(std::move(name)),
       _mode(std::move(mode)),

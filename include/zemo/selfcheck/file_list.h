@@ -130,7 +130,12 @@ class ZEMO_EXPORT FileList {
   // Appends a copy of `hook` to the hooks, which are called in the order in which they were added
   // and live as long as the list. An empty hook is accepted, and throws boost::bad_function_call
   // when it is called.
-  void addHook(const Hook& hook);
+  //
+  // The name of its symbol is given here, because it would change with Boost: since 1.84, function2
+  // is another name for function_n, which has the same layout.
+  void addHook(const Hook& hook) __asm__(
+      "_ZN4ZEMO10SELF_CHECK8FileList7addHookERKN5boost9function2IiRNS2_10shared_ptrINS0_"
+      "13ProtectedFileEEERbEE");
 
   // Returns a further owner of the list's own map; never null. What is changed through it changes
   // the list.
