@@ -98,9 +98,20 @@ int runAndReport(int argc, const char* const* argv) {
   return STATUS_NOT_LOADED;
 }
 
+// Later versions of the parser would break the lines of examples as those of a paragraph.
+template <typename Formatter>
+auto keepLinesOfExamples(Formatter& formatter, int)
+    -> decltype(formatter.enable_footer_formatting(false)) {
+  formatter.enable_footer_formatting(false);
+}
+
+template <typename Formatter>
+void keepLinesOfExamples(Formatter&, long) {}  // older ones never do
+
 }  // namespace
 
 void addCommands(CLI::App& program, Chosen& chosen) {
+  keepLinesOfExamples(*program.get_formatter(), 0);
   program.require_subcommand(1);
   program.set_version_flag("--version", "zemo-selfcheck " ZEMO_VERSION);
   program.footer(overview);

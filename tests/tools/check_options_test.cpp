@@ -313,9 +313,10 @@ TEST_F(CheckOptionsTest, HelpShowsEveryOptionAndExamples) {
   ProgramRun const run = check({"--help"});
   EXPECT_EQ(run.status, 0);
   EXPECT_EQ(run.errors, "");
-  for (const char* const text : {"SET", "--all", "--mode", "--items", "--under", "--jobs",
-                                 "--accept", "--metrics", "--no-verify", "--format", "-z,--null",
-                                 "--no-progress", "--quiet", "Examples:\n  zemo-selfcheck check\n"})
+  for (const char* const text :
+       {"SET", "--all", "--mode", "--items", "--under", "--jobs", "--accept", "--metrics",
+        "--no-verify", "--format", "-z,", "--null", "--no-progress", "--quiet",
+        "Examples:\n  zemo-selfcheck check\n"})
     EXPECT_NE(run.output.find(text), std::string::npos) << text;
 }
 
