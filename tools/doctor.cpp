@@ -55,7 +55,7 @@ class Doctor {
       summarize(0);
       return _findings.status();
     }
-    _gnupgRuns = checkHome(_ownership, _findings);
+    _home = checkHome(_ownership, _findings);
     std::vector<std::string> sets = {systemSet};
     addPackages(sets);
     for (const std::string& set : sets)
@@ -147,7 +147,7 @@ class Doctor {
     files.orderPosition = orderPositions(files.orderLines);
     bool const complete = readLists(files);
     checkOrder(files, _ownership, _findings);
-    checkSignatures(files, _gnupgRuns, _ownership, _findings);
+    checkSignatures(files, _home, _ownership, _findings);
     checkEntries(files, _findings);
     if (isInstalled(set) && complete)
       checkMerged(files);
@@ -229,7 +229,7 @@ class Doctor {
   std::string _mode;
   Findings _findings;
   Ownership _ownership;
-  bool _gnupgRuns = false;
+  HomeState _home;
 };
 
 int runDoctor(const Options& options) {

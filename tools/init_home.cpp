@@ -116,10 +116,6 @@ std::string keptConfiguration(const std::string& path) {
   if (!names.empty())
     throw Failure(STATUS_NOT_LOADED, inQuotes(path) + " is there already and lacks " + names +
                                          ": add that or remove the file");
-  if (!reading.undone.empty())
-    throw Failure(STATUS_NOT_LOADED, inQuotes(path) + " is there already, and its " +
-                                         describe(reading.undone.front()) +
-                                         ": remove that line or the file");
   return content;
 }
 
@@ -151,6 +147,9 @@ void prepare(const std::string& home, const std::vector<std::string>& files) {
   MadeDirectories made(home);
   DirectoryLock const lock(home);
   refuseOtherRings(home);
+  std::string const doubt = doubtAbout(home);
+  if (!doubt.empty())
+    throw Failure(STATUS_NOT_LOADED, doubt);
   std::string const configurationFile = home + "/gpg.conf";
   bool const configured = exists(configurationFile);
   std::string const configuration =

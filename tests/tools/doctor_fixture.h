@@ -72,8 +72,8 @@ class DoctorTest : public ToolTest {
     key().trustedBy(scratch.path());
     writeFile(directory + "/pubring.kbx", readFile(scratch / "pubring.kbx"));
     writeFile(directory + "/gpg.conf",
-              "trust-model always\nweak-digest SHA1\nno-auto-key-retrieve\n"
-              "no-auto-check-trustdb\n");
+              "trust-model always\nweak-digest SHA1\nno-auto-key-retrieve\nno-auto-key-import\n"
+              "no-auto-check-trustdb\nignore-time-conflict\n");
   }
 };
 

@@ -17,6 +17,13 @@ namespace {
 const std::string fingerprint = "6136B3167575C697A6AB41B58489D4A54BFA7117";
 const std::string primary = "91734C2ABB9668696E3C02D8276EB0A0143520CD";
 
+std::string configuration() {
+  std::string content;
+  for (const NeededOption& option : neededOptions)
+    content += std::string(option.line) + "\n";
+  return content;
+}
+
 std::string status(const std::string& line) {
   return "[GNUPG:] " + line + "\n";
 }
@@ -115,30 +122,54 @@ TEST(Keys, SubkeysAndUserIds) {
 
 TEST(Options, AreReadWithoutTheirBlanks) {
   OptionReading const reading = readOptions(
-      " trust-model\talways \n#weak-digest SHA1\n\nno-auto-key-retrieve\r\nno-auto-check-trustdb");
+      " trust-model\talways \n#weak-digest SHA1\n\nno-auto-key-retrieve\r\nno-auto-check-trustdb\n"
+      "ignore-time-conflict\nno-auto-key-import");
   ASSERT_EQ(reading.missing.size(), 1U);
   EXPECT_EQ(reading.missing[0], &neededOptions[1]);
-  EXPECT_TRUE(reading.undone.empty());
-  EXPECT_EQ(reading.held.size(), 3U);
+  EXPECT_TRUE(reading.doubtful.empty());
+  EXPECT_EQ(reading.held.size(), 5U);
 }
 
-TEST(Options, LaterLinesUndoThem) {
-  std::string content;
-  for (const NeededOption& option : neededOptions)
-    content += std::string(option.line) + "\n";
-  for (const std::string line :
-       {"trust-model  pgp", "allow-weak-digest-algos", "auto-key-retrieve",
-        "keyserver-options verbose,auto-key-retrieve", "auto-check-trustdb"}) {
-    OptionReading const reading = readOptions(content + line + "\n");
-    ASSERT_EQ(reading.undone.size(), 1U) << line;
-    EXPECT_EQ(reading.undone[0].number, 5U) << line;
-    EXPECT_EQ(reading.held.size(), 3U) << line;
-    bool const always = line == "allow-weak-digest-algos";
-    EXPECT_EQ(readOptions(line + "\n" + content).undone.size(), always ? 1U : 0U) << line;
+TEST(Options, WhatIsNotKnownToBeHarmlessIsDoubtful) {
+  for (const std::string line : {"skip-verify",
+                                 "list-only",
+                                 "auto-key-import",
+                                 "auto-key-retrieve",
+                                 "keyring /x",
+                                 "primary-keyring /x",
+                                 "no-default-keyring",
+                                 "log-file /x",
+                                 "use-keyboxd",
+                                 "trust-model pgp",
+                                 "trust-model always x",
+                                 "allow-weak-digest-algos",
+                                 "auto-check-trustdb",
+                                 "options /x",
+                                 "faked-system-time 20200101T000000!",
+                                 "keyserver-options auto-key-retrieve",
+                                 "[+force]",
+                                 "verify-options show-photos",
+                                 "quiet\rskip-verify",
+                                 "skip",
+                                 "weak-digest",
+                                 "no-such-option"}) {
+    OptionReading const reading = readOptions(configuration() + " " + line + "\t\n");
+    ASSERT_EQ(reading.doubtful.size(), 1U) << line;
+    EXPECT_EQ(reading.doubtful[0].number, neededOptions.size() + 1) << line;
+    EXPECT_EQ(reading.held.size(), neededOptions.size()) << line;
   }
-  EXPECT_EQ(describe(readOptions(content + "trust-model  pgp\n").undone.at(0)),
-            "line 5, 'trust-model pgp', undoes 'trust-model always'");
-  EXPECT_EQ(readOptions(content + "#trust-model pgp\nno-greeting\n").held.size(), 4U);
+  EXPECT_EQ(readOptions(std::string("quiet\0\n", 7)).doubtful.size(), 1U);
+  EXPECT_EQ(describe(readOptions("# x\n keyring   a\tb\n").doubtful.at(0), "/etc/x"),
+            "line 2 of '/etc/x', 'keyring a b', is not known to be harmless");
+  EXPECT_EQ(describe(readOptions("use-keyboxd").doubtful.at(0), "/x"),
+            "line 1 of '/x', 'use-keyboxd', has GnuPG ask a daemon for keys, and not the key ring");
+}
+
+TEST(Options, HarmlessLinesAreNotDoubtful) {
+  EXPECT_TRUE(readOptions(configuration() + "# skip-verify\n  #list-only\n\n\t\nalways-trust\n"
+                                            "no-greeting\nweak-digest  MD5\r\nkeyid-format long\n"
+                                            "personal-digest-preferences SHA512 SHA256\n")
+                  .doubtful.empty());
 }
 
 TEST(Fingerprints, AreWrittenInManyWays) {

@@ -22,7 +22,8 @@ const GnupgHome& keys() {
 }
 
 const std::string configuration =
-    "trust-model always\nweak-digest SHA1\nno-auto-key-retrieve\nno-auto-check-trustdb\n";
+    "trust-model always\nweak-digest SHA1\nno-auto-key-retrieve\nno-auto-key-import\n"
+    "no-auto-check-trustdb\nignore-time-conflict\n";
 
 class InitHomeCommandTest : public ToolTest {
  protected:
@@ -160,15 +161,36 @@ TEST_F(InitHomeCommandTest, KeepsAConfigurationThatHasItsLines) {
 
 TEST_F(InitHomeCommandTest, RefusesAnotherConfigurationAndSaysWhatItLacks) {
   makeDirectory(home);
-  std::string const other = "trust-model always\n#weak-digest SHA1\nno-auto-key-retrieve\n";
+  std::string const other =
+      "trust-model always\n#weak-digest SHA1\nno-auto-key-retrieve\nignore-time-conflict\n";
   writeFile(home + "/gpg.conf", other);
   ProgramRun const run = tool({"init-home", "--homedir", home, "--import", maker()});
   EXPECT_EQ(run.status, notLoaded);
   EXPECT_EQ(run.errors, "zemo-selfcheck: '" + home +
                             "/gpg.conf' is there already and lacks 'weak-digest SHA1', "
-                            "'no-auto-check-trustdb': add that or remove the file\n");
+                            "'no-auto-key-import', 'no-auto-check-trustdb': add that or remove "
+                            "the file\n");
   EXPECT_EQ(readFile(home + "/gpg.conf"), other);
   EXPECT_EQ(namesIn(home), std::vector<std::string>{"gpg.conf"});
+}
+
+TEST_F(InitHomeCommandTest, RefusesEveryOptionFileThatMayDecideWhatVerifies) {
+  ASSERT_EQ(tool({"init-home", "--homedir", home}).status, 0);
+  std::string const ring = readFile(home + "/pubring.kbx");
+  writeFile(home + "/common.conf", "# ours\nuse-keyboxd\n");
+  ProgramRun const own = tool({"init-home", "--homedir", home, "--import", maker()});
+  EXPECT_EQ(own.status, notLoaded);
+  EXPECT_EQ(own.errors, "zemo-selfcheck: line 2 of '" + home +
+                            "/common.conf', 'use-keyboxd', has GnuPG ask a daemon for keys, and "
+                            "not the key ring; remove that line\n");
+  remove(home + "/common.conf");
+  ProgramRun const shared = toolAfter(systemWide("gpg.conf", "quiet\\nkeyring /tmp/x\\n"),
+                                      {"init-home", "--homedir", home, "--import", maker()});
+  EXPECT_EQ(shared.status, notLoaded);
+  EXPECT_EQ(shared.errors,
+            "zemo-selfcheck: line 2 of '/etc/gnupg/gpg.conf', 'keyring /tmp/x', is not known to be "
+            "harmless; remove that line\n");
+  EXPECT_EQ(readFile(home + "/pubring.kbx"), ring);
 }
 
 TEST_F(InitHomeCommandTest, RefusesFilesThatGnupgTakesInstead) {
@@ -191,22 +213,22 @@ TEST_F(InitHomeCommandTest, RefusesADamagedRing) {
 
 TEST_F(InitHomeCommandTest, AKeptConfigurationThatGnupgRefusesIsFound) {
   makeDirectory(home);
-  writeFile(home + "/gpg.conf", configuration + "status-fd 77\n");
+  writeFile(home + "/gpg.conf", configuration + "charset nonsense\n");
   ProgramRun const run = tool({"init-home", "--homedir", home});
   EXPECT_EQ(run.status, notLoaded);
   EXPECT_THAT(run.errors, HasSubstr("GnuPG cannot use the home '" + home + "'"));
   EXPECT_EQ(namesIn(home), std::vector<std::string>{"gpg.conf"});
 }
 
-TEST_F(InitHomeCommandTest, RefusesAConfigurationThatUndoesItsLines) {
+TEST_F(InitHomeCommandTest, RefusesAConfigurationThatMayDecideWhatVerifies) {
   makeDirectory(home);
   std::string const other = configuration + "# ours\n trust-model\tpgp\n";
   writeFile(home + "/gpg.conf", other, 0600);
   ProgramRun const run = tool({"init-home", "--homedir", home, "--import", maker()});
   EXPECT_EQ(run.status, notLoaded);
-  EXPECT_EQ(run.errors, "zemo-selfcheck: '" + home +
-                            "/gpg.conf' is there already, and its line 6, 'trust-model pgp', "
-                            "undoes 'trust-model always': remove that line or the file\n");
+  EXPECT_EQ(run.errors, "zemo-selfcheck: line 8 of '" + home +
+                            "/gpg.conf', 'trust-model pgp', is not known to be harmless; remove "
+                            "that line\n");
   EXPECT_EQ(readFile(home + "/gpg.conf"), other);
   EXPECT_EQ(modeOf(home + "/gpg.conf"), 0600U);
   EXPECT_EQ(namesIn(home), std::vector<std::string>{"gpg.conf"});
@@ -215,7 +237,8 @@ TEST_F(InitHomeCommandTest, RefusesAConfigurationThatUndoesItsLines) {
 TEST_F(InitHomeCommandTest, BlanksBetweenWordsDoNotMatter) {
   makeDirectory(home);
   std::string const other = "  weak-digest\tSHA1 \n" + configuration.substr(0, 19) +
-                            "no-auto-key-retrieve\nno-auto-check-trustdb";
+                            "no-auto-key-retrieve\nno-auto-key-import\nignore-time-conflict\n"
+                            "no-auto-check-trustdb";
   writeFile(home + "/gpg.conf", other);
   EXPECT_EQ(tool({"init-home", "--homedir", home}).status, 0);
   EXPECT_EQ(readFile(home + "/gpg.conf"), other);

@@ -24,6 +24,20 @@ class ToolTest : public PrivateRootTest {
     return runProgram(words, input);
   }
 
+  // The same in a mount namespace of its own, after the shell script `before` there.
+  static ProgramRun toolAfter(const std::string& before, const std::vector<std::string>& words) {
+    std::vector<std::string> all = {"/usr/bin/unshare",       "--mount", "/bin/sh", "-ec",
+                                    before + "\nexec \"$@\"", "sh",      ZEMO_TOOL};
+    all.insert(all.end(), words.begin(), words.end());
+    return runProgram(all);
+  }
+
+  // A script for that: /etc has nothing but the file `name` in its directory gnupg.
+  static std::string systemWide(const std::string& name, const std::string& content) {
+    return "mount -t tmpfs -o mode=755 none /etc\nmkdir /etc/gnupg\nprintf '" + content +
+           "' >/etc/gnupg/" + name;
+  }
+
   // A directory for the files that lists name.
   TemporaryDirectory files;
 };

@@ -10,6 +10,17 @@
 #include "common/sets.h"
 
 namespace tool {
+namespace {
+
+void addExisting(const std::vector<std::string>& candidates, std::vector<std::string>& paths) {
+  for (const std::string& path : candidates) {
+    struct stat status = {};
+    if (lstat(path.c_str(), &status) == 0 || (errno != ENOENT && errno != ENOTDIR))
+      paths.push_back(path);
+  }
+}
+
+}  // namespace
 
 std::string irregular(const std::string& path) {
   struct stat status = {};
@@ -32,20 +43,22 @@ std::vector<std::string> otherConfigurationsIn(const std::string& home) {
   return paths;
 }
 
-std::vector<std::string> gnupgFilesIn(const std::string& home) {
+std::vector<std::string> optionFilesOf(const std::string& home) {
   std::vector<std::string> paths = otherConfigurationsIn(home);
-  for (const char* const name :
-       {"gpg.conf", "common.conf", "pubring.kbx", "pubring.gpg", "trustdb.gpg"}) {
-    std::string const path = home + "/" + name;
-    struct stat status = {};
-    if (lstat(path.c_str(), &status) == 0 || errno != ENOENT)
-      paths.push_back(path);
-  }
+  addExisting(
+      {home + "/gpg.conf", home + "/common.conf", "/etc/gnupg/gpg.conf", "/etc/gnupg/common.conf"},
+      paths);
+  return paths;
+}
+
+std::vector<std::string> gnupgFilesOf(const std::string& home) {
+  std::vector<std::string> paths = optionFilesOf(home);
+  addExisting({home + "/pubring.kbx", home + "/pubring.gpg", home + "/trustdb.gpg"}, paths);
   return paths;
 }
 
 std::string irregularToVerify(const std::string& list) {
-  std::vector<std::string> paths = gnupgFilesIn(systemDirectory);
+  std::vector<std::string> paths = gnupgFilesOf(systemDirectory);
   paths.insert(paths.begin(), {list, list + ".asc"});
   for (const std::string& path : paths) {
     std::string reason = irregular(path);

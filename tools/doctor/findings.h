@@ -41,6 +41,12 @@ class Findings {
   // `path` could not be looked at, of which another check tells.
   void leftOut(const std::string& path) { _leftOut = path; }
 
+  // The same, and `status` is what a problem that has been told comes to for `path`.
+  void follows(ExitStatus status, const std::string& path) {
+    _status |= status;
+    leftOut(path);
+  }
+
   // To be called at the end. If no other check has told of what was left out, it could not be
   // looked at for a moment only, and is not known to be well.
   void settle();

@@ -71,10 +71,10 @@ void checkReadable(const std::string& path, Findings& findings) {
     findings.well(inQuotes(path) + " can be read by every caller");
 }
 
-// All files that GnuPG opens in its home. False if one of them is no regular file.
+// All files that GnuPG opens to verify. False if one of them is no regular file.
 bool checkFiles(Ownership& ownership) {
   bool usable = true;
-  for (const std::string& path : gnupgFilesIn(systemDirectory)) {
+  for (const std::string& path : gnupgFilesOf(systemDirectory)) {
     bool const needed = path == ringPath || path == configurationPath;
     if (!ownership.look(path, Kind::FILE, STATUS_NOT_LOADED, needed ? makeHome : ""))
       usable = false;
@@ -103,45 +103,7 @@ void checkKeyRing(Findings& findings) {
   checkReadable(exists(keybox) ? keybox : old, findings);
 }
 
-void checkOptions(Findings& findings) {
-  std::string const& path = configurationPath;
-  bool const isThere = exists(path);
-  if (isThere) {
-    checkReadable(path, findings);
-    if (!isReadable(path)) {
-      findings.leftOut(path);
-      return;
-    }
-  } else {
-    findings.problem(STATUS_UNCHECKED, inQuotes(path) + " does not exist", makeHome);
-  }
-  OptionReading const reading = readOptions(isThere ? readWholeFile(path) : "");
-  bool trusting = true;
-  for (const NeededOption* const option : reading.held)
-    findings.well(inQuotes(path) + " has the line " + inQuotes(option->line));
-  for (const NeededOption* const option : reading.missing) {
-    trusting = trusting && option != &neededOptions.front();
-    findings.problem(
-        STATUS_UNCHECKED,
-        inQuotes(path) + " lacks the line " + inQuotes(option->line) + ": " + option->reason,
-        mendByLine(option->line));
-  }
-  for (const UndoneOption& undone : reading.undone) {
-    trusting = trusting && undone.option != &neededOptions.front();
-    findings.problem(STATUS_UNCHECKED,
-                     describe(undone) + " in " + inQuotes(path) + ": " + undone.option->reason,
-                     "sed -i " + std::to_string(undone.number) + "d " + shellWord(path));
-  }
-  if (!trusting && !exists(systemDirectory + "/trustdb.gpg"))
-    findings.problem(STATUS_UNCHECKED,
-                     inQuotes(systemDirectory) +
-                         " has no trust database, and without 'trust-model always' GnuPG fails "
-                         "for every caller that cannot make one",
-                     mendByLine(neededOptions.front().line));
-}
-
-}  // namespace
-
+// The command that adds this line to the home's gpg.conf.
 std::string mendByLine(const std::string& line) {
   struct stat status = {};
   std::string const file = shellWord(configurationPath);
@@ -151,20 +113,72 @@ std::string mendByLine(const std::string& line) {
   return "echo '" + line + "' >>" + file;
 }
 
-bool checkHome(Ownership& ownership, Findings& findings) {
+// The lines that an option file has and should not have.
+void checkHarmless(const std::string& path, const OptionReading& reading, HomeState& state,
+                   Findings& findings) {
+  Repeated doubtful;
+  std::string numbers;
+  for (const OptionLine& line : reading.doubtful) {
+    doubtful.add(describe(line, path));
+    numbers += (numbers.empty() ? "" : ";") + std::to_string(line.number) + "d";
+  }
+  state.doubtful = state.doubtful || doubtful.count() != 0;
+  findings.problems(STATUS_NOT_LOADED, doubtful, "sed -i '" + numbers + "' " + shellWord(path),
+                    inQuotes(path) + " has harmless lines alone");
+}
+
+void checkNeeded(const OptionReading& reading, HomeState& state, Findings& findings) {
+  std::string const path = inQuotes(configurationPath);
+  for (const NeededOption* const option : reading.held)
+    findings.well(path + " has the line " + inQuotes(option->line));
+  for (const NeededOption* const option : reading.missing) {
+    state.trusting = state.trusting && option != &neededOptions.front();
+    findings.problem(STATUS_UNCHECKED,
+                     path + " lacks the line " + inQuotes(option->line) + ": " + option->reason,
+                     mendByLine(option->line));
+  }
+}
+
+void checkOptions(HomeState& state, Findings& findings) {
+  if (!exists(configurationPath)) {
+    state.trusting = false;
+    findings.problem(STATUS_UNCHECKED,
+                     inQuotes(configurationPath) +
+                         " does not exist: GnuPG fails for every caller that cannot make "
+                         "a trust database",
+                     exists(ringPath) ? "zemo-selfcheck init-home" : makeHome);
+  }
+  for (const std::string& path : optionFilesOf(systemDirectory)) {
+    checkReadable(path, findings);
+    if (!isReadable(path)) {
+      findings.leftOut(path);
+      continue;
+    }
+    OptionReading const reading = readOptions(readWholeFile(path));
+    checkHarmless(path, reading, state, findings);
+    if (path == configurationPath)
+      checkNeeded(reading, state, findings);
+  }
+}
+
+}  // namespace
+
+HomeState checkHome(Ownership& ownership, Findings& findings) {
+  HomeState state;
   bool const runs = checkProgram(findings);
   checkReadable(systemDirectory, findings);
   // What is in a directory that this caller cannot look into is not known to be missing.
   if (!isReadable(systemDirectory)) {
     findings.leftOut(systemDirectory);
-    return false;
+    return state;
   }
   if (!checkFiles(ownership))
-    return false;
+    return state;
   checkKeyRing(findings);
   checkOtherConfigurations(findings);
-  checkOptions(findings);
-  return runs;
+  checkOptions(state, findings);
+  state.runs = runs;
+  return state;
 }
 
 }  // namespace tool

@@ -3,19 +3,20 @@
 #ifndef ZEMO_TOOLS_DOCTOR_HOME_H
 #define ZEMO_TOOLS_DOCTOR_HOME_H
 
-#include <string>
-
 #include "doctor/findings.h"
 #include "doctor/ownership.h"
 
 namespace tool {
 
-// Looks at all of it, in the home, which must be a directory. Returns false when GnuPG cannot be
-// run, or would wait for ever on a file that is no regular one.
-bool checkHome(Ownership& ownership, Findings& findings);
+// What is told of the home, and need not be told of each list again.
+struct HomeState {
+  bool runs = false;      // else GnuPG cannot be run, or would wait for ever on an irregular file
+  bool doubtful = false;  // options may decide what verifies, so that no list counts as verified
+  bool trusting = true;   // else GnuPG may fail for the lack of a trust database
+};
 
-// The command that adds this line to the home's gpg.conf.
-std::string mendByLine(const std::string& line);
+// Looks at all of it, in the home, which must be a directory.
+HomeState checkHome(Ownership& ownership, Findings& findings);
 
 }  // namespace tool
 

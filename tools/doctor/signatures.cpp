@@ -2,6 +2,8 @@
 
 #include <zemo/selfcheck.h>
 
+#include <algorithm>
+
 #include "common/escape.h"
 #include "common/log_relay.h"
 #include "common/sets.h"
@@ -11,6 +13,18 @@
 namespace tool {
 namespace {
 
+const char* const installBoth = "install the list and its .asc again, both of the same making";
+const char* const elsewhere =
+    "zemo-selfcheck verify tells more; mend what is wrong with the key ring or gpg.conf";
+
+// GnuPG fails after signatures that it has not called bad.
+bool lacksTrust(const SignatureCheck& check) {
+  return !check.verified && !check.signatures.empty() &&
+         std::all_of(check.signatures.begin(), check.signatures.end(), [](const Signature& one) {
+           return isGood(one) || one.verdict == Signature::Verdict::None;
+         });
+}
+
 struct Diagnosis {
   std::string what;
   std::string mend;
@@ -18,12 +32,8 @@ struct Diagnosis {
 
 // Why GnuPG does not verify the list.
 Diagnosis diagnose(const SignatureCheck& check, const std::string& list) {
-  static const char* const elsewhere =
-      "zemo-selfcheck verify tells more; mend what is wrong with the key ring or gpg.conf";
   if (check.holdsNone)
     return {check.reason, "zemo-selfcheck sign " + shellWord(list) + " --key KEY"};
-  if (check.signatures.empty())
-    return {check.reason, elsewhere};
   for (const Signature& signature : check.signatures) {
     if (isGood(signature))
       continue;
@@ -31,15 +41,15 @@ Diagnosis diagnose(const SignatureCheck& check, const std::string& list) {
     if (signature.verdict == Signature::Verdict::NoPublicKey)
       return {what, "zemo-selfcheck init-home --import KEYFILE, with that key, if you trust it"};
     if (signature.verdict == Signature::Verdict::Bad)
-      return {what, "install the list and its .asc again, both of the same making"};
+      return {what, installBoth};
     return {check.reason.empty() ? what : check.reason, elsewhere};
   }
-  return {check.reason + ", as it does without a trust database", mendByLine("trust-model always")};
+  return {check.reason, elsewhere};
 }
 
 }  // namespace
 
-void checkSignatures(const SetFiles& files, bool gnupgRuns, Ownership& ownership,
+void checkSignatures(const SetFiles& files, const HomeState& home, Ownership& ownership,
                      Findings& findings) {
   ZEMO::SELF_CHECK::FileList const verifier(files.set, files.mode);
   for (const std::string& list : files.lists) {
@@ -49,9 +59,13 @@ void checkSignatures(const SetFiles& files, bool gnupgRuns, Ownership& ownership
     bool const isSigned = ownership.look(list + ".asc", Kind::FILE, STATUS_NOT_LOADED, sign);
     if (!isList || !isSigned)
       continue;
-    if (!gnupgRuns) {
+    if (!home.runs) {
       findings.problem(STATUS_NOT_LOADED, inQuotes(list) + " is not verified: GnuPG was not run",
                        "mend first what is wrong with GnuPG and its files");
+      continue;
+    }
+    if (home.doubtful) {
+      findings.follows(STATUS_NOT_LOADED, list);
       continue;
     }
     // First, because it does not let GnuPG make a key ring where there is none.
@@ -60,6 +74,10 @@ void checkSignatures(const SetFiles& files, bool gnupgRuns, Ownership& ownership
     CollectedLog const log(ignored);
     if (check.verified && verifier.checkSign(list)) {
       findings.well(inQuotes(list) + " verifies for this caller");
+      continue;
+    }
+    if (!home.trusting && lacksTrust(check)) {
+      findings.follows(STATUS_NOT_LOADED, list);
       continue;
     }
     Diagnosis const diagnosis = diagnose(check, list);

@@ -4,14 +4,15 @@
 #define ZEMO_TOOLS_DOCTOR_SIGNATURES_H
 
 #include "doctor/findings.h"
+#include "doctor/home.h"
 #include "doctor/ownership.h"
 #include "doctor/set_files.h"
 
 namespace tool {
 
-// Looks at every list and its signature, and verifies it as the library does, unless GnuPG cannot
-// be run. GnuPG may make a trust database in its home then, as at every verification.
-void checkSignatures(const SetFiles& files, bool gnupgRuns, Ownership& ownership,
+// Looks at every list and its signature, and verifies it as the library does, unless the home keeps
+// GnuPG from that. GnuPG may make a trust database in its home then, as at every verification.
+void checkSignatures(const SetFiles& files, const HomeState& home, Ownership& ownership,
                      Findings& findings);
 
 }  // namespace tool

@@ -90,7 +90,7 @@ void refuseOtherRings(const std::string& home) {
                                          "it as a file and remove it there");
   for (const std::string& path : otherConfigurationsIn(home))
     throw Failure(STATUS_NOT_LOADED, inQuotes(path) + " may take the place of gpg.conf");
-  for (const std::string& path : gnupgFilesIn(home)) {
+  for (const std::string& path : gnupgFilesOf(home)) {
     std::string const reason = irregular(path);
     if (!reason.empty())
       throw Failure(STATUS_NOT_LOADED, reason);

@@ -1,15 +1,58 @@
 #include "gnupg/options.h"
 
+#include <algorithm>
 #include <sstream>
 
 #include "common/failure.h"
+#include "common/regular_file.h"
+#include "common/scratch_directory.h"
 
 namespace tool {
 namespace {
 
-bool beginsWith(const std::string& text, const std::string& start) {
-  return text.compare(0, start.size(), start) == 0;
-}
+// Options that leave alone with which keys, and how, signatures are verified: they refuse more, are
+// about messages, or about signing and encrypting. Everything that is not here is taken for
+// harmful, also what GnuPG does not know: the next version may.
+constexpr const char* harmlessLines[] = {
+    "always-trust",  // the old name of "trust-model always"
+    "armor",
+    "batch",
+    "fixed-list-mode",
+    "no-autostart",
+    "no-comments",
+    "no-emit-version",
+    "no-greeting",
+    "no-mdc-warning",
+    "no-permission-warning",
+    "no-secmem-warning",
+    "no-symkey-cache",
+    "no-tty",
+    "no-verbose",
+    "quiet",
+    "require-cross-certification",
+    "throw-keyids",
+    "use-agent",
+    "utf8-strings",
+    "verbose",
+    "weak-digest MD5",
+    "weak-digest RIPEMD160",
+    "with-fingerprint",
+};
+
+// The same with any value.
+constexpr const char* harmlessOptions[] = {
+    "cert-digest-algo",
+    "charset",
+    "default-key",
+    "default-preference-list",
+    "display-charset",
+    "keyid-format",
+    "personal-cipher-preferences",
+    "personal-compress-preferences",
+    "personal-digest-preferences",
+    "s2k-cipher-algo",
+    "s2k-digest-algo",
+};
 
 // The line's words with one blank between them; empty for a comment.
 std::string plain(const std::string& line) {
@@ -17,70 +60,63 @@ std::string plain(const std::string& line) {
   std::string text;
   for (std::string word; words >> word;)
     text += (text.empty() ? "" : " ") + word;
-  return beginsWith(text, "#") ? "" : text;
+  return text.empty() || text.front() == '#' ? "" : text;
 }
 
-enum class Effect { None, Sets, Undoes, UndoesAll };
+bool isNeeded(const std::string& line) {
+  return std::any_of(neededOptions.begin(), neededOptions.end(),
+                     [&line](const NeededOption& option) { return line == option.line; });
+}
 
-// What a line, plain, does to the needed option `wanted`. UndoesAll: also before it.
-Effect effectOf(const std::string& line, const std::string& wanted) {
-  if (line == wanted)
-    return Effect::Sets;
-  if (wanted == neededOptions[0].line) {
-    if (line == "always-trust")
-      return Effect::Sets;
-    return beginsWith(line, "trust-model ") ? Effect::Undoes : Effect::None;
-  }
-  if (wanted == neededOptions[1].line)
-    return line == "allow-weak-digest-algos" ? Effect::UndoesAll : Effect::None;
-  if ("no-" + line == wanted)
-    return Effect::Undoes;
-  // An option of that name among the key server's, too.
-  bool const retrieves = wanted == neededOptions[2].line &&
-                         beginsWith(line, "keyserver-options ") &&
-                         line.find("auto-key-retrieve") != std::string::npos &&
-                         line.find("no-auto-key-retrieve") == std::string::npos;
-  return retrieves ? Effect::Undoes : Effect::None;
+bool isHarmless(const std::string& line) {
+  std::string const option = line.substr(0, line.find(' '));
+  auto const is = [](const std::string& text) {
+    return [&text](const char* known) { return text == known; };
+  };
+  return line.empty() || isNeeded(line) ||
+         std::any_of(std::begin(harmlessLines), std::end(harmlessLines), is(line)) ||
+         std::any_of(std::begin(harmlessOptions), std::end(harmlessOptions), is(option));
 }
 
 }  // namespace
 
 OptionReading readOptions(const std::string& content) {
+  OptionReading reading;
   std::vector<std::string> lines;
   std::istringstream text(content);
-  for (std::string line; std::getline(text, line);)
+  for (std::string line; std::getline(text, line);) {
     lines.push_back(plain(line));
-
-  OptionReading reading;
+    if (!isHarmless(lines.back()))
+      reading.doubtful.push_back({lines.size(), lines.back()});
+  }
   for (const NeededOption& option : neededOptions) {
-    bool isThere = false;
-    bool forAll = false;
-    UndoneOption undone{&option, "", 0};
-    for (std::size_t i = 0; i < lines.size(); ++i) {
-      Effect const effect = effectOf(lines[i], option.line);
-      if (effect == Effect::Sets) {
-        isThere = true;
-        if (!forAll)
-          undone.number = 0;
-      } else if (effect != Effect::None) {
-        forAll = forAll || effect == Effect::UndoesAll;
-        undone.by = lines[i];
-        undone.number = i + 1;
-      }
-    }
-    if (!isThere)
-      reading.missing.push_back(&option);
-    else if (undone.number != 0)
-      reading.undone.push_back(undone);
-    else
-      reading.held.push_back(&option);
+    bool const isThere = std::find(lines.begin(), lines.end(), option.line) != lines.end() ||
+                         (&option == &neededOptions.front() &&
+                          std::find(lines.begin(), lines.end(), "always-trust") != lines.end());
+    (isThere ? reading.held : reading.missing).push_back(&option);
   }
   return reading;
 }
 
-std::string describe(const UndoneOption& undone) {
-  return "line " + std::to_string(undone.number) + ", " + inQuotes(undone.by) + ", undoes " +
-         inQuotes(undone.option->line);
+std::string describe(const OptionLine& doubtful, const std::string& file) {
+  bool const keyboxd = doubtful.text == "use-keyboxd";
+  return "line " + std::to_string(doubtful.number) + " of " + inQuotes(file) + ", " +
+         inQuotes(doubtful.text) + ", " +
+         (keyboxd ? "has GnuPG ask a daemon for keys, and not the key ring"
+                  : "is not known to be harmless");
+}
+
+std::string doubtAbout(const std::string& home) {
+  try {
+    for (const std::string& file : optionFilesOf(home)) {
+      OptionReading const reading = readOptions(readWholeFile(file));
+      if (!reading.doubtful.empty())
+        return describe(reading.doubtful.front(), file) + "; remove that line";
+    }
+  } catch (const Failure& failure) {
+    return failure.what();
+  }
+  return "";
 }
 
 }  // namespace tool

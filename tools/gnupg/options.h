@@ -1,4 +1,5 @@
-// The options that a home's gpg.conf must have to serve every caller.
+// The lines of GnuPG's option files: those that a home's gpg.conf must have to serve every caller,
+// and those that may stand there besides.
 
 #ifndef ZEMO_TOOLS_GNUPG_OPTIONS_H
 #define ZEMO_TOOLS_GNUPG_OPTIONS_H
@@ -16,34 +17,38 @@ struct NeededOption {
 };
 
 // The first is the trust model.
-inline constexpr std::array<NeededOption, 4> neededOptions = {{
+inline constexpr std::array<NeededOption, 6> neededOptions = {{
     {"trust-model always",
      "GnuPG needs a trust database that the caller can write, and fails for all others"},
     {"weak-digest SHA1", "a forged list with the SHA-1 of a signed one would verify"},
     {"no-auto-key-retrieve", "GnuPG may ask the network for a key"},
+    {"no-auto-key-import", "GnuPG may take a key from the signature file"},
     {"no-auto-check-trustdb", "GnuPG may write to its home when it verifies"},
+    {"ignore-time-conflict", "no list verifies while the clock is earlier than the key"},
 }};
 
-// One that is there, but has no effect.
-struct UndoneOption {
-  const NeededOption* option;
-  std::string by;          // the line that undoes it, with one blank between its words
-  std::size_t number = 0;  // of that line, from 1
+struct OptionLine {
+  std::size_t number = 0;  // from 1
+  std::string text;        // with one blank between its words
 };
 
-// Every one of neededOptions is in one of these.
 struct OptionReading {
   std::vector<const NeededOption*> held;
   std::vector<const NeededOption*> missing;
-  std::vector<UndoneOption> undone;  // by the last such line
+  std::vector<OptionLine> doubtful;  // not known to leave alone what verifies
 };
 
-// Reads the content of a gpg.conf as GnuPG does: blanks around and between words do not matter, and
-// of contrary options the last one counts.
+// Reads the content of an option file as GnuPG does: blanks around and between words do not matter,
+// and comments are lines of their own.
 OptionReading readOptions(const std::string& content);
 
-// "line 5, 'trust-model pgp', undoes 'trust-model always'"
-std::string describe(const UndoneOption& undone);
+// "line 5 of '/etc/gnupg/gpg.conf', 'skip-verify', is not known to be harmless"
+std::string describe(const OptionLine& doubtful, const std::string& file);
+
+// Why what GnuPG says with this home is not to be relied upon: the first doubtful line of all
+// option files that it reads, or one of them that cannot be read. Empty if there is nothing of that
+// kind.
+std::string doubtAbout(const std::string& home);
 
 }  // namespace tool
 

@@ -12,6 +12,7 @@
 #include "common/process.h"
 #include "common/regular_file.h"
 #include "common/sets.h"
+#include "gnupg/options.h"
 #include "gnupg/status_lines.h"
 
 namespace tool {
@@ -172,6 +173,11 @@ SignatureCheck checkSignature(const std::string& list) {
   check.reason = irregularToVerify(list);
   if (!check.reason.empty())
     return check;
+  check.reason = doubtAbout(systemDirectory);
+  if (!check.reason.empty()) {
+    check.reason.insert(0, "GnuPG was not asked: ");
+    return check;
+  }
   // GnuPG would make an empty one, which other users cannot read.
   if (VLIBFileExist((systemDirectory + "/pubring.kbx").c_str()) == 0 &&
       VLIBFileExist((systemDirectory + "/pubring.gpg").c_str()) == 0) {

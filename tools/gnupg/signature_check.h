@@ -54,8 +54,9 @@ std::vector<Signature> signaturesIn(const std::string& status);
 
 // Runs GnuPG on `list` and `list`.asc exactly as the library does: /usr/bin/gpg with the system's
 // home, a clean environment, its messages discarded; its exit status decides. Without a signature
-// file or a key ring it is not run, and neither where one of the files that it would open is not a
-// regular one, for whose writer it could wait for ever. Throws Failure if it cannot be.
+// file or a key ring it is not run, nor where there is a doubtAbout() the home, nor where one of
+// the files that it would open is not a regular one, for whose writer it could wait for ever.
+// Throws Failure if it cannot be.
 SignatureCheck checkSignature(const std::string& list);
 
 }  // namespace tool
