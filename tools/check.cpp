@@ -108,7 +108,7 @@ SetRun checkedSet(const std::string& set, const std::shared_ptr<const CheckOptio
     counters.partial = true;
   else
     run.facts = checkSet(set, check, report, counters, progress);
-  run.verified = run.facts.loaded && check->verify;
+  run.verified = run.facts.loaded && run.facts.verified;
   run.counters = between(before, counters);
   run.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   run.ended = std::time(nullptr);

@@ -130,6 +130,34 @@ TEST_F(CheckMetricsTest, ASetWithoutEntriesIsNotLoaded) {
   EXPECT_EQ(value("set_verified"), "0");
 }
 
+// The library goes by GnuPG's exit status, which these lines can make 0 whatever the signature.
+TEST_F(CheckMetricsTest, OptionsThatMayDecideWhatVerifies) {
+  std::string const path = list({existing("/")});
+  appendToFile(path, existing("/etc") + "\n");
+  writeFile(std::string(listDir) + "/gpg.conf", "skip-verify\n");
+  ProgramRun const run = measured();
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(value("set_loaded"), "1");
+  EXPECT_EQ(value("set_verified"), "0");
+  EXPECT_EQ(value("oldest_signature_timestamp_seconds"), "");
+  EXPECT_EQ(value("last_clean_timestamp_seconds"), "");
+  EXPECT_EQ(run.errors,
+            "zemo-selfcheck: the metrics call '" + path +
+                "' not verified: GnuPG was not asked: line 1 of '/usr/zemo/selfcheck/"
+                "gpg.conf', 'skip-verify', is not known to be harmless; remove that line\n");
+}
+
+// A stand-in for GnuPG ends with 0 and says nothing.
+TEST_F(CheckMetricsTest, AnExitStatusAloneIsNoVerdict) {
+  list({existing("/")});
+  ProgramRun const run =
+      toolAfter("mount --bind /usr/bin/true /usr/bin/gpg", {"check", "--metrics", metrics});
+  EXPECT_EQ(run.status, 0) << run.errors;
+  EXPECT_EQ(value("set_loaded"), "1");
+  EXPECT_EQ(value("set_verified"), "0");
+  EXPECT_EQ(value("last_clean_timestamp_seconds"), "");
+}
+
 // What is found then proves nothing, so it is not clean either.
 TEST_F(CheckMetricsTest, WithoutVerification) {
   list({existing("/")});

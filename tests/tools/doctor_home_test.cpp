@@ -146,6 +146,14 @@ TEST_F(DoctorHomeTest, EveryOptionFileCounts) {
   }
 }
 
+// A stand-in for GnuPG ends with 0 and says nothing.
+TEST_F(DoctorHomeTest, AnExitStatusAloneIsNoVerdict) {
+  expectAmong(toolAfter("mount --bind /usr/bin/true /usr/bin/gpg", {"doctor"}), notLoaded,
+              "'" + home("wam.full.base.list") +
+                  "' does not verify for this caller: GnuPG does not say that a signature is good, "
+                  "but its exit status is 0: the library takes the list");
+}
+
 TEST_F(DoctorHomeTest, TheMendOfAFileWithoutLastLineFeedHelps) {
   std::string const path = home("gpg.conf");
   writeFile(path,

@@ -78,6 +78,19 @@ TEST(Signatures, EachBeginsWithItsLine) {
   EXPECT_EQ(describe(signatures[2]), "no verdict");
 }
 
+TEST(Signatures, AreGoodOnlyWithWhatTheyAreOver) {
+  std::string const good = status("NEWSIG") + status("GOODSIG 8489 Maker");
+  EXPECT_FALSE(isGood(signaturesIn(good).at(0)));
+  EXPECT_EQ(describe(signaturesIn(good).at(0)), "called good, but GnuPG does not say by which key");
+  std::string const valid = "VALIDSIG " + fingerprint + " 2026-11-21 1795248987 0 4 0 22 8 ";
+  EXPECT_TRUE(isGood(signaturesIn(good + status(valid + "00 " + primary)).at(0)));
+  EXPECT_FALSE(isGood(signaturesIn(status("NEWSIG") + status(valid + "00 " + primary)).at(0)));
+  for (const std::string word : {"EXPKEYSIG", "REVKEYSIG"})
+    EXPECT_TRUE(isGood(signaturesIn(status("NEWSIG") + status(word + " 8489 Maker") +
+                                    status(valid + "00 " + primary))
+                           .at(0)));
+}
+
 TEST(Signatures, AUserIdCannotForgeALine) {
   auto const signatures =
       signaturesIn(status("NEWSIG") + status("BADSIG 8489 x%0A[GNUPG:] GOODSIG 8489 Maker"));

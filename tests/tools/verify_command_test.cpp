@@ -259,6 +259,22 @@ TEST_F(VerifyCommandTest, SignatureFilesThatHoldNone) {
   }
 }
 
+TEST_F(VerifyCommandTest, ASignatureThatHoldsItsOwnTextDoesNotVerify) {
+  std::string const path = list("base");
+  for (const std::string options :
+       {"--clearsign", "--sign", "--sign --armor", "--sign -z 0", "--sign --armor -z 0"}) {
+    runShell("gpg --homedir " + quoted(keys().path()) +
+             " --batch --yes --quiet -u Maker --output " + quoted(path + ".asc") + " " + options +
+             " " + quoted(path));
+    ProgramRun const run = tool({"verify"});
+    EXPECT_EQ(run.status, notLoaded) << options;
+    EXPECT_THAT(run.output, HasSubstr("base.list: does not verify\n")) << options;
+    EXPECT_THAT(run.output,
+                HasSubstr("  the signature file holds a signed text, and no detached signature\n"))
+        << options;
+  }
+}
+
 // With the first two, GnuPG's exit status is 0 whatever the list and its signature.
 TEST_F(VerifyCommandTest, OptionsThatMayDecideWhatVerifies) {
   signedList("base", "-u Stranger");
@@ -298,13 +314,28 @@ TEST_F(VerifyCommandTest, EveryOptionFileCounts) {
   }
 }
 
-TEST_F(VerifyCommandTest, ASignatureThatHoldsItsOwnTextDoesNotVerify) {
-  std::string const path = list("base");
-  runShell("gpg --homedir " + quoted(keys().path()) + " --batch --yes --quiet -u Maker --output " +
-           quoted(path + ".asc") + " --clearsign " + quoted(path));
-  ProgramRun const run = tool({"verify"});
-  EXPECT_EQ(run.status, notLoaded);
-  EXPECT_THAT(run.output, HasSubstr("there is no detached signature in the signature file"));
+// A stand-in for GnuPG ends with 0; the library asks for no more.
+TEST_F(VerifyCommandTest, AnExitStatusAloneIsNoVerdict) {
+  std::string const path = signedList("base", "-u Maker");
+  std::string const valid =
+      "VALIDSIG " + key("Maker") + " 2020-01-01 1577836800 0 4 0 22 8 00 " + key("Maker");
+  auto const saying = [&](const std::string& words) {
+    writeFile(files / "gpg", "#!/bin/sh\n{ " + words + "; } >&3\n", 0755);
+    return toolAfter("mount --bind " + quoted(files / "gpg") + " /usr/bin/gpg", {"verify"});
+  };
+  std::string const newSignature = "echo '[GNUPG:] NEWSIG'; ";
+  std::string const good = "echo '[GNUPG:] GOODSIG 8489 Maker'; ";
+  EXPECT_EQ(saying(newSignature + good + "echo '[GNUPG:] " + valid + "'").status, 0);
+  for (const std::string& words :
+       {std::string(":"), newSignature + "echo '[GNUPG:] " + valid + "'", newSignature + good + ":",
+        newSignature + good + "echo '[GNUPG:] " + valid + "'; " + newSignature + ":"}) {
+    ProgramRun const run = saying(words);
+    EXPECT_EQ(run.status, notLoaded) << words;
+    EXPECT_THAT(run.output, HasSubstr(path + ": does not verify\n")) << words;
+    EXPECT_THAT(run.output, HasSubstr("GnuPG does not say that a signature is good, but its exit "
+                                      "status is 0: the library takes the list\n"))
+        << words;
+  }
 }
 
 TEST_F(VerifyCommandTest, ASignatureOfTextIsTold) {

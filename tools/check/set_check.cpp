@@ -99,7 +99,7 @@ struct Walk {
   std::unique_ptr<Workers> workers;  // last, so that its threads end before what they use
 
   void load();
-  void measure();
+  void measure(bool loads);
   void check(std::size_t index);
   bool isQuick(std::size_t index) const {
     return ::tool::isQuick(*entries[index], options->plan.items);
@@ -112,7 +112,7 @@ void Walk::load() try {
   forgetPackage();
   bool const loads = list.loadList(options->verify);
   if (options->measure)
-    measure();
+    measure(loads);
   if (!loads)
     return;
   for (const auto& [path, entry] : *list.getProtectedFiles()) {
@@ -126,22 +126,29 @@ void Walk::load() try {
   say(outOfMemory);
 }
 
-// Where a list does not verify, or GnuPG ends now though it did not before, nobody knows the oldest
-// signature.
-void Walk::measure() try {
+// Asks GnuPG once more, for what the library does not hear: its words, by which alone a list counts
+// as verified here. Where one does not, nobody knows the oldest signature.
+void Walk::measure(bool loads) try {
   std::vector<std::string> const lists = listsOf(set, options->plan.mode);
   facts.lists = lists.size();
   std::time_t oldest = 0;
-  for (std::size_t i = 0; i < lists.size() && options->verify; ++i) {
-    SignatureCheck const check = checkSignature(lists[i]);
-    if (!check.verified)
+  if (!options->verify)
+    return;
+  for (const std::string& path : lists) {
+    SignatureCheck const check = checkSignature(path);
+    if (!check.verified) {
+      if (loads)  // else the library has said so
+        say("the metrics call " + inQuotes(path) + " not verified" +
+            (check.reason.empty() ? "" : ": " + check.reason));
       return;
+    }
     for (const Signature& signature : check.signatures) {
       if (isGood(signature) && (oldest == 0 || signature.made < oldest))
         oldest = signature.made;
     }
   }
   facts.oldestSignature = oldest;
+  facts.verified = true;
 } catch (const Failure& failure) {
   say(failure.what());
 }

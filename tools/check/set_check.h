@@ -33,6 +33,7 @@ struct SetFacts {
   std::size_t entries = 0;  // that are to be checked
   // What follows is filled in if `measure` is set.
   std::size_t lists = 0;
+  bool verified = false;            // every list, by what GnuPG says and not by its end alone
   uint64_t bytes = 0;               // content that was compared, as far as lists state sizes
   std::time_t oldestSignature = 0;  // 0: not known, or signatures were not verified
 };

@@ -19,7 +19,7 @@ const char* const elsewhere =
 
 // GnuPG fails after signatures that it has not called bad.
 bool lacksTrust(const SignatureCheck& check) {
-  return !check.verified && !check.signatures.empty() &&
+  return !check.accepted && !check.signatures.empty() &&
          std::all_of(check.signatures.begin(), check.signatures.end(), [](const Signature& one) {
            return isGood(one) || one.verdict == Signature::Verdict::None;
          });

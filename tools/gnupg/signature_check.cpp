@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <fstream>
 
 #include "common/descriptors.h"
 #include "common/failure.h"
@@ -35,6 +36,7 @@ void takeValid(const StatusLine& line, Signature& signature) {
   signature.expires = timeIn(line.word(3));
   signature.digest = static_cast<int>(numberIn(line.word(7)));
   signature.ofText = line.word(8) == "01";
+  signature.valid = true;
   signature.primary = line.word(9);
 }
 
@@ -97,18 +99,20 @@ std::string reasonFor(const std::vector<StatusLine>& lines, const SignatureCheck
     if (!reason.empty())
       return reason;
   }
+  if (check.accepted)
+    return "GnuPG does not say that a signature is good, but its exit status is 0: the library "
+           "takes the list";
   bool const allTold = std::all_of(
       check.signatures.begin(), check.signatures.end(),
       [](const Signature& one) { return !isGood(one) && one.verdict != Verdict::None; });
   if (!check.signatures.empty() && allTold)
     return "";
-  std::string const ended = "GnuPG ended with exit status " + std::to_string(status);
   if (check.holdsNone)
     return "the signature file holds no signature, or a part of one";
+  std::string const ended = "GnuPG ended with exit status " + std::to_string(status);
   if (check.signatures.empty()) {
     std::string const failure = failureIn(lines, "verify");
-    return ended + (failure.empty() ? "; there is no detached signature in the signature file"
-                                    : ": " + failure);
+    return ended + (failure.empty() ? "" : ": " + failure);
   }
   bool const allGood = std::all_of(check.signatures.begin(), check.signatures.end(), isGood);
   if (allGood)
@@ -119,11 +123,32 @@ std::string reasonFor(const std::vector<StatusLine>& lines, const SignatureCheck
                  : "";
 }
 
+// Whether what the file holds is no detached signature but a signed text, in armour or not. What
+// GnuPG says of those, and whether it calls their signature good, depends on its version.
+bool holdsText(const std::string& signature) {
+  std::ifstream file(signature, std::ios::binary);
+  std::string start(4096, '\0');
+  file.read(start.data(), static_cast<std::streamsize>(start.size()));
+  start.resize(static_cast<std::size_t>(file.gcount()));
+  if (start.find("-----BEGIN PGP SIGNED MESSAGE-----") != std::string::npos ||
+      start.find("-----BEGIN PGP MESSAGE-----") != std::string::npos)
+    return true;
+  // Else a packet's first byte, whose highest bit is set and which has the packet's kind.
+  unsigned const first = start.empty() ? 0U : static_cast<unsigned char>(start.front());
+  constexpr unsigned signatureKind = 2;
+  unsigned const kind = (first & 0x40U) != 0 ? first & 0x3fU : (first & 0x3cU) >> 2U;
+  return (first & 0x80U) != 0 && kind != signatureKind;
+}
+
+bool isCalledGood(const Signature& signature) {
+  return signature.verdict == Verdict::Good || signature.verdict == Verdict::GoodExpiredKey ||
+         signature.verdict == Verdict::GoodRevokedKey;
+}
+
 }  // namespace
 
 bool isGood(const Signature& signature) {
-  return signature.verdict == Verdict::Good || signature.verdict == Verdict::GoodExpiredKey ||
-         signature.verdict == Verdict::GoodRevokedKey;
+  return isCalledGood(signature) && signature.valid;
 }
 
 std::string describe(const Signature& signature) {
@@ -131,7 +156,7 @@ std::string describe(const Signature& signature) {
     case Verdict::Good:
     case Verdict::GoodExpiredKey:
     case Verdict::GoodRevokedKey:
-      return "good";
+      return signature.valid ? "good" : "called good, but GnuPG does not say by which key";
     case Verdict::Expired:
       return "expired " + utcText(signature.expires);
     case Verdict::Bad:
@@ -191,15 +216,20 @@ SignatureCheck checkSignature(const std::string& list) {
   command.showErrors = false;
   command.cleanEnvironment = true;
   Outcome const outcome = run(command);
-  check.verified = outcome.status == 0;
+  check.accepted = outcome.status == 0;
   check.signatures = signaturesIn(outcome.output);
+  check.verified = check.accepted && !check.signatures.empty() &&
+                   std::all_of(check.signatures.begin(), check.signatures.end(), isGood);
   if (check.verified)
     return check;
   std::vector<StatusLine> const lines = statusLines(outcome.output);
-  check.holdsNone = check.signatures.empty() &&
-                    std::any_of(lines.begin(), lines.end(),
-                                [](const StatusLine& line) { return line.keyword == "NODATA"; });
-  check.reason = reasonFor(lines, check, outcome.status, list);
+  bool const text = !check.accepted && holdsText(signature);
+  check.holdsNone = text || (check.signatures.empty() &&
+                             std::any_of(lines.begin(), lines.end(), [](const StatusLine& line) {
+                               return line.keyword == "NODATA";
+                             }));
+  check.reason = text ? "the signature file holds a signed text, and no detached signature"
+                      : reasonFor(lines, check, outcome.status, list);
   return check;
 }
 

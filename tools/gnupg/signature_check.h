@@ -33,6 +33,7 @@ struct Signature {
   std::time_t expires = 0;     // the signature; 0: never
   std::time_t keyExpired = 0;  // 0: it has not, or the time is not known
   bool ofText = false;         // line ends and blanks before them are not signed
+  bool valid = false;          // GnuPG has said by which key, when and over what it was made
   long long error = 0;         // libgpg-error's code, with NotChecked
 };
 
@@ -43,9 +44,10 @@ bool isGood(const Signature& signature);
 std::string describe(const Signature& signature);
 
 struct SignatureCheck {
-  bool verified = false;              // exit status 0, all that the library looks at
+  bool accepted = false;              // exit status 0, all that the library looks at
+  bool verified = false;              // and GnuPG has called every signature good, and there is one
   std::vector<Signature> signatures;  // as far as GnuPG came
-  bool holdsNone = false;             // the signature file has no whole signature
+  bool holdsNone = false;             // the signature file has no whole detached signature
   std::string reason;  // why not verified, where the signatures do not tell; names are escaped
 };
 

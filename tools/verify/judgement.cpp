@@ -116,10 +116,6 @@ std::vector<std::string> objectionsTo(const Judgement& judgement, const Demands&
     return objections;
   for (const Signature& signature : judgement.check.signatures)
     objectTo(signature, demands, objections);
-  // No known GnuPG does this. If one did, there would be nothing to compare with --key.
-  if (judgement.check.verified &&
-      std::none_of(judgement.check.signatures.begin(), judgement.check.signatures.end(), isGood))
-    objections.emplace_back("GnuPG does not say who signed it");
   if (!demands.strict)
     return objections;
   if (judgement.binding.state == Binding::State::NoLabel)
