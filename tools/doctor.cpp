@@ -148,6 +148,7 @@ class Doctor {
     bool const complete = readLists(files);
     checkOrder(files, _ownership, _findings);
     checkSignatures(files, _home, _ownership, _findings);
+    checkLabels(files, _findings);
     checkEntries(files, _findings);
     if (isInstalled(set) && complete)
       checkMerged(files);

@@ -37,7 +37,7 @@ void SigningKey::trustedBy(const std::string& homeDirectory) const {
            " --batch --quiet --no-autostart --no-permission-warning --import 2>/dev/null");
 }
 
-void SigningKey::sign(const std::string& list) const {
-  runShell("gpg --homedir " + quoted(_home.path()) + " --batch --yes --armor --output " +
-           quoted(list + ".asc") + " --detach-sign " + quoted(list));
+void SigningKey::sign(const std::string& list, const std::string& options) const {
+  runShell("gpg --homedir " + quoted(_home.path()) + " --batch --yes --armor " + options +
+           " --output " + quoted(list + ".asc") + " --detach-sign " + quoted(list));
 }

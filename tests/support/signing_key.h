@@ -18,8 +18,8 @@ class SigningKey {
   // Puts the public key into the key ring in `homeDirectory`.
   void trustedBy(const std::string& homeDirectory) const;
 
-  // Writes the detached signature of `list` to `list`.asc.
-  void sign(const std::string& list) const;
+  // Writes the detached signature of `list`, made with these GnuPG options, to `list`.asc.
+  void sign(const std::string& list, const std::string& options = "") const;
 
  private:
   TemporaryDirectory _home;

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include "tools/doctor_fixture.h"
+#include "tools/gnupg_home.h"
 
 class DoctorHomeTest : public DoctorTest {};
 
@@ -329,6 +330,48 @@ TEST_F(DoctorHomeTest, ASignatureThatIsNone) {
                     "' does not verify for this caller: the signature file holds no signature, or "
                     "a part of one",
                 "zemo-selfcheck sign " + home("wam.full.base.list") + " --key KEY");
+}
+
+TEST_F(DoctorHomeTest, ASignatureOverText) {
+  key().sign(home("wam.full.base.list"), "--textmode");
+  changeMode(home("wam.full.base.list.asc"), 0644);
+  expectProblem(doctor(), unchecked,
+                "'" + home("wam.full.base.list") +
+                    "': the signature is over text, not over the very bytes of the list",
+                "have the list signed by zemo-selfcheck sign");
+}
+
+TEST_F(DoctorHomeTest, ASignatureOfTheFuture) {
+  key().sign(home("wam.full.base.list"), "--faked-system-time '20600102T000000!'");
+  changeMode(home("wam.full.base.list.asc"), 0644);
+  expectProblem(
+      doctor(), unchecked,
+      "'" + home("wam.full.base.list") +
+          "': the signature was made in the future, 2060-01-02T00:00:00Z",
+      "set this machine's clock; if it is right, have the list signed where the clock is");
+}
+
+TEST_F(DoctorHomeTest, KeysThatHaveExpiredOrAreRevoked) {
+  GnupgHome keys;
+  std::string const list = home("wam.full.base.list");
+  keys.make("Expired", "ed25519", "1y", "--faked-system-time '20200101T000000!'");
+  keys.make("Revoked");
+  keys.sign(list, "-u Revoked");
+  std::string const byRevoked = readFile(list + ".asc");
+  keys.sign(list, "-u Expired --faked-system-time '20200102T000000!'");
+  std::string const byExpired = readFile(list + ".asc");
+  keys.revoke("Revoked");
+  ASSERT_EQ(
+      tool({"init-home", "--import", keys.exported({"Expired", "Revoked"}, files / "keys")}).status,
+      0);
+  writeFile(list + ".asc", byExpired);
+  expectProblem(doctor(), unchecked,
+                "'" + list + "': key " + keys.fingerprint("Expired") + " has expired",
+                "have the list signed by a key that has not");
+  writeFile(list + ".asc", byRevoked);
+  expectProblem(doctor(), unchecked,
+                "'" + list + "': key " + keys.fingerprint("Revoked") + " is revoked",
+                "have the list signed by another key, and remove this one from the ring");
 }
 
 TEST_F(DoctorHomeTest, ASignatureByAnotherKey) {

@@ -59,6 +59,23 @@ TEST_F(DoctorSetsTest, AListWithAnotherHeader) {
       "any text");
 }
 
+TEST_F(DoctorSetsTest, AListThatSaysThatItIsAnother) {
+  writeFile(home("wam.full.base.list"),
+            "WAM_SELF_CHECK\nset=wam mode=full list=old serial=7 date=2026-09-21T12:00:00Z\n" +
+                sized("/a") + "\n");
+  key().sign(home("wam.full.base.list"));
+  changeMode(home("wam.full.base.list.asc"), 0644);
+  expectProblem(doctor(), unchecked,
+                "'" + home("wam.full.base.list") +
+                    "' says in its second line that it is another list: set 'wam', mode 'full', "
+                    "list 'old'",
+                "install the list that belongs there, and its .asc");
+  runShell("sed -i s/list=old/list=base/ " + home("wam.full.base.list"));
+  key().sign(home("wam.full.base.list"));
+  changeMode(home("wam.full.base.list.asc"), 0644);
+  EXPECT_EQ(doctor().status, 0) << doctor().output;
+}
+
 TEST_F(DoctorSetsTest, AListThatIsALinkToNothing) {
   makeLink("nowhere", home("wam.full.z.list"));
   order("wam.full.base.list\nwam.full.z.list\n");

@@ -91,6 +91,30 @@ TEST(Signatures, AreGoodOnlyWithWhatTheyAreOver) {
                            .at(0)));
 }
 
+TEST(Signatures, WhatThereIsToObjectTo) {
+  auto const objections = [](const std::string& word, const std::string& made, int digest,
+                             const std::string& kind) {
+    std::string texts;
+    for (const Objection& one : objectionsTo(
+             signaturesIn(status("NEWSIG") + status(word + " 8489 Maker") +
+                          status("VALIDSIG " + fingerprint + " 2026-11-21 " + made + " 0 4 0 22 " +
+                                 std::to_string(digest) + " " + kind + " " + primary))
+                 .at(0)))
+      texts += one.what + "\n";
+    return texts;
+  };
+  EXPECT_EQ(objections("GOODSIG", "1577836800", 8, "00"), "");
+  EXPECT_EQ(objections("EXPKEYSIG", "1577836800", 8, "00"),
+            "key " + fingerprint + " has expired\n");
+  EXPECT_EQ(objections("REVKEYSIG", "1577836800", 8, "00"), "key " + fingerprint + " is revoked\n");
+  EXPECT_EQ(objections("GOODSIG", "1577836800", 1, "00"), "MD5 is a weak digest\n");
+  for (const std::string kind : {"01", "02", ""})
+    EXPECT_EQ(objections("GOODSIG", "1577836800", 8, kind),
+              "the signature is over text, not over the very bytes of the list\n");
+  EXPECT_EQ(objections("GOODSIG", "4102444800", 8, "00"),
+            "the signature was made in the future, 2100-01-01T00:00:00Z\n");
+}
+
 TEST(Signatures, AUserIdCannotForgeALine) {
   auto const signatures =
       signaturesIn(status("NEWSIG") + status("BADSIG 8489 x%0A[GNUPG:] GOODSIG 8489 Maker"));

@@ -4,6 +4,7 @@
 #include <charconv>
 
 #include "common/escape.h"
+#include "common/sets.h"
 
 namespace tool {
 namespace {
@@ -44,6 +45,11 @@ std::string utcText(std::time_t time) {
 std::string labelLine(const Label& label) {
   return "set=" + field(label.set) + " mode=" + field(label.mode) + " list=" + field(label.list) +
          " serial=" + std::to_string(label.serial) + " date=" + utcText(label.date);
+}
+
+bool isLabelOf(const Label& label, const std::string& path, const std::string& set,
+               const std::string& mode) {
+  return label.set == set && label.mode == mode && label.list == listName(path, set, mode);
 }
 
 std::optional<Label> parseLabel(const std::string& line) {

@@ -26,6 +26,10 @@ struct Label {
 
 std::string labelLine(const Label& label);
 
+// Whether it names the list file at `path`, of this set and mode.
+bool isLabelOf(const Label& label, const std::string& path, const std::string& set,
+               const std::string& mode);
+
 // Nothing if `line` is not exactly of that form.
 std::optional<Label> parseLabel(const std::string& line);
 

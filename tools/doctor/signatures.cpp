@@ -3,8 +3,10 @@
 #include <zemo/selfcheck.h>
 
 #include <algorithm>
+#include <optional>
 
 #include "common/escape.h"
+#include "common/label.h"
 #include "common/log_relay.h"
 #include "common/sets.h"
 #include "doctor/home.h"
@@ -47,6 +49,32 @@ Diagnosis diagnose(const SignatureCheck& check, const std::string& list) {
   return {check.reason, elsewhere};
 }
 
+// What the library takes, and an operator should not.
+void tellObjections(const std::string& list, const SignatureCheck& check, Findings& findings) {
+  for (const Signature& signature : check.signatures) {
+    for (const Objection& objection : objectionsTo(signature))
+      findings.problem(STATUS_UNCHECKED, inQuotes(list) + ": " + objection.what, objection.remedy);
+  }
+}
+
+void checkLabel(const SetFiles& files, std::size_t index, Findings& findings) {
+  if (!files.contents[index])
+    return;
+  std::string const& list = files.lists[index];
+  std::optional<Label> const label = parseLabel(files.contents[index]->label);
+  if (!label)
+    return;  // any text may stand there
+  if (isLabelOf(*label, list, files.set, files.mode)) {
+    findings.well(inQuotes(list) + " says in its second line that it is this list");
+    return;
+  }
+  findings.problem(STATUS_UNCHECKED,
+                   inQuotes(list) + " says in its second line that it is another list: set " +
+                       inQuotes(label->set) + ", mode " + inQuotes(label->mode) + ", list " +
+                       inQuotes(label->list),
+                   "install the list that belongs there, and its .asc");
+}
+
 }  // namespace
 
 void checkSignatures(const SetFiles& files, const HomeState& home, Ownership& ownership,
@@ -74,6 +102,7 @@ void checkSignatures(const SetFiles& files, const HomeState& home, Ownership& ow
     CollectedLog const log(ignored);
     if (check.verified && verifier.checkSign(list)) {
       findings.well(inQuotes(list) + " verifies for this caller");
+      tellObjections(list, check, findings);
       continue;
     }
     if (!home.trusting && lacksTrust(check)) {
@@ -85,6 +114,11 @@ void checkSignatures(const SetFiles& files, const HomeState& home, Ownership& ow
                      inQuotes(list) + " does not verify for this caller: " + diagnosis.what,
                      diagnosis.mend);
   }
+}
+
+void checkLabels(const SetFiles& files, Findings& findings) {
+  for (std::size_t i = 0; i < files.lists.size(); ++i)
+    checkLabel(files, i, findings);
 }
 
 }  // namespace tool

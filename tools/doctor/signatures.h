@@ -15,6 +15,9 @@ namespace tool {
 void checkSignatures(const SetFiles& files, const HomeState& home, Ownership& ownership,
                      Findings& findings);
 
+// Looks at the second line of every list that could be read, whether it says that it is another.
+void checkLabels(const SetFiles& files, Findings& findings);
+
 }  // namespace tool
 
 #endif

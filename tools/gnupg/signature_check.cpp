@@ -35,7 +35,7 @@ void takeValid(const StatusLine& line, Signature& signature) {
   signature.made = timeIn(line.word(2));
   signature.expires = timeIn(line.word(3));
   signature.digest = static_cast<int>(numberIn(line.word(7)));
-  signature.ofText = line.word(8) == "01";
+  signature.ofText = line.word(8) != "00";
   signature.valid = true;
   signature.primary = line.word(9);
 }
@@ -145,6 +145,10 @@ bool isCalledGood(const Signature& signature) {
          signature.verdict == Verdict::GoodRevokedKey;
 }
 
+bool isOfTheFuture(const Signature& signature) {
+  return signature.made > std::time(nullptr);
+}
+
 }  // namespace
 
 bool isGood(const Signature& signature) {
@@ -175,6 +179,28 @@ std::string describe(const Signature& signature) {
       break;
   }
   return "no verdict";
+}
+
+std::vector<Objection> objectionsTo(const Signature& signature) {
+  std::vector<Objection> objections;
+  std::string const key = "key " + signature.fingerprint;
+  if (signature.verdict == Verdict::GoodExpiredKey)
+    objections.push_back({key + " has expired", "have the list signed by a key that has not"});
+  if (signature.verdict == Verdict::GoodRevokedKey)
+    objections.push_back(
+        {key + " is revoked",
+         "have the list signed by another key, and remove this one from the ring"});
+  if (isWeakDigest(signature.digest))
+    objections.push_back(
+        {digestName(signature.digest) + " is a weak digest", "have the list signed with SHA-512"});
+  if (signature.ofText)
+    objections.push_back({"the signature is over text, not over the very bytes of the list",
+                          "have the list signed by zemo-selfcheck sign"});
+  if (isOfTheFuture(signature))
+    objections.push_back({"the signature was made in the future, " + utcText(signature.made),
+                          "set this machine's clock; if it is right, have the list signed where "
+                          "the clock is"});
+  return objections;
 }
 
 std::vector<Signature> signaturesIn(const std::string& status) {

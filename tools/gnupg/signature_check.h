@@ -32,9 +32,9 @@ struct Signature {
   std::time_t made = 0;        // 0: not known
   std::time_t expires = 0;     // the signature; 0: never
   std::time_t keyExpired = 0;  // 0: it has not, or the time is not known
-  bool ofText = false;         // line ends and blanks before them are not signed
-  bool valid = false;          // GnuPG has said by which key, when and over what it was made
-  long long error = 0;         // libgpg-error's code, with NotChecked
+  bool ofText = false;  // not over the very bytes: carriage returns at line ends are not signed
+  bool valid = false;   // GnuPG has said by which key, when and over what it was made
+  long long error = 0;  // libgpg-error's code, with NotChecked
 };
 
 // The signature verifies, which is so for expired and revoked keys as well.
@@ -42,6 +42,13 @@ bool isGood(const Signature& signature);
 
 // "good", or why it is not.
 std::string describe(const Signature& signature);
+
+// What there is to object to in a signature that isGood().
+struct Objection {
+  std::string what;
+  std::string remedy;
+};
+std::vector<Objection> objectionsTo(const Signature& signature);
 
 struct SignatureCheck {
   bool accepted = false;              // exit status 0, all that the library looks at

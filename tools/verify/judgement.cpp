@@ -82,8 +82,7 @@ Binding bindingOf(const std::string& list, const std::string& set, const std::st
   if (!binding.label)
     return binding;
   const Label& label = *binding.label;
-  bool const bound =
-      label.set == set && label.mode == mode && label.list == listName(list, set, mode);
+  bool const bound = isLabelOf(label, list, set, mode);
   binding.state = bound ? Binding::State::Bound : Binding::State::OtherList;
   return binding;
 }
@@ -99,29 +98,24 @@ void objectTo(const Signature& signature, const Demands& demands,
               std::vector<std::string>& objections) {
   if (!isGood(signature))
     return;  // it does not verify, which is worse
-  std::string const key = "key " + signature.fingerprint;
-  if (demands.strict && signature.verdict == Signature::Verdict::GoodExpiredKey)
-    objections.push_back(key + " has expired");
-  if (demands.strict && signature.verdict == Signature::Verdict::GoodRevokedKey)
-    objections.push_back(key + " is revoked");
-  if (demands.strict && isWeakDigest(signature.digest))
-    objections.push_back(digestName(signature.digest) + " is a weak digest");
-  if (!isPinned(signature, demands.pinned))
-    objections.push_back(key + " is not one that --key names");
+  if (demands.strict) {
+    for (const Objection& objection : objectionsTo(signature))
+      objections.push_back(objection.what);
+  }
+  if ((demands.strict || !demands.pinned.empty()) && !isPinned(signature, demands.pinned))
+    objections.push_back("key " + signature.fingerprint + " is not one that --key names");
 }
 
 std::vector<std::string> objectionsTo(const Judgement& judgement, const Demands& demands) {
   std::vector<std::string> objections;
-  if (!demands.strict && demands.pinned.empty())
-    return objections;
+  if (judgement.binding.state == Binding::State::OtherList)
+    objections.emplace_back("line 2 says that it is another list");
   for (const Signature& signature : judgement.check.signatures)
     objectTo(signature, demands, objections);
   if (!demands.strict)
     return objections;
   if (judgement.binding.state == Binding::State::NoLabel)
     objections.emplace_back("line 2 does not say which list it is");
-  if (judgement.binding.state == Binding::State::OtherList)
-    objections.emplace_back("line 2 says that it is another list");
   if (judgement.place.orderExists && judgement.place.line == 0)
     objections.emplace_back(judgement.place.orderIrregular ? "listorder is not a regular file"
                                                            : "listorder does not name it");

@@ -35,7 +35,7 @@ struct Judgement {
   Place place;
   Binding binding;
   SignatureCheck check;
-  std::vector<std::string> objections;  // what only --strict and --key mind
+  std::vector<std::string> objections;  // what the library does not mind
 };
 
 struct Demands {

@@ -68,7 +68,7 @@ std::string rowsOf(const Signature& signature) {
   if (signature.verdict != Signature::Verdict::Expired && signature.expires != 0)
     text += ", expires " + utcText(signature.expires);
   if (signature.ofText)
-    text += ", as text: not of line ends and blanks before them";
+    text += ", as text: not of carriage returns at line ends";
   return row("signature", text) + keyRows(signature);
 }
 
