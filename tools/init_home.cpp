@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <ctime>
 #include <memory>
 #include <optional>
 #include <string>
@@ -15,6 +16,7 @@
 #include "common/directory_lock.h"
 #include "common/escape.h"
 #include "common/failure.h"
+#include "common/label.h"
 #include "common/leftovers.h"
 #include "common/paths.h"
 #include "common/scratch_directory.h"
@@ -192,8 +194,12 @@ int runInitHome(const Options& options) {
   prepare(home, options.files);
   warnOfClosedDirectories(home);
   std::vector<Key> const keys = proveHome(home);
-  for (const Key& key : keys)
+  for (const Key& key : keys) {
+    if (key.created > std::time(nullptr))
+      say("warning: this machine's clock is behind: the key " + key.fingerprint + " was made at " +
+          utcText(key.created));
     printf("%s\n", describe(key).c_str());
+  }
   printf("%s trusts %zu %s\n", escaped(home).c_str(), keys.size(),
          keys.size() == 1 ? "key" : "keys");
   return STATUS_INTACT;

@@ -374,6 +374,27 @@ TEST_F(DoctorHomeTest, KeysThatHaveExpiredOrAreRevoked) {
                 "have the list signed by another key, and remove this one from the ring");
 }
 
+TEST_F(DoctorHomeTest, AClockThatIsBehind) {
+  GnupgHome keys;
+  keys.make("Future", "ed25519", "never", "--faked-system-time '20600101T000000!'");
+  keys.sign(home("wam.full.base.list"), "--faked-system-time '20600102T000000!'");
+  changeMode(home("wam.full.base.list.asc"), 0644);
+  ASSERT_EQ(tool({"init-home", "--import", keys.exported({"Future"}, files / "keys")}).status, 0);
+  std::string const configuration = readFile(home("gpg.conf"));
+  runShell("sed -i /ignore-time-conflict/d " + home("gpg.conf"));
+  ProgramRun const run = doctor();
+  expectAmong(run, unchecked | notLoaded,
+              "'" + home("gpg.conf") +
+                  "' lacks the line 'ignore-time-conflict': no list verifies while the clock is "
+                  "earlier than the key");
+  EXPECT_NE(run.output.find("this machine's clock is behind, the signature was made later\n   "
+                            "mend: set this machine's clock; "),
+            std::string::npos)
+      << run.output;
+  writeFile(home("gpg.conf"), configuration);
+  EXPECT_EQ(doctor().status, unchecked);  // it verifies, and is of the future
+}
+
 TEST_F(DoctorHomeTest, ASignatureByAnotherKey) {
   SigningKey const other;
   other.sign(home("wam.full.base.list"));

@@ -115,6 +115,20 @@ TEST(Signatures, WhatThereIsToObjectTo) {
             "the signature was made in the future, 2100-01-01T00:00:00Z\n");
 }
 
+TEST(Signatures, AClockThatIsBehindIsExplained) {
+  for (const std::string code : {"6", "39"}) {  // GnuPG 2.2 and 2.4
+    auto const one = [&code](const std::string& made) {
+      return describe(
+          signaturesIn(status("NEWSIG") + status("ERRSIG 8489 22 8 00 " + made + " " + code + " -"))
+              .at(0));
+    };
+    EXPECT_EQ(one("4102444800"),
+              "not checked: this machine's clock is behind, the signature was made later");
+    EXPECT_EQ(one("1577836800"),
+              "not checked: the key cannot be used, or was made later than the signature");
+  }
+}
+
 TEST(Signatures, AUserIdCannotForgeALine) {
   auto const signatures =
       signaturesIn(status("NEWSIG") + status("BADSIG 8489 x%0A[GNUPG:] GOODSIG 8489 Maker"));

@@ -16,6 +16,7 @@ const GnupgHome& keys() {
     static GnupgHome made;
     made.make("Maker\x1b[2J <maker@example.org>");
     made.make("Second");
+    made.make("Future", "ed25519", "never", "--faked-system-time '20600101T000000!'");
     return &made;
   }();
   return *home;
@@ -191,6 +192,33 @@ TEST_F(InitHomeCommandTest, RefusesEveryOptionFileThatMayDecideWhatVerifies) {
             "zemo-selfcheck: line 2 of '/etc/gnupg/gpg.conf', 'keyring /tmp/x', is not known to be "
             "harmless; remove that line\n");
   EXPECT_EQ(readFile(home + "/pubring.kbx"), ring);
+}
+
+TEST_F(InitHomeCommandTest, NamesKeysThatGnupgPassesOver) {
+  std::string const whole = readFile(maker());
+  auto const length = static_cast<unsigned char>(whole.at(1));
+  writeFile(files / "part.gpg", whole.substr(0, 2U + length));  // without user ids
+  ProgramRun const run =
+      tool({"init-home", "--homedir", home, "--import", second(), files / "part.gpg"});
+  EXPECT_EQ(run.status, notLoaded);
+  EXPECT_EQ(run.output, "");
+  EXPECT_EQ(run.errors, "zemo-selfcheck: cannot import '" + files / "part.gpg" +
+                            "': GnuPG does not take the key " + keys().fingerprint("Maker") +
+                            "; it may lack a user id that it has signed itself\n");
+  EXPECT_FALSE(std::filesystem::exists(home));
+}
+
+TEST_F(InitHomeCommandTest, TakesKeysOfTheFutureAndSaysThatTheClockIsBehind) {
+  std::string const file = keys().exported({"Future"}, files / "future.gpg");
+  ProgramRun const run = tool({"init-home", "--import", file});
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(run.errors, "zemo-selfcheck: warning: this machine's clock is behind: the key " +
+                            keys().fingerprint("Future") + " was made at 2060-01-01T00:00:00Z\n");
+  EXPECT_EQ(run.output,
+            keys().fingerprint("Future") + " 'Future'\n/usr/zemo/selfcheck trusts 1 key\n");
+  keys().sign(writeList("wam.full.base.list", ""),
+              "-u Future --faked-system-time '20600102T000000!'");
+  EXPECT_EQ(tool({"verify"}).status, 0);
 }
 
 TEST_F(InitHomeCommandTest, RefusesFilesThatGnupgTakesInstead) {

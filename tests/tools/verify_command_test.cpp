@@ -24,6 +24,7 @@ const GnupgHome& keys() {
     made.make("Old", "ed25519", "never", "--faked-system-time '20200101T000000!'");
     made.make(hostile);
     made.make("Stranger");
+    made.make("Future", "ed25519", "never", "--faked-system-time '20600101T000000!'");
     return &made;
   }();
   return *home;
@@ -78,7 +79,8 @@ class VerifyCommandTest : public ToolTest {
     static TemporaryDirectory const directory;
     GnupgHome ring;
     std::string const file = keys().exported(
-        {"Maker", "Second", "Expired", "Subbed", "=Old", "hostile", "Revoked"}, ring.path() + "/x");
+        {"Maker", "Second", "Expired", "Subbed", "=Old", "hostile", "Revoked", "Future"},
+        ring.path() + "/x");
     runShell("gpg --homedir " + quoted(ring.path()) +
              " --batch --quiet --ignore-time-conflict --import " + quoted(file) + " 2>/dev/null");
     std::string const revocation =
@@ -289,6 +291,16 @@ TEST_F(VerifyCommandTest, ASignatureOfTextDoesNotCoverCarriageReturns) {
                                        "bytes of the list\n"));
   writeFile(path, content.substr(0, content.size() - 1) + " \n");  // blanks are covered
   EXPECT_EQ(tool({"verify"}).status, notLoaded);
+}
+
+TEST_F(VerifyCommandTest, AClockThatIsBehind) {
+  signedList("base", "-u Future --faked-system-time '20600102T000000!'");
+  ProgramRun const run = tool({"verify"});
+  EXPECT_EQ(run.status, notLoaded);
+  EXPECT_THAT(run.output,
+              HasSubstr("this machine's clock is behind, the signature was made later"));
+  configure("ignore-time-conflict\n");
+  EXPECT_EQ(tool({"verify"}).status, 0);
 }
 
 TEST_F(VerifyCommandTest, StrictObjectsToSignaturesOfTheFuture) {

@@ -3,6 +3,7 @@
 #include <zemo/selfcheck.h>
 
 #include <algorithm>
+#include <ctime>
 #include <optional>
 
 #include "common/escape.h"
@@ -16,6 +17,7 @@ namespace tool {
 namespace {
 
 const char* const installBoth = "install the list and its .asc again, both of the same making";
+const char* const setClock = "set this machine's clock; if it is right, have the list signed again";
 const char* const elsewhere =
     "zemo-selfcheck verify tells more; mend what is wrong with the key ring or gpg.conf";
 
@@ -40,6 +42,8 @@ Diagnosis diagnose(const SignatureCheck& check, const std::string& list) {
     if (isGood(signature))
       continue;
     std::string const what = escaped(describe(signature));
+    if (signature.verdict != Signature::Verdict::Bad && signature.made > std::time(nullptr))
+      return {what, setClock};
     if (signature.verdict == Signature::Verdict::NoPublicKey)
       return {what, "zemo-selfcheck init-home --import KEYFILE, with that key, if you trust it"};
     if (signature.verdict == Signature::Verdict::Bad)

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 
@@ -134,8 +135,10 @@ std::string readKeys(const std::string& file) {
 
 KeyRing::KeyRing(const std::string& home) : _home(home), _scratch(scratchNames) {
   // Not "trust-model always": with that, GnuPG makes no trust database, and fails for the lack of
-  // one when it imports a revocation.
-  writeWholeFile(_scratch / "gpg.conf", "no-auto-key-retrieve\nno-auto-check-trustdb\n");
+  // one when it imports a revocation. A key of the future is one for a machine whose clock is
+  // behind.
+  writeWholeFile(_scratch / "gpg.conf",
+                 "no-auto-key-retrieve\nno-auto-check-trustdb\nignore-time-conflict\n");
   if (exists(ringIn(home)))
     writeWholeFile(_scratch / "pubring.kbx", readWholeFile(ringIn(home)));
   (void)keys();  // makes an empty ring if there is none, and fails for a damaged one
@@ -169,6 +172,22 @@ void KeyRing::import(const std::string& file, const std::string& content) {
     refuse(file, "GnuPG does not take all that is in it, it may be damaged");
   if (counts.keys == 0 && counts.revocations == 0)
     refuse(file, "it holds no public keys");
+  // GnuPG passes over keys that it cannot use, and succeeds.
+  Outcome const shown = quietly(gpg({"--with-colons", "--import-options", "show-only", "--import",
+                                     "--", _scratch / "import"}),
+                                1);
+  if (shown.status != 0)
+    refuse(file, "GnuPG does not show the keys in it");
+  std::string passedOver;
+  std::vector<Key> const ring = keys();
+  for (const Key& key : keysIn(shown.output)) {
+    if (std::none_of(ring.begin(), ring.end(),
+                     [&key](const Key& one) { return one.fingerprint == key.fingerprint; }))
+      passedOver += (passedOver.empty() ? "" : ", ") + describe(key);
+  }
+  if (!passedOver.empty())
+    refuse(file, "GnuPG does not take the key " + passedOver +
+                     "; it may lack a user id that it has signed itself");
 }
 
 void KeyRing::remove(const std::string& fingerprint) {

@@ -26,7 +26,8 @@ class KeyRing {
   std::vector<Key> keys() const;
 
   // Adds the public keys in `content`, which comes from `file`, or what it has to say of keys that
-  // are there. Refuses secret keys, keys that GnuPG does not take, and content without any.
+  // are there. Refuses secret keys, content without any, and, by their names, keys that GnuPG does
+  // not take.
   void import(const std::string& file, const std::string& content);
 
   // Takes out the key with this fingerprint, which is that of a primary key in the ring.

@@ -52,6 +52,7 @@ std::vector<Key> keysIn(const std::string& listing) {
     if (type == "pub" || type == "sec") {
       Key key;
       key.revoked = fields[1] == "r";
+      key.created = static_cast<std::time_t>(numberIn(fields[5]));
       key.expires = static_cast<std::time_t>(numberIn(fields[6]));
       // A key that is revoked is not said to have expired as well.
       key.expired = fields[1] == "e";

@@ -15,6 +15,7 @@ struct Key {
   std::vector<std::string> userIds;  // any bytes
   bool expired = false;
   bool revoked = false;
+  std::time_t created = 0;
   std::time_t expires = 0;  // 0: never
 };
 

@@ -27,7 +27,9 @@ std::time_t timeIn(const std::string& word) {
 
 // libgpg-error's codes in an ERRSIG line.
 constexpr long long errorDigest = 5;
+constexpr long long errorKey = 6;
 constexpr long long errorNoPublicKey = 9;
+constexpr long long errorTime = 39;
 
 // VALIDSIG FINGERPRINT DATE MADE EXPIRES VERSION - ALGORITHM DIGEST CLASS PRIMARY
 void takeValid(const StatusLine& line, Signature& signature) {
@@ -145,6 +147,9 @@ bool isCalledGood(const Signature& signature) {
          signature.verdict == Verdict::GoodRevokedKey;
 }
 
+// GnuPG has no word for it: a key of the future is a bad one (2.2), a conflict of times, or none.
+const char* const behind = "this machine's clock is behind, the signature was made later";
+
 bool isOfTheFuture(const Signature& signature) {
   return signature.made > std::time(nullptr);
 }
@@ -168,10 +173,15 @@ std::string describe(const Signature& signature) {
     case Verdict::NoPublicKey:
       return "no public key " +
              (signature.fingerprint.empty() ? signature.keyId : signature.fingerprint) +
-             " in the key ring";
+             " in the key ring" + (isOfTheFuture(signature) ? std::string(", or ") + behind : "");
     case Verdict::NotChecked:
       if (signature.error == errorDigest && isWeakDigest(signature.digest))
         return "refused: " + digestName(signature.digest) + " is a weak digest";
+      if (signature.error == errorKey || signature.error == errorTime)
+        return std::string("not checked: ") +
+               (isOfTheFuture(signature)
+                    ? behind
+                    : "the key cannot be used, or was made later than the signature");
       return "not checked: " + (signature.error == errorDigest
                                     ? digestName(signature.digest) + " is not supported"
                                     : errorText(signature.error));
