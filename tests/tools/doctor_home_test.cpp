@@ -227,6 +227,38 @@ TEST_F(DoctorHomeTest, AHomeWithoutGpgConf) {
   EXPECT_EQ(doctor().status, 0) << doctor().output;
 }
 
+TEST_F(DoctorHomeTest, ListsAndSignaturesThatThisCallerCannotRead) {
+  for (const char* const name : {"wam.full.base.list", "wam.full.base.list.asc"}) {
+    changeMode(home(name), 0);
+    ProgramRun const run = runProgram({"/usr/bin/setpriv", "--bounding-set",
+                                       "-dac_override,-dac_read_search", ZEMO_TOOL, "doctor"});
+    expectAmong(run, notLoaded,
+                "'" + home("wam.full.base.list") + "' does not verify for this caller: '" +
+                    home(name) + "' cannot be read by this caller");
+    EXPECT_EQ(run.output.find("key ring"), std::string::npos) << run.output;
+    std::size_t const mend = run.output.rfind("   mend: ");
+    runShell(run.output.substr(mend + 9, run.output.find('\n', mend) - mend - 9));
+    EXPECT_EQ(doctor().status, 0) << doctor().output;
+    changeMode(home(name), 0644);
+  }
+}
+
+// As a power cut leaves them.
+TEST_F(DoctorHomeTest, EmptyListsAndSignaturesAreToBeInstalledAgain) {
+  writeFile(home("wam.full.base.list.asc"), "");
+  expectProblem(doctor(), notLoaded,
+                "'" + home("wam.full.base.list") +
+                    "' does not verify for this caller: the signature file holds no signature, or "
+                    "a part of one",
+                "install the list and its .asc again, both of the same making");
+  writeFile(home("wam.full.base.list"), "");
+  ProgramRun const run = doctor();
+  EXPECT_EQ(run.status, notLoaded);
+  EXPECT_EQ(run.output.find("zemo-selfcheck sign"), std::string::npos) << run.output;
+  EXPECT_EQ(run.output.find("   mend: install the list again; "), run.output.find("   mend: "))
+      << run.output;
+}
+
 TEST_F(DoctorHomeTest, AHomeWithoutKeyRing) {
   remove(home("pubring.kbx"));
   ProgramRun const run = doctor();
@@ -329,7 +361,7 @@ TEST_F(DoctorHomeTest, ASignatureThatIsNone) {
                 "'" + home("wam.full.base.list") +
                     "' does not verify for this caller: the signature file holds no signature, or "
                     "a part of one",
-                "zemo-selfcheck sign " + home("wam.full.base.list") + " --key KEY");
+                "install the list and its .asc again, both of the same making");
 }
 
 TEST_F(DoctorHomeTest, ASignatureOverText) {

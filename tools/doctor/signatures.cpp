@@ -36,8 +36,12 @@ struct Diagnosis {
 
 // Why GnuPG does not verify the list.
 Diagnosis diagnose(const SignatureCheck& check, const std::string& list) {
+  for (const std::string& file : {list, list + ".asc"}) {
+    if (!isReadable(file))
+      return {inQuotes(file) + " cannot be read by this caller", "chmod a+r " + shellWord(file)};
+  }
   if (check.holdsNone)
-    return {check.reason, "zemo-selfcheck sign " + shellWord(list) + " --key KEY"};
+    return {check.reason, installBoth};
   for (const Signature& signature : check.signatures) {
     if (isGood(signature))
       continue;
