@@ -17,6 +17,7 @@
 #include "common/sets.h"
 #include "gnupg/fingerprint.h"
 #include "gnupg/key_ring.h"
+#include "gnupg/options.h"
 #include "gnupg/signature_check.h"
 
 namespace tool {
@@ -24,7 +25,8 @@ namespace {
 
 const char* const examples =
     "Removes all of the keys or none. Then says which lists have verified before and do not any\n"
-    "more; a set with such a list cannot be loaded until that is signed with another key.\n"
+    "more, and ends with 16; a set with such a list cannot be loaded until that is signed with\n"
+    "another key.\n"
     "\n"
     "Example:\n"
     "  zemo-selfcheck remove-key 6136B3167575C697A6AB41B58489D4A54BFA7117\n";
@@ -72,7 +74,7 @@ std::vector<std::string> verifyingLists() {
     std::string const directory = setDirectory(set);
     for (const std::string& list : ZEMO::SELF_CHECK::glob(
              directory, std::string(directory).append("/" + set + ".*.*.list"))) {
-      if (checkSignature(list).verified)
+      if (checkSignature(list).accepted)
         lists.push_back(list);
     }
   }
@@ -98,16 +100,23 @@ std::vector<Key> removeFrom(const std::string& home, const std::vector<std::stri
   return removed;
 }
 
-void reportOrphans(const std::vector<std::string>& verifiedBefore) {
+// Returns what that adds to the exit status.
+int reportOrphans(const std::vector<std::string>& verifiedBefore) {
+  std::string const doubt = doubtAbout(systemDirectory);
+  if (!doubt.empty()) {  // GnuPG is then not run
+    say("which lists still verify is not known: " + doubt);
+    return STATUS_UNCHECKED;
+  }
   std::size_t count = 0;
   for (const std::string& list : verifiedBefore) {
-    if (checkSignature(list).verified)
+    if (checkSignature(list).accepted)
       continue;
     printf("no longer verifies: %s\n", escaped(list).c_str());
     count += 1;
   }
   if (count == 0)
     printf("all lists that have verified before still do\n");
+  return count == 0 ? STATUS_INTACT : STATUS_NOT_LOADED;
 }
 
 int runRemoveKey(const Options& options) {
@@ -122,9 +131,7 @@ int runRemoveKey(const Options& options) {
       systemHome ? verifyingLists() : std::vector<std::string>();
   for (const Key& key : removeFrom(home, fingerprints))
     printf("removed %s\n", describe(key).c_str());
-  if (systemHome)
-    reportOrphans(before);
-  return STATUS_INTACT;
+  return systemHome ? reportOrphans(before) : STATUS_INTACT;
 }
 
 }  // namespace

@@ -62,10 +62,22 @@ TEST_F(RemoveKeyCommandTest, SaysWhichListsOfAllSetsNoLongerVerify) {
   keys().sign(package, "-u Maker -u Second");
   writeList("wam.full.unsigned.list", "");
   ProgramRun const run = tool({"remove-key", key("Maker")});
-  EXPECT_EQ(run.status, 0) << run.errors;
+  EXPECT_EQ(run.status, notLoaded) << run.errors;
   EXPECT_EQ(run.output, "removed " + key("Maker") + " 'Maker'\nno longer verifies: " + first +
                             "\nno longer verifies: " + other + "\nno longer verifies: " + package +
                             "\n");
+}
+
+TEST_F(RemoveKeyCommandTest, OptionsThatMayDecideWhatVerifiesKeepItFromSaying) {
+  keys().sign(writeList("wam.full.a.list", ""), "-u Second");
+  appendToFile(std::string(listDir) + "/gpg.conf", "list-only\n");
+  ProgramRun const run = tool({"remove-key", key("Maker")});
+  EXPECT_EQ(run.status, unchecked);
+  EXPECT_EQ(run.output, "removed " + key("Maker") + " 'Maker'\n");
+  EXPECT_EQ(run.errors,
+            "zemo-selfcheck: which lists still verify is not known: line 7 of "
+            "'/usr/zemo/selfcheck/gpg.conf', 'list-only', is not known to be harmless; remove that "
+            "line\n");
 }
 
 TEST_F(RemoveKeyCommandTest, RemovesSeveralAndTheLast) {
@@ -116,7 +128,7 @@ TEST_F(RemoveKeyCommandTest, TheSystemsHomeByAnotherPath) {
   std::string const list = writeList("wam.full.a.list", "");
   keys().sign(list, "-u Maker -u Second");
   ProgramRun const run = tool({"remove-key", key("Maker"), "--homedir", "/usr/zemo/selfcheck/"});
-  EXPECT_EQ(run.status, 0) << run.errors;
+  EXPECT_EQ(run.status, notLoaded) << run.errors;
   EXPECT_THAT(run.output, HasSubstr("no longer verifies: " + list + "\n"));
   keys().sign(list, "-u Second");
   EXPECT_THAT(
