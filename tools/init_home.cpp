@@ -1,5 +1,6 @@
 // init-home: a GnuPG home that every caller can verify with.
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -13,13 +14,14 @@
 
 #include "commands.h"
 #include "common/atomic_file.h"
+#include "common/directory.h"
 #include "common/directory_lock.h"
 #include "common/escape.h"
 #include "common/failure.h"
 #include "common/label.h"
 #include "common/leftovers.h"
 #include "common/paths.h"
-#include "common/scratch_directory.h"
+#include "common/regular_file.h"
 #include "common/sets.h"
 #include "gnupg/key_ring.h"
 #include "gnupg/options.h"
@@ -84,7 +86,8 @@ class MadeDirectories {
     if (mkdir(path.c_str(), 0755) != 0)
       return errno;
     _made.push_back(std::make_unique<Leftover>(path));
-    return chmod(path.c_str(), 0755) == 0 ? 0 : errno;  // whatever the umask
+    Descriptor const made(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    return made.get() >= 0 && fchmod(made.get(), 0755) == 0 ? 0 : errno;  // whatever the umask
   }
 
   [[noreturn]] static void fail(const std::string& path, int error) {
@@ -108,9 +111,9 @@ std::string ownConfiguration() {
   return content;
 }
 
-// The content of a gpg.conf that is there already, if it serves.
-std::string keptConfiguration(const std::string& path) {
-  std::string content = readWholeFile(path);
+// The content of the gpg.conf at `path` that is there already, if it serves.
+std::string keptConfiguration(const std::string& path, const RegularFile& file) {
+  std::string content = file.content();
   OptionReading const reading = readOptions(content);
   std::string names;
   for (const NeededOption* const option : reading.missing)
@@ -119,13 +122,6 @@ std::string keptConfiguration(const std::string& path) {
     throw Failure(STATUS_NOT_LOADED, inQuotes(path) + " is there already and lacks " + names +
                                          ": add that or remove the file");
   return content;
-}
-
-// A file that is kept must be readable for every caller, too.
-void publish(const std::string& path) {
-  if (chmod(path.c_str(), 0644) != 0)
-    throw Failure(STATUS_NOT_LOADED,
-                  withReason("cannot make " + inQuotes(path) + " readable", errno));
 }
 
 void warnOfClosedDirectories(const std::string& home) {
@@ -146,29 +142,31 @@ void prepare(const std::string& home, const std::vector<std::string>& files) {
   for (const std::string& file : files)
     contents.push_back(readKeys(file));
 
+  requireOwn(home);  // before a directory is made below it
   MadeDirectories made(home);
-  DirectoryLock const lock(home);
+  Directory const directory = ownHome(home);
+  DirectoryLock const lock(directory);
   refuseOtherRings(home);
   std::string const doubt = doubtAbout(home);
   if (!doubt.empty())
     throw Failure(STATUS_NOT_LOADED, doubt);
   std::string const configurationFile = home + "/gpg.conf";
-  bool const configured = exists(configurationFile);
+  std::optional<RegularFile> const configured = RegularFile::ifThere(directory, configurationFile);
   std::string const configuration =
-      configured ? keptConfiguration(configurationFile) : ownConfiguration();
-  KeyRing ring(home);
+      configured ? keptConfiguration(configurationFile, *configured) : ownConfiguration();
+  KeyRing ring(directory);
   for (std::size_t i = 0; i < files.size(); ++i)
     ring.import(files[i], contents[i]);
   ring.proveWith(configuration);
 
-  bool const keepsRing = files.empty() && exists(ringIn(home));
+  bool const keepsRing = files.empty() && ring.isCopy();
   std::optional<AtomicFile> newRing;
   if (!keepsRing)
     newRing.emplace(ring.staged());
   if (configured) {
-    publish(configurationFile);
+    configured->publish();  // what is kept must be readable for every caller, too
   } else {
-    AtomicFile file(configurationFile, 0644);
+    AtomicFile file(directory, configurationFile, 0644);
     file.write(configuration);
     file.commit();
   }
@@ -176,7 +174,7 @@ void prepare(const std::string& home, const std::vector<std::string>& files) {
   if (newRing)
     newRing->commit();
   else
-    publish(ringIn(home));
+    ring.publish();
 }
 
 // The proof: GnuPG, run for this caller, reads the home as it is now.

@@ -87,8 +87,7 @@ bool isSystemHome(const std::string& home) {
   return std::filesystem::equivalent(home, systemDirectory, ignored);
 }
 
-std::vector<Key> removeFrom(const std::string& home, const std::vector<std::string>& fingerprints) {
-  KeyRing ring(home);
+std::vector<Key> removeFrom(KeyRing& ring, const std::vector<std::string>& fingerprints) {
   std::vector<Key> const keys = ring.keys();
   std::vector<Key> removed;
   removed.reserve(fingerprints.size());
@@ -122,14 +121,16 @@ int reportOrphans(const std::vector<std::string>& verifiedBefore) {
 int runRemoveKey(const Options& options) {
   std::vector<std::string> const fingerprints = wanted(options);
   std::string const home = homeFrom(options.home);
-  DirectoryLock const lock(home);
+  Directory const directory = ownHome(home);
+  DirectoryLock const lock(directory);
   refuseOtherRings(home);
-  if (!exists(ringIn(home)))
+  KeyRing ring(directory);
+  if (!ring.isCopy())
     throw Failure(STATUS_NOT_LOADED, "there is no key ring " + inQuotes(ringIn(home)));
   bool const systemHome = isSystemHome(home);
   std::vector<std::string> const before =
       systemHome ? verifyingLists() : std::vector<std::string>();
-  for (const Key& key : removeFrom(home, fingerprints))
+  for (const Key& key : removeFrom(ring, fingerprints))
     printf("removed %s\n", describe(key).c_str());
   return systemHome ? reportOrphans(before) : STATUS_INTACT;
 }

@@ -1,11 +1,13 @@
 // sign: puts a signature beside each list.
 //
-// The list is read once, and what has been read is what GnuPG signs and what is put in place again.
-// List and signature are each written beside their place, brought to the disk, and renamed, first
-// the list, then the signature. The list's content does not change by that. So a list that has a
-// good signature has one at every moment, the old one or the new one. A list that has been changed
-// since it was signed verifies from the moment of the last rename on; ended before that, sign can
-// simply be run again.
+// The list is opened and read once, and what has been read is what GnuPG signs and what is put in
+// place again. So the owner of the directory, who may be somebody else, cannot have other bytes
+// signed than those that were looked at, nor files copied that only the caller may read. List and
+// signature are each written beside their place, brought to the disk, and renamed, first the list,
+// then the signature. The list's content does not change by that. So a list that has a good
+// signature has one at every moment, the old one or the new one. A list that has been changed since
+// it was signed verifies from the moment of the last rename on; ended before that, sign can simply
+// be run again.
 //
 // Two runs of sign put their files in place one after another, and a list that is no longer what
 // has been signed stays as it is. A program that takes no notice of the lock and replaces the list
@@ -14,8 +16,9 @@
 
 #include <sys/stat.h>
 
-#include <algorithm>
+#include <cerrno>
 #include <cstdio>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -23,13 +26,14 @@
 
 #include "commands.h"
 #include "common/atomic_file.h"
+#include "common/directory.h"
 #include "common/directory_lock.h"
 #include "common/escape.h"
 #include "common/failure.h"
 #include "common/label.h"
 #include "common/list_file.h"
 #include "common/paths.h"
-#include "common/scratch_directory.h"
+#include "common/regular_file.h"
 #include "common/sets.h"
 #include "gnupg/key_ring.h"
 #include "gnupg/signer.h"
@@ -51,15 +55,10 @@ struct Options {
 };
 
 struct Signed {
+  Directory directory;  // that of the path, whatever that leads to by now
   std::string path;
   std::string content;
 };
-
-void requireDirectory(const std::string& home) {
-  struct stat status = {};
-  if (stat(home.c_str(), &status) != 0 || !S_ISDIR(status.st_mode))
-    throw Failure(STATUS_NOT_LOADED, "there is no directory " + inQuotes(home));
-}
 
 void warnOfLabel(const std::string& path, const std::string& line) {
   std::optional<Label> const label = parseLabel(line);
@@ -74,27 +73,32 @@ void warnOfLabel(const std::string& path, const std::string& line) {
 }
 
 // The list's content, after it has been found to be a check list.
-Signed readList(const std::string& path) {
-  struct stat status = {};
-  if (lstat(path.c_str(), &status) == 0 && S_ISLNK(status.st_mode))
+Signed readList(const std::string& path, const Directory& directory) {
+  RegularFile const file(directory, path);
+  struct stat above = {};
+  if (fstat(directory.get(), &above) != 0)
     throw Failure(STATUS_NOT_LOADED,
-                  inQuotes(path) + " is a symbolic link: name the list that it leads to");
-  Signed list{path, readWholeFile(path)};
-  warnOfLabel(path, readListFile(path).label);
-  return list;
+                  withReason("cannot look at " + inQuotes(directory.path()), errno));
+  // Signing it would publish it, by a name that the other one's owner knows nothing of.
+  if (file.status().st_nlink > 1 && !strangerIn(above).empty())
+    throw Failure(STATUS_NOT_LOADED, inQuotes(path) + " has other names, in a directory that " +
+                                         strangerIn(above) + ": copy it to one of your own");
+  std::string content = file.content();
+  warnOfLabel(path, listIn(content, path).label);
+  return {directory, path, std::move(content)};
 }
 
 void sign(const Signed& list, const Signer& signer) {
   std::string const signature = signer.signatureOf(list.content, list.path);
-  AtomicFile listFile(list.path, 0644);
+  AtomicFile listFile(list.directory, list.path, 0644);
   listFile.write(list.content);
   listFile.finish();
-  AtomicFile signatureFile(list.path + ".asc", 0644);
+  AtomicFile signatureFile(list.directory, list.path + ".asc", 0644);
   signatureFile.write(signature);
   signatureFile.finish();
 
-  DirectoryLock const lock(directoryOf(list.path));
-  if (readWholeFile(list.path) != list.content)
+  DirectoryLock const lock(list.directory);
+  if (RegularFile(list.directory, list.path).content() != list.content)
     throw Failure(STATUS_NOT_LOADED,
                   inQuotes(list.path) + " has changed while it was being signed; sign it again");
   listFile.commit();
@@ -109,10 +113,13 @@ int runSign(const Options& options) {
     throw UsageError("--key is needed: the key to sign with");
   std::string const home = options.home ? homeFrom(*options.home) : "";
   if (!home.empty())
-    requireDirectory(home);
+    (void)ownHome(home);
   std::vector<Signed> lists;
-  for (const std::string& path : options.lists)
-    lists.push_back(readList(path));
+  std::map<std::string, Directory> directories;  // each is opened once, however many lists it has
+  for (const std::string& path : options.lists) {
+    std::string const above = directoryOf(path);
+    lists.push_back(readList(path, directories.try_emplace(above, above).first->second));
+  }
   Signer const signer(options.key, home);
   for (const Signed& list : lists)
     sign(list, signer);

@@ -6,10 +6,13 @@
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
+#include <iostream>
+#include <random>
 
 #include "races/set_fixture.h"
 #include "support/files.h"
 #include "support/program.h"
+#include "support/signing_key.h"
 
 namespace {
 
@@ -151,6 +154,87 @@ TEST_F(MakingRacesTest, File) {
 
 TEST_F(MakingRacesTest, LargeFile) {
   raceMake(std::string(300000, 'x') + "\n", fileChanges());
+}
+
+// Somebody else owns the directory that a list is signed in, and exchanges the list all the time:
+// for one that the caller alone may read, by a link, and for a file that is no list. Whatever is
+// left there for everybody to read is the list that was looked at.
+class SigningRacesTest : public RacesTest {
+ protected:
+  SigningRacesTest() : RacesTest(few) {}
+
+  void prepare() const {
+    remove(directory);
+    makeDirectory(directory);
+    writeFile(secret, "WAM_SELF_CHECK\nsecret\n", 0600);
+    exchange(0);
+  }
+
+  // Puts the list, a link to the secret one, or no list into the list's place.
+  void exchange(unsigned kind) const {
+    std::string const next = files / "next";
+    if (kind == 0)
+      writeFile(next, content, 0600);
+    else if (kind == 1)
+      makeLink(secret, next);
+    else
+      writeFile(next, "no list\n", 0600);
+    std::filesystem::rename(next, list);
+  }
+
+  bool isLost() const {
+    for (const auto& member : std::filesystem::directory_iterator(directory)) {
+      std::string const path = member.path();
+      struct stat const status = statusOf(path);
+      if (!S_ISREG(status.st_mode) || (status.st_mode & 0044U) == 0)
+        continue;
+      std::string const published = readFile(path);
+      bool const isPartOfList = content.compare(0, published.size(), published) == 0;
+      if (!isPartOfList && published.find("-----BEGIN PGP SIGNATURE-----") != 0)
+        return true;
+    }
+    return false;
+  }
+
+  TemporaryDirectory files;
+  const std::string directory = files / "theirs";
+  const std::string list = directory + "/wam.full.a.list";
+  const std::string secret = files / "secret";
+  const std::string content = "WAM_SELF_CHECK\ntext\n";
+};
+
+TEST_F(SigningRacesTest, ListInAStrangersDirectory) {
+  constexpr int combinations = 4000;
+  SigningKey const key;
+  Operation const signing = {
+      directory, [this] { prepare(); },
+      [this, &key] {
+        return become({"sign", list, "--key", "Maker", "--homedir", key.home()});
+      },
+      intact, nullptr};
+  std::mt19937 random(1);
+  int runs = 0;
+  int signedOnes = 0;
+  int lost = 0;
+  for (int i = 0; i < combinations; ++i) {
+    if (isSkippedNow())
+      continue;
+    unsigned const often = 2 + random() % 12;
+    bool isLostNow = false;
+    Ending const ending = run(signing, list, [&](std::size_t /*number*/, const Call& /*call*/) {
+      isLostNow = isLostNow || isLost();
+      if (random() % often == 0)
+        exchange(random() % 3);
+      return true;
+    });
+    EXPECT_EQ(ending.kind, Ending::exited);
+    EXPECT_TRUE(ending.value == 0 || ending.value == 16) << ending.value;
+    runs += 1;
+    signedOnes += ending.value == 0 ? 1 : 0;
+    lost += isLostNow || isLost() ? 1 : 0;
+  }
+  EXPECT_EQ(lost, 0);
+  std::cout << runs << " runs, " << signedOnes << " signed, " << lost << " lost\n";
 }
 
 }  // namespace

@@ -74,6 +74,12 @@ class RacesTest : public PrivateRootTest {
   void raceAndPutBack(const Operation& operation, const std::string& object,
                       const std::vector<Change>& changes, const IsRight& isRight = isAnything);
 
+  // Prepares all files and lets the operation run, which is stopped before each call for `visit`.
+  Ending run(const Operation& operation, const std::string& object, const Visit& visit);
+
+  // Whether the sample leaves out the next combination.
+  bool isSkippedNow();
+
   // Removes a directory's members.
   static void clear(const std::string& directory);
 
@@ -83,8 +89,6 @@ class RacesTest : public PrivateRootTest {
 
  private:
   std::vector<Call> callsOf(const Operation& operation, const std::string& object);
-  Ending run(const Operation& operation, const std::string& object, const Visit& visit);
-  bool isSkippedNow();
 
   std::size_t _oneIn;
   std::size_t _runs = 0;

@@ -15,6 +15,9 @@ class SigningKey {
   SigningKey(const SigningKey&) = delete;
   SigningKey& operator=(const SigningKey&) = delete;
 
+  // The home directory.
+  const std::string& home() const { return _home.path(); }
+
   // Puts the public key into the key ring in `homeDirectory`.
   void trustedBy(const std::string& homeDirectory) const;
 

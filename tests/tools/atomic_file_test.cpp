@@ -13,6 +13,7 @@
 
 #include "common/failure.h"
 #include "common/interruption.h"
+#include "common/regular_file.h"
 #include "common/scratch_directory.h"
 #include "support/files.h"
 #include "support/temporary_directory.h"
@@ -70,6 +71,39 @@ TEST_F(AtomicFileTest, TheModeHoldsWhateverTheUmask) {
   file.commit();
   umask(before);
   EXPECT_EQ(statusOf(directory / "f").st_mode & 07777U, 0644U);
+}
+
+// What is written may turn out not to be for everybody.
+TEST_F(AtomicFileTest, NobodyElseReadsItBeforeItIsCommitted) {
+  AtomicFile file(directory / "f", 0644);
+  file.write("new");
+  file.finish();
+  for (const auto& member : std::filesystem::directory_iterator(directory.path()))
+    EXPECT_EQ(statusOf(member.path()).st_mode & 07777U, 0600U);
+  file.commit();
+  EXPECT_EQ(statusOf(directory / "f").st_mode & 07777U, 0644U);
+}
+
+TEST_F(AtomicFileTest, ItStaysInItsDirectoryWhateverThePathLeadsTo) {
+  makeDirectory(directory / "d");
+  makeDirectory(directory / "other");
+  AtomicFile file(directory / "d/f", 0644);
+  file.write("new");
+  std::filesystem::rename(directory / "d", directory / "moved");
+  makeLink("other", directory / "d");
+  file.commit();
+  EXPECT_EQ(readFile(directory / "moved/f"), "new");
+  EXPECT_TRUE(std::filesystem::is_empty(directory / "other"));
+}
+
+// What leads to the temporary file leads to no other, even if somebody exchanges its name.
+TEST_F(AtomicFileTest, TheTemporaryPathIsThatOfTheVeryFile) {
+  AtomicFile file(directory / "f", 0644);
+  file.write("new");
+  file.finish();
+  for (const auto& member : std::filesystem::directory_iterator(directory.path()))
+    writeFile((std::filesystem::remove(member.path()), member.path()), "exchanged");
+  EXPECT_EQ(readFile(file.temporary()), "new");
 }
 
 TEST_F(AtomicFileTest, LongContentIsWhole) {

@@ -1,5 +1,7 @@
 // zemo-selfcheck init-home: a home that every caller can verify with, and nothing left in it.
 
+#include <unistd.h>
+
 #include <csignal>
 
 #include "support/signing_key.h"
@@ -283,6 +285,60 @@ TEST_F(InitHomeCommandTest, RefusesWhatIsNoRegularFileWithoutWaiting) {
     EXPECT_EQ(namesIn(home), std::vector<std::string>{name});
     remove(home);
   }
+}
+
+TEST_F(InitHomeCommandTest, RefusesAHomeThatOthersCanWriteTo) {
+  makeDirectory(home);
+  changeMode(home, 0777);
+  ProgramRun const run = tool({"init-home", "--homedir", home, "--import", maker()});
+  EXPECT_EQ(run.status, notLoaded);
+  EXPECT_EQ(run.errors, "zemo-selfcheck: '" + home +
+                            "' is not safe to use because it can be written by others\n");
+  EXPECT_TRUE(namesIn(home).empty());
+  changeMode(home, 0755);
+  changeMode(files / "new", 0777);
+  EXPECT_EQ(tool({"init-home", "--homedir", home}).status, notLoaded);
+  EXPECT_EQ(tool({"init-home", "--homedir", files / "new/other/home"}).status, notLoaded);
+  EXPECT_EQ(namesIn(files / "new"), std::vector<std::string>{"home"});
+  EXPECT_TRUE(namesIn(home).empty());
+}
+
+// Its gpg.conf makes GnuPG write files, for whoever runs it.
+TEST_F(InitHomeCommandTest, RefusesAHomeThatSomebodyElseOwns) {
+  makeDirectory(home);
+  writeFile(home + "/gpg.conf", configuration + "log-file " + (files / "written") + "\n");
+  if (chown(home.c_str(), 1234, 1234) != 0)
+    GTEST_SKIP() << "cannot give a directory away";
+  ProgramRun const run = tool({"init-home", "--homedir", home, "--import", maker()});
+  EXPECT_EQ(run.status, notLoaded);
+  EXPECT_EQ(run.errors, "zemo-selfcheck: '" + home +
+                            "' is not safe to use because it belongs to the user 1234\n");
+  ASSERT_EQ(chown(home.c_str(), 0, 0), 0);
+  ASSERT_EQ(chown((home + "/gpg.conf").c_str(), 1234, 1234), 0);
+  EXPECT_EQ(tool({"init-home", "--homedir", home}).errors,
+            "zemo-selfcheck: '" + home +
+                "/gpg.conf' belongs to the user 1234, who could have changed it\n");
+  EXPECT_FALSE(std::filesystem::exists(files / "written"));
+}
+
+// Making a file readable must not make another one so.
+TEST_F(InitHomeCommandTest, FollowsNoLinkToWhatItMakesReadable) {
+  ASSERT_EQ(tool({"init-home", "--homedir", home}).status, 0);
+  for (const std::string name : {"gpg.conf", "pubring.kbx"}) {
+    std::string const secret = files / name;
+    std::filesystem::rename(home + "/" + name, secret);
+    changeMode(secret, 0600);
+    makeLink(secret, home + "/" + name);
+    ProgramRun const run = tool({"init-home", "--homedir", home});
+    EXPECT_EQ(run.status, notLoaded);
+    EXPECT_EQ(run.errors, "zemo-selfcheck: '" + home + "/" + name +
+                              "' is a symbolic link: name what it leads to\n");
+    EXPECT_EQ(modeOf(secret), 0600U);
+    std::filesystem::rename(secret, home + "/" + name);
+    EXPECT_EQ(tool({"init-home", "--homedir", home}).status, 0);
+  }
+  makeLink(home, files / "link");
+  EXPECT_EQ(tool({"init-home", "--homedir", files / "link"}).status, notLoaded);
 }
 
 TEST_F(InitHomeCommandTest, TakesPipesAndStandardInput) {

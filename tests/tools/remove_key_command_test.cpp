@@ -105,6 +105,22 @@ TEST_F(RemoveKeyCommandTest, ASubkeyIsNotRemovedAlone) {
   EXPECT_EQ(ring(), before);
 }
 
+TEST_F(RemoveKeyCommandTest, AHomeThatOthersCanChangeIsRefused) {
+  std::string const home = files / "home";
+  std::string const exported = keys().exported({"Maker"}, files / "maker");
+  ASSERT_EQ(tool({"init-home", "--homedir", home, "--import", exported}).status, 0);
+  std::string const before = readFile(home + "/pubring.kbx");
+  changeMode(home, 0777);
+  EXPECT_EQ(tool({"remove-key", "--homedir", home, key("Maker")}).status, notLoaded);
+  changeMode(home, 0755);
+  std::filesystem::rename(home + "/pubring.kbx", files / "ring");
+  makeLink(files / "ring", home + "/pubring.kbx");
+  ProgramRun const run = tool({"remove-key", "--homedir", home, key("Maker")});
+  EXPECT_EQ(run.status, notLoaded);
+  EXPECT_THAT(run.errors, HasSubstr("is a symbolic link"));
+  EXPECT_EQ(readFile(files / "ring"), before);
+}
+
 TEST_F(RemoveKeyCommandTest, AnotherHome) {
   std::string const exported = keys().exported({"Maker"}, files / "maker");
   ASSERT_EQ(tool({"init-home", "--homedir", files / "h", "--import", exported}).status, 0);

@@ -138,6 +138,34 @@ TEST_F(SignCommandTest, MissingListsLinksAndDirectories) {
   EXPECT_EQ(sign(listDir, "Maker").status, notLoaded);
 }
 
+// Signing publishes a list. One that its owner keeps secret can have a name in other people's
+// directories.
+TEST_F(SignCommandTest, AListWithOtherNamesInADirectoryThatOthersCanWriteTo) {
+  std::string const secret = files / "secret";
+  std::string const named = files / "shared/wam.full.base.list";
+  makeDirectory(files / "shared");
+  write(secret);
+  std::filesystem::create_hard_link(secret, named);
+  changeMode(files / "shared", 01777);
+  ProgramRun const run = sign(named, "Maker");
+  EXPECT_EQ(run.status, notLoaded);
+  EXPECT_THAT(run.errors,
+              HasSubstr("has other names, in a directory that can be written by others"));
+  EXPECT_EQ(modeOf(named), 0600U);
+  EXPECT_EQ(namesIn(files / "shared"), std::vector<std::string>{"wam.full.base.list"});
+  changeMode(files / "shared", 0755);
+  EXPECT_EQ(sign(named, "Maker").status, 0) << "nobody else can write there";
+  EXPECT_EQ(modeOf(secret), 0600U);
+}
+
+TEST_F(SignCommandTest, AHomeThatOthersCanChangeIsRefused) {
+  changeMode(keys().path(), 0777);
+  ProgramRun const run = sign(path, "Maker");
+  changeMode(keys().path(), 0700);
+  EXPECT_EQ(run.status, notLoaded);
+  EXPECT_THAT(run.errors, HasSubstr("is not safe to use because it can be written by others"));
+}
+
 TEST_F(SignCommandTest, KeysThatCannotSign) {
   ASSERT_EQ(sign(path, "Maker").status, 0);
   std::string const before = readFile(path + ".asc");

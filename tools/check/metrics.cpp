@@ -7,7 +7,7 @@
 #include "check/last_clean.h"
 #include "common/atomic_file.h"
 #include "common/failure.h"
-#include "common/scratch_directory.h"
+#include "common/regular_file.h"
 
 namespace tool {
 namespace {

@@ -1,20 +1,40 @@
 #include "common/atomic_file.h"
-#include "common/paths.h"
 
 #include <fcntl.h>
+#include <sys/random.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 
 #include "common/failure.h"
+#include "common/paths.h"
+#include "common/sets.h"
 
 namespace tool {
 namespace {
 
 constexpr std::size_t blockSize = std::size_t{1} << 16U;
+
+// Short, since the target's name may be as long as a name can be, and like no list's.
+const std::string temporaryStart = ".zemo-";
+constexpr std::string_view letters =
+    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789";
+constexpr std::size_t randomLetters = 6;
+
+// Empty if there is no source of random numbers.
+std::string randomName() {
+  std::array<unsigned char, randomLetters> random{};
+  if (getrandom(random.data(), random.size(), 0) != static_cast<ssize_t>(random.size()))
+    return "";
+  std::string name = temporaryStart;
+  for (unsigned char const byte : random)
+    name += letters[byte % letters.size()];
+  return name;
+}
 
 int synced(int descriptor) {
   int result = -1;
@@ -24,20 +44,43 @@ int synced(int descriptor) {
   return result;
 }
 
+// Some file systems tell of a failed write only when a descriptor is closed.
+int closedOnce(int descriptor) {
+  int const copy = fcntl(descriptor, F_DUPFD_CLOEXEC, 0);
+  return copy >= 0 && close(copy) != 0 && errno != EINTR ? -1 : 0;
+}
+
 }  // namespace
 
-AtomicFile::AtomicFile(std::string path, mode_t mode)
-    : _path(std::move(path)),
-      _directory(directoryOf(_path)),
-      // Short, since the target's name may be as long as a name can be, and like no list's.
-      _temporary(_directory + (_directory == "/" ? "" : "/") + ".zemo-XXXXXX") {
+AtomicFile::AtomicFile(const std::string& path, mode_t mode)
+    : AtomicFile(Directory(directoryOf(path)), path, mode) {}
+
+AtomicFile::AtomicFile(Directory directory, std::string path, mode_t mode)
+    : _path(std::move(path)), _mode(mode), _directory(std::move(directory)) {
+  if (_directory.get() < 0)
+    fail("cannot write", _directory.error());
   HeldSignals const untilNoted;
-  _file = Descriptor(mkostemp(_temporary.data(), O_CLOEXEC));
-  if (_file.get() < 0)
-    fail("cannot write", errno);
-  _leftover = std::make_unique<Leftover>(_temporary);
-  if (fchmod(_file.get(), mode) != 0)
-    fail("cannot write", errno);
+  open();
+  _leftover = std::make_unique<Leftover>(joined(_directory.path(), _name));
+  _temporary = "/proc/self/fd/" + std::to_string(_file.get());
+  if (access(_temporary.c_str(), F_OK) != 0)
+    _temporary = joined(_directory.path(), _name);
+}
+
+void AtomicFile::open() {
+  constexpr int tries = 100;
+  for (int i = 0; i < tries; ++i) {
+    _name = randomName();
+    if (_name.empty())
+      break;
+    _file = Descriptor(openat(_directory.get(), _name.c_str(),
+                              O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+    if (_file.get() >= 0)
+      return;
+    if (errno != EEXIST)
+      break;
+  }
+  fail("cannot write", errno);
 }
 
 void AtomicFile::fail(const char* what, int error) const {
@@ -65,10 +108,7 @@ void AtomicFile::flush() {
 
 void AtomicFile::finish() {
   flush();
-  if (synced(_file.get()) != 0)
-    fail("cannot write", errno);
-  // Some file systems tell of a failed write only here.
-  if (::close(_file.release()) != 0 && errno != EINTR)
+  if (synced(_file.get()) != 0 || closedOnce(_file.get()) != 0)
     fail("cannot write", errno);
   _finished = true;
 }
@@ -76,17 +116,19 @@ void AtomicFile::finish() {
 void AtomicFile::commit() {
   if (!_finished)
     finish();
-  if (rename(_temporary.c_str(), _path.c_str()) != 0)
+  if (fchmod(_file.get(), _mode) != 0)
+    fail("cannot write", errno);
+  if (renameat(_directory.get(), _name.c_str(), _directory.get(), fileName(_path).c_str()) != 0)
     fail("cannot replace", errno);
   _leftover->keep();
   syncDirectory();
 }
 
 void AtomicFile::syncDirectory() const {
-  Descriptor const directory(open(_directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  int const error = _directory.sync();
   // A directory may be written but not read, and its file system may know no such request.
-  if ((directory.get() < 0 || synced(directory.get()) != 0) && errno != EACCES && errno != EINVAL)
-    fail("after a crash, the old file may be back instead of", errno);
+  if (error != 0 && error != EACCES && error != EINVAL)
+    fail("after a crash, the old file may be back instead of", error);
 }
 
 }  // namespace tool

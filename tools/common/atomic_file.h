@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include "common/descriptors.h"
+#include "common/directory.h"
 #include "common/leftovers.h"
 
 namespace tool {
@@ -21,9 +22,14 @@ namespace tool {
 // All operations throw Failure(STATUS_NOT_LOADED), naming the target.
 class AtomicFile {
  public:
-  // `mode` holds, whatever the umask. A target that is a link is replaced, not followed.
-  AtomicFile(std::string path, mode_t mode);
+  // `mode` holds from commit() on, whatever the umask; until then nobody else can read the file. A
+  // target that is a link is replaced, not followed.
+  AtomicFile(const std::string& path, mode_t mode);
 
+  // The same for the last component of `path` in `directory`, which is the rest of it.
+  AtomicFile(Directory directory, std::string path, mode_t mode);
+
+  // A path that leads to the temporary file, whatever becomes of its name.
   const std::string& temporary() const { return _temporary; }
 
   void write(std::string_view data);
@@ -37,13 +43,16 @@ class AtomicFile {
 
  private:
   [[noreturn]] void fail(const char* what, int error) const;
+  void open();
   void flush();
   void syncDirectory() const;
 
   std::string _path;
-  std::string _directory;
-  std::string _temporary;
+  mode_t _mode;
+  Directory _directory;
+  std::string _name;  // of the temporary file
   Descriptor _file;
+  std::string _temporary;
   std::unique_ptr<Leftover> _leftover;
   std::string _held;  // written, but not yet to the file
   bool _finished = false;

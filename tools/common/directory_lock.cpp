@@ -9,11 +9,11 @@
 
 namespace tool {
 
-DirectoryLock::DirectoryLock(const std::string& directory)
-    : _directory(open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
-  if (_directory.get() < 0)
-    throw Failure(STATUS_NOT_LOADED, withReason("cannot open " + inQuotes(directory), errno));
-  while (flock(_directory.get(), LOCK_EX) != 0 && errno == EINTR) {
+DirectoryLock::DirectoryLock(const Directory& directory)
+    : _locked(openat(directory.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
+  if (_locked.get() < 0)
+    throw Failure(STATUS_NOT_LOADED, withReason("cannot open " + inQuotes(directory.path()), errno));
+  while (flock(_locked.get(), LOCK_EX) != 0 && errno == EINTR) {
   }
 }
 

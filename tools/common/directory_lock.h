@@ -3,9 +3,8 @@
 #ifndef ZEMO_TOOLS_COMMON_DIRECTORY_LOCK_H
 #define ZEMO_TOOLS_COMMON_DIRECTORY_LOCK_H
 
-#include <string>
-
 #include "common/descriptors.h"
+#include "common/directory.h"
 
 namespace tool {
 
@@ -14,10 +13,10 @@ namespace tool {
 class DirectoryLock {
  public:
   // Throws Failure(STATUS_NOT_LOADED) if the directory cannot be opened.
-  explicit DirectoryLock(const std::string& directory);
+  explicit DirectoryLock(const Directory& directory);
 
  private:
-  Descriptor _directory;
+  Descriptor _locked;
 };
 
 }  // namespace tool

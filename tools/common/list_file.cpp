@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 
 #include "common/failure.h"
 #include "common/items.h"
@@ -39,17 +40,7 @@ class WithoutPackage {
   throw Failure(STATUS_NOT_LOADED, inQuotes(path) + " is no check list: " + reason);
 }
 
-}  // namespace
-
-ListFile readListFile(const std::string& path) {
-  std::error_code ignored;
-  // Opening a FIFO would wait for its writer, and a directory opens but has no lines.
-  if (std::filesystem::exists(path, ignored) && !std::filesystem::is_regular_file(path, ignored))
-    notAList(path, "it is not a regular file");
-  errno = 0;
-  std::ifstream file(path, std::ios::binary);
-  if (!file.is_open())
-    throw Failure(STATUS_NOT_LOADED, withReason("cannot open list " + inQuotes(path), errno));
+ListFile listFrom(std::istream& file, const std::string& path) {
   std::string line;
   if (!std::getline(file, line) || line != listHeader)
     notAList(path, "its first line is not " + listHeader);
@@ -68,6 +59,25 @@ ListFile readListFile(const std::string& path) {
   if (file.bad())
     throw Failure(STATUS_NOT_LOADED, withReason("cannot read list " + inQuotes(path), errno));
   return list;
+}
+
+}  // namespace
+
+ListFile readListFile(const std::string& path) {
+  std::error_code ignored;
+  // Opening a FIFO would wait for its writer, and a directory opens but has no lines.
+  if (std::filesystem::exists(path, ignored) && !std::filesystem::is_regular_file(path, ignored))
+    notAList(path, "it is not a regular file");
+  errno = 0;
+  std::ifstream file(path, std::ios::binary);
+  if (!file.is_open())
+    throw Failure(STATUS_NOT_LOADED, withReason("cannot open list " + inQuotes(path), errno));
+  return listFrom(file, path);
+}
+
+ListFile listIn(const std::string& content, const std::string& path) {
+  std::istringstream file(content);
+  return listFrom(file, path);
 }
 
 std::string entryLine(const ProtectedFile& entry) {

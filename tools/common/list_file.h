@@ -30,6 +30,9 @@ struct ListFile {
 // list.
 ListFile readListFile(const std::string& path);
 
+// The same of what has been read from `path`.
+ListFile listIn(const std::string& content, const std::string& path);
+
 // The entry as a line of a list, without line feed.
 std::string entryLine(const ZEMO::SELF_CHECK::ProtectedFile& entry);
 

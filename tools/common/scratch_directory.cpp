@@ -1,10 +1,8 @@
 #include "common/scratch_directory.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
@@ -40,32 +38,6 @@ ScratchDirectory::~ScratchDirectory() {
   // Without a descriptor to look into the directory, what is known to be in it goes, and then it.
   while (!_leftovers.empty())
     _leftovers.pop_back();
-}
-
-std::string readWholeFile(const std::string& path) {
-  auto const fail = [&path](int error) {
-    throw Failure(STATUS_NOT_LOADED, withReason("cannot read " + inQuotes(path), error));
-  };
-  // Opening a FIFO would wait for its writer.
-  Descriptor const file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
-  struct stat status = {};
-  if (file.get() < 0 || fstat(file.get(), &status) != 0)
-    fail(errno);
-  if (!S_ISREG(status.st_mode))
-    throw Failure(STATUS_NOT_LOADED,
-                  "cannot read " + inQuotes(path) + ": it is not a regular file");
-  std::string content;
-  std::array<char, 65536> buffer;  // NOLINT(cppcoreguidelines-pro-type-member-init) filled by read
-  for (;;) {
-    ssize_t const length = read(file.get(), buffer.data(), buffer.size());
-    if (length < 0 && errno == EINTR)
-      continue;
-    if (length < 0)
-      fail(errno);
-    if (length <= 0)
-      return content;
-    content.append(buffer.data(), static_cast<std::size_t>(length));
-  }
 }
 
 void writeWholeFile(const std::string& path, const std::string& content) {

@@ -29,10 +29,6 @@ class ScratchDirectory {
   std::vector<std::unique_ptr<Leftover>> _leftovers;
 };
 
-// The content of the regular file at `path`. Throws Failure(STATUS_NOT_LOADED) if it cannot be read
-// or is no regular file.
-std::string readWholeFile(const std::string& path);
-
 // Writes a file with this content, readable by its owner alone. Throws Failure(STATUS_NOT_LOADED).
 void writeWholeFile(const std::string& path, const std::string& content);
 

@@ -8,7 +8,6 @@
 
 #include "common/process.h"
 #include "common/regular_file.h"
-#include "common/scratch_directory.h"
 #include "common/sets.h"
 #include "gnupg/options.h"
 

@@ -11,6 +11,7 @@
 #include "common/atomic_file.h"
 #include "common/descriptors.h"
 #include "common/failure.h"
+#include "common/paths.h"
 #include "common/process.h"
 #include "common/regular_file.h"
 #include "common/sets.h"
@@ -64,12 +65,12 @@ Imported countsIn(const std::string& status) {
   return counts;
 }
 
-}  // namespace
-
 bool exists(const std::string& path) {
   struct stat status = {};
   return lstat(path.c_str(), &status) == 0 || errno != ENOENT;
 }
+
+}  // namespace
 
 std::string homeFrom(const std::string& option) {
   if (option.empty())
@@ -78,6 +79,14 @@ std::string homeFrom(const std::string& option) {
   while (home.size() > 1 && home.back() == '/')
     home.pop_back();
   return home;
+}
+
+Directory ownHome(const std::string& home) {
+  requireOwn(home);
+  Directory opened(home);
+  if (opened.get() < 0)
+    throw Failure(STATUS_NOT_LOADED, withReason("cannot open " + inQuotes(home), opened.error()));
+  return opened;
 }
 
 std::string ringIn(const std::string& home) {
@@ -95,6 +104,13 @@ void refuseOtherRings(const std::string& home) {
     std::string const reason = irregular(path);
     if (!reason.empty())
       throw Failure(STATUS_NOT_LOADED, reason);
+    struct stat status = {};
+    bool const isOfHome = directoryOf(path) == home;
+    std::string const stranger =
+        isOfHome && stat(path.c_str(), &status) == 0 ? strangerIn(status) : "";
+    if (!stranger.empty())
+      throw Failure(STATUS_NOT_LOADED,
+                    inQuotes(path) + " " + stranger + ", who could have changed it");
   }
 }
 
@@ -133,14 +149,15 @@ std::string readKeys(const std::string& file) {
   }
 }
 
-KeyRing::KeyRing(const std::string& home) : _home(home), _scratch(scratchNames) {
+KeyRing::KeyRing(const Directory& home)
+    : _home(home), _found(RegularFile::ifThere(home, ringIn(home.path()))), _scratch(scratchNames) {
   // Not "trust-model always": with that, GnuPG makes no trust database, and fails for the lack of
   // one when it imports a revocation. A key of the future is one for a machine whose clock is
   // behind.
   writeWholeFile(_scratch / "gpg.conf",
                  "no-auto-key-retrieve\nno-auto-check-trustdb\nignore-time-conflict\n");
-  if (exists(ringIn(home)))
-    writeWholeFile(_scratch / "pubring.kbx", readWholeFile(ringIn(home)));
+  if (_found)
+    writeWholeFile(_scratch / "pubring.kbx", _found->content());
   (void)keys();  // makes an empty ring if there is none, and fails for a damaged one
 }
 
@@ -155,7 +172,8 @@ std::vector<std::string> KeyRing::gpg(const std::vector<std::string>& words) con
 std::vector<Key> KeyRing::keys() const {
   Outcome const outcome = quietly(gpg({"--with-colons", "--list-keys"}), 1);
   if (outcome.status != 0)
-    throw Failure(STATUS_NOT_LOADED, "GnuPG cannot read the key ring " + inQuotes(ringIn(_home)));
+    throw Failure(STATUS_NOT_LOADED,
+                  "GnuPG cannot read the key ring " + inQuotes(ringIn(_home.path())));
   return keysIn(outcome.output);
 }
 
@@ -202,11 +220,11 @@ void KeyRing::proveWith(const std::string& configuration) const {
   Outcome const outcome = quietly(gpg({"--with-colons", "--list-keys"}), 1);
   writeWholeFile(_scratch / "gpg.conf", ours);
   if (outcome.status != 0)
-    refuseHome(_home, outcome.status);
+    refuseHome(_home.path(), outcome.status);
 }
 
 AtomicFile KeyRing::staged() const {
-  AtomicFile ring(ringIn(_home), 0644);
+  AtomicFile ring(_home, ringIn(_home.path()), 0644);
   ring.write(readWholeFile(_scratch / "pubring.kbx"));
   ring.finish();
   return ring;

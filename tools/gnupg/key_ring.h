@@ -3,10 +3,13 @@
 #ifndef ZEMO_TOOLS_GNUPG_KEY_RING_H
 #define ZEMO_TOOLS_GNUPG_KEY_RING_H
 
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "common/atomic_file.h"
+#include "common/directory.h"
+#include "common/regular_file.h"
 #include "common/scratch_directory.h"
 #include "gnupg/keys.h"
 
@@ -20,7 +23,10 @@ class KeyRing {
  public:
   // Copies the ring in `home`; begins with an empty one if it has none. Whoever means to call
   // install() holds a DirectoryLock on `home` meanwhile.
-  explicit KeyRing(const std::string& home);
+  explicit KeyRing(const Directory& home);
+
+  // The home had a ring, of which this is the copy.
+  bool isCopy() const { return _found.has_value(); }
 
   // The keys in the copy.
   std::vector<Key> keys() const;
@@ -41,10 +47,14 @@ class KeyRing {
   AtomicFile staged() const;
   void install() const { staged().commit(); }
 
+  // Lets everybody read the home's ring, which has been copied.
+  void publish() const { _found->publish(); }
+
  private:
   std::vector<std::string> gpg(const std::vector<std::string>& words) const;
 
-  std::string _home;
+  Directory _home;
+  std::optional<RegularFile> _found;
   ScratchDirectory _scratch;
 };
 
@@ -55,20 +65,22 @@ std::vector<Key> keysOfHome(const std::string& home);
 // The home that `--homedir` names, without slashes at its end. Throws UsageError if it is empty.
 std::string homeFrom(const std::string& option);
 
+// The directory `home`. Throws Failure(STATUS_NOT_LOADED) if it cannot be opened, or somebody other
+// than root and the caller could change or exchange it: GnuPG does what the gpg.conf in it says.
+Directory ownHome(const std::string& home);
+
 // The path of the key ring in `home`.
 std::string ringIn(const std::string& home);
 
 // Throws Failure(STATUS_NOT_LOADED) if `home` has files that GnuPG takes instead of pubring.kbx and
-// gpg.conf, or one of its files is not a regular one, for which GnuPG could wait for ever.
+// gpg.conf, or one of its files is not a regular one, for which GnuPG could wait for ever, or one
+// that somebody other than root and the caller can change.
 void refuseOtherRings(const std::string& home);
 
 // The content of the file of keys at `file`: a regular file or a pipe, which is read to its end;
 // "-" is standard input, whatever that is. Throws Failure(STATUS_NOT_LOADED), also for more than 64
 // MiB.
 std::string readKeys(const std::string& file);
-
-// Something exists at `path`, a dangling link included.
-bool exists(const std::string& path);
 
 }  // namespace tool
 

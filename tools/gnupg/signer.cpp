@@ -7,6 +7,7 @@
 
 #include "common/failure.h"
 #include "common/process.h"
+#include "common/regular_file.h"
 #include "common/scratch_directory.h"
 #include "gnupg/signature_check.h"
 #include "gnupg/status_lines.h"
