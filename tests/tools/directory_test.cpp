@@ -1,18 +1,54 @@
-// Who else could change a directory, or exchange it.
+// Directories that are opened once, their locks, and who else could change them.
 
 #include "common/directory.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <filesystem>
 
+#include "common/directory_lock.h"
 #include "common/failure.h"
 #include "support/files.h"
 #include "support/temporary_directory.h"
 
+using tool::Directory;
+using tool::DirectoryLock;
+
 namespace {
+
+constexpr auto aMoment = std::chrono::milliseconds(50);
+
+class DirectoryLockTest : public ::testing::Test {
+ protected:
+  // The exit status of a process that does `work`: 0, or 1 if that throws.
+  template <typename Work>
+  static int inProcess(Work work) {
+    pid_t const child = fork();
+    if (child == 0) {
+      try {
+        work();
+      } catch (const std::exception&) {
+        _exit(1);
+      }
+      _exit(0);
+    }
+    int status = 0;
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    return WEXITSTATUS(status);
+  }
+
+  int tryToLock() const {
+    return inProcess([this] { DirectoryLock const lock(Directory(directory.path()), aMoment); });
+  }
+
+  TemporaryDirectory directory;
+  const std::string file = directory / ".zemo-lock";
+};
 
 class RequireOwnTest : public ::testing::Test {
  protected:
@@ -30,6 +66,76 @@ class RequireOwnTest : public ::testing::Test {
 };
 
 }  // namespace
+
+TEST_F(DirectoryLockTest, IsHeldByOneAndGoesWithIt) {
+  {
+    DirectoryLock const lock(Directory(directory.path()));
+    EXPECT_EQ(tryToLock(), 1);
+  }
+  EXPECT_TRUE(std::filesystem::is_empty(directory.path()));
+  EXPECT_EQ(tryToLock(), 0);
+}
+
+// Everybody who may read a directory may hold a lock of it.
+TEST_F(DirectoryLockTest, ALockOfTheDirectoryItselfHoldsNobodyUp) {
+  int const opened = open(directory.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  ASSERT_EQ(flock(opened, LOCK_EX), 0);
+  EXPECT_EQ(tryToLock(), 0);
+  (void)close(opened);
+}
+
+TEST_F(DirectoryLockTest, NobodyElseCanOpenItsFile) {
+  mode_t const before = umask(0);
+  DirectoryLock const lock(Directory(directory.path()));
+  umask(before);
+  EXPECT_EQ(statusOf(file).st_mode & 07777U, 0600U);
+}
+
+TEST_F(DirectoryLockTest, WhatACrashLeftDoesNotMatter) {
+  writeFile(file, "", 0600);
+  EXPECT_EQ(tryToLock(), 0);
+  EXPECT_TRUE(std::filesystem::is_empty(directory.path()));
+}
+
+TEST_F(DirectoryLockTest, WaitingHasAnEndAndSaysForWhat) {
+  DirectoryLock const lock(Directory(directory.path()));
+  try {
+    DirectoryLock const second(Directory(directory.path()), aMoment);
+    FAIL();
+  } catch (const tool::Failure& failure) {
+    EXPECT_EQ(
+        std::string(failure.what()),
+        "another run holds '" + file + "'; nothing is done (remove the file if there is none)");
+  }
+}
+
+TEST_F(DirectoryLockTest, LinksAreNotFollowed) {
+  writeFile(directory / "target", "", 0600);
+  makeLink("target", file);
+  EXPECT_EQ(tryToLock(), 1);
+}
+
+// Each process adds to a number many times; no addition is lost.
+TEST_F(DirectoryLockTest, ManyRunsLoseNothing) {
+  constexpr int processes = 8;
+  constexpr int rounds = 100;
+  writeFile(directory / "number", "0");
+  for (int i = 0; i < processes; ++i) {
+    if (fork() != 0)
+      continue;
+    for (int round = 0; round < rounds; ++round) {
+      DirectoryLock const lock(Directory(directory.path()));
+      int const number = std::stoi(readFile(directory / "number"));
+      writeFile(directory / "number", std::to_string(number + 1));
+    }
+    _exit(0);
+  }
+  while (wait(nullptr) > 0) {
+  }
+  EXPECT_EQ(readFile(directory / "number"), std::to_string(processes * rounds));
+  std::cout << processes * rounds << " runs, "
+            << processes * rounds - std::stoi(readFile(directory / "number")) << " lost\n";
+}
 
 TEST_F(RequireOwnTest, TheCallersOwnDirectoriesServe) {
   makeDirectory(directory / "a/b");

@@ -1,5 +1,7 @@
 // zemo-selfcheck init-home: a home that every caller can verify with, and nothing left in it.
 
+#include <fcntl.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -339,6 +341,15 @@ TEST_F(InitHomeCommandTest, FollowsNoLinkToWhatItMakesReadable) {
   }
   makeLink(home, files / "link");
   EXPECT_EQ(tool({"init-home", "--homedir", files / "link"}).status, notLoaded);
+}
+
+TEST_F(InitHomeCommandTest, AnotherUsersLockHoldsNothingUp) {
+  ASSERT_EQ(tool({"init-home", "--homedir", home, "--import", maker()}).status, 0);
+  int const opened = open(home.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  ASSERT_EQ(flock(opened, LOCK_EX), 0);
+  EXPECT_EQ(tool({"init-home", "--homedir", home}).status, 0);
+  EXPECT_EQ(tool({"remove-key", "--homedir", home, keys().fingerprint("Maker")}).status, 0);
+  (void)close(opened);
 }
 
 TEST_F(InitHomeCommandTest, TakesPipesAndStandardInput) {
