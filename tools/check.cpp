@@ -78,6 +78,9 @@ std::unique_ptr<CheckReport> reportFor(const Options& options) {
 void requireMeasurable(const CheckPlan& plan, const Options& options) {
   if (options.metrics->empty())
     throw UsageError("--metrics takes the name of a file");
+  if (*options.metrics == "-")
+    throw UsageError(
+        "--metrics writes to a file, not to standard output; ./- names a file that is called so");
   if (!options.under.empty() || plan.items != itemsNamed({"all"}))
     throw UsageError("--metrics tells of whole checks and does not go with --under or --items");
   std::set<std::string> seen;
@@ -141,6 +144,8 @@ int runCheck(const Options& options) {
   std::unique_ptr<CheckReport> const report = reportFor(options);
   if (options.accept)
     check->accepted = Accepted(*options.accept);
+  if (options.metrics)
+    requireMetricsFile(*options.metrics);
 
   endSoonAfterInterruption(STATUS_UNCHECKED);
   watchForInterruption();

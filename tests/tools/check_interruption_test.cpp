@@ -203,7 +203,8 @@ TEST_F(CheckInterruptionTest, FurtherSetsAreNotLoaded) {
 TEST_F(CheckInterruptionTest, MetricsSayWhatWasNotChecked) {
   arrange();
   packageList("demo", {existing("/")});
-  writeFile(metrics, cleanSample("1000000000") + "\n" + cleanSample("1000000001", "demo") + "\n");
+  writeFile(metrics, "# HELP zemo_selfcheck_mismatches text\n" + cleanSample("1000000000") + "\n" +
+                         cleanSample("1000000001", "demo") + "\n");
   StartedProgram program({ZEMO_TOOL, "check", "--jobs", "1", "--all", "--metrics", metrics});
   untilReading(program);
   program.signal(SIGTERM);

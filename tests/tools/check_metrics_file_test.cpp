@@ -24,17 +24,22 @@ class CheckMetricsFileTest : public CheckMetricsTest {
     return value("last_clean_timestamp_seconds", set);
   }
 
-  // The file cannot be written: what is said of that, and that the findings stay true.
-  void expectFailure(const std::string& path, const std::string& message,
+  // A file of metrics whose first line is followed by these bytes.
+  void writeOld(const std::string& rest = "") const {
+    writeFile(metrics, "# HELP zemo_selfcheck_mismatches text\n" + rest);
+  }
+
+  // Nothing is checked.
+  void expectRefusal(const std::string& path, const std::string& message,
                      ProgramRun (*run)(const std::vector<std::string>&)) const {
     arrange(false);
-    ProgramRun const failed = run({"--metrics", path});
-    EXPECT_EQ(failed.status, missing | unchecked) << path;
-    EXPECT_EQ(failed.errors, "zemo-selfcheck: " + message + "\n");
-    EXPECT_NE(failed.output.find("1 missing"), std::string::npos);
+    ProgramRun const refused = run({"--metrics", path});
+    EXPECT_EQ(refused.status, notLoaded) << path;
+    EXPECT_EQ(refused.errors, "zemo-selfcheck: " + message + "\n");
+    EXPECT_EQ(refused.output, "");
   }
-  void expectFailure(const std::string& path, const std::string& message) const {
-    expectFailure(path, message,
+  void expectRefusal(const std::string& path, const std::string& message) const {
+    expectRefusal(path, message,
                   [](const std::vector<std::string>& words) { return check(words); });
   }
 
@@ -55,10 +60,11 @@ TEST_F(CheckMetricsFileTest, EverybodyMayReadIt) {
 
 TEST_F(CheckMetricsFileTest, ItIsReplacedAndNotWrittenTo) {
   arrange(true);
-  writeFile(metrics, "old\n");
+  writeOld("old\n");
+  std::string const old = readFile(metrics);
   std::filesystem::create_hard_link(metrics, files / "same");
   EXPECT_EQ(measured().status, 0);
-  EXPECT_EQ(readFile(files / "same"), "old\n");
+  EXPECT_EQ(readFile(files / "same"), old);
   EXPECT_EQ(value("exit_status"), "0");
 }
 
@@ -69,7 +75,7 @@ TEST_F(CheckMetricsFileTest, ARelativeName) {
 }
 
 TEST_F(CheckMetricsFileTest, TheCleanTimeStaysOverABadRunAndAGoodOneMovesIt) {
-  writeFile(metrics, cleanSample("1000000000") + "\n");
+  writeOld(cleanSample("1000000000") + "\n");
   arrange(false);
   EXPECT_EQ(measured().status, missing);
   EXPECT_EQ(lastClean(), "1000000000");
@@ -86,9 +92,8 @@ TEST_F(CheckMetricsFileTest, TheCleanTimeStaysOverABadRunAndAGoodOneMovesIt) {
 }
 
 TEST_F(CheckMetricsFileTest, EverySetHasItsOwnCleanTime) {
-  writeFile(metrics, cleanSample("1000000000") + "\n" + cleanSample("1000000001", "demo") + "\n" +
-                         cleanSample("1000000002", R"(q\"\\033)") + "\n" +
-                         cleanSample("9", "gone") + "\n");
+  writeOld(cleanSample("1000000000") + "\n" + cleanSample("1000000001", "demo") + "\n" +
+           cleanSample("1000000002", R"(q\"\\033)") + "\n" + cleanSample("9", "gone") + "\n");
   arrange(true);
   arrange(false, "demo");
   arrange(false, "q\"\x1b");
@@ -99,7 +104,7 @@ TEST_F(CheckMetricsFileTest, EverySetHasItsOwnCleanTime) {
   EXPECT_EQ(lastClean("gone"), "");
 }
 
-TEST_F(CheckMetricsFileTest, AnOldFileThatIsNotOursSaysNothing) {
+TEST_F(CheckMetricsFileTest, DamagedSamplesOfAnOldFileSayNothing) {
   arrange(false);
   std::string const all(4096, '\0');
   for (const std::string& content :
@@ -110,7 +115,7 @@ TEST_F(CheckMetricsFileTest, AnOldFileThatIsNotOursSaysNothing) {
         " " + cleanSample("1000000000") + "\n", "# " + cleanSample("1000000000") + "\n",
         cleanSample("1000000000", "other") + "\n", cleanSample("") + "\n",
         cleanSample("1000000000\r") + "\n"}) {
-    writeFile(metrics, content);
+    writeOld(content);
     ProgramRun const run = measured();
     EXPECT_EQ(run.status, missing) << content;
     EXPECT_EQ(run.errors, "");
@@ -120,20 +125,48 @@ TEST_F(CheckMetricsFileTest, AnOldFileThatIsNotOursSaysNothing) {
 
 TEST_F(CheckMetricsFileTest, AVeryLargeOldFileIsNotRead) {
   arrange(false);
-  writeFile(metrics, cleanSample("1000000000") + "\n");
+  writeOld(cleanSample("1000000000") + "\n");
   std::filesystem::resize_file(metrics, std::uintmax_t{1} << 40U);
   EXPECT_EQ(measured().status, missing);
   EXPECT_EQ(lastClean(), "");
 }
 
-TEST_F(CheckMetricsFileTest, AnOldFileThatCannotBeReadSaysNothing) {
-  arrange(false);
-  writeFile(metrics, cleanSample("1000000000") + "\n");
+TEST_F(CheckMetricsFileTest, AnEmptyFileIsReplaced) {
+  arrange(true);
+  writeFile(metrics, "");
+  EXPECT_EQ(measured().status, 0);
+  EXPECT_EQ(value("exit_status"), "0");
+}
+
+TEST_F(CheckMetricsFileTest, AnotherFileIsNotReplaced) {
+  std::string const message =
+      "cannot replace '" + metrics + "': it is not a file of metrics of this program's";
+  for (const std::string content :
+       {"root:x:0:0:root:/root:/bin/sh\n", "\n", "# HELP node_cpu_seconds_total text\n", "#",
+        "WAM_SELF_CHECK\n"}) {
+    writeFile(metrics, content);
+    expectRefusal(metrics, message);
+    EXPECT_EQ(readFile(metrics), content);
+  }
+  writeFile(metrics, "x");
+  std::filesystem::resize_file(metrics, std::uintmax_t{1} << 40U);
+  expectRefusal(metrics, message);
+  EXPECT_EQ(members(), 1U);
+}
+
+TEST_F(CheckMetricsFileTest, AFileThatCannotBeReadIsNotReplaced) {
+  writeOld();
   changeMode(metrics, 0);
-  ProgramRun const run = checkUnprivileged({"--metrics", metrics});
-  EXPECT_EQ(run.status, missing);
-  EXPECT_EQ(run.errors, "");
-  EXPECT_EQ(lastClean(), "");
+  expectRefusal(metrics, "cannot read '" + metrics + "': Permission denied",
+                [](const std::vector<std::string>& words) { return checkUnprivileged(words); });
+}
+
+TEST_F(CheckMetricsFileTest, StandardOutputIsNoFile) {
+  arrange(true);
+  ProgramRun const run = check({"--metrics", "-"});
+  EXPECT_EQ(run.status, usage);
+  EXPECT_EQ(run.output, "");
+  EXPECT_NE(run.errors.find("--metrics writes to a file"), std::string::npos);
 }
 
 TEST_F(CheckMetricsFileTest, OnlyARegularFileIsReplaced) {
@@ -143,50 +176,53 @@ TEST_F(CheckMetricsFileTest, OnlyARegularFileIsReplaced) {
   makeLink("/nowhere", files / "dangling");
   makeFifo(files / "fifo");
   for (const std::string name : {"directory", "link", "dangling", "fifo"})
-    expectFailure(files / name,
+    expectRefusal(files / name,
                   "cannot replace '" + (files / name) + "': it is not a regular file");
-  expectFailure("/dev/null", "cannot replace '/dev/null': it is not a regular file");
+  expectRefusal("/dev/null", "cannot replace '/dev/null': it is not a regular file");
   EXPECT_EQ(readFile(files / "target"), "old\n");
   EXPECT_TRUE(S_ISLNK(statusOf(files / "link").st_mode));
   EXPECT_EQ(members(), 5U);
 }
 
 TEST_F(CheckMetricsFileTest, ItMustBePossibleToWriteIt) {
-  expectFailure(files / "none/x.prom",
+  expectRefusal(files / "none/x.prom",
                 "cannot write '" + (files / "none/x.prom") + "': No such file or directory");
   writeFile(files / "file", "");
-  expectFailure(files / "file/x.prom",
+  expectRefusal(files / "file/x.prom",
                 "cannot write '" + (files / "file/x.prom") + "': Not a directory");
   std::string const longest = files / std::string(256, 'x');
-  expectFailure(longest, "cannot replace '" + longest + "': File name too long");
+  expectRefusal(longest, "cannot read '" + longest + "': File name too long");
   EXPECT_EQ(members(), 1U);
 }
 
-TEST_F(CheckMetricsFileTest, TheSummaryCountsAFileThatCannotBeWritten) {
-  arrange(true);
-  ProgramRun const run = check({"--format", "json", "--metrics", files / "none/x.prom"});
-  EXPECT_EQ(run.status, unchecked);
-  EXPECT_NE(lastLine(run.output).find("\"partial\":false,\"status\":8}"), std::string::npos)
-      << run.output;
-}
-
 TEST_F(CheckMetricsFileTest, ADirectoryThatOthersOwn) {
-  writeFile(metrics, "old\n");
+  writeOld("old\n");
+  std::string const old = readFile(metrics);
   changeMode(files.path(), 0555);
-  expectFailure(metrics, "cannot write '" + metrics + "': Permission denied",
+  expectRefusal(metrics, "cannot write '" + metrics + "': Permission denied",
                 [](const std::vector<std::string>& words) { return checkUnprivileged(words); });
   changeMode(files.path(), 0755);
-  EXPECT_EQ(readFile(metrics), "old\n");
+  EXPECT_EQ(readFile(metrics), old);
 }
 
+// What was found stays true.
 TEST_F(CheckMetricsFileTest, AFullDisk) {
+  std::string const full = files / "full/x.prom";
   makeDirectory(files / "full");
   runShell("mount -t tmpfs -o size=8k zemo " + quoted(files / "full"));
-  writeFile(files / "full/x.prom", "old\n");
+  writeOld();
+  std::string const old = readFile(metrics);
+  writeFile(full, old);
   writeFile(files / "full/filler", "x");
-  expectFailure(files / "full/x.prom",
-                "cannot write '" + (files / "full/x.prom") + "': No space left on device");
-  EXPECT_EQ(readFile(files / "full/x.prom"), "old\n");
+  arrange(false);
+  ProgramRun const failed = check({"--metrics", full});
+  EXPECT_EQ(failed.status, missing | unchecked);
+  EXPECT_EQ(failed.errors,
+            "zemo-selfcheck: cannot write '" + full + "': No space left on device\n");
+  EXPECT_NE(failed.output.find("1 missing"), std::string::npos);
+  EXPECT_EQ(readFile(full), old);
+  std::string const summary = lastLine(check({"--format", "json", "--metrics", full}).output);
+  EXPECT_NE(summary.find("\"partial\":false,\"status\":10}"), std::string::npos) << summary;
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(files / "full"),
                           std::filesystem::directory_iterator()),
             2);

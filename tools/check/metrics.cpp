@@ -2,44 +2,52 @@
 
 #include <sys/stat.h>
 
-#include <cerrno>
+#include <optional>
 
 #include "check/last_clean.h"
 #include "common/atomic_file.h"
 #include "common/failure.h"
+#include "common/paths.h"
 #include "common/regular_file.h"
 
 namespace tool {
 namespace {
 
 // No file of ours is larger.
-constexpr off_t largest = off_t{16} << 20U;
+constexpr std::size_t largest = std::size_t{16} << 20U;
 
-// The old file; empty if there is none, or none that could be ours. Throws if the new one must not
-// take its place: somebody named a device, or a link whose target would not change.
-std::string contentBefore(const std::string& file) {
+// The old file; empty if there is none, or it is too large. Throws if the new one must not take its
+// place: somebody named another file, a device, or a link whose target would not change.
+std::string contentBefore(const Directory& directory, const std::string& file) {
   struct stat status = {};
-  if (lstat(file.c_str(), &status) != 0)
-    return "";  // if it is more than missing, writing will tell
-  if (!S_ISREG(status.st_mode))
-    throw Failure(STATUS_UNCHECKED,
+  if (lstat(file.c_str(), &status) == 0 &&
+      !S_ISREG(status.st_mode))  // opening a device has effects
+    throw Failure(STATUS_NOT_LOADED,
                   "cannot replace " + inQuotes(file) + ": it is not a regular file");
-  if (status.st_size > largest)
+  std::optional<RegularFile> const old = RegularFile::ifThere(directory, file);
+  if (!old)
     return "";
-  try {
-    return readWholeFile(file);
-  } catch (const Failure&) {
-    return "";
-  }
+  std::string content = old->content(largest);
+  if (!content.empty() && !isMetricsText(content))
+    throw Failure(STATUS_NOT_LOADED, "cannot replace " + inQuotes(file) +
+                                         ": it is not a file of metrics of this program's");
+  return old->status().st_size > static_cast<off_t>(largest) ? "" : content;
 }
 
 }  // namespace
 
+void requireMetricsFile(const std::string& file) {
+  Directory const directory(directoryOf(file));
+  AtomicFile const probe(directory, file, 0644);
+  (void)contentBefore(directory, file);
+}
+
 void writeMetrics(const std::string& file, const std::string& mode, std::vector<SetRun> runs) {
-  std::string const before = contentBefore(file);
+  Directory const directory(directoryOf(file));
+  AtomicFile written(directory, file, 0644);
+  std::string const before = contentBefore(directory, file);
   for (SetRun& run : runs)
     run.lastClean = isClean(run) ? run.ended : lastCleanIn(before, run.set, mode, run.ended);
-  AtomicFile written(file, 0644);
   written.write(metricsText(mode, runs));
   written.commit();
 }

@@ -7,6 +7,7 @@
 
 #include "common/escape.h"
 #include "common/items.h"
+#include "common/words.h"
 
 using namespace ZEMO::SELF_CHECK;
 
@@ -128,6 +129,10 @@ std::string metricsText(const std::string& mode, const std::vector<SetRun>& runs
       text += heading(metric.name, metric.help) + samples;
   }
   return text;
+}
+
+bool isMetricsText(const std::string& content) {
+  return startsWith(content, "# HELP " + prefix);
 }
 
 std::string lastCleanSample(const std::string& set, const std::string& mode) {

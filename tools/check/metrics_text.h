@@ -29,6 +29,9 @@ bool isClean(const SetRun& run);
 // All samples of the runs, which are of different sets; each metric with its HELP and TYPE.
 std::string metricsText(const std::string& mode, const std::vector<SetRun>& runs);
 
+// `content` begins as all texts of metricsText() do.
+bool isMetricsText(const std::string& content);
+
 // The start of the line that holds the set's lastClean, up to the value.
 std::string lastCleanSample(const std::string& set, const std::string& mode);
 
