@@ -2,6 +2,7 @@
 
 #include "common/atomic_file.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -9,6 +10,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <ctime>
 #include <filesystem>
 
 #include "common/failure.h"
@@ -104,6 +106,57 @@ TEST_F(AtomicFileTest, TheTemporaryPathIsThatOfTheVeryFile) {
   for (const auto& member : std::filesystem::directory_iterator(directory.path()))
     writeFile((std::filesystem::remove(member.path()), member.path()), "exchanged");
   EXPECT_EQ(readFile(file.temporary()), "new");
+}
+
+class StaleFilesTest : public AtomicFileTest {
+ protected:
+  // A temporary file that was last written so many seconds ago.
+  void leave(const std::string& name, time_t age) {
+    writeFile(directory / name, "cut", 0600);
+    timespec const then = {std::time(nullptr) - age, 0};
+    timespec const times[] = {then, then};
+    ASSERT_EQ(utimensat(AT_FDCWD, (directory / name).c_str(), times, 0), 0);
+  }
+  bool isThere(const std::string& name) const { return std::filesystem::exists(directory / name); }
+  void writeAnother() { AtomicFile(directory / "f", 0644).commit(); }
+
+  static constexpr time_t hour = 3600;
+  static constexpr time_t days = 2 * 24 * hour;
+};
+
+TEST_F(StaleFilesTest, AreRemovedByTheNextWriterOnceTheyAreOld) {
+  leave(".zemo-abcDEF", days);
+  leave(".zemo-012345", 25 * hour);
+  leave(".zemo-young1", 23 * hour);
+  leave(".zemo-future", -days);
+  writeAnother();
+  EXPECT_FALSE(isThere(".zemo-abcDEF"));
+  EXPECT_FALSE(isThere(".zemo-012345"));
+  EXPECT_TRUE(isThere(".zemo-young1"));
+  EXPECT_TRUE(isThere(".zemo-future"));
+}
+
+TEST_F(StaleFilesTest, StayWhileTheirWriterLives) {
+  AtomicFile const writer(directory / "g", 0644);
+  for (const auto& member : std::filesystem::directory_iterator(directory.path()))
+    leave(member.path().filename(), days);
+  leave(".zemo-abcdef", days);
+  writeAnother();
+  EXPECT_EQ(members(), 2U) << "the writer's and the new file";
+  EXPECT_FALSE(isThere(".zemo-abcdef"));
+}
+
+TEST_F(StaleFilesTest, WhatIsNamedOrMadeOtherwiseStays) {
+  for (const char* const name : {"zemo-abcdef", ".zemo-abcde", ".zemo-abcdefg", ".zemo-abc.ef",
+                                 ".zemo-lock", ".zemo_abcdef"})
+    leave(name, days);
+  leave("target", days);
+  makeLink("target", directory / ".zemo-linked");
+  makeFifo(directory / ".zemo-afifo");
+  makeDirectory(directory / ".zemo-direct");
+  std::size_t const before = members();
+  writeAnother();
+  EXPECT_EQ(members(), before + 1);
 }
 
 TEST_F(AtomicFileTest, LongContentIsWhole) {

@@ -1,6 +1,7 @@
 #include "common/atomic_file.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/random.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -9,10 +10,12 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 
 #include "common/failure.h"
 #include "common/paths.h"
 #include "common/sets.h"
+#include "common/words.h"
 
 namespace tool {
 namespace {
@@ -25,6 +28,9 @@ constexpr std::string_view letters =
     "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789";
 constexpr std::size_t randomLetters = 6;
 
+constexpr std::time_t oldAge =
+    86400;  // seconds; a writer whose lock does not count is done by then
+
 // Empty if there is no source of random numbers.
 std::string randomName() {
   std::array<unsigned char, randomLetters> random{};
@@ -34,6 +40,30 @@ std::string randomName() {
   for (unsigned char const byte : random)
     name += letters[byte % letters.size()];
   return name;
+}
+
+bool isOurName(const std::string& name) {
+  return name.size() == temporaryStart.size() + randomLetters && startsWith(name, temporaryStart) &&
+         name.find_first_not_of(letters, temporaryStart.size()) == std::string::npos;
+}
+
+bool isOld(const struct stat& status) {
+  return S_ISREG(status.st_mode) && status.st_uid == geteuid() &&
+         std::time(nullptr) - status.st_mtime > oldAge;
+}
+
+// Removes what writers have left that ended without a chance to remove it themselves.
+void removeStale(const Directory& directory) {
+  for (const std::string& name : directory.members()) {
+    struct stat status = {};
+    if (!isOurName(name) ||
+        fstatat(directory.get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0 || !isOld(status))
+      continue;
+    Descriptor const file(openat(directory.get(), name.c_str(),
+                                 O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    if (file.get() >= 0 && flock(file.get(), LOCK_EX | LOCK_NB) == 0)
+      (void)unlinkat(directory.get(), name.c_str(), 0);  // the next writer tries again
+  }
 }
 
 int synced(int descriptor) {
@@ -59,9 +89,12 @@ AtomicFile::AtomicFile(Directory directory, std::string path, mode_t mode)
     : _path(std::move(path)), _mode(mode), _directory(std::move(directory)) {
   if (_directory.get() < 0)
     fail("cannot write", _directory.error());
+  removeStale(_directory);
   HeldSignals const untilNoted;
   open();
   _leftover = std::make_unique<Leftover>(joined(_directory.path(), _name));
+  // Only whoever may read the file can hold the lock. Some file systems have none.
+  (void)flock(_file.get(), LOCK_EX | LOCK_NB);
   _temporary = "/proc/self/fd/" + std::to_string(_file.get());
   if (access(_temporary.c_str(), F_OK) != 0)
     _temporary = joined(_directory.path(), _name);

@@ -17,7 +17,9 @@ namespace tool {
 
 // Writes to a temporary file beside the target and puts it in the target's place by commit().
 // Without that, the temporary file is removed when this goes, and when a signal ends the program
-// that it did not handle or ignore (leftovers.h). To be made and destroyed by one thread.
+// that it did not handle or ignore (leftovers.h). One that a power cut has left is removed by the
+// next AtomicFile in its directory, once it is a day old and no writer holds its lock. To be made
+// and destroyed by one thread.
 //
 // All operations throw Failure(STATUS_NOT_LOADED), naming the target.
 class AtomicFile {
