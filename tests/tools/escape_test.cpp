@@ -38,6 +38,18 @@ TEST(Escape, WhatTerminalsAndReadersObeyBecomesOctal) {
   EXPECT_EQ(escaped("\xc2\xa0"), "\xc2\xa0");
 }
 
+TEST(Escape, WhatCannotBeSeenBecomesOctal) {
+  for (const char* const invisible :
+       {"\u00ad", "\u061c", "\u200b", "\u200c", "\u200d", "\u200e", "\u200f", "\u202a", "\u202e",
+        "\u2060", "\u2061", "\u2064", "\u2066", "\u2069", "\u206f", "\ufeff", "\U000e0000",
+        "\U000e0041", "\U000e007f"})
+    EXPECT_EQ(escaped(invisible).front(), '\\') << escaped(invisible);
+  EXPECT_EQ(escaped("l\u200bs"), "l\\342\\200\\213s");
+  for (const char* const visible : {"\u00ac", "\u00ae", "\u200a", "\u2010", "\u2027", "\u2030",
+                                    "\u2070", "\ufefe", "\uff00", "\U000e0080"})
+    EXPECT_EQ(escaped(visible), visible);
+}
+
 TEST(Escape, UnescapedTakesEveryTextBack) {
   unsigned const seed = std::random_device()();
   SCOPED_TRACE(seed);

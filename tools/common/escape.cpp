@@ -1,6 +1,8 @@
 #include "common/escape.h"
 
+#include <algorithm>
 #include <cstdint>
+#include <iterator>
 
 namespace tool {
 namespace {
@@ -18,15 +20,28 @@ uint32_t codePoint(std::string_view sequence) {
   return value;
 }
 
+struct Range {
+  uint32_t first;
+  uint32_t last;
+};
+
+// What a terminal obeys, what breaks a line or changes the direction of writing, and what is not
+// seen: two names that differ by it alone would look the same.
+constexpr Range notPrintable[] = {
+    {0x0, 0x1f},        {0x7f, 0x9f},  // control characters
+    {0xad, 0xad},                      // soft hyphen
+    {0x61c, 0x61c},                    // Arabic letter mark
+    {0x200b, 0x200f},                  // of no width, and marks of direction
+    {0x2028, 0x202e},                  // line and paragraph separator, embedded directions
+    {0x2060, 0x206f},                  // invisible operators, isolated directions
+    {0xfeff, 0xfeff},                  // of no width: the byte order mark
+    {0xe0000, 0xe007f},                // tags
+};
+
 bool isPrintable(uint32_t point) {
-  if (point < 0x20 || (point >= 0x7f && point < 0xa0))
-    return false;  // control characters, the second set of which terminals obey, too
-  if (point == 0x2028 || point == 0x2029)
-    return false;  // line and paragraph separator
-  bool const direction = point == 0x61c || point == 0x200e || point == 0x200f ||
-                         (point >= 0x202a && point <= 0x202e) ||
-                         (point >= 0x2066 && point <= 0x2069);
-  return !direction;
+  return std::none_of(
+      std::begin(notPrintable), std::end(notPrintable),
+      [point](const Range& range) { return range.first <= point && point <= range.last; });
 }
 
 void appendOctal(std::string& text, unsigned byte) {

@@ -11,8 +11,8 @@
 namespace tool {
 
 // `text` with every byte that is no printable UTF-8, and every backslash, as a backslash and three
-// octal digits. Not printable are control characters, and the ones that break a line or change the
-// direction of writing. No two texts have the same result.
+// octal digits. Not printable are control characters, and the ones that break a line, change the
+// direction of writing or cannot be seen. No two texts have the same result.
 std::string escaped(std::string_view text);
 
 // The text whose escaped form is `text`; nothing if a backslash is not followed by three octal
