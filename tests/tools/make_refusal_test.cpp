@@ -107,6 +107,17 @@ TEST_F(MakeRefusalTest, OutputMustBeNamedLikeAListOfItsSet) {
   EXPECT_EQ(tool({"make", files.path()}).status, usage);
 }
 
+// The signature's name is four bytes longer.
+TEST_F(MakeRefusalTest, AListThatCouldNotBeSigned) {
+  std::string const start = "wam.full.";
+  output = lists / (start + std::string(252 - start.size() - 5, 'x') + ".list");
+  expectUsage({files.path()}, "--output '" + output +
+                                  "': its name is too long for a signature beside it: at most 251 "
+                                  "bytes");
+  output = lists / (start + std::string(251 - start.size() - 5, 'x') + ".list");
+  EXPECT_EQ(make({files.path()}).status, 0);
+}
+
 TEST_F(MakeRefusalTest, SomethingMustBeNamed) {
   expectUsage({}, "say what to list: paths, --from, --dpkg or --fixed");
   expectUsage({""}, "an empty name is no path");
@@ -126,6 +137,8 @@ TEST_F(MakeRefusalTest, ValuesMustMakeSense) {
   expectUsage({tree, "--serial", ""}, "--serial '' is no number from 0 to 18446744073709551615");
   expectUsage({tree, "--package", ""}, "'' cannot be the name of a set");
   expectUsage({tree, "--mode", "a/b"}, "'a/b' cannot be the name of a mode");
+  for (const std::string mode : {"full.test", "full*", "fu[l]l", "full?"})
+    expectUsage({tree, "--mode", mode}, "'" + mode + "' cannot be the name of a mode");
   expectUsage({tree, "--package", "a*"}, "'a*' cannot be the name of a set");
   expectUsage({tree, "--package", "wam"},
               "--package wam: that is the operating system's own set and no package");

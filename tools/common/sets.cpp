@@ -16,7 +16,7 @@
 namespace tool {
 namespace {
 
-// What the library's pattern matcher does not take for itself. A blank or a dot is fine.
+// What the library's pattern matcher does not take for itself. A blank is fine.
 bool isPlain(const std::string& name) {
   return !name.empty() && name.find_first_of("/*?[]\\") == std::string::npos;
 }
@@ -60,7 +60,8 @@ void requireSetName(const std::string& name) {
 }
 
 void requireModeName(const std::string& mode) {
-  if (!isPlain(mode))
+  // The lists of a mode "full.x" would be lists of the mode "full", too.
+  if (!isPlain(mode) || mode.find('.') != std::string::npos)
     throw UsageError(inQuotes(mode) + " cannot be the name of a mode");
 }
 

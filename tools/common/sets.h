@@ -21,7 +21,8 @@ std::string setDirectory(const std::string& name);
 bool canNameSet(const std::string& name);
 
 // Throws UsageError if `name` is no name that a set or a mode can have: empty, with a slash, or
-// with one of the characters that the library's pattern matcher takes for wildcards.
+// with one of the characters that the library's pattern matcher takes for wildcards; a mode with a
+// dot as well.
 void requireSetName(const std::string& name);
 void requireModeName(const std::string& mode);
 

@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 
 #include <charconv>
+#include <climits>
 #include <cstdlib>
 #include <ctime>
 
@@ -14,6 +15,7 @@
 namespace tool {
 namespace {
 
+constexpr std::string_view signatureEnding = ".asc";
 constexpr uint64_t lastSecond = 253402300799;  // of the year 9999
 
 // `text` as a decimal number from `least` to `most`. `what` names it.
@@ -109,6 +111,10 @@ MakePlan planOf(const MakeOptions& given) {
     throw UsageError("--output " + inQuotes(options.output) +
                      " is not named like a list of its set: " +
                      escaped(plan.label.set + "." + options.mode) + ".*.list");
+  if (fileName(options.output).size() + signatureEnding.size() > NAME_MAX)
+    throw UsageError("--output " + inQuotes(options.output) +
+                     ": its name is too long for a signature beside it: at most " +
+                     std::to_string(NAME_MAX - signatureEnding.size()) + " bytes");
   plan.output = absolutePath(options.output);
   plan.bases = allAbsolute(options.base);
   requireBases(plan.bases, plan.output);
