@@ -118,6 +118,21 @@ TEST_F(MakeRefusalTest, AListThatCouldNotBeSigned) {
   EXPECT_EQ(make({files.path()}).status, 0);
 }
 
+TEST_F(MakeRefusalTest, AnOptionWithoutItsValuesIsTheOneThatIsNamed) {
+  for (const std::string option : {"--dpkg", "--base", "--from", "--fixed", "--mode"}) {
+    ProgramRun const run = tool({"make", option, "--output", output});
+    EXPECT_EQ(run.status, usage);
+    EXPECT_EQ(run.errors, "zemo-selfcheck: " + option +
+                              ": its value is missing before --output; see zemo-selfcheck make "
+                              "--help\n");
+  }
+  writeFile(files / "--output", "");
+  EXPECT_EQ(runProgram({"/bin/sh", "-c", "cd " + files.path() + " && exec \"$@\"", "sh", ZEMO_TOOL,
+                        "make", "--output", output, "--", "--output"})
+                .status,
+            0);
+}
+
 TEST_F(MakeRefusalTest, SomethingMustBeNamed) {
   expectUsage({}, "say what to list: paths, --from, --dpkg or --fixed");
   expectUsage({""}, "an empty name is no path");

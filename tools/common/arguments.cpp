@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <charconv>
+#include <functional>
 #include <utility>
 
 namespace tool {
@@ -22,13 +23,24 @@ std::string unguarded(std::string word) {
   return word;
 }
 
+// The parser takes whatever word follows an option for its value; one that is an option is none.
+std::function<std::string(std::string)> valueOf(const CLI::App& command, const char* name) {
+  return [&command, name](const std::string& word) {
+    bool const isOption = word.size() > 1 && word.front() == '-' && name[0] == '-' &&
+                          command.get_option_no_throw(word) != nullptr;
+    if (isOption)
+      throw CLI::ValidationError("its value is missing before " + word);
+    return unguarded(word);
+  };
+}
+
 // An option for several values, one each time that it is given. The parser does not take values
 // apart where it expects no further ones.
 CLI::Option* severalOf(CLI::App& command, const char* name, const char* type,
                        std::vector<std::string>& target, const char* text) {
   return command.add_option(name, target, text)
       ->type_name(type)
-      ->transform(unguarded, "")
+      ->transform(valueOf(command, name), "")
       ->allow_extra_args(false)
       ->take_all();
 }
@@ -37,7 +49,9 @@ CLI::Option* severalOf(CLI::App& command, const char* name, const char* type,
 template <typename Target>
 CLI::Option* oneOf(CLI::App& command, const char* name, const char* type, Target& target,
                    const char* text) {
-  return command.add_option(name, target, text)->type_name(type)->transform(unguarded, "");
+  return command.add_option(name, target, text)
+      ->type_name(type)
+      ->transform(valueOf(command, name), "");
 }
 
 }  // namespace
