@@ -1,7 +1,8 @@
 #!/bin/bash
-# The completion offers exactly the commands, options and values that the program takes.
+# The completion offers exactly the commands, options and values that the program takes, and runs nothing
+# that a name says.
 #
-#   completion_test.sh COMPLETION_FILE OPTION_TABLES
+#   completion_test.sh COMPLETION_FILE OPTION_TABLES PRIVATE_ROOT_SCRIPT
 set -euo pipefail
 if ! [ -r /usr/share/bash-completion/bash_completion ]; then
   echo "[  SKIPPED ] completion_test (needs bash-completion)"
@@ -56,4 +57,35 @@ expect "group " zemo-selfcheck check --items g
 expect "size,group " zemo-selfcheck check --items size,g
 expect "wam " zemo-selfcheck check w
 expect "--quiet " zemo-selfcheck check wam --q
+
+# Names of sets, in a private root alone.
+if "$3" --verify 2>/dev/null; then
+  cd "$(mktemp -d)"
+  sets=/usr/zemo/selfcheck/packages
+  # shellcheck disable=SC2016 # none of it is to be expanded
+  mkdir "$sets/notes" "$sets/"'$(touch ran)' "$sets/"'`touch ran`' "$sets/a b;touch ran" "$sets/<(touch ran)" \
+    "$sets/"$'line\nfeed' "$sets/"$'\e[2J' "$sets/wam"
+  expect "notes " zemo-selfcheck check no
+  expect 'a\ b\;touch\ ran ' zemo-selfcheck check a
+  expect 'a\ b\;touch\ ran ' zemo-selfcheck check 'a\ '
+  # shellcheck disable=SC2016
+  expect '\$\(touch\ ran\) ' zemo-selfcheck make --package '\$'
+  # shellcheck disable=SC2016
+  expect '\`touch\ ran\` ' zemo-selfcheck verify '\`'
+  expect '\<\(touch\ ran\) ' zemo-selfcheck show '\<'
+  for command in check verify show diff; do
+    offered=$(completes zemo-selfcheck $command "")
+    if [ "$(wc -w <<<"$offered")" -ne 13 ] || [ "$(tr -d '\n' <<<"$offered" | tr -d '[:print:]')" ]; then
+      printf 'completing: %s\n  got: %q\n' "$command" "$offered" >&2
+      failed=1
+    fi
+  done
+  completes zemo-selfcheck make --package "" >/dev/null
+  if [ -n "$(ls -A)" ]; then
+    echo "a name was run" >&2
+    failed=1
+  fi
+else
+  echo "no private root: the names of sets are not tried"
+fi
 exit $failed
