@@ -6,18 +6,19 @@
 #include <array>
 #include <cerrno>
 #include <cstdio>
-#include <fstream>
-#include <iterator>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "commands.h"
 #include "common/atomic_file.h"
+#include "common/directory.h"
 #include "common/escape.h"
 #include "common/failure.h"
 #include "common/list_file.h"
 #include "common/paths.h"
+#include "common/regular_file.h"
 #include "common/words.h"
 #include "make/describe.h"
 #include "make/difference.h"
@@ -97,10 +98,14 @@ std::string summary(const MakePlan& plan, const Difference& difference) {
          (parts.empty() ? "no entries: nothing differs from the base lists" : parts);
 }
 
-// Empty if there is no such file.
-std::string contentOf(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+// Empty if there is no such file, or none that could be a list.
+std::string contentOf(const Directory& directory, const std::string& path) {
+  try {
+    std::optional<RegularFile> const file = RegularFile::ifThere(directory, path);
+    return file ? file->content() : "";
+  } catch (const Failure&) {
+    return "";
+  }
 }
 
 // Before hours are spent on what cannot be written in the end.
@@ -114,6 +119,37 @@ void requireWritable(const std::string& output) {
                   "cannot replace " + inQuotes(output) + ": it is not a regular file");
 }
 
+// The list, written and proved, for what is `found`; from there, what vanishes meanwhile is taken
+// out. Nothing, with the reasons said and `status` the exit status, if what is on disk differs.
+std::optional<AtomicFile> provenList(const MakePlan& plan, const Placeholders& placeholders,
+                                     FileList::ProtectedFileMap const& before,
+                                     std::vector<Described>& found, Difference& difference,
+                                     Progress& progress, int& status) {
+  auto const written = [&] {
+    difference = differenceTo(before, found, plan);
+    if (found.empty() && difference.removals.empty())
+      throw Failure(STATUS_NOT_LOADED, "there is nothing to list");
+    AtomicFile file(plan.output, 0644);
+    writeList(file, plan, difference, placeholders);
+    return file;
+  };
+  std::optional<AtomicFile> file(written());
+  Proof const proof = prove(*readBack(file->temporary(), plan, found, difference), plan, found,
+                            difference, progress);
+  status = proof.status;
+  if (status != STATUS_INTACT) {
+    say("no list is written: files changed while it was made, or a member of a fixed directory is "
+        "left out");
+    return std::nullopt;
+  }
+  if (proof.gone.empty())
+    return file;
+  leaveOut(proof.gone, found);
+  file.emplace(written());
+  (void)readBack(file->temporary(), plan, found, difference);
+  return file;
+}
+
 int runMake(const MakeOptions& options) {
   MakePlan const plan = planOf(options);
   requireWritable(plan.output);
@@ -121,29 +157,27 @@ int runMake(const MakeOptions& options) {
   FileList base(plan.label.set, plan.mode);
   mergeBases(plan, base);
   FileList::ProtectedFileMap const& before = *base.getProtectedFiles();
+  requireOutputOutside(plan, before);
 
   Progress progress(plan.progress);
   Problems problems;
   Inventory inventory = takeInventory(plan, before, progress, problems);
   keepFixed(before, inventory);
-  std::vector<Described> const found = describe(inventory, plan, placeholders, progress, problems);
+  std::vector<Described> found = describe(inventory, plan, placeholders, progress, problems);
   problems.refuse();
-  Difference const difference = differenceTo(before, found, plan);
-  if (found.empty() && difference.removals.empty())
-    throw Failure(STATUS_NOT_LOADED, "there is nothing to list");
+  leaveOut(vanishedIn(found), found);
 
-  AtomicFile file(plan.output, 0644);
-  writeList(file, plan, difference, placeholders);
-  int const status = provenStatus(file.temporary(), plan, found, difference, progress);
-  if (status != STATUS_INTACT) {
-    say("no list is written: files changed while it was made, or a member of a fixed directory is "
-        "left out");
+  Difference difference;
+  int status = STATUS_INTACT;
+  std::optional<AtomicFile> file =
+      provenList(plan, placeholders, before, found, difference, progress, status);
+  if (!file)
     return status;
-  }
+  Directory const directory(directoryOf(plan.output));
   std::string const signature = plan.output + ".asc";
-  bool const outdated =
-      access(signature.c_str(), F_OK) == 0 && contentOf(plan.output) != contentOf(file.temporary());
-  file.commit();
+  bool const outdated = access(signature.c_str(), F_OK) == 0 &&
+                        contentOf(directory, plan.output) != readWholeFile(file->temporary());
+  file->commit();
   if (outdated)
     say(inQuotes(signature) + " no longer fits the list: run zemo-selfcheck sign next");
   puts(summary(plan, difference).c_str());

@@ -81,21 +81,24 @@ TEST_F(MakeChangeTest, FileThatChangesAfterItWasReadIsFound) {
   EXPECT_FALSE(isWritten());
 }
 
-TEST_F(MakeChangeTest, FileThatVanishesBeforeItIsReadIsNamed) {
+TEST_F(MakeChangeTest, WhatVanishesBeforeItIsReadIsLeftOut) {
+  makeDirectory(files / "d");
+  writeFile(files / "d/e", "e");
   Lease a(files / "a");
   REQUIRE_LEASE(a);
   auto running = start();
   a.waitForOpen();
   remove(files / "b");
+  remove(files / "d");
   a.release();
   ProgramRun const run = running.get();
-  EXPECT_EQ(run.status, unchecked);
-  EXPECT_EQ(linesOf(run.errors)[0],
-            "zemo-selfcheck: cannot read '" + (files / "b") + "': No such file or directory");
-  EXPECT_FALSE(isWritten());
+  EXPECT_EQ(run.status, 0) << run.errors;
+  EXPECT_EQ(linesOf(run.errors)[0], "zemo-selfcheck: '" + (files / "b") +
+                                        "' and 2 more are left out: gone since the list was begun");
+  EXPECT_EQ(entries(), linesFor({files.path(), files / "a", files / "c"}));
 }
 
-TEST_F(MakeChangeTest, FileThatVanishesAfterItWasReadIsFound) {
+TEST_F(MakeChangeTest, WhatVanishesBetweenReadingAndComparingIsLeftOut) {
   Lease b(files / "b");
   REQUIRE_LEASE(b);
   auto running = start();
@@ -103,9 +106,41 @@ TEST_F(MakeChangeTest, FileThatVanishesAfterItWasReadIsFound) {
   remove(files / "a");
   b.release();
   ProgramRun const run = running.get();
-  EXPECT_EQ(run.status, changed);
+  EXPECT_EQ(run.status, 0) << run.errors;
   EXPECT_EQ(linesOf(run.errors)[0],
-            "zemo-selfcheck: " + (files / "a") + " not exist expect[] but get[]");
+            "zemo-selfcheck: '" + (files / "a") + "' is left out: gone since the list was begun");
+  EXPECT_EQ(entries(), linesFor({files.path(), files / "b", files / "c"}));
+  EXPECT_TRUE(isIntact({output}));
+}
+
+TEST_F(MakeChangeTest, ABaseListsEntryOfWhatVanishesIsRemoved) {
+  std::string const base = lists / "wam.full.aaa.list";
+  ASSERT_EQ(tool({"make", "--output", base, files.path()}).status, 0);
+  writeFile(files / "a", "another");
+  Lease b(files / "b");
+  REQUIRE_LEASE(b);
+  auto running = std::async(std::launch::async, [this, base] {
+    return tool({"make", "--output", output, "--jobs", "1", "--base", base, "--", files.path()});
+  });
+  b.waitForOpen();
+  remove(files / "a");
+  b.release();
+  EXPECT_EQ(running.get().status, 0);
+  EXPECT_EQ(entries(), std::vector<std::string>{"-" + (files / "a") + "\t-\t-\t-\t-\t-\t-"});
+  EXPECT_TRUE(isIntact({base, output}));
+}
+
+// A change beside it is one all the same.
+TEST_F(MakeChangeTest, WhatVanishesHidesNoChange) {
+  Lease c(files / "c");
+  REQUIRE_LEASE(c);
+  auto running = start();
+  c.waitForOpen();
+  remove(files / "a");
+  writeFile(files / "b", "longer");
+  c.release();
+  EXPECT_EQ(running.get().status, changed);
+  EXPECT_FALSE(isWritten());
 }
 
 TEST_F(MakeChangeTest, FileThatBecomesAFifoIsNotWaitedFor) {

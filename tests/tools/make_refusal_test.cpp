@@ -107,6 +107,27 @@ TEST_F(MakeRefusalTest, OutputMustBeNamedLikeAListOfItsSet) {
   EXPECT_EQ(tool({"make", files.path()}).status, usage);
 }
 
+// It would be a stray there. (In another tree, it is merely left out.)
+TEST_F(MakeRefusalTest, AListInADirectoryWithFixedMembers) {
+  writeFile(lists / "a", "");
+  auto const refusal = [this] {
+    return "--output '" + output + "' would lie in '" + lists.path() +
+           "', whose members are fixed: write it elsewhere";
+  };
+  for (const std::vector<std::string>& words : std::vector<std::vector<std::string>>{
+           {lists.path(), "--fixed", lists.path()}, {"--fixed", lists.path()}}) {
+    ProgramRun const run = make(words);
+    EXPECT_EQ(run.status, usage);
+    EXPECT_EQ(run.errors, "zemo-selfcheck: " + refusal() + "\n");
+  }
+  std::string const base = files / "wam.full.base.list";
+  ASSERT_EQ(tool({"make", "--output", base, "--fixed", lists.path()}).status, 0);
+  ProgramRun const run = make({"--base", base, "--", lists.path()});
+  EXPECT_EQ(run.status, usage);
+  EXPECT_EQ(run.errors, "zemo-selfcheck: " + refusal() + "\n");
+  EXPECT_EQ(make({lists.path()}).status, 0);
+}
+
 // The signature's name is four bytes longer.
 TEST_F(MakeRefusalTest, AListThatCouldNotBeSigned) {
   std::string const start = "wam.full.";

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <boost/make_shared.hpp>
 #include <cerrno>
@@ -66,6 +67,11 @@ int reasonOfFailure(const std::string& path, mode_t mode) {
     if (count < 0 && errno != EINTR)
       return errno;
   }
+}
+
+// The file, or a directory above it, is not there any more.
+bool isAbsence(int error) {
+  return error == ENOENT || error == ENOTDIR;
 }
 
 // What the library compares a content column with. It is asked to compare an empty one, so that the
@@ -131,8 +137,7 @@ bool Describer::isTarget(const std::string& path, const std::string& target) con
 }
 
 // Fills the column for the content. False, with the problem added, if that cannot be done.
-bool Describer::describeContent(ProtectedFile& entry, const struct stat& status,
-                                const Found& found) const {
+bool Describer::describeContent(ProtectedFile& entry, const struct stat& status, const Found& found) const {
   if (found.fixed)
     entry._hash = "FIXED";
   bool const hasContent =
@@ -143,7 +148,7 @@ bool Describer::describeContent(ProtectedFile& entry, const struct stat& status,
     int const error = reasonOfFailure(entry._path, status.st_mode);
     if (error == 0)
       _problems.add(entry._path, "it could not be read, and now it can: it changes");
-    else
+    else if (!isAbsence(error))
       _problems.cannotRead(entry._path, error);
     return false;
   }
@@ -155,7 +160,8 @@ void Describer::describe(const std::string& path, const Found& found, Described&
   if (!isName(path))
     return;
   if (lstat(path.c_str(), &status) != 0) {
-    _problems.cannotRead(path, errno);
+    if (!isAbsence(errno))
+      _problems.cannotRead(path, errno);
     return;
   }
   if (found.fixed && !S_ISDIR(status.st_mode)) {
@@ -197,6 +203,7 @@ std::vector<Described> describe(const Inventory& inventory, const MakePlan& plan
   std::vector<Described> result(items.size());
   Describer const describer(plan, placeholders, problems);
   Workers workers(items.size(), plan.jobs, [&](std::size_t i) {
+    result[i].path = items[i]->first;
     describer.describe(items[i]->first, items[i]->second, result[i]);
     progress.advance(1, items[i]->second.bytes);
   });
@@ -206,6 +213,27 @@ std::vector<Described> describe(const Inventory& inventory, const MakePlan& plan
   }
   progress.clear();
   return result;
+}
+
+std::set<std::string> vanishedIn(const std::vector<Described>& found) {
+  std::set<std::string> paths;
+  for (const Described& described : found) {
+    if (described.entry == nullptr)
+      paths.insert(described.path);
+  }
+  return paths;
+}
+
+void leaveOut(const std::set<std::string>& gone, std::vector<Described>& found) {
+  if (gone.empty())
+    return;
+  found.erase(std::remove_if(
+                  found.begin(), found.end(),
+                  [&gone](const Described& described) { return gone.count(described.path) != 0; }),
+              found.end());
+  say(inQuotes(*gone.begin()) +
+      (gone.size() == 1 ? " is" : " and " + std::to_string(gone.size() - 1) + " more are") +
+      " left out: gone since the list was begun");
 }
 
 }  // namespace tool

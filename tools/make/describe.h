@@ -6,6 +6,8 @@
 #include <zemo/selfcheck.h>
 
 #include <boost/shared_ptr.hpp>
+#include <set>
+#include <string>
 #include <vector>
 
 #include "common/progress.h"
@@ -18,7 +20,8 @@ namespace tool {
 
 // One file, with its placeholders resolved.
 struct Described {
-  boost::shared_ptr<ZEMO::SELF_CHECK::ProtectedFile> entry;  // null if it cannot be listed
+  std::string path;
+  boost::shared_ptr<ZEMO::SELF_CHECK::ProtectedFile> entry;  // null if it has vanished
   char type = '-';  // its letter, also where the entry's column is omitted
   bool fixed = false;
 };
@@ -28,6 +31,12 @@ struct Described {
 std::vector<Described> describe(const Inventory& inventory, const MakePlan& plan,
                                 const Placeholders& placeholders, Progress& progress,
                                 Problems& problems);
+
+// The paths of those that have vanished.
+std::set<std::string> vanishedIn(const std::vector<Described>& found);
+
+// Takes the files at these paths out of `found`, and says so.
+void leaveOut(const std::set<std::string>& gone, std::vector<Described>& found);
 
 }  // namespace tool
 

@@ -15,11 +15,6 @@ using namespace ZEMO::SELF_CHECK;
 namespace tool {
 namespace {
 
-bool isGone(const std::string& path) {
-  struct stat status = {};
-  return lstat(path.c_str(), &status) != 0 && (errno == ENOENT || errno == ENOTDIR);
-}
-
 bool isRemoved(const std::string& path, const MakePlan& plan) {
   if (path.empty() || path.front() != '/')
     return false;  // a damaged line; doctor tells of it
@@ -33,6 +28,11 @@ bool isRemoved(const std::string& path, const MakePlan& plan) {
 }
 
 }  // namespace
+
+bool isGone(const std::string& path) {
+  struct stat status = {};
+  return lstat(path.c_str(), &status) != 0 && (errno == ENOENT || errno == ENOTDIR);
+}
 
 void mergeBases(const MakePlan& plan, FileList& list) {
   for (const std::string& base : plan.bases) {

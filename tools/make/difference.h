@@ -27,6 +27,9 @@ void mergeBases(const MakePlan& plan, ZEMO::SELF_CHECK::FileList& list);
 Difference differenceTo(const ZEMO::SELF_CHECK::FileList::ProtectedFileMap& base,
                         const std::vector<Described>& found, const MakePlan& plan);
 
+// Nothing is at `path` any more.
+bool isGone(const std::string& path);
+
 }  // namespace tool
 
 #endif

@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <memory>
@@ -115,7 +116,8 @@ std::vector<std::string> Collector::addMembers(const std::string& directory) {
   std::vector<std::string> directories;
   Directory const stream = openDirectory(directory);
   if (stream == nullptr) {
-    _problems.cannotRead(directory, errno);
+    if (errno != ENOENT)  // one that has vanished is left out when it is to be described
+      _problems.cannotRead(directory, errno);
     return directories;
   }
   for (errno = 0; const dirent* member = readdir(stream.get()); errno = 0) {
@@ -124,10 +126,12 @@ std::vector<std::string> Collector::addMembers(const std::string& directory) {
     if (name == "." || name == ".." || _plan.exclusions.match(path))
       continue;
     struct stat status = {};
-    if (lstat(path.c_str(), &status) != 0)
-      _problems.cannotRead(path, errno);
-    else if (add(path, status) != nullptr && S_ISDIR(status.st_mode))
+    if (lstat(path.c_str(), &status) != 0) {
+      if (errno != ENOENT)  // it may have vanished
+        _problems.cannotRead(path, errno);
+    } else if (add(path, status) != nullptr && S_ISDIR(status.st_mode)) {
       directories.push_back(path);
+    }
   }
   if (errno != 0)
     _problems.cannotRead(directory, errno);
@@ -214,6 +218,19 @@ Inventory takeInventory(const MakePlan& plan, const FileList::ProtectedFileMap& 
   for (const std::string& tree : plan.trees)
     collector.addTree(tree);
   return collector.taken();
+}
+
+void requireOutputOutside(const MakePlan& plan, const FileList::ProtectedFileMap& base) {
+  for (const std::string& output : namesOfOutput(plan.output)) {
+    std::string const directory = directoryOf(output);
+    auto const before = base.find(directory);
+    bool const isFixed =
+        (before != base.end() && before->second->_hash == "FIXED") ||
+        std::find(plan.fixed.begin(), plan.fixed.end(), directory) != plan.fixed.end();
+    if (isFixed)
+      throw UsageError("--output " + inQuotes(plan.output) + " would lie in " +
+                       inQuotes(directory) + ", whose members are fixed: write it elsewhere");
+  }
 }
 
 void keepFixed(const ZEMO::SELF_CHECK::FileList::ProtectedFileMap& base, Inventory& inventory) {

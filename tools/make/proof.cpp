@@ -113,32 +113,41 @@ std::vector<std::string> mismatchesOf(const ProtectedFile& entry) {
 
 }  // namespace
 
-int provenStatus(const std::string& path, const MakePlan& plan, const std::vector<Described>& found,
-                 const Difference& written, Progress& progress) {
-  FileList list(plan.label.set, plan.mode);
-  mergeBases(plan, list);
-  if (!list.parseList(path))
+std::unique_ptr<FileList> readBack(const std::string& path, const MakePlan& plan,
+                                   const std::vector<Described>& found, const Difference& written) {
+  auto list = std::make_unique<FileList>(plan.label.set, plan.mode);
+  mergeBases(plan, *list);
+  if (!list->parseList(path))
     throw Failure(STATUS_NOT_LOADED, "the list that was written cannot be read back");
-  list.fillFixedDirInfo();
-  Map const& read = *list.getProtectedFiles();
-  requireSame(meantLines(plan, found, written), read);
+  list->fillFixedDirInfo();
+  requireSame(meantLines(plan, found, written), *list->getProtectedFiles());
+  return list;
+}
 
-  std::vector<ProtectedFile*> const entries = entriesToCheck(read, found, written);
+Proof prove(const FileList& list, const MakePlan& plan, const std::vector<Described>& found,
+            const Difference& written, Progress& progress) {
+  std::vector<ProtectedFile*> const entries =
+      entriesToCheck(*list.getProtectedFiles(), found, written);
   std::vector<Checked> const checked = checkAll(entries, plan.jobs, progress);
-  int status = STATUS_INTACT;
+  Proof proof;
   for (std::size_t i = 0; i < entries.size(); ++i) {
-    for (const std::string& mismatch : mismatchesOf(*entries[i])) {
+    std::vector<std::string> const mismatches = mismatchesOf(*entries[i]);
+    if ((!checked[i].carriedOut || !mismatches.empty()) && isGone(entries[i]->_path)) {
+      proof.gone.insert(entries[i]->_path);
+      continue;
+    }
+    for (const std::string& mismatch : mismatches) {
       say(escaped(mismatch));
-      status |= STATUS_CHANGED;
+      proof.status |= STATUS_CHANGED;
     }
     if (!checked[i].carriedOut) {
       for (const std::string& line : checked[i].log)
         say(escaped(line));
       say("cannot read " + inQuotes(entries[i]->_path) + " again");
-      status |= STATUS_UNCHECKED;
+      proof.status |= STATUS_UNCHECKED;
     }
   }
-  return status;
+  return proof;
 }
 
 }  // namespace tool
