@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -119,6 +120,22 @@ void requireWritable(const std::string& output) {
                   "cannot replace " + inQuotes(output) + ": it is not a regular file");
 }
 
+void warnOfUnlisted(const std::set<std::string>& directories) {
+  constexpr std::size_t most = 3;
+  std::string names;
+  std::size_t number = 0;
+  for (const std::string& directory : directories) {
+    if (number++ < most)
+      names += (names.empty() ? "" : ", ") + inQuotes(directory);
+  }
+  if (number == 0)
+    return;
+  say("warning: no list states " + names +
+      (number > most ? " and " + std::to_string(number - most) + " more" : "") +
+      ", above listed files, to be " + (number == 1 ? "a directory" : "directories") +
+      ": a link in that place would be followed");
+}
+
 // The list, written and proved, for what is `found`; from there, what vanishes meanwhile is taken
 // out. Nothing, with the reasons said and `status` the exit status, if what is on disk differs.
 std::optional<AtomicFile> provenList(const MakePlan& plan, const Placeholders& placeholders,
@@ -180,6 +197,7 @@ int runMake(const MakeOptions& options) {
   file->commit();
   if (outdated)
     say(inQuotes(signature) + " no longer fits the list: run zemo-selfcheck sign next");
+  warnOfUnlisted(unlistedParents(before, found, placeholders.packageDirectory()));
   puts(summary(plan, difference).c_str());
   return STATUS_INTACT;
 }

@@ -25,9 +25,19 @@ class MakeTest : public ToolTest {
     unsetenv("DPKG_ADMINDIR");
   }
 
+  // Without the warning of the directories above the test's own, which no list names.
   ProgramRun make(std::vector<std::string> words) {
     words.insert(words.begin(), {"make", "--output", output});
-    return tool(words);
+    ProgramRun run = tool(words);
+    run.errors = withoutWarning(run.errors);
+    return run;
+  }
+
+  static std::string withoutWarning(std::string errors) {
+    std::size_t const warning = errors.find(unlisted);
+    if (warning != std::string::npos)
+      errors.erase(warning, errors.find('\n', warning) + 1 - warning);
+    return errors;
   }
 
   // The same, by a caller who may not read files against their permissions, even as root.
@@ -84,6 +94,8 @@ class MakeTest : public ToolTest {
   }
 
   bool isWritten() const { return std::filesystem::exists(output); }
+
+  static constexpr char unlisted[] = "zemo-selfcheck: warning: no list states ";
 
   TemporaryDirectory lists;
   std::string output = lists / "wam.full.base.list";

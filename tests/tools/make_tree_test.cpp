@@ -310,3 +310,35 @@ TEST_F(MakeTreeTest, RandomTreesAreReadBackAndIntact) {
             1U + static_cast<std::size_t>(std::distance(
                      std::filesystem::recursive_directory_iterator(files / "random"), {})));
 }
+
+// Nothing would tell when a link takes the place of such a directory.
+TEST_F(MakeTreeTest, DirectoriesAboveThatNoListNamesAreWarnedOf) {
+  makeDirectory(files / "a/b/c/d");
+  writeFile(files / "a/b/c/d/f", "");
+  auto const warned = [this](std::vector<std::string> words) {
+    words.insert(words.begin(), {"make", "--output", output});
+    ProgramRun const run = tool(words);
+    EXPECT_EQ(run.status, 0);
+    return run.errors;
+  };
+  std::string const errors = warned({files / "a/b/c"});
+  EXPECT_EQ(errors.find(unlisted), 0U) << errors;
+  EXPECT_NE(errors.find(", above listed files, to be directories: a link in that place would be "
+                        "followed\n"),
+            std::string::npos);
+  EXPECT_EQ(linesOf(errors).size(), 1U);
+  writeFile(files / "names", (files / "a") + "\n" + (files / "a/b") + "\n" + (files / "a/b/c") +
+                                 "\n" + (files / "a/b/c/d/f") + "\n");
+  EXPECT_NE(warned({"--from", files / "names"}).find(" to be directories"), std::string::npos);
+  writeFile(files / "etc", "/etc\n");
+  EXPECT_EQ(warned({"/etc/passwd", "--from", files / "etc"}), "");
+  // What a base list states counts, unless it states no type.
+  std::string const base = lists / "wam.full.aaa.list";
+  ASSERT_EQ(tool({"make", "--output", base, "--from", files / "etc"}).status, 0);
+  EXPECT_EQ(warned({"/etc/passwd", "--base", base}), "");
+  ASSERT_EQ(tool({"make", "--output", base, "--from", files / "etc", "--omit", "type"}).status, 0);
+  EXPECT_EQ(warned({"/etc/passwd", "--base", base}),
+            std::string(unlisted) +
+                "'/etc', above listed files, to be a directory: a link in that place would be "
+                "followed\n");
+}

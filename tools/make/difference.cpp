@@ -58,4 +58,31 @@ Difference differenceTo(const FileList::ProtectedFileMap& base, const std::vecto
   return difference;
 }
 
+std::set<std::string> unlistedParents(const FileList::ProtectedFileMap& base,
+                                      const std::vector<Described>& found,
+                                      const std::string& packageDirectory) {
+  std::set<std::string> listed;
+  for (const auto& [path, entry] : base) {
+    if (entry->_type == "d")
+      listed.insert(path);
+  }
+  for (const Described& described : found) {
+    if (described.entry->_type == "d")
+      listed.insert(described.path);
+    else
+      listed.erase(described.path);
+  }
+  std::set<std::string> unlisted;
+  for (const Described& described : found) {
+    for (std::string above = directoryOf(described.path); above != "/" && above != ".";
+         above = directoryOf(above)) {
+      bool const isOfSystem = !packageDirectory.empty() && above != packageDirectory &&
+                              isAtOrBelow(above, packageDirectory);
+      if (!isOfSystem && listed.count(above) == 0 && !unlisted.insert(above).second)
+        break;  // those above it have been looked at
+    }
+  }
+  return unlisted;
+}
+
 }  // namespace tool

@@ -5,6 +5,7 @@
 
 #include <zemo/selfcheck.h>
 
+#include <set>
 #include <string>
 #include <vector>
 
@@ -26,6 +27,13 @@ void mergeBases(const MakePlan& plan, ZEMO::SELF_CHECK::FileList& list);
 // one of its fixed directories, and, if there are names from elsewhere, what is gone from the disk.
 Difference differenceTo(const ZEMO::SELF_CHECK::FileList::ProtectedFileMap& base,
                         const std::vector<Described>& found, const MakePlan& plan);
+
+// The directories above the files that were `found` that neither `base` nor this list states to be
+// directories, but the root directory and those above a package's own: nothing tells when a link
+// takes the place of one. In byte order.
+std::set<std::string> unlistedParents(const ZEMO::SELF_CHECK::FileList::ProtectedFileMap& base,
+                                      const std::vector<Described>& found,
+                                      const std::string& packageDirectory);
 
 // Nothing is at `path` any more.
 bool isGone(const std::string& path);

@@ -26,6 +26,9 @@ class Placeholders {
   // `path`, or a link's target, as it is written.
   std::string directory(const std::string& path) const;
 
+  // The package's directory; empty if there is none.
+  const std::string& packageDirectory() const { return _directory; }
+
   // `path`, or a link's target, cannot be written: a part of it would be taken for a placeholder.
   bool confuses(const std::string& path) const;
 
