@@ -120,6 +120,21 @@ void requireWritable(const std::string& output) {
                   "cannot replace " + inQuotes(output) + ": it is not a regular file");
 }
 
+// Names what is not as its package installed it.
+void requireUnchanged(const std::vector<Described>& found, const MakePlan& plan) {
+  std::size_t number = 0;
+  for (const Described& described : found) {
+    if (!described.changed)
+      continue;
+    say(inQuotes(described.path) + " is not what its package installed");
+    number += 1;
+  }
+  if (number > 0 && !plan.allowChanged)
+    throw Failure(STATUS_CHANGED, "no list is written, because of " +
+                                      counted(number, "changed file", "changed files") +
+                                      "; --allow-changed lists them as they are");
+}
+
 void warnOfUnlisted(const std::set<std::string>& directories) {
   constexpr std::size_t most = 3;
   std::string names;
@@ -183,6 +198,7 @@ int runMake(const MakeOptions& options) {
   std::vector<Described> found = describe(inventory, plan, placeholders, progress, problems);
   problems.refuse();
   leaveOut(vanishedIn(found), found);
+  requireUnchanged(found, plan);
 
   Difference difference;
   int status = STATUS_INTACT;
@@ -211,6 +227,8 @@ void addWhatToList(Arguments& takes, MakeOptions& options) {
   takes.values("--dpkg", "PACKAGE", options.dpkg, "List the files of these packages of dpkg's");
   takes.flag("--conffiles", options.conffiles,
              "State size and content of the packages' configuration files, too");
+  takes.flag("--allow-changed", options.allowChanged,
+             "List files of packages that are not as dpkg installed them, too, and name them");
   takes.repeated("--exclude", "GLOB", options.exclude,
                  "Leave out what matches, and all below it: with a slash, the whole path; "
                  "without, the last component");

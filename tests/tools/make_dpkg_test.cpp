@@ -38,11 +38,20 @@ class MakeDpkgTest : public MakeTest {
       fields += "Conffiles:\n" + conffiles;
     appendToFile(database / "status", fields + "\n");
     std::string list = "/.\n";
-    for (const std::string& path : paths)
+    std::string digests;
+    for (const std::string& path : paths) {
       list += path + "\n";
-    writeFile(
-        database / ("info/" + name + (architecture != "all" ? ":" + architecture : "") + ".list"),
-        list);
+      if (std::filesystem::is_regular_file(path))
+        digests += md5Of(path) + "  " + path.substr(1) + "\n";
+    }
+    std::string const start =
+        database / ("info/" + name + (architecture != "all" ? ":" + architecture : ""));
+    writeFile(start + ".list", list);
+    writeFile(start + ".md5sums", digests);
+  }
+
+  static std::string md5Of(const std::string& path) {
+    return runProgram({"/usr/bin/md5sum", path}).output.substr(0, 32);
   }
 
   TemporaryDirectory database;
@@ -105,6 +114,63 @@ TEST_F(MakeDpkgTest, ConfigurationFilesHaveNeitherSizeNorContent) {
   EXPECT_EQ(entries(), expected);
 }
 
+TEST_F(MakeDpkgTest, FilesThatAreNotAsTheirPackageInstalledThemAreRefused) {
+  useOwnDatabase();
+  for (const char* const name : {"a", "b", "c", "conf"})
+    writeFile(files / name, name);
+  addPackage("demo", {files / "a", files / "b", files / "c"},
+             " " + (files / "conf") + " " + md5Of(files / "conf") + "\n");
+  appendToFile(database / "info/demo.list", (files / "conf") + "\n");
+  ASSERT_EQ(make({"--dpkg", "demo"}).status, 0);
+  remove(output);
+  for (const char* const name : {"b", "c", "conf"})
+    appendToFile(files / name, "x");
+  std::string const named = "zemo-selfcheck: '" + (files / "b") +
+                            "' is not what its package installed\nzemo-selfcheck: '" +
+                            (files / "c") + "' is not what its package installed\n";
+  ProgramRun const refused = make({"--dpkg", "demo"});
+  EXPECT_EQ(refused.status, changed);
+  EXPECT_EQ(refused.errors, named +
+                                "zemo-selfcheck: no list is written, because of 2 changed files; "
+                                "--allow-changed lists them as they are\n");
+  EXPECT_FALSE(isWritten());
+  EXPECT_TRUE(isOutputAlone());
+  ProgramRun const allowed = make({"--dpkg", "demo", "--allow-changed"});
+  EXPECT_EQ(allowed.status, 0);
+  EXPECT_EQ(allowed.errors, named);
+  EXPECT_TRUE(isIntact({output}));
+  // A configuration file counts where its content is stated; content that is not stated never does.
+  EXPECT_EQ(make({"--dpkg", "demo", "--exclude", "[bc]"}).status, 0);
+  EXPECT_EQ(make({"--dpkg", "demo", "--exclude", "[bc]", "--conffiles"}).status, changed);
+  EXPECT_EQ(make({"--dpkg", "demo", "--omit", "hash"}).status, 0);
+}
+
+TEST_F(MakeDpkgTest, DivertedFilesAreComparedWhereTheyLie) {
+  useOwnDatabase();
+  writeFile(files / "a", "package's own");
+  addPackage("mine", {files / "a"});
+  writeFile(files / "a.other", "changed");
+  writeFile(database / "diversions", (files / "a") + "\n" + (files / "a.other") + "\nother\n");
+  EXPECT_EQ(make({"--dpkg", "mine"}).status, changed);
+  writeFile(files / "a.other", "package's own");
+  writeFile(files / "a", "the other's");
+  EXPECT_EQ(make({"--dpkg", "mine"}).status, 0);
+}
+
+TEST_F(MakeDpkgTest, FilesWithoutADigestAreNamed) {
+  useOwnDatabase();
+  writeFile(files / "a", "a");
+  writeFile(files / "b", "b");
+  addPackage("demo", {files / "a", files / "b"});
+  remove(database / "info/demo.md5sums");
+  ProgramRun const run = make({"--dpkg", "demo"});
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(run.errors,
+            "zemo-selfcheck: package 'demo': '" + (files / "a") +
+                "' and 1 more are taken as found: dpkg has no digest to compare with\n");
+  EXPECT_EQ(make({"--dpkg", "demo", "--omit", "hash"}).errors, "");
+}
+
 TEST_F(MakeDpkgTest, LinksAboveFilesAreResolvedAndToldOnce) {
   useOwnDatabase();
   makeDirectory(files / "usr/lib");
@@ -128,8 +194,8 @@ TEST_F(MakeDpkgTest, LinksAboveFilesAreResolvedAndToldOnce) {
 
 TEST_F(MakeDpkgTest, DivertedFilesAreListedWhereTheyLie) {
   useOwnDatabase();
-  for (const char* const name : {"a", "a.other", "b", "b.local"})
-    writeFile(files / name, name);
+  for (const std::string name : {"a", "a.other", "b", "b.local"})
+    writeFile(files / name, name.substr(0, 1));
   addPackage("mine", {files / "a", files / "b"});
   addPackage("other", {files / "a"});
   writeFile(database / "diversions", (files / "a") + "\n" + (files / "a.other") + "\nother\n" +

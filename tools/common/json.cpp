@@ -6,22 +6,9 @@
 #include <utility>
 
 #include "common/escape.h"
+#include "common/words.h"
 
 namespace tool {
-namespace {
-
-std::string hexadecimal(const std::string& bytes) {
-  static const char* const digits = "0123456789abcdef";
-  std::string text;
-  for (char const byte : bytes) {
-    text += digits[static_cast<unsigned char>(byte) >> 4U];
-    text += digits[static_cast<unsigned char>(byte) & 15U];
-  }
-  return text;
-}
-
-}  // namespace
-
 std::string jsonText(const std::string& bytes) {
   std::string text;
   std::string_view rest = bytes;

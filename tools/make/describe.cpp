@@ -1,6 +1,7 @@
 #include "make/describe.h"
 
 #include <fcntl.h>
+#include <openssl/evp.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -9,10 +10,12 @@
 #include <boost/make_shared.hpp>
 #include <cerrno>
 #include <cstdio>
+#include <memory>
 
 #include "common/descriptors.h"
 #include "common/failure.h"
 #include "common/log_relay.h"
+#include "common/words.h"
 #include "common/workers.h"
 
 using namespace ZEMO::SELF_CHECK;
@@ -69,6 +72,31 @@ int reasonOfFailure(const std::string& path, mode_t mode) {
   }
 }
 
+// In lower case; empty if the file cannot be read, or this machine's cryptography refuses MD5.
+std::string md5Of(const std::string& path) {
+  Descriptor const file(
+      open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  std::unique_ptr<EVP_MD_CTX, void (*)(EVP_MD_CTX*)> const context(EVP_MD_CTX_new(),
+                                                                   EVP_MD_CTX_free);
+  if (file.get() < 0 || context == nullptr ||
+      EVP_DigestInit_ex(context.get(), EVP_md5(), nullptr) != 1)
+    return "";
+  std::vector<char> buffer(std::size_t{1} << 16U);
+  for (ssize_t count = 1; count != 0;) {
+    count = read(file.get(), buffer.data(), buffer.size());
+    if (count < 0 && errno == EINTR)
+      continue;
+    if (count < 0 ||
+        EVP_DigestUpdate(context.get(), buffer.data(), static_cast<std::size_t>(count)) != 1)
+      return "";
+  }
+  std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
+  unsigned length = 0;
+  if (EVP_DigestFinal_ex(context.get(), digest.data(), &length) != 1)
+    return "";
+  return hexadecimal(std::string(digest.begin(), digest.begin() + length));
+}
+
 // The file, or a directory above it, is not there any more.
 bool isAbsence(int error) {
   return error == ENOENT || error == ENOTDIR;
@@ -103,7 +131,9 @@ class Describer {
   bool isOmitted(CHECK_ITEM item) const { return (_plan.omitted & item) != 0; }
   bool isName(const std::string& path) const;
   bool isTarget(const std::string& path, const std::string& target) const;
-  bool describeContent(ProtectedFile& entry, const struct stat& status, const Found& found) const;
+  bool describeContent(ProtectedFile& entry, const struct stat& status, const Found& found,
+                       bool& changed) const;
+  bool isChanged(const std::string& path, const std::set<std::string>& digests) const;
 
   const MakePlan& _plan;
   const Placeholders& _placeholders;
@@ -137,7 +167,8 @@ bool Describer::isTarget(const std::string& path, const std::string& target) con
 }
 
 // Fills the column for the content. False, with the problem added, if that cannot be done.
-bool Describer::describeContent(ProtectedFile& entry, const struct stat& status, const Found& found) const {
+bool Describer::describeContent(ProtectedFile& entry, const struct stat& status, const Found& found,
+                                bool& changed) const {
   if (found.fixed)
     entry._hash = "FIXED";
   bool const hasContent =
@@ -152,7 +183,17 @@ bool Describer::describeContent(ProtectedFile& entry, const struct stat& status,
       _problems.cannotRead(entry._path, error);
     return false;
   }
+  if (S_ISREG(status.st_mode) && !found.digests.empty())
+    changed = isChanged(entry._path, found.digests);
   return !S_ISLNK(status.st_mode) || isTarget(entry._path, entry._hash);
+}
+
+// What cannot be read or compared is added to the problems, and counts as unchanged.
+bool Describer::isChanged(const std::string& path, const std::set<std::string>& digests) const {
+  std::string const digest = md5Of(path);
+  if (digest.empty())
+    _problems.add(path, "its MD5 digest cannot be computed, to compare it with its package's");
+  return !digest.empty() && digests.count(digest) == 0;
 }
 
 void Describer::describe(const std::string& path, const Found& found, Described& result) const {
@@ -183,7 +224,7 @@ void Describer::describe(const std::string& path, const Found& found, Described&
   entry->_owner = column(CHECK_ITEM_OWNER, !isLink, std::to_string(status.st_uid));
   entry->_group = column(CHECK_ITEM_GROUP, !isLink, std::to_string(status.st_gid));
   result.fixed = found.fixed;
-  if (describeContent(*entry, status, found))
+  if (describeContent(*entry, status, found, result.changed))
     result.entry = entry;
 }
 

@@ -24,6 +24,7 @@ struct Described {
   boost::shared_ptr<ZEMO::SELF_CHECK::ProtectedFile> entry;  // null if it has vanished
   char type = '-';  // its letter, also where the entry's column is omitted
   bool fixed = false;
+  bool changed = false;  // its content is stated, and not what its package installed
 };
 
 // Looks at every file, on plan.jobs threads, and reads those whose digests are wanted. The result

@@ -15,12 +15,14 @@
 namespace tool {
 namespace {
 
+constexpr std::size_t digestSize = 32;  // MD5 in hexadecimal digits
+
 struct Package {
   std::string name;  // without architecture
   std::string architecture;
   std::string unique;  // as dpkg names it
   bool installed = false;
-  std::vector<std::string> conffiles;
+  std::map<std::string, std::string> conffiles;  // with their digests
 };
 
 std::vector<std::string> splitLines(const std::string& text) {
@@ -55,12 +57,12 @@ bool takeWord(std::string& line, const std::string& end) {
 }
 
 // " PATH DIGEST[ obsolete][ remove-on-upgrade]"; the path may have blanks.
-void addConffile(std::string line, std::vector<std::string>& conffiles) {
+void addConffile(std::string line, std::map<std::string, std::string>& conffiles) {
   bool const removed = takeWord(line, "remove-on-upgrade");
   bool const obsolete = takeWord(line, "obsolete");
   std::size_t const digest = line.rfind(' ');
   if (digest > 1 && digest != std::string::npos && !obsolete && !removed)
-    conffiles.push_back(line.substr(1, digest - 1));
+    conffiles[line.substr(1, digest - 1)] = line.substr(digest + 1);
 }
 
 // dpkg-query takes names for patterns; what is no name matches nothing here.
@@ -155,6 +157,26 @@ std::vector<std::vector<std::string>> fileLines(const std::vector<Package>& pack
   return blocks;
 }
 
+// What the package's md5sums say, by the names that the files have in dpkg: lines of a digest, two
+// blanks, and a path without its first slash.
+std::map<std::string, std::string> digestsOf(const Package& package) {
+  std::map<std::string, std::string> digests;
+  for (const auto& [name, digest] : package.conffiles) {
+    if (digest.size() == digestSize)  // dpkg also writes words there
+      digests[name] = digest;
+  }
+  Command command;
+  command.words = {"dpkg-query", "--control-show", package.unique, "md5sums"};
+  command.showErrors = false;
+  Outcome const answer = run(command);  // fails where there are none
+  for (const std::string& line : splitLines(answer.output)) {
+    std::size_t const blanks = line.find("  ");
+    if (blanks == digestSize)
+      digests["/" + line.substr(blanks + 2)] = line.substr(0, blanks);
+  }
+  return digests;
+}
+
 // Where `note`, the line behind a path, says that the path's file lies instead; else empty. A
 // package that diverts others keeps its own file where it is.
 std::string diversion(const std::string& note) {
@@ -184,12 +206,14 @@ std::vector<PackageFiles> filesOf(const std::vector<std::string>& packages) {
     }
     PackageFiles files;
     files.name = named[i].unique;
-    std::set<std::string> const conffiles(named[i].conffiles.begin(), named[i].conffiles.end());
+    std::map<std::string, std::string> const digests = digestsOf(named[i]);
     for (const auto& [name, place] : places) {
       std::string const path = links.resolved(place);
       files.paths.push_back(path);
-      if (conffiles.count(name) != 0)
+      if (named[i].conffiles.count(name) != 0)
         files.conffiles.insert(path);
+      if (auto const digest = digests.find(name); digest != digests.end())
+        files.digests[path] = digest->second;
     }
     result.push_back(std::move(files));
   }

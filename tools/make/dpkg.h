@@ -16,6 +16,8 @@ struct PackageFiles {
   std::string name;  // with the architecture, if dpkg needs it
   std::vector<std::string> paths;
   std::set<std::string> conffiles;  // without obsolete ones, which no longer belong to it
+  // What it installed, by path: MD5, in lower case. Nothing signs this database.
+  std::map<std::string, std::string> digests;
 };
 
 // The files of these packages ("libc6" stands for all its architectures, "libc6:i386" for one).

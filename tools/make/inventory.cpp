@@ -18,6 +18,7 @@
 #include "common/sets.h"
 #include "make/dpkg.h"
 
+using ZEMO::SELF_CHECK::CHECK_ITEM_HASH;
 using ZEMO::SELF_CHECK::FileList;
 
 namespace tool {
@@ -67,6 +68,8 @@ class Collector {
   bool examine(const std::string& path, struct stat& status);
   std::vector<std::string> addMembers(const std::string& directory);
   bool hasEntryAtOrBelow(const std::string& path) const;
+  void tell(const PackageFiles& files, std::size_t number, const std::string& first,
+            const char* what);
 
   const MakePlan& _plan;
   const FileList::ProtectedFileMap& _base;
@@ -174,13 +177,22 @@ void Collector::addFixed(const std::string& directory) {
 void Collector::addPackage(const PackageFiles& files) {
   std::size_t gone = 0;
   std::string first;
+  std::size_t unknown = 0;
+  std::string firstUnknown;
   for (const std::string& path : files.paths) {
     struct stat status = {};
     if (_plan.exclusions.cover(path))
       continue;
     if (lstat(path.c_str(), &status) == 0) {
       Found* const found = add(path, status);
-      if (found != nullptr && !_plan.conffiles && files.conffiles.count(path) != 0)
+      if (found == nullptr)
+        continue;
+      auto const digest = files.digests.find(path);
+      if (digest != files.digests.end())
+        found->digests.insert(digest->second);
+      else if (S_ISREG(status.st_mode) && (_plan.omitted & CHECK_ITEM_HASH) == 0 && unknown++ == 0)
+        firstUnknown = path;
+      if (!_plan.conffiles && files.conffiles.count(path) != 0)
         found->config = true;
     } else if (errno != ENOENT && errno != ENOTDIR) {
       _problems.cannotRead(path, errno);
@@ -188,12 +200,17 @@ void Collector::addPackage(const PackageFiles& files) {
       first = path;
     }
   }
-  if (gone == 0)
+  tell(files, gone, first, "left out: not on disk");
+  tell(files, unknown, firstUnknown, "taken as found: dpkg has no digest to compare with");
+}
+
+void Collector::tell(const PackageFiles& files, std::size_t number, const std::string& first,
+                     const char* what) {
+  if (number == 0)
     return;
   _progress.clear();
   say("package " + inQuotes(files.name) + ": " + inQuotes(first) +
-      (gone == 1 ? " is" : " and " + std::to_string(gone - 1) + " more are") +
-      " left out: not on disk");
+      (number == 1 ? " is " : " and " + std::to_string(number - 1) + " more are ") + what);
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <zemo/selfcheck.h>
 
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -19,6 +20,7 @@ struct Found {
   uint64_t bytes = 0;             // of a regular file
   bool fixed = false;             // a directory whose members are fixed
   bool config = false;            // what it contains is up to the machine's administrator
+  std::set<std::string> digests;  // what packages installed here; of several, each has its own
 };
 
 // By path, in byte order.

@@ -125,6 +125,7 @@ MakePlan planOf(const MakeOptions& given) {
   plan.nul = options.nul;
   plan.packages = options.dpkg;
   plan.conffiles = options.conffiles;
+  plan.allowChanged = options.allowChanged;
   plan.exclusions = Exclusions(options.exclude);
   plan.fixed = allAbsolute(options.fixed);
   for (const std::string& directory : plan.fixed) {

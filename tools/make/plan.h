@@ -24,6 +24,7 @@ struct MakeOptions {
   bool nul = false;
   std::vector<std::string> dpkg;
   bool conffiles = false;
+  bool allowChanged = false;
   std::vector<std::string> exclude;
   std::vector<std::string> fixed;
   std::vector<std::string> omit;
@@ -42,7 +43,8 @@ struct MakePlan {
   std::optional<std::string> from;  // where to read further names
   bool nul = false;                 // they are ended by zero bytes
   std::vector<std::string> packages;
-  bool conffiles = false;  // state what configuration files contain
+  bool conffiles = false;     // state what configuration files contain
+  bool allowChanged = false;  // and what is not as its package installed it
   Exclusions exclusions;
   std::vector<std::string> fixed;
   ZEMO::SELF_CHECK::CHECK_ITEM omitted = {};
