@@ -134,7 +134,8 @@ int writeMetricsOrSay(const std::string& file, const std::string& mode, std::vec
 int runCheck(const Options& options) {
   requireModeName(options.mode);
   auto check = std::make_shared<CheckOptions>();
-  check->plan = {chosenSets(options.sets, options.all), options.mode, itemsNamed(options.items)};
+  ChosenSets const chosen = chosenSets(options.sets, options.all);
+  check->plan = {chosen.names, options.mode, itemsNamed(options.items)};
   check->under = directoriesNamed(options.under);
   check->jobs = options.jobs;
   check->verify = !options.noVerify;
@@ -152,12 +153,19 @@ int runCheck(const Options& options) {
   Progress progress(!options.noProgress && !options.quiet);
   Counters counters;
   report->begin(check->plan);
+  if (!chosen.unknown.empty()) {
+    counters.setsUnknown = true;
+    say(chosen.unknown);
+  }
   std::vector<SetRun> runs;
   for (const std::string& set : check->plan.sets)
     runs.push_back(checkedSet(set, check, *report, counters, progress));
   int status = exitStatus(counters);
   auto const measure = [&] {
-    if (options.metrics)
+    // Metrics without the sets of packages would look as if there were none.
+    if (options.metrics && counters.setsUnknown)
+      say("the metrics " + inQuotes(*options.metrics) + " stay as they are");
+    else if (options.metrics)
       status |= writeMetricsOrSay(*options.metrics, options.mode, std::move(runs));
   };
   // The summary states the exit status, so the metrics come first. A partial check has the bit of

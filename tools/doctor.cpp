@@ -130,9 +130,7 @@ class Doctor {
       files.lists = listsOf(set, _mode);
     }
     if (files.lists.empty()) {
-      _findings.problem(STATUS_NOT_LOADED,
-                        "there is no list of the set " + inQuotes(set) + " and the mode " +
-                            inQuotes(_mode) + " in " + inQuotes(files.directory),
+      _findings.problem(STATUS_NOT_LOADED, whyNoLists(set, _mode),
                         "make, sign and install one: zemo-selfcheck make --help" +
                             std::string(set == systemSet ? "" : "; or rmdir " + directory));
       return;

@@ -63,14 +63,11 @@ Key keyWith(const std::string& fingerprint, const std::vector<Key>& keys) {
 
 // The lists of all sets and modes that verify now.
 std::vector<std::string> verifyingLists() {
-  std::vector<std::string> sets = {systemSet};
-  try {
-    sets = chosenSets({}, true);
-  } catch (const Failure& failure) {
-    say("warning: cannot look at the lists of packages: " + std::string(failure.what()));
-  }
+  ChosenSets const sets = chosenSets({}, true);
+  if (!sets.unknown.empty())
+    say("warning: cannot look at the lists of packages: " + sets.unknown);
   std::vector<std::string> lists;
-  for (const std::string& set : sets) {
+  for (const std::string& set : sets.names) {
     std::string const directory = setDirectory(set);
     for (const std::string& list : ZEMO::SELF_CHECK::glob(
              directory, std::string(directory).append("/" + set + ".*.*.list"))) {

@@ -129,7 +129,12 @@ int runShow(const Options& options) {
   }
   int status = STATUS_INTACT;
   std::size_t shown = 0;
-  for (const std::string& set : chosenSets(named, options.all)) {
+  ChosenSets const chosen = chosenSets(named, options.all);
+  if (!chosen.unknown.empty()) {
+    say(chosen.unknown);
+    status |= STATUS_NOT_LOADED;
+  }
+  for (const std::string& set : chosen.names) {
     try {
       shown += showSet(options, set, filter);
     } catch (const Failure& failure) {

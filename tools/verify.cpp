@@ -48,8 +48,12 @@ void print(const std::string& text) {
 void verifySet(const std::string& set, const Options& options, const Demands& demands,
                Counts& counts) {
   std::vector<Judgement> const judgements = judgeLists(set, options.mode, demands);
-  print("set " + escaped(set) + ", mode " + escaped(options.mode) + ": " +
-        (judgements.empty() ? "no lists" : counted(judgements.size(), "list", "lists")) + "\n");
+  std::string lists = counted(judgements.size(), "list", "lists");
+  if (judgements.empty()) {
+    std::string const reason = whyUnreadable(set);
+    lists = reason.empty() ? "no lists" : reason;
+  }
+  print("set " + escaped(set) + ", mode " + escaped(options.mode) + ": " + lists + "\n");
   if (judgements.empty())
     counts.emptySets += 1;
   for (const Judgement& judgement : judgements) {
@@ -69,7 +73,8 @@ int runVerify(const Options& options) {
   for (const std::string& key : options.keys)
     demands.pinned.push_back(fingerprintFrom(key));
   Counts counts;
-  for (const std::string& set : chosenSets(options.sets, options.all))
+  ChosenSets const chosen = chosenSets(options.sets, options.all);
+  for (const std::string& set : chosen.names)
     verifySet(set, options, demands, counts);
 
   std::size_t const good = counts.lists - counts.unusable - counts.objectionable;
@@ -78,9 +83,11 @@ int runVerify(const Options& options) {
                         std::to_string(counts.objectionable) + " objectionable";
   if (counts.emptySets != 0)
     summary += "; " + counted(counts.emptySets, "set", "sets") + " without lists";
+  if (!chosen.unknown.empty())
+    summary += "; which sets of packages there are is not known: " + chosen.unknown;
   print(summary + "\n");
-  return (counts.unusable != 0 || counts.emptySets != 0 ? STATUS_NOT_LOADED : 0) |
-         (counts.objectionable != 0 ? STATUS_UNCHECKED : 0);
+  bool const lacking = counts.unusable != 0 || counts.emptySets != 0 || !chosen.unknown.empty();
+  return (lacking ? STATUS_NOT_LOADED : 0) | (counts.objectionable != 0 ? STATUS_UNCHECKED : 0);
 }
 
 }  // namespace

@@ -2,7 +2,8 @@
 //
 // Packages live below /var/packages. The package NAME is installed when /var/packages/NAME/target
 // is a directory; the user account that it runs as is named by the single line of
-// /var/packages/NAME/user, and a package without that file has no user of its own.
+// /var/packages/NAME/user, and a package without that file has no user of its own. A link to
+// nothing is a file that cannot be read.
 //
 // A package name is taken verbatim and becomes part of these paths: a name with slashes or "..",
 // such as a/../b, names whatever directory the path leads to, and an empty name names

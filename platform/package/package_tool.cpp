@@ -44,6 +44,12 @@ int readShortFile(const std::string& path, std::string& content) {
   return error;
 }
 
+// Whether there is nothing at all at `path`. A link to nothing is something.
+bool isAbsent(const std::string& path) {
+  struct stat st = {};
+  return lstat(path.c_str(), &st) != 0 && errno == ENOENT;
+}
+
 // A path would end at a NUL in a name, and lead to another package.
 bool isPathText(const std::string& name) {
   return name.find('\0') == std::string::npos;
@@ -73,9 +79,10 @@ bool ZEMOPackageTool::PMSCheckPackage(const std::string& name) {
 std::string ZEMOPackageTool::PMSGetPkgUserName(const std::string& name) {
   if (!isPathText(name))
     return noName(ZEMO_PACKAGE_BAD_USER);
+  std::string const path = packagesDir + name + "/user";
   std::string user;
-  int const error = readShortFile(packagesDir + name + "/user", user);
-  if (error == ENOENT)
+  int const error = readShortFile(path, user);
+  if (error == ENOENT && isAbsent(path))
     return noName(ZEMO_PACKAGE_NO_USER);
   if (error != 0)
     return noName(ZEMO_PACKAGE_BAD_USER);

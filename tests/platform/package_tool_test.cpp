@@ -373,6 +373,13 @@ TEST_F(PackageToolTest, LinkToItselfAsUserFileIsBad) {
   expectNoUser(ZEMO_PACKAGE_BAD_USER);
 }
 
+// A package's files would otherwise be checked against the ids of another package.
+TEST_F(PackageToolTest, LinkToNothingAsUserFileIsBad) {
+  makeDirectory(at("demo"));
+  makeLink("nowhere", at("demo/user"));
+  expectNoUser(ZEMO_PACKAGE_BAD_USER);
+}
+
 TEST_F(PackageToolTest, UnreadableUserFileIsBad) {
   writeUser("user\n");
   changeMode(at("demo/user"), 0);

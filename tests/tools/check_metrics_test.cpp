@@ -199,6 +199,20 @@ TEST_F(CheckMetricsTest, EverySetHasItsOwnSamples) {
   EXPECT_EQ(value("mismatches", "empty", ",kind=\"missing\""), "0");
 }
 
+// A file without the sets of packages would look as if there were none.
+TEST_F(CheckMetricsTest, StayAsTheyAreWhereSetsAreUnknown) {
+  list({existing("/")});
+  packageList("demo", {existing("/")});
+  EXPECT_EQ(measured({"--all"}).status, 0);
+  std::string const before = readFile(metrics);
+  remove(std::string(listDir) + "/packages");
+  makeLink("/nowhere", std::string(listDir) + "/packages");
+  ProgramRun const run = measured({"--all"});
+  EXPECT_EQ(run.status, notLoaded);
+  EXPECT_EQ(lastLine(run.errors), "zemo-selfcheck: the metrics '" + metrics + "' stay as they are");
+  EXPECT_EQ(readFile(metrics), before);
+}
+
 TEST_F(CheckMetricsTest, NamesAreEscaped) {
   packageList("qu\"ote {} \x1b\xff", {existing("/")});
   makeDirectory(std::string(listDir) + "/packages/back\\slash\nline");

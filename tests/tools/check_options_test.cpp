@@ -17,6 +17,19 @@ class CheckOptionsTest : public CheckTest {
     EXPECT_EQ(run.output, "");
     EXPECT_EQ(run.errors, "zemo-selfcheck: " + message + "\n");
   }
+
+  // wam, which is intact, was checked all the same.
+  static void expectUnknownSets(const ProgramRun& run, int status, const std::string& reason) {
+    bool const known = reason.empty();
+    EXPECT_EQ(run.status, status);
+    EXPECT_EQ(run.output, "checked 1 entry of 1 set: " + intact +
+                              (known ? "" : "; which sets of packages there are is not known") +
+                              "\n");
+    EXPECT_EQ(run.errors,
+              known
+                  ? ""
+                  : "zemo-selfcheck: cannot read '/usr/zemo/selfcheck/packages': " + reason + "\n");
+  }
 };
 
 }  // namespace
@@ -99,7 +112,6 @@ TEST_F(CheckOptionsTest, AllPassesOverWhatIsNoDirectory) {
   std::string const packages = std::string(listDir) + "/packages";
   makeDirectory(packages);
   writeFile(packages + "/notes", "");
-  makeLink("/nowhere", packages + "/dangling");
   makeFifo(packages + "/fifo");
   EXPECT_EQ(check({"--all"}).status, 0);
 }
@@ -110,20 +122,37 @@ TEST_F(CheckOptionsTest, AllTellsOfADirectoryWithoutLists) {
   ProgramRun const run = check({"--all"});
   EXPECT_EQ(run.status, notLoaded);
   EXPECT_EQ(run.errors,
-            "zemo-selfcheck: the set 'empty' has no lists of the mode 'full' in "
+            "zemo-selfcheck: there is no list of the set 'empty' and the mode 'full' in "
             "'/usr/zemo/selfcheck/packages/empty'\n");
   EXPECT_EQ(run.output, "checked 1 entry of 1 set: " + intact + "; 1 set could not be loaded\n");
 }
 
-TEST_F(CheckOptionsTest, AllTellsWhereThePackagesAreNoDirectory) {
+TEST_F(CheckOptionsTest, AllTellsOfALinkThatHasLedToASet) {
   list({existing("/")});
-  remove(std::string(listDir) + "/packages");
-  writeFile(std::string(listDir) + "/packages", "");
+  makeDirectory(std::string(listDir) + "/packages");
+  makeLink("/nowhere", std::string(listDir) + "/packages/demo");
   ProgramRun const run = check({"--all"});
   EXPECT_EQ(run.status, notLoaded);
-  EXPECT_EQ(run.output, "");
+  EXPECT_EQ(run.output, "checked 1 entry of 1 set: " + intact + "; 1 set could not be loaded\n");
   EXPECT_EQ(run.errors,
-            "zemo-selfcheck: cannot read '/usr/zemo/selfcheck/packages': Not a directory\n");
+            "zemo-selfcheck: cannot read '/usr/zemo/selfcheck/packages/demo': No such file or "
+            "directory\n");
+}
+
+TEST_F(CheckOptionsTest, AllTellsWhereThePackagesAreNoDirectory) {
+  list({existing("/")});
+  expectUnknownSets(check({"--all"}), 0, "");
+  remove(std::string(listDir) + "/packages");
+  writeFile(std::string(listDir) + "/packages", "");
+  expectUnknownSets(check({"--all"}), notLoaded, "Not a directory");
+}
+
+TEST_F(CheckOptionsTest, AllTellsWhereThePackagesAreALinkToNothing) {
+  list({existing("/")});
+  makeLink("/nowhere", std::string(listDir) + "/packages");
+  expectUnknownSets(check({"--all"}), notLoaded, "No such file or directory");
+  std::string const json = check({"--all", "--format", "json"}).output;
+  EXPECT_NE(json.find("\"sets_unknown\":true,\"status\":16}"), std::string::npos) << json;
 }
 
 TEST_F(CheckOptionsTest, AllTellsOfPackagesThatCannotBeRead) {
@@ -132,9 +161,17 @@ TEST_F(CheckOptionsTest, AllTellsOfPackagesThatCannotBeRead) {
   changeMode(std::string(listDir) + "/packages", 0);
   ProgramRun const run = checkUnprivileged({"--all"});
   changeMode(std::string(listDir) + "/packages", 0755);
+  expectUnknownSets(run, notLoaded, "Permission denied");
+}
+
+TEST_F(CheckOptionsTest, AListDirectoryThatCannotBeReadIsNotOneWithoutLists) {
+  packageList("demo", {existing("/")});
+  changeMode(std::string(listDir) + "/packages/demo", 0);
+  ProgramRun const run = checkUnprivileged({"demo"});
+  changeMode(std::string(listDir) + "/packages/demo", 0755);
   EXPECT_EQ(run.status, notLoaded);
-  EXPECT_EQ(run.errors,
-            "zemo-selfcheck: cannot read '/usr/zemo/selfcheck/packages': Permission denied\n");
+  EXPECT_EQ(linesOf(run.errors).front(),
+            "zemo-selfcheck: cannot read '/usr/zemo/selfcheck/packages/demo': Permission denied");
 }
 
 // Names may be read, but not what they are.
@@ -179,7 +216,7 @@ TEST_F(CheckOptionsTest, ModeChoosesTheLists) {
   ProgramRun const run = check({"--mode=none"});
   EXPECT_EQ(run.status, notLoaded);
   EXPECT_EQ(run.errors,
-            "zemo-selfcheck: the set 'wam' has no lists of the mode 'none' in "
+            "zemo-selfcheck: there is no list of the set 'wam' and the mode 'none' in "
             "'/usr/zemo/selfcheck'\n");
 }
 

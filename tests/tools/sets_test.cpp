@@ -56,33 +56,42 @@ TEST(Sets, LastLineGivesTheOrder) {
 class ChosenSetsTest : public PrivateRootTest {};
 
 TEST_F(ChosenSetsTest, NamedOnesOrTheSystems) {
-  EXPECT_EQ(chosenSets({}, false), Words{"wam"});
-  EXPECT_EQ(chosenSets({"b", "a"}, false), (Words{"b", "a"}));
+  EXPECT_EQ(chosenSets({}, false).names, Words{"wam"});
+  EXPECT_EQ(chosenSets({"b", "a"}, false).names, (Words{"b", "a"}));
   EXPECT_THROW(chosenSets({"a", "*"}, false), UsageError);
   EXPECT_THROW(chosenSets({"a"}, true), UsageError);
 }
 
 TEST_F(ChosenSetsTest, AllAreInByteOrder) {
-  EXPECT_EQ(chosenSets({}, true), Words{"wam"});
+  EXPECT_EQ(chosenSets({}, true).names, Words{"wam"});
   for (const char* const name : {"b", "a", "Z", "wam"})
     makeDirectory(packagesDirectory + "/" + name);
   writeFile(packagesDirectory + "/file", "");
   makeLink("a", packagesDirectory + "/link");
   makeLink("nowhere", packagesDirectory + "/dangling");
-  EXPECT_EQ(chosenSets({}, true), (Words{"wam", "Z", "a", "b", "link"}));
+  EXPECT_EQ(chosenSets({}, true).names, (Words{"wam", "Z", "a", "b", "dangling", "link"}));
+}
+
+TEST_F(ChosenSetsTest, PackagesThatCannotBeReadAreUnknown) {
+  EXPECT_EQ(chosenSets({}, true).unknown, "");
+  makeLink("nowhere", packagesDirectory);
+  EXPECT_EQ(chosenSets({}, true).names, Words{"wam"});
+  EXPECT_EQ(chosenSets({}, true).unknown,
+            "cannot read '" + packagesDirectory + "': No such file or directory");
+  EXPECT_EQ(chosenSets({}, false).unknown, "");
 }
 
 TEST_F(ChosenSetsTest, WhatCannotBeExaminedMayBeASet) {
   makeLink("loop", systemDirectory + "/loop");
   makeDirectory(packagesDirectory);
   makeLink("loop", packagesDirectory + "/loop");
-  EXPECT_EQ(chosenSets({}, true), (Words{"wam", "loop"}));
+  EXPECT_EQ(chosenSets({}, true).names, (Words{"wam", "loop"}));
 }
 
 TEST_F(ChosenSetsTest, DirectoryWithAnotherNameIsNamedButHasNoLists) {
   makeDirectory(packagesDirectory + "/a]");
   writeFile(packagesDirectory + "/a]/a].full.x.list", "");
-  EXPECT_EQ(chosenSets({}, true), (Words{"wam", "a]"}));
+  EXPECT_EQ(chosenSets({}, true).names, (Words{"wam", "a]"}));
   EXPECT_FALSE(canNameSet("a]"));
   EXPECT_EQ(listsOf("a]", "full"), Words());
 }

@@ -114,6 +114,17 @@ TEST_F(ShowTest, AllShowsEverySetAndFailuresDoNotHideTheOthers) {
   EXPECT_NE(run.errors.find("set 'ghost': cannot read list"), std::string::npos);
 }
 
+TEST_F(ShowTest, AllShowsTheSystemsSetWherePackagesCannotBeRead) {
+  writeList("wam.full.base.list", sized("/a", "1") + "\n");
+  makeLink("/nowhere", std::string(listDir) + "/packages");
+  ProgramRun const run = show({"--all"});
+  EXPECT_EQ(run.status, notLoaded);
+  EXPECT_EQ(linesOf(run.output), Lines{sized("/a", "1") + "\twam.full.base.list"});
+  EXPECT_EQ(run.errors,
+            "zemo-selfcheck: cannot read '/usr/zemo/selfcheck/packages': No such file or "
+            "directory\n");
+}
+
 TEST_F(ShowTest, PlaceholdersAreResolvedForTheirSetAlone) {
   installDemo(sized("$pkg_dir/b", "1") + "\n");
   writeList("wam.full.base.list", sized("$pkg_dir/a", "1") + "\n");

@@ -96,6 +96,25 @@ const std::string VerifyCommandTest::ringPath = std::string(listDir) + "/pubring
 
 }  // namespace
 
+TEST_F(VerifyCommandTest, SetsThatCannotBeFoundAreNotSaidToBeAbsent) {
+  signedList("base", "-u Maker");
+  makeLink("/nowhere", std::string(listDir) + "/packages");
+  ProgramRun const all = tool({"verify", "--all"});
+  EXPECT_EQ(all.status, notLoaded);
+  EXPECT_THAT(all.output, HasSubstr("set wam, mode full: 1 list\n"));
+  EXPECT_THAT(all.output, HasSubstr("; which sets of packages there are is not known: cannot read "
+                                    "'/usr/zemo/selfcheck/packages': No such file or directory\n"));
+  ProgramRun const one = tool({"verify", "p"});
+  EXPECT_EQ(one.status, notLoaded);
+  EXPECT_THAT(one.output, HasSubstr("set p, mode full: no lists\n"));
+  remove(std::string(listDir) + "/packages");
+  makeDirectory(std::string(listDir) + "/packages");
+  makeLink("/nowhere", std::string(listDir) + "/packages/p");
+  EXPECT_THAT(tool({"verify", "p"}).output,
+              HasSubstr("set p, mode full: cannot read '/usr/zemo/selfcheck/packages/p': No such "
+                        "file or directory\n"));
+}
+
 TEST_F(VerifyCommandTest, ASetWithoutListsIsNotVerified) {
   ProgramRun const run = tool({"verify"});
   EXPECT_EQ(run.status, notLoaded);

@@ -26,7 +26,7 @@ int exitStatus(const Counters& counters) {
     status |= STATUS_STRAY;
   if (counters.unchecked > 0 || counters.partial)
     status |= STATUS_UNCHECKED;
-  if (counters.notLoaded > 0 || counters.checked == 0)
+  if (counters.notLoaded > 0 || counters.setsUnknown || counters.checked == 0)
     status |= STATUS_NOT_LOADED;
   return status;
 }
@@ -42,6 +42,8 @@ std::string summaryLine(const Counters& counters) {
     line += ", " + std::to_string(counters.accepted) + " accepted";
   if (counters.notLoaded > 0)
     line += "; " + counted(counters.notLoaded, "set", "sets") + " could not be loaded";
+  if (counters.setsUnknown)
+    line += "; which sets of packages there are is not known";
   return line;
 }
 

@@ -22,6 +22,7 @@ struct Counters {
   std::size_t unchecked = 0;  // entries whose check could not be carried out
   std::size_t accepted = 0;   // mismatches; they do not count above
   bool partial = false;       // the check was interrupted
+  bool setsUnknown = false;   // the sets of packages were to be checked, but could not be found out
   // Mismatches that are not accepted; a kind that was not found may be left out.
   std::map<ZEMO::SELF_CHECK::CHECK_ERROR, std::size_t> kinds;
 };

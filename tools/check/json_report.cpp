@@ -77,6 +77,8 @@ class JsonReport : public CheckReport {
     record["unchecked"] = counters.unchecked;
     record["accepted"] = counters.accepted;
     record["partial"] = counters.partial;
+    if (counters.setsUnknown)
+      record["sets_unknown"] = true;
     record["status"] = status;
     writeRecord(record);
   }

@@ -251,8 +251,7 @@ void sayNotLoaded(const std::string& set, const std::string& mode, bool loaded) 
   if (!canNameSet(set))
     say(what + " has a name that no set can have");
   else if (listsOf(set, mode).empty())
-    say(what + " has no lists of the mode " + inQuotes(mode) + " in " +
-        inQuotes(setDirectory(set)));
+    say(whyNoLists(set, mode));
   else
     say(what + (loaded ? " has no entries" : " could not be loaded"));
 }

@@ -44,9 +44,7 @@ MergedSet mergedSet(const std::string& set, const std::string& mode, bool verify
   MergedSet merged;
   merged.lists = listsOf(set, mode);
   if (merged.lists.empty())
-    throw Failure(STATUS_NOT_LOADED, "there is no list of the set " + inQuotes(set) +
-                                         " and the mode " + inQuotes(mode) + " in " +
-                                         inQuotes(setDirectory(set)));
+    throw Failure(STATUS_NOT_LOADED, whyNoLists(set, mode));
   FileList files(set, mode);
   if (verify)
     verifyAll(files, merged);

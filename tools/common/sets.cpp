@@ -21,21 +21,28 @@ bool isPlain(const std::string& name) {
   return !name.empty() && name.find_first_of("/*?[]\\") == std::string::npos;
 }
 
+// Whether there is nothing at all at `path`. A link to nothing is something.
+bool isAbsent(const std::string& path) {
+  struct stat status = {};
+  return lstat(path.c_str(), &status) != 0 && errno == ENOENT;
+}
+
 std::vector<std::string> directoriesIn(const std::string& directory) {
   std::unique_ptr<DIR, int (*)(DIR*)> const stream(opendir(directory.c_str()), closedir);
-  if (stream == nullptr && errno == ENOENT)
+  int const error = errno;
+  if (stream == nullptr && error == ENOENT && isAbsent(directory))
     return {};
   if (stream == nullptr)
-    throw Failure(STATUS_NOT_LOADED, withReason("cannot read " + inQuotes(directory), errno));
+    throw Failure(STATUS_NOT_LOADED, withReason("cannot read " + inQuotes(directory), error));
   std::vector<std::string> names;
   for (errno = 0; const dirent* member = readdir(stream.get()); errno = 0) {
     std::string const name = member->d_name;
     struct stat status = {};
     if (name == "." || name == "..")
       continue;
-    // What cannot be examined may be a directory, unless it is gone or a link to nothing.
+    // What cannot be examined may be a directory, and a link to nothing may have led to one.
     bool const known = fstatat(dirfd(stream.get()), member->d_name, &status, 0) == 0;
-    if (known ? S_ISDIR(status.st_mode) : errno != ENOENT)
+    if (known ? S_ISDIR(status.st_mode) : errno != ENOENT || !isAbsent(directory + "/" + name))
       names.push_back(name);
   }
   if (errno != 0)
@@ -65,19 +72,25 @@ void requireModeName(const std::string& mode) {
     throw UsageError(inQuotes(mode) + " cannot be the name of a mode");
 }
 
-std::vector<std::string> chosenSets(const std::vector<std::string>& named, bool all) {
-  std::vector<std::string> sets = named;
+ChosenSets chosenSets(const std::vector<std::string>& named, bool all) {
+  ChosenSets chosen;
+  std::vector<std::string>& sets = chosen.names;
+  sets = named;
   if (all) {
     if (!named.empty())
       throw UsageError("either name sets or give --all");
-    sets = packageDirectories();
+    try {
+      sets = packageDirectories();
+    } catch (const Failure& failure) {
+      chosen.unknown = failure.what();
+    }
     // It has its lists elsewhere.
     sets.erase(std::remove(sets.begin(), sets.end(), systemSet), sets.end());
   }
   std::for_each(named.begin(), named.end(), requireSetName);
   if (all || named.empty())
     sets.insert(sets.begin(), systemSet);
-  return sets;
+  return chosen;
 }
 
 std::vector<std::string> packageDirectories() {
@@ -89,6 +102,23 @@ std::vector<std::string> listsOf(const std::string& set, const std::string& mode
     return {};  // it would be taken for a pattern
   std::string const directory = setDirectory(set);
   return ZEMO::SELF_CHECK::glob(directory, directory + "/" + set + "." + mode + ".*.list");
+}
+
+std::string whyUnreadable(const std::string& set) {
+  std::string const directory = setDirectory(set);
+  std::unique_ptr<DIR, int (*)(DIR*)> const stream(opendir(directory.c_str()), closedir);
+  int const error = errno;
+  if (stream != nullptr || (error == ENOENT && isAbsent(directory)))
+    return "";
+  return withReason("cannot read " + inQuotes(directory), error);
+}
+
+std::string whyNoLists(const std::string& set, const std::string& mode) {
+  std::string const reason = whyUnreadable(set);
+  if (!reason.empty())
+    return reason;
+  return "there is no list of the set " + inQuotes(set) + " and the mode " + inQuotes(mode) +
+         " in " + inQuotes(setDirectory(set));
 }
 
 std::vector<std::string> orderLines(const std::string& directory) {

@@ -26,19 +26,30 @@ bool canNameSet(const std::string& name);
 void requireSetName(const std::string& name);
 void requireModeName(const std::string& mode);
 
-// `named`, or the system's own set if that is empty; with `all`, the system's own and every set
-// that has a directory below packagesDirectory, in byte order, also where canNameSet() does not
-// hold. Every name of `named` is checked by requireSetName(). Throws Failure if packagesDirectory
-// cannot be read; one that does not exist holds no sets.
-std::vector<std::string> chosenSets(const std::vector<std::string>& named, bool all);
+struct ChosenSets {
+  std::vector<std::string> names;
+  std::string unknown;  // why nobody knows which sets of packages there are; else empty
+};
 
-// The names of the directories in packagesDirectory in byte order, also those that no set can have.
-// Throws as chosenSets() does.
+// `named`, or the system's own set if that is empty; with `all`, the system's own and those of
+// packageDirectories(). Where these cannot be read, the system's own is chosen all the same. Every
+// name of `named` is checked by requireSetName().
+ChosenSets chosenSets(const std::vector<std::string>& named, bool all);
+
+// The names of the directories in packagesDirectory in byte order, also those that no set can have,
+// and those of links to nothing. Throws Failure if it cannot be read; one that does not exist holds
+// no sets.
 std::vector<std::string> packageDirectories();
 
 // The paths of the set's lists in the order in which the library reads them; none if canNameSet()
 // does not hold.
 std::vector<std::string> listsOf(const std::string& set, const std::string& mode);
+
+// Why the set's directory cannot be read; empty if it can, or if there is none.
+std::string whyUnreadable(const std::string& set);
+
+// Why listsOf() has found none: that, or the directory has none of this mode.
+std::string whyNoLists(const std::string& set, const std::string& mode);
 
 // The lines of the file `listorder` in `directory`, as they are; none if there is none or it
 // is not a regular file. Throws Failure(STATUS_NOT_LOADED) if it cannot be read.
