@@ -18,9 +18,10 @@ static_assert(std::atomic<bool>::is_always_lock_free);
 std::atomic<int> lastStatus{-1};
 static_assert(std::atomic<int>::is_always_lock_free);
 
+// timeout(1), for one, sends its signal to the program and then to the program's whole group. What
+// comes after the first changes nothing: a second after that the program ends in any case.
 extern "C" void note(int /*signal*/) {
-  noted.store(true);
-  if (lastStatus.load() >= 0)
+  if (!noted.exchange(true) && lastStatus.load() >= 0)
     alarm(1);
 }
 
@@ -38,9 +39,7 @@ void watchForInterruption() {
       continue;
     action = {};
     action.sa_handler = note;
-    // RESETHAND: the same signal a second time ends the program at once. RESTART: the library's
-    // reads go on.
-    action.sa_flags = static_cast<int>(SA_RESTART | SA_RESETHAND);
+    action.sa_flags = SA_RESTART;               // the library's reads go on
     (void)sigaction(signal, &action, nullptr);  // cannot fail for these signals
   }
 }

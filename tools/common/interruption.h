@@ -5,9 +5,9 @@
 
 namespace tool {
 
-// From now on SIGINT, SIGTERM and SIGHUP no longer end the program but are noted, and the same one
-// a second time ends it. Signals that were ignored at the start stay ignored. To be called once,
-// before any thread is started.
+// From now on SIGINT, SIGTERM and SIGHUP no longer end the program but are noted. Signals that were
+// ignored at the start stay ignored. To be called once, after endSoonAfterInterruption() and before
+// any thread is started.
 void watchForInterruption();
 
 // One of these signals has come.
