@@ -6,20 +6,50 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <ctime>
 
 namespace {
 
 constexpr char packagesDir[] = "/var/packages/";
 constexpr size_t longestName = 256;
 
+time_t seconds() {
+  timespec now = {};
+  (void)clock_gettime(CLOCK_MONOTONIC, &now);
+  return now.tv_sec;
+}
+
+bool isRegularFile(const std::string& path) {
+  struct stat st = {};
+  return stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode);
+}
+
+// Opens `path`. Waits for a program that has a lease on a regular file, up to a minute: the kernel
+// takes it after 45 seconds, if nobody has told it otherwise. Does not wait for the writer of a
+// FIFO. Returns the descriptor, or -1.
+int openRegular(const std::string& path) {
+  constexpr timespec pause = {0, 5'000'000};
+  constexpr time_t longest = 60;
+  time_t const end = seconds() + longest;
+  int fd = -1;
+  for (;;) {
+    fd = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
+    if (fd >= 0)
+      return fd;
+    int const error = errno;
+    if (error == EWOULDBLOCK && isRegularFile(path) && seconds() < end) {
+      (void)nanosleep(&pause, nullptr);
+    } else if (error != EINTR) {
+      errno = error;
+      return -1;
+    }
+  }
+}
+
 // Stores the content of the regular file `path`; of a longer file the first longestName + 2 bytes,
 // which tell that it is too long. Returns 0 or the error number.
 int readShortFile(const std::string& path, std::string& content) {
-  int fd = -1;
-  do {
-    // Non-blocking, so that a FIFO at the path does not make the open wait for a writer.
-    fd = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
-  } while (fd < 0 && errno == EINTR);
+  int const fd = openRegular(path);
   if (fd < 0)
     return errno;
 

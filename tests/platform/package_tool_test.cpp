@@ -38,6 +38,7 @@ int openFlags = 0;  // of the last call
 Fault readFault;
 size_t mostBytes = SIZE_MAX;  // that one read gives
 Fault statusFault;
+time_t ahead = 0;  // of the clock; pauses pass at once and move it
 
 template <typename Function>
 Function* next(const char* name) {
@@ -57,6 +58,18 @@ int open(const char* path, int flags, ...) {
 ssize_t read(int fd, void* buffer, size_t size) {
   static auto* const real = next<ssize_t(int, void*, size_t)>("read");
   return readFault.strikes() ? -1 : real(fd, buffer, std::min(size, mostBytes));
+}
+
+int nanosleep(const timespec* /*pause*/, timespec* /*left*/) {
+  ahead += 5;
+  return 0;
+}
+
+int clock_gettime(clockid_t clock, timespec* now) {
+  static auto* const real = next<int(clockid_t, timespec*)>("clock_gettime");
+  int const result = real(clock, now);
+  now->tv_sec += ahead;
+  return result;
 }
 
 // What fortification turns a read into.
@@ -394,6 +407,22 @@ TEST_F(PackageToolTest, InterruptionsAreGoneOnAfter) {
   expectUser("user");
   EXPECT_EQ(openFault.times, 0);
   EXPECT_EQ(readFault.times, 0);
+}
+
+// A file server's, say, which gives it back.
+TEST_F(PackageToolTest, LeaseOnTheUserFileIsWaitedFor) {
+  writeUser("user\n");
+  openFault = {EWOULDBLOCK, 3};
+  expectUser("user");
+  EXPECT_EQ(openFault.times, 0);
+}
+
+TEST_F(PackageToolTest, LeaseThatIsTakenAgainAndAgainIsNotWaitedForForEver) {
+  writeUser("user\n");
+  openFault = {EWOULDBLOCK, 1000};
+  expectNoUser(ZEMO_PACKAGE_BAD_USER);
+  EXPECT_GT(openFault.times, 900);
+  openFault = {};
 }
 
 TEST_F(PackageToolTest, UserFileThatCannotBeReadIsBad) {
