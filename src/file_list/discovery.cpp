@@ -5,6 +5,7 @@
 #include <zemo/selfcheck/file_list.h>
 
 #include <algorithm>
+#include <climits>
 #include <cstdint>
 #include <utility>
 
@@ -29,8 +30,10 @@ OrderTable readOrder(const std::string& listDir) {
     return order;
   }
   std::string name;
-  for (int64_t number = 1; reader.next(name); ++number)
-    order[prefix + name] = static_cast<int32_t>(number);
+  for (int64_t number = 1; reader.next(name, PATH_MAX); ++number) {
+    if (name.size() < PATH_MAX)  // no file can have a longer one, and it may take all memory
+      order[prefix + name] = static_cast<int32_t>(number);
+  }
   return order;
 }
 

@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
@@ -43,7 +44,7 @@ bool LineReader::fill() {
   return true;
 }
 
-bool LineReader::next(std::string& line) {
+bool LineReader::next(std::string& line, size_t longest) {
   line.clear();
   bool found = false;  // a part of this line has been read
   while (_begin < _end || fill()) {
@@ -51,11 +52,11 @@ bool LineReader::next(std::string& line) {
     const void* const lineFeed = memchr(start, '\n', _end - _begin);
     if (lineFeed != nullptr) {
       auto const length = static_cast<size_t>(static_cast<const char*>(lineFeed) - start);
-      line.append(start, length);
+      line.append(start, std::min(length, longest - line.size()));
       _begin += length + 1;
       return true;
     }
-    line.append(start, _end - _begin);
+    line.append(start, std::min(_end - _begin, longest - line.size()));
     _begin = _end;
     found = true;
   }

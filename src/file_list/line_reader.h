@@ -4,6 +4,7 @@
 #define ZEMO_SELFCHECK_SRC_FILE_LIST_LINE_READER_H
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -21,10 +22,11 @@ class LineReader {
 
   bool isOpen() const { return _fd >= 0; }
 
-  // Stores the next line without its line feed. A last line needs no line feed, and behind a last
-  // line feed no further line begins. Returns false, with `line` unspecified, at the end of the
-  // file and on a read error, which also drops the line that it cuts short.
-  bool next(std::string& line);
+  // Stores the next line without its line feed, and of a longer one its first `longest` bytes. A
+  // last line needs no line feed, and behind a last line feed no further line begins. Returns
+  // false, with `line` unspecified, at the end of the file and on a read error, which also drops
+  // the line that it cuts short.
+  bool next(std::string& line, size_t longest = SIZE_MAX);
 
  private:
   bool fill();

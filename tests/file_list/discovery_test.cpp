@@ -1,5 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <unistd.h>
 #include <zemo/selfcheck/file_list.h>
 
 #include <algorithm>
@@ -53,6 +55,22 @@ TEST_F(DiscoveryWithOrderTest, FollowsItsLines) {
   writeOrder(list("b") + "\n" + list("c") + "\n" + list("a") + "\n");
   EXPECT_THAT(found(), ElementsAre("b", "c", "a"));
   EXPECT_THAT(recordedLog(), IsEmpty());
+}
+
+// A file of a few bytes can have such a line, with nothing stored in most of it.
+TEST_F(DiscoveryWithOrderTest, DoesNotStoreALineThatNoFileCanHaveAsName) {
+  constexpr off_t longLine = off_t{256} << 20U;
+  constexpr long most = 64 * 1024;  // KiB
+  makeLists({"a", "b"});
+  writeOrder("");
+  ASSERT_EQ(truncate(path("listorder").c_str(), longLine), 0);
+  appendToFile(path("listorder"), "\n" + list("b") + "\n" + list("a") + "\n");
+  rusage before = {};
+  rusage after = {};
+  (void)getrusage(RUSAGE_SELF, &before);
+  EXPECT_THAT(found(), ElementsAre("b", "a"));
+  (void)getrusage(RUSAGE_SELF, &after);
+  EXPECT_LT(after.ru_maxrss - before.ru_maxrss, most);
 }
 
 TEST_F(DiscoveryWithOrderTest, PutsUnnamedListBeforeNamedOnes) {

@@ -119,6 +119,19 @@ class LineReaderTest : public ::testing::Test {
   TimeLimit _limit;
 };
 
+TEST_F(LineReaderTest, OfALongLineTheStartIsKept) {
+  for (std::size_t const size : {std::size_t{3}, std::size_t{4}, std::size_t{5}, 200 * kibibyte}) {
+    writeFile(path, std::string(size, 'a') + "\nb\n");
+    LineReader reader(path);
+    std::string line;
+    ASSERT_TRUE(reader.next(line, 4));
+    EXPECT_EQ(line, std::string(std::min(size, std::size_t{4}), 'a'));
+    ASSERT_TRUE(reader.next(line, 4));
+    EXPECT_EQ(line, "b");
+    EXPECT_FALSE(reader.next(line, 4));
+  }
+}
+
 TEST_F(LineReaderTest, SplitsAtLineFeeds) {
   EXPECT_THAT(linesOfText("one\ntwo\nthree\n"), ElementsAre("one", "two", "three"));
 }
