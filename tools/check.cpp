@@ -1,8 +1,6 @@
 // check: compares all files that sets of lists name with their entries.
 
-#include <chrono>
 #include <cstdio>
-#include <ctime>
 #include <memory>
 #include <optional>
 #include <set>
@@ -100,24 +98,6 @@ void explain(const Counters& counters, const Options& options) {
                               : "nothing was checked: no entry lies at or below --under");
 }
 
-// Checks the set, unless the program has been interrupted.
-SetRun checkedSet(const std::string& set, const std::shared_ptr<const CheckOptions>& check,
-                  CheckReport& report, Counters& counters, Progress& progress) {
-  Counters const before = counters;
-  auto const start = std::chrono::steady_clock::now();
-  SetRun run;
-  run.set = set;
-  if (interrupted())
-    counters.partial = true;
-  else
-    run.facts = checkSet(set, check, report, counters, progress);
-  run.verified = run.facts.loaded && run.facts.verified;
-  run.counters = between(before, counters);
-  run.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-  run.ended = std::time(nullptr);
-  return run;
-}
-
 // Returns what that adds to the exit status.
 int writeMetricsOrSay(const std::string& file, const std::string& mode, std::vector<SetRun> runs) {
   // A slow disk must not keep to itself what the check has found. flushOutput() reports a failure.
@@ -157,9 +137,7 @@ int runCheck(const Options& options) {
     counters.setsUnknown = true;
     say(chosen.unknown);
   }
-  std::vector<SetRun> runs;
-  for (const std::string& set : check->plan.sets)
-    runs.push_back(checkedSet(set, check, *report, counters, progress));
+  std::vector<SetRun> runs = checkSets(check, *report, counters, progress);
   int status = exitStatus(counters);
   auto const measure = [&] {
     // Metrics without the sets of packages would look as if there were none.

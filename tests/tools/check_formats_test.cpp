@@ -62,7 +62,8 @@ TEST_F(CheckFormatsTest, JsonHasAStartAndASummary) {
   EXPECT_EQ(all[0].at("items"), Json({"size", "hash"}));
   EXPECT_EQ(all[0].at("program"), "zemo-selfcheck");
   EXPECT_EQ(all[0].at("format"), 1);
-  EXPECT_EQ(all[1], Json::parse(R"({"record":"summary","sets":1,"not_loaded":0,"checked":1,
+  EXPECT_EQ(all[1],
+            Json::parse(R"({"record":"summary","sets":1,"not_loaded":0,"entries":1,"checked":1,
     "changed":0,"missing":0,"stray":0,"unchecked":0,"accepted":0,"partial":false,"status":0})"));
 }
 
@@ -185,9 +186,11 @@ TEST_F(CheckFormatsTest, SchemaRejectsWrongRecords) {
       entry + R"({"kind":"missing"}],"path_hex":"fg"})",
       entry + R"({"kind":"missing"}],"more":1})",
       entry + R"({"kind":"missing","accepted":false}]})",
-      std::string(R"({"record":"summary","sets":1,"not_loaded":0,"checked":1,"changed":0,)") +
+      std::string(
+          R"({"record":"summary","sets":1,"not_loaded":0,"entries":1,"checked":1,"changed":0,)") +
           R"("missing":0,"stray":0,"unchecked":0,"accepted":0,"partial":false,"status":64})",
-      std::string(R"({"record":"summary","sets":-1,"not_loaded":0,"checked":1,"changed":0,)") +
+      std::string(
+          R"({"record":"summary","sets":-1,"not_loaded":0,"entries":1,"checked":1,"changed":0,)") +
           R"("missing":0,"stray":0,"unchecked":0,"accepted":0,"partial":false,"status":0})",
       std::string("[1]"),
       std::string("no JSON")};

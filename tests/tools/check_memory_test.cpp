@@ -49,7 +49,7 @@ TEST_F(CheckMemoryTest, AnEntryWithoutMemoryIsToldAndTheOthersAreChecked) {
     Counters counters;
     Progress progress(false);
     failLargeAllocation(n, large);
-    checkSet("wam", options, report, counters, progress);
+    (void)checkSets(options, report, counters, progress);
     failLargeAllocation(0, large);
 
     EXPECT_FALSE(counters.partial);

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "check/later.h"
+
 using tool::Counters;
 using tool::exitStatus;
 using tool::summaryLine;
@@ -41,6 +43,12 @@ TEST(Counters, NothingCheckedIsNoSuccess) {
   EXPECT_EQ(exitStatus(counters), 16);
 }
 
+TEST(Counters, UnknownSetsAreNoSuccess) {
+  Counters counters = oneChecked();
+  counters.setsUnknown = true;
+  EXPECT_EQ(exitStatus(counters), 16);
+}
+
 TEST(Counters, PartialIsUnchecked) {
   Counters counters = oneChecked();
   counters.partial = true;
@@ -73,6 +81,7 @@ TEST(Counters, SummaryHasOneAndMany) {
   Counters counters;
   counters.sets = 2;
   counters.notLoaded = 3;
+  counters.entries = 12;
   counters.checked = 4;
   counters.changed = 5;
   counters.missing = 6;
@@ -81,6 +90,20 @@ TEST(Counters, SummaryHasOneAndMany) {
   counters.accepted = 9;
   counters.partial = true;
   EXPECT_EQ(summaryLine(counters),
-            "interrupted, this is partial: checked 4 entries of 2 sets: 5 changed, 6 missing, 7 "
-            "stray, 8 could not be checked, 9 accepted; 3 sets could not be loaded");
+            "interrupted, this is partial: checked 4 of 12 entries of 2 sets: 5 changed, 6 "
+            "missing, 7 stray, 8 could not be checked, 9 accepted; 3 sets could not be loaded");
+  counters.setsUnknown = true;
+  EXPECT_TRUE(summaryLine(counters).find("; which sets of packages there are is not known") !=
+              std::string::npos);
+}
+
+TEST(LateBudget, IsOneForTheRun) {
+  tool::LateBudget budget(10, 60);
+  EXPECT_TRUE(budget.takes(4));
+  EXPECT_FALSE(budget.takes(7));
+  EXPECT_TRUE(budget.takes(6));
+  EXPECT_FALSE(budget.takes(1));
+  EXPECT_TRUE(budget.takes(0));
+  EXPECT_TRUE(budget.mayWait());
+  EXPECT_FALSE(tool::LateBudget(10, 0).mayWait());
 }

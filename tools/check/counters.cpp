@@ -8,8 +8,9 @@ namespace tool {
 Counters between(const Counters& earlier, const Counters& later) {
   Counters counters = later;
   for (std::size_t Counters::*const member :
-       {&Counters::sets, &Counters::notLoaded, &Counters::checked, &Counters::changed,
-        &Counters::missing, &Counters::stray, &Counters::unchecked, &Counters::accepted})
+       {&Counters::sets, &Counters::notLoaded, &Counters::entries, &Counters::checked,
+        &Counters::changed, &Counters::missing, &Counters::stray, &Counters::unchecked,
+        &Counters::accepted})
     counters.*member -= earlier.*member;
   for (const auto& [kind, number] : earlier.kinds)
     counters.kinds[kind] -= number;
@@ -33,8 +34,13 @@ int exitStatus(const Counters& counters) {
 
 std::string summaryLine(const Counters& counters) {
   std::string line = counters.partial ? "interrupted, this is partial: " : "";
-  line += "checked " + counted(counters.checked, "entry", "entries") + " of " +
-          counted(counters.sets, "set", "sets") + ": " + std::to_string(counters.changed) +
+  line += "checked ";
+  if (counters.partial)
+    line +=
+        std::to_string(counters.checked) + " of " + counted(counters.entries, "entry", "entries");
+  else
+    line += counted(counters.checked, "entry", "entries");
+  line += " of " + counted(counters.sets, "set", "sets") + ": " + std::to_string(counters.changed) +
           " changed, " + std::to_string(counters.missing) + " missing, " +
           std::to_string(counters.stray) + " stray, " + std::to_string(counters.unchecked) +
           " could not be checked";

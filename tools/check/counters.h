@@ -15,6 +15,7 @@ namespace tool {
 struct Counters {
   std::size_t sets = 0;       // that were loaded
   std::size_t notLoaded = 0;  // sets that could not be
+  std::size_t entries = 0;    // of the sets that were loaded
   std::size_t checked = 0;    // entries whose check was carried out
   std::size_t changed = 0;    // entries with another mismatch than those below
   std::size_t missing = 0;    // entries

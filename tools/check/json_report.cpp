@@ -70,6 +70,7 @@ class JsonReport : public CheckReport {
     record["record"] = "summary";
     record["sets"] = counters.sets;
     record["not_loaded"] = counters.notLoaded;
+    record["entries"] = counters.entries;
     record["checked"] = counters.checked;
     record["changed"] = counters.changed;
     record["missing"] = counters.missing;

@@ -12,17 +12,6 @@
 
 namespace tool {
 
-// One set of a run.
-struct SetRun {
-  std::string set;
-  SetFacts facts;
-  bool verified = false;  // it was loaded after all signatures had been verified
-  Counters counters;      // of this set alone
-  double seconds = 0;     // that loading and checking took
-  std::time_t ended = 0;
-  std::time_t lastClean = 0;  // the end of the last clean run; 0: none is known
-};
-
 // Verified, checked as a whole, and nothing found but what is accepted.
 bool isClean(const SetRun& run);
 

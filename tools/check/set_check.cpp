@@ -1,11 +1,14 @@
 #include "check/set_check.h"
 
 #include <algorithm>
+#include <atomic>
 #include <boost/shared_ptr.hpp>
 #include <charconv>
 #include <chrono>
+#include <ctime>
 #include <memory>
 #include <new>
+#include <thread>
 
 #include "common/escape.h"
 #include "common/failure.h"
@@ -75,13 +78,16 @@ uint64_t bytesRead(const ProtectedFile& entry, CHECK_ITEM items) {
 
 // One entry's result, written by the thread that checks it.
 struct Outcome {
+  std::atomic<bool> begun{false};  // to be told apart from what waits, when it is not done
+  Delay delay;                     // with a reason: the entry is among the later ones
+  uint64_t paid = 0;               // bytes that may be read though the entry states another size
   bool carriedOut = false;
   bool changed = false;
   bool exhausted = false;  // there was not memory enough
   std::vector<std::string> log;
 };
 
-// Everything that the threads use. They may outlive the check of the set, see checkSet().
+// Everything that the threads use. They may outlive the check, see SetsCheck.
 struct Walk {
   Walk(std::string name, std::shared_ptr<const CheckOptions> chosen)
       : set(std::move(name)),
@@ -95,12 +101,17 @@ struct Walk {
   FileList::Hook hook;
   SetFacts facts;
   std::vector<Entry> entries;
-  std::vector<Outcome> outcomes;
+  std::unique_ptr<Outcome[]> outcomes;
+  std::vector<std::size_t> later;    // indices of the entries that are checked after the others
   std::unique_ptr<Workers> workers;  // last, so that its threads end before what they use
+  std::unique_ptr<Workers> laterWorkers;  // of the later ones, once the others are done
 
   void load();
   void measure(bool loads);
   void check(std::size_t index);
+  void checkLater(std::size_t index);
+  void beginLater();
+  bool done(std::size_t index) const;
   bool isQuick(std::size_t index) const {
     return ::tool::isQuick(*entries[index], options->plan.items);
   }
@@ -119,7 +130,7 @@ void Walk::load() try {
     if (isUnder(path, options->under))
       entries.push_back(entry);
   }
-  outcomes.resize(entries.size());
+  outcomes.reset(new Outcome[entries.size()]);
   facts.entries = entries.size();
   facts.loaded = true;
 } catch (const std::bad_alloc&) {
@@ -155,7 +166,14 @@ void Walk::measure(bool loads) try {
 
 void Walk::check(std::size_t index) {
   Outcome& outcome = outcomes[index];
+  outcome.begun.store(true, std::memory_order_relaxed);
   try {
+    Descriptor held;
+    outcome.delay = delayOf(*entries[index], options->plan.items, held);
+    if (outcome.delay.reason != Delay::Reason::NONE) {
+      outcome.begun.store(false, std::memory_order_relaxed);
+      return;
+    }
     CollectedLog const collected(outcome.log);
     outcome.carriedOut = entries[index]->check(outcome.changed, options->plan.items);
   } catch (const std::bad_alloc&) {
@@ -163,11 +181,61 @@ void Walk::check(std::size_t index) {
   }
 }
 
+// A file is read as a whole or not at all. Of one that is not, all but the content is compared.
+void Walk::checkLater(std::size_t index) {
+  constexpr std::chrono::milliseconds pause(5);
+  const Entry& entry = entries[index];
+  CHECK_ITEM const items = options->plan.items;
+  Outcome& outcome = outcomes[index];
+  outcome.begun.store(true, std::memory_order_relaxed);
+  try {
+    Descriptor held;
+    Delay delay = delayOf(*entry, items, held);
+    while (delay.reason == Delay::Reason::LEASE && !interrupted() && options->late->mayWait()) {
+      std::this_thread::sleep_for(pause);
+      delay = delayOf(*entry, items, held);
+    }
+    bool const read = delay.reason == Delay::Reason::NONE ||
+                      (delay.reason == Delay::Reason::SIZE && delay.size <= outcome.paid);
+    CollectedLog const collected(outcome.log);
+    bool const checked = entry->check(
+        outcome.changed, read ? items : static_cast<CHECK_ITEM>(items & ~CHECK_ITEM_HASH));
+    outcome.carriedOut = checked && read;
+    if (!read)
+      outcome.log.push_back(notCompared(entry->_path, delay));
+  } catch (const std::bad_alloc&) {
+    outcome.exhausted = true;
+  }
+}
+
+// To be called once, when all others are done.
+void Walk::beginLater() {
+  for (std::size_t i = 0; i < entries.size(); ++i) {
+    Outcome& outcome = outcomes[i];
+    if (outcome.delay.reason == Delay::Reason::NONE)
+      continue;
+    later.push_back(i);
+    if (outcome.delay.reason == Delay::Reason::SIZE && options->late->takes(outcome.delay.size))
+      outcome.paid = outcome.delay.size;
+  }
+  laterWorkers = std::make_unique<Workers>(later.size(), options->jobs,
+                                           [this](std::size_t i) { checkLater(later[i]); });
+}
+
+// Whether the entry's outcome stands.
+bool Walk::done(std::size_t index) const {
+  if (!workers->done(index) || outcomes[index].delay.reason == Delay::Reason::NONE)
+    return workers->done(index);
+  auto const place = std::lower_bound(later.begin(), later.end(), index);
+  return laterWorkers != nullptr &&
+         laterWorkers->done(static_cast<std::size_t>(place - later.begin()));
+}
+
 // What all checks have read that were carried out by now.
 uint64_t bytesRead(const Walk& walk) {
   uint64_t bytes = 0;
   for (std::size_t i = 0; i < walk.entries.size(); ++i) {
-    if (walk.workers->done(i) && walk.outcomes[i].carriedOut)
+    if (walk.done(i) && walk.outcomes[i].carriedOut)
       bytes += bytesRead(*walk.entries[i], walk.options->plan.items);
   }
   return bytes;
@@ -259,72 +327,234 @@ void sayNotLoaded(const std::string& set, const std::string& mode, bool loaded) 
 // How long an interrupted check goes on to tell what is done.
 constexpr std::chrono::milliseconds lastWords(500);
 
-// Tells what is done in the order of paths, until all is told or the program is interrupted. Then
-// what is done further on is told, too, as far as there is time. Returns whether all was told.
-bool follow(Walk& walk, Reporter& reporter, Progress& progress) {
-  CHECK_ITEM const items = walk.options->plan.items;
-  std::size_t const count = walk.entries.size();
-  std::size_t next = 0;
-  while (next < count && !interrupted()) {
-    walk.workers->wait();
-    for (; next < count && walk.workers->done(next) && !interrupted(); ++next) {
-      reporter.tell(next);
-      if (progress.wanted())
-        progress.advance(1, bytesOf(*walk.entries[next], items));
+using Clock = std::chrono::steady_clock;
+
+// One set on its way through the check.
+struct Course {
+  enum class State { LOADING, READY, NOT_LOADED, INTERRUPTED };
+
+  Course(const std::string& set, const std::shared_ptr<const CheckOptions>& options)
+      : walk(std::make_unique<Walk>(set, options)) {
+    run.set = set;
+  }
+
+  std::unique_ptr<Walk> walk;  // none when all is told
+  SetRun run;
+  State state = State::LOADING;
+  Clock::time_point start = Clock::now();
+  bool opened = false;   // its report has begun
+  Counters before;       // then
+  std::size_t next = 0;  // the entry that is to be told next
+};
+
+// All sets of a run. The next set is loaded, and its threads start, when nothing of the one before
+// waits to be begun, or nothing of it has ended for a second: no file, however long it takes, keeps
+// another set from being checked. This thread tells what is found, in the order of sets and paths.
+class SetsCheck {
+ public:
+  SetsCheck(const std::shared_ptr<const CheckOptions>& options, CheckReport& report,
+            Counters& counters, Progress& progress)
+      : _options(options), _report(report), _counters(counters), _progress(progress) {}
+
+  // The threads cannot be stopped in the middle of a large file. They keep what they use until the
+  // process ends.
+  ~SetsCheck() {
+    for (Course& course : _courses) {
+      if (interrupted())
+        (void)course.walk.release();
     }
-    progress.show();
   }
-  progress.clear();
-  auto const end = std::chrono::steady_clock::now() + lastWords;
-  std::size_t told = next;
-  for (; next < count && std::chrono::steady_clock::now() < end; ++next) {
-    if (!walk.workers->done(next))
-      continue;  // and not told later either, should it be done by then
-    reporter.tell(next);
-    ++told;
+  SetsCheck(const SetsCheck&) = delete;
+  SetsCheck& operator=(const SetsCheck&) = delete;
+
+  std::vector<SetRun> run() {
+    for (const std::string& set : _options->plan.sets) {
+      if (interrupted())
+        break;
+      _courses.emplace_back(set, _options);
+      load(_courses.back());
+    }
+    while (_front < _courses.size() && !interrupted()) {
+      for (const Course& course : _courses) {
+        if (course.walk && course.state == Course::State::READY && !course.walk->laterWorkers &&
+            course.walk->workers->allDone())
+          course.walk->beginLater();
+      }
+      Walk& walk = *_courses[_front].walk;
+      (walk.laterWorkers ? walk.laterWorkers : walk.workers)->wait();
+      tell();
+    }
+    _progress.clear();
+    tellLastWords();
+    return runs();
   }
-  return told == count;
-}
+
+ private:
+  // Verification may wait for GnuPG, and a check for a disk; this thread must stay free to be
+  // interrupted.
+  void load(Course& course) {
+    Walk* const walk = course.walk.get();
+    walk->workers = std::make_unique<Workers>(1, 1, [walk](std::size_t) { walk->load(); });
+    while (!walk->workers->allDone() && !interrupted()) {
+      walk->workers->wait();
+      tell();
+    }
+    // Ctrl-C ends GnuPG, too, which may look like a bad signature.
+    if (!walk->workers->allDone() || (!walk->facts.loaded && interrupted())) {
+      course.state = Course::State::INTERRUPTED;
+    } else if (!walk->facts.loaded || walk->list.getProtectedFiles()->empty()) {
+      course.state = Course::State::NOT_LOADED;
+    } else {
+      walk->workers = std::make_unique<Workers>(
+          walk->entries.size(), _options->jobs, [walk](std::size_t i) { walk->check(i); },
+          [walk](std::size_t i) { return walk->isQuick(i); });
+      course.state = Course::State::READY;
+      untilNextMayBegin(course);
+    }
+    tell();
+  }
+
+  void untilNextMayBegin(const Course& course) {
+    constexpr std::chrono::seconds stalled(1);
+    std::size_t left = 0;
+    auto since = Clock::now();
+    while (course.walk && !course.walk->workers->allBegun() && !interrupted()) {
+      course.walk->workers->wait();
+      if (course.walk->workers->left() != left) {
+        left = course.walk->workers->left();
+        since = Clock::now();
+      } else if (Clock::now() - since > stalled) {
+        return;
+      }
+      tell();
+    }
+  }
+
+  // Tells what is done and not told, as far as nothing before it is missing.
+  void tell() {
+    for (; _front < _courses.size() && !interrupted(); ++_front) {
+      Course& course = _courses[_front];
+      if (course.state == Course::State::LOADING || course.state == Course::State::INTERRUPTED)
+        return;
+      open(course);
+      if (course.state == Course::State::READY && !tellEntries(course))
+        return;
+      close(course, true);
+      course.walk.reset();
+    }
+  }
+
+  void open(Course& course) {
+    if (course.opened)
+      return;
+    course.opened = true;
+    course.before = _counters;
+    Walk& walk = *course.walk;
+    if (course.state == Course::State::NOT_LOADED) {
+      ++_counters.notLoaded;
+      sayNotLoaded(walk.set, _options->plan.mode, walk.facts.loaded);
+      _report.notLoaded(walk.set);
+      return;
+    }
+    ++_counters.sets;
+    _counters.entries += walk.entries.size();
+    if (_progress.wanted())
+      _progress.total(walk.entries.size(), bytesOf(walk.entries, _options->plan.items));
+  }
+
+  // Returns whether all are told.
+  bool tellEntries(Course& course) {
+    Walk& walk = *course.walk;
+    Reporter reporter(walk, walk.set, _report, _counters, _progress);
+    std::size_t& next = course.next;
+    for (; next < walk.entries.size() && walk.done(next) && !interrupted(); ++next) {
+      reporter.tell(next);
+      if (_progress.wanted())
+        _progress.advance(1, bytesOf(*walk.entries[next], _options->plan.items));
+    }
+    _progress.show();
+    return next == walk.entries.size();
+  }
+
+  void close(Course& course, bool whole) {
+    Walk& walk = *course.walk;
+    SetRun& run = course.run;
+    run.facts = walk.facts;
+    if (course.state == Course::State::NOT_LOADED) {
+      run.facts = {};
+      run.facts.lists = walk.facts.lists;
+    }
+    if (_options->measure && course.state == Course::State::READY)
+      run.facts.bytes = bytesRead(walk);
+    run.verified = run.facts.loaded && _options->verify;
+    run.counters = between(course.before, _counters);
+    run.counters.partial = !whole;
+    run.seconds = std::chrono::duration<double>(Clock::now() - course.start).count();
+    run.ended = std::time(nullptr);
+  }
+
+  // After an interruption: what is done behind what is not, as far as there is time.
+  void tellLastWords() {
+    auto const end = Clock::now() + lastWords;
+    for (; _front < _courses.size(); ++_front) {
+      Course& course = _courses[_front];
+      bool whole = false;
+      if (course.state == Course::State::READY || course.state == Course::State::NOT_LOADED) {
+        open(course);
+        whole = tellRest(course, end);
+        close(course, whole);
+      } else {
+        course.run.counters.partial = true;
+        course.run.ended = std::time(nullptr);
+      }
+      _counters.partial = _counters.partial || !whole;
+    }
+    _counters.partial = _counters.partial || _courses.size() < _options->plan.sets.size();
+  }
+
+  bool tellRest(Course& course, Clock::time_point end) {
+    Walk& walk = *course.walk;
+    Reporter reporter(walk, walk.set, _report, _counters, _progress);
+    bool whole = true;
+    std::size_t& next = course.next;
+    for (; next < walk.entries.size() && Clock::now() < end; ++next) {
+      if (walk.done(next)) {
+        reporter.tell(next);
+        continue;
+      }
+      whole = false;  // and it is not told later either, should it be done by then
+      if (walk.outcomes[next].begun.load(std::memory_order_relaxed))
+        say("interrupted during the check of " + inQuotes(walk.entries[next]->_path));
+    }
+    return whole && next == walk.entries.size();
+  }
+
+  std::vector<SetRun> runs() {
+    std::vector<SetRun> runs;
+    for (Course& course : _courses)
+      runs.push_back(std::move(course.run));
+    for (std::size_t i = runs.size(); i < _options->plan.sets.size(); ++i) {
+      runs.emplace_back();
+      runs.back().set = _options->plan.sets[i];
+      runs.back().counters.partial = true;
+      runs.back().ended = std::time(nullptr);
+    }
+    return runs;
+  }
+
+  const std::shared_ptr<const CheckOptions>& _options;
+  CheckReport& _report;
+  Counters& _counters;
+  Progress& _progress;
+  std::vector<Course> _courses;
+  std::size_t _front = 0;  // the first set of which not all is told
+};
 
 }  // namespace
 
-SetFacts checkSet(const std::string& name, const std::shared_ptr<const CheckOptions>& options,
-                  CheckReport& report, Counters& counters, Progress& progress) {
-  auto walk = std::make_unique<Walk>(name, options);
-  Walk* const shared = walk.get();
-  // Verification may wait for GnuPG, and a check for a disk; this thread must stay free to be
-  // interrupted.
-  walk->workers = std::make_unique<Workers>(1, 1, [shared](std::size_t) { shared->load(); });
-  while (!walk->workers->allDone() && !interrupted())
-    walk->workers->wait();
-
-  SetFacts facts;
-  // Ctrl-C ends GnuPG, too, which may look like a bad signature.
-  if (!walk->workers->allDone() || (!walk->facts.loaded && interrupted())) {
-    counters.partial = true;
-  } else if (!walk->facts.loaded || walk->list.getProtectedFiles()->empty()) {
-    ++counters.notLoaded;
-    sayNotLoaded(name, options->plan.mode, walk->facts.loaded);
-    report.notLoaded(name);
-    facts.lists = walk->facts.lists;
-  } else {
-    ++counters.sets;
-    if (progress.wanted())
-      progress.total(walk->entries.size(), bytesOf(walk->entries, options->plan.items));
-    walk->workers = std::make_unique<Workers>(
-        walk->entries.size(), options->jobs, [shared](std::size_t i) { shared->check(i); },
-        [shared](std::size_t i) { return shared->isQuick(i); });
-    Reporter reporter(*walk, name, report, counters, progress);
-    counters.partial = !follow(*walk, reporter, progress);
-    facts = walk->facts;
-    if (options->measure)
-      facts.bytes = bytesRead(*walk);
-  }
-  // The threads cannot be stopped in the middle of a large file. They keep what they use until the
-  // process ends.
-  if (counters.partial)
-    (void)walk.release();
-  return facts;
+std::vector<SetRun> checkSets(const std::shared_ptr<const CheckOptions>& options,
+                              CheckReport& report, Counters& counters, Progress& progress) {
+  return SetsCheck(options, report, counters, progress).run();
 }
 
 }  // namespace tool

@@ -1,4 +1,4 @@
-// Loading one set and checking its entries on several threads.
+// Loading sets and checking their entries on several threads.
 
 #ifndef ZEMO_TOOLS_CHECK_SET_CHECK_H
 #define ZEMO_TOOLS_CHECK_SET_CHECK_H
@@ -13,6 +13,7 @@
 
 #include "check/accepted.h"
 #include "check/counters.h"
+#include "check/later.h"
 #include "check/report.h"
 #include "common/progress.h"
 
@@ -23,7 +24,8 @@ struct CheckOptions {
   std::vector<std::string> under;  // only entries at or below one of these; empty: all
   unsigned jobs = 1;               // threads
   bool verify = true;              // signatures
-  bool measure = false;            // fill in all of SetFacts, which takes more runs of GnuPG
+  std::shared_ptr<LateBudget> late = std::make_shared<LateBudget>();  // of the whole run
+  bool measure = false;  // fill in all of SetFacts, which takes more runs of GnuPG
   Accepted accepted;
 };
 
@@ -38,11 +40,23 @@ struct SetFacts {
   std::time_t oldestSignature = 0;  // 0: not known, or signatures were not verified
 };
 
-// Checks the set `name` and adds what is found to `report` and `counters`, in path order. When the
-// program is interrupted, it returns at once with what was found so far; its threads are then left
-// running, and the process has to end without joining them.
-SetFacts checkSet(const std::string& name, const std::shared_ptr<const CheckOptions>& options,
-                  CheckReport& report, Counters& counters, Progress& progress);
+// The outcome of one set.
+struct SetRun {
+  std::string set;
+  SetFacts facts;
+  bool verified = false;  // it was loaded after all signatures had been verified
+  Counters counters;      // of this set alone
+  double seconds = 0;     // until all of it was told, loading included
+  std::time_t ended = 0;
+  std::time_t lastClean = 0;  // the end of the last clean run; 0: none is known
+};
+
+// Checks all sets of the plan, and adds what is found to `report` and `counters`, in the order of
+// sets and paths. When the program is interrupted, it returns at once with what was found so far,
+// and standard error names the files whose check had begun; its threads are then left running, and
+// the process has to end without joining them.
+std::vector<SetRun> checkSets(const std::shared_ptr<const CheckOptions>& options,
+                              CheckReport& report, Counters& counters, Progress& progress);
 
 }  // namespace tool
 

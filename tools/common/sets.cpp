@@ -40,7 +40,8 @@ std::vector<std::string> directoriesIn(const std::string& directory) {
     struct stat status = {};
     if (name == "." || name == "..")
       continue;
-    // What cannot be examined may be a directory, and a link to nothing may have led to one.
+    // A member that cannot be examined may be a directory, and a link to nothing may have led to
+    // one.
     bool const known = fstatat(dirfd(stream.get()), member->d_name, &status, 0) == 0;
     if (known ? S_ISDIR(status.st_mode) : errno != ENOENT || !isAbsent(directory + "/" + name))
       names.push_back(name);

@@ -34,7 +34,13 @@ class Workers {
   // The item's work has ended, and what it wrote can be read.
   bool done(std::size_t item) const { return _done[item].load(std::memory_order_acquire); }
 
-  bool allDone() const { return _left.load(std::memory_order_acquire) == 0; }
+  bool allDone() const { return left() == 0; }
+
+  // How many are not done; those that are given to one thread together count until all of them are.
+  std::size_t left() const { return _left.load(std::memory_order_acquire); }
+
+  // Every item's work has begun, or is the next of a thread that is at work.
+  bool allBegun() const { return _next.load() >= _count; }
 
   // Waits until all is done, or for a 50th of a second. Throws what an item's work has thrown.
   void wait();
