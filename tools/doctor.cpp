@@ -4,11 +4,13 @@
 
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "commands.h"
 #include "common/failure.h"
+#include "common/label.h"
 #include "common/log_relay.h"
 #include "common/merged_set.h"
 #include "common/sets.h"
@@ -18,6 +20,7 @@
 #include "doctor/home.h"
 #include "doctor/order.h"
 #include "doctor/ownership.h"
+#include "doctor/parents.h"
 #include "doctor/set_files.h"
 #include "doctor/signatures.h"
 
@@ -78,7 +81,8 @@ class Doctor {
         _findings.well("there are no sets of packages");
       return;
     }
-    if (!_ownership.look(packagesDirectory, Kind::DIRECTORY, STATUS_NOT_LOADED, ""))
+    if (!_ownership.look(packagesDirectory, Kind::DIRECTORY, STATUS_NOT_LOADED,
+                         "put the directory with the sets of packages there, if there are any"))
       return;
     try {
       for (const std::string& name : packageDirectories()) {
@@ -104,7 +108,7 @@ class Doctor {
     }
     _findings.problem(STATUS_UNCHECKED,
                       "no set can be loaded from " + inQuotes(directory) + ": " + problem,
-                      "rename or remove " + shellWord(directory));
+                      "this directory needs another name, or should be removed");
     return false;
   }
 
@@ -115,7 +119,7 @@ class Doctor {
     files.directory = setDirectory(set);
     std::string const directory = shellWord(files.directory);
     if (!_ownership.look(files.directory, Kind::DIRECTORY, STATUS_NOT_LOADED,
-                         "mkdir -m 755 -p " + directory))
+                         "put the directory with the set's lists there"))
       return;
     if (!isReadable(files.directory)) {
       _findings.problem(
@@ -131,8 +135,9 @@ class Doctor {
     }
     if (files.lists.empty()) {
       _findings.problem(STATUS_NOT_LOADED, whyNoLists(set, _mode),
-                        "make, sign and install one: zemo-selfcheck make --help" +
-                            std::string(set == systemSet ? "" : "; or rmdir " + directory));
+                        set == systemSet ? "make, sign and install one, see zemo-selfcheck-make(1)"
+                                         : "make, sign and install one, see "
+                                           "zemo-selfcheck-make(1), or remove the directory");
       return;
     }
     try {
@@ -143,16 +148,19 @@ class Doctor {
       _findings.leftOut(files.directory + "/listorder");  // checkOrder() tells of it
     }
     files.orderPosition = orderPositions(files.orderLines);
-    bool const complete = readLists(files);
+    bool const verified = checkSignatures(files, _home, _ownership, _findings);
+    // Lists by strangers can be made to take any time and memory to look through.
+    bool const complete = verified && readLists(files);
+    files.contents.resize(files.lists.size());
     checkOrder(files, _ownership, _findings);
-    checkSignatures(files, _home, _ownership, _findings);
     checkLabels(files, _findings);
+    checkNames(files);
     checkEntries(files, _findings);
     if (isInstalled(set) && complete)
       checkMerged(files);
   }
 
-  // Of what is no regular file checkSignatures() tells.
+  // A file that is not regular does not verify, of which checkSignatures() tells.
   bool readLists(SetFiles& files) {
     bool complete = true;
     for (const std::string& list : files.lists) {
@@ -169,12 +177,33 @@ class Doctor {
         complete = false;
         _findings.problem(failure.status(), failure.what(),
                           isReadable(list)
-                              ? "install the list again; a list begins with the line " +
+                              ? "make, sign and install the list again: it begins with the line " +
                                     listHeader + " and a line of any text"
                               : "chmod a+r " + shellWord(list));
       }
     }
     return complete;
+  }
+
+  // The pattern of a mode's lists takes in those of a mode whose name goes on after it with a dot.
+  void checkNames(const SetFiles& files) {
+    Repeated foreign;
+    for (std::size_t i = 0; i < files.lists.size(); ++i) {
+      std::string const name = listName(files.lists[i], files.set, files.mode);
+      if (name.find('.') == std::string::npos || !files.contents[i])
+        continue;
+      std::optional<Label> const label = parseLabel(files.contents[i]->label);
+      if (!label || label->set != files.set || label->mode != files.mode || label->list != name)
+        foreign.add(inQuotes(files.lists[i]) + " is read as a list of the mode " +
+                    inQuotes(files.mode) + ", though it is named like one of the mode " +
+                    inQuotes(files.mode + "." + name.substr(0, name.find('.'))));
+    }
+    _findings.problems(STATUS_UNCHECKED, foreign,
+                       "give the other mode a name without a dot, or the list one that its second "
+                       "line states, and sign it",
+                       "set " + inQuotes(files.set) +
+                           " has no lists named like those of another "
+                           "mode");
   }
 
   bool isInstalled(const std::string& set) {
@@ -186,9 +215,21 @@ class Doctor {
       _findings.well("the package " + inQuotes(set) + " is installed");
       return true;
     }
-    _findings.problem(STATUS_NOT_LOADED,
-                      "the set " + inQuotes(set) + " has no package: " + reasonFrom(lines),
-                      "install the package, or rm -r " + shellWord(setDirectory(set)));
+    std::string const package = "/var/packages/" + set;
+    std::error_code error;
+    if (std::filesystem::is_directory(package + "/target", error))
+      _findings.problem(
+          STATUS_NOT_LOADED,
+          "the user of the package " + inQuotes(set) + " is not known: " + reasonFrom(lines),
+          "put the name of an account that exists on the only line of " +
+              inQuotes(package + "/user"));
+    else
+      _findings.problem(STATUS_NOT_LOADED,
+                        "the set " + inQuotes(set) + " has no package: " + reasonFrom(lines),
+                        "either the package has to be installed, or, if it is gone for good, the "
+                        "directory of its set "
+                        "removed: " +
+                            inQuotes(setDirectory(set)));
     return false;
   }
 
@@ -204,13 +245,14 @@ class Doctor {
         _findings.problem(STATUS_NOT_LOADED,
                           "the lists of the set " + inQuotes(files.set) +
                               " have no entries, so that nothing is checked",
-                          "make, sign and install others: zemo-selfcheck make --help");
+                          "make, sign and install others, see zemo-selfcheck-make(1)");
       checkFixedDirectories(files.set, merged, _findings);
+      checkParents(files.set, merged, _findings);
     } catch (const Failure& failure) {
       _findings.problem(failure.status(),
                         "the set " + inQuotes(files.set) + " does not load: " + failure.what() +
                             (lines.empty() ? "" : " (" + reasonFrom(lines) + ")"),
-                        "install its lists again");
+                        "make, sign and install its lists again");
     }
   }
 

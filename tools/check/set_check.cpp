@@ -486,7 +486,7 @@ class SetsCheck {
     }
     if (_options->measure && course.state == Course::State::READY)
       run.facts.bytes = bytesRead(walk);
-    run.verified = run.facts.loaded && _options->verify;
+    run.verified = run.facts.loaded && run.facts.verified;
     run.counters = between(course.before, _counters);
     run.counters.partial = !whole;
     run.seconds = std::chrono::duration<double>(Clock::now() - course.start).count();

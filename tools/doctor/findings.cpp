@@ -9,6 +9,16 @@ namespace {
 
 constexpr std::size_t shownOfAKind = 10;
 
+// So long that a path of every length is shown whole.
+constexpr std::size_t longestLine = 20000;
+
+std::string bounded(const std::string& text) {
+  if (text.size() <= longestLine)
+    return text;
+  return text.substr(0, longestLine) + "... and " + std::to_string(text.size() - longestLine) +
+         " bytes more";
+}
+
 void writeLine(const std::string& line) {
   (void)fwrite(line.data(), 1, line.size(), stdout);  // flushOutput() tells of a failure
   (void)putchar('\n');
@@ -25,7 +35,7 @@ void Repeated::add(const std::string& what) {
 void Findings::well(const std::string& what) {
   ++_well;
   if (_verbose)
-    writeLine("ok " + what);
+    writeLine("ok " + bounded(what));
 }
 
 void Findings::problem(ExitStatus status, const std::string& what, const std::string& mend) {
@@ -41,7 +51,7 @@ void Findings::problems(ExitStatus status, const Repeated& what, const std::stri
     return;
   }
   for (const std::string& problem : what.first())
-    writeLine("problem: " + problem);
+    writeLine("problem: " + bounded(problem));
   if (what.count() > what.first().size())
     writeLine("problem: and " + std::to_string(what.count() - what.first().size()) +
               " more like these");

@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <vector>
 
@@ -122,7 +123,11 @@ void checkHarmless(const std::string& path, const OptionReading& reading, HomeSt
     numbers += (numbers.empty() ? "" : ";") + std::to_string(line.number) + "d";
   }
   state.doubtful = state.doubtful || doubtful.count() != 0;
-  findings.problems(STATUS_NOT_LOADED, doubtful, "sed -i '" + numbers + "' " + shellWord(path),
+  std::vector<std::string> const others = otherConfigurationsIn(systemDirectory);
+  bool const mayStay = std::find(others.begin(), others.end(), path) == others.end();
+  findings.problems(STATUS_NOT_LOADED, doubtful,
+                    mayStay ? "sed -i '" + numbers + "' " + shellWord(path)
+                            : "the whole file has to go, see above",
                     inQuotes(path) + " has harmless lines alone");
 }
 

@@ -34,15 +34,17 @@ class OrderCheck {
       _findings.well("set " + inQuotes(_files.set) + " has a single list and needs no listorder");
       return;
     }
+    constexpr std::size_t most = 50;
     std::string words;
     for (const std::string& name : _names)
       words += " " + shellWord(name);
-    _findings.problem(STATUS_UNCHECKED,
-                      inQuotes(path()) + " does not exist, so that " +
-                          std::to_string(_names.size()) +
-                          " lists are read in the byte order of their names",
-                      "printf '%s\\n'" + words + " >" + shellWord(path()) +
-                          ", in the order in which they shall be read, the last overrides");
+    _findings.problem(
+        STATUS_UNCHECKED,
+        inQuotes(path()) + " does not exist, so that " + std::to_string(_names.size()) +
+            " lists are read in the byte order of their names, the last of which overrides",
+        _names.size() > most
+            ? "write the lists' names into that file, one a line, the overriding ones last"
+            : "printf '%s\\n'" + words + " >" + shellWord(path()));
   }
 
   void lines() {

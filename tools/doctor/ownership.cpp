@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "common/failure.h"
+#include "common/words.h"
 
 namespace tool {
 namespace {
@@ -37,13 +38,20 @@ std::string orRoot(const std::string& path) {
   return path.empty() ? "/" : path;
 }
 
+bool isCommand(const std::string& mend) {
+  return startsWith(mend, "zemo-selfcheck ");
+}
+
 // `mend`, and what is at `path` has to go first.
 std::string withRemoval(const std::string& path, const std::string& mend) {
   struct stat status = {};
   if (lstat(path.c_str(), &status) != 0)
     return mend;
-  return (S_ISDIR(status.st_mode) ? "rm -r " : "rm ") + shellWord(path) +
-         (mend.empty() ? "" : ", and " + mend);
+  std::string const removal = (S_ISDIR(status.st_mode) ? "rm -r " : "rm ") + shellWord(path);
+  if (mend.empty())
+    return removal;
+  return isCommand(mend) ? removal + " && " + mend
+                         : "remove " + inQuotes(path) + ", and then " + mend;
 }
 
 }  // namespace

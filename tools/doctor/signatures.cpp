@@ -85,8 +85,9 @@ void checkLabel(const SetFiles& files, std::size_t index, Findings& findings) {
 
 }  // namespace
 
-void checkSignatures(const SetFiles& files, const HomeState& home, Ownership& ownership,
+bool checkSignatures(const SetFiles& files, const HomeState& home, Ownership& ownership,
                      Findings& findings) {
+  std::size_t good = 0;
   ZEMO::SELF_CHECK::FileList const verifier(files.set, files.mode);
   for (const std::string& list : files.lists) {
     std::string const sign = "zemo-selfcheck sign " + shellWord(list) + " --key KEY";
@@ -111,6 +112,7 @@ void checkSignatures(const SetFiles& files, const HomeState& home, Ownership& ow
     if (check.verified && verifier.checkSign(list)) {
       findings.well(inQuotes(list) + " verifies for this caller");
       tellObjections(list, check, findings);
+      ++good;
       continue;
     }
     if (!home.trusting && lacksTrust(check)) {
@@ -122,6 +124,7 @@ void checkSignatures(const SetFiles& files, const HomeState& home, Ownership& ow
                      inQuotes(list) + " does not verify for this caller: " + diagnosis.what,
                      diagnosis.mend);
   }
+  return good == files.lists.size();
 }
 
 void checkLabels(const SetFiles& files, Findings& findings) {

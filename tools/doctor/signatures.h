@@ -12,7 +12,8 @@ namespace tool {
 
 // Looks at every list and its signature, and verifies it as the library does, unless the home keeps
 // GnuPG from that. GnuPG may make a trust database in its home then, as at every verification.
-void checkSignatures(const SetFiles& files, const HomeState& home, Ownership& ownership,
+// Returns whether all verify.
+bool checkSignatures(const SetFiles& files, const HomeState& home, Ownership& ownership,
                      Findings& findings);
 
 // Looks at the second line of every list that could be read, whether it says that it is another.

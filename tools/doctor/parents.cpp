@@ -1,0 +1,85 @@
+#include "doctor/parents.h"
+
+#include <sys/stat.h>
+
+#include <cstdint>
+#include <fstream>
+#include <unordered_set>
+
+using ZEMO::SELF_CHECK::PkgInfo;
+using ZEMO::SELF_CHECK::ProtectedFile;
+
+namespace tool {
+namespace {
+
+// The user that the kernel shows for those that have no number in this process's user namespace;
+// -1 where all have one. Of such an owner nobody here knows whether it is root.
+int64_t unknownUser() {
+  std::ifstream map("/proc/self/uid_map");
+  uint64_t all = 0;
+  for (uint64_t inside = 0, outside = 0, count = 0; map >> inside >> outside >> count;)
+    all += count;
+  int64_t user = -1;
+  if (all != 0 && all < UINT32_MAX)
+    std::ifstream("/proc/sys/kernel/overflowuid") >> user;
+  return user;
+}
+
+class ParentCheck {
+ public:
+  explicit ParentCheck(const std::string& set) : _set(set), _unknown(unknownUser()) {}
+
+  void look(const std::string& path) {
+    for (std::size_t end = path.rfind('/'); end != std::string::npos && end != 0;
+         end = path.rfind('/', end - 1)) {
+      std::string const directory = path.substr(0, end);
+      if (!_seen.insert(directory).second)
+        return;  // and so has been all above it
+      judge(directory);
+    }
+    if (_seen.insert("/").second)
+      judge("/");
+  }
+
+  void tell(Findings& findings) const {
+    findings.problems(STATUS_UNCHECKED, _open,
+                      "give root alone the right to change them, or list nothing below them",
+                      "set " + inQuotes(_set) + " has no entries below directories of others");
+  }
+
+ private:
+  void judge(const std::string& directory) {
+    struct stat status = {};
+    if (stat(directory.c_str(), &status) != 0 || !S_ISDIR(status.st_mode))
+      return;
+    const PkgInfo& package = ProtectedFile::_pkginfo;
+    bool const foreign = status.st_uid != 0 && status.st_uid != _unknown &&
+                         !(package.isSet && status.st_uid == package.uid);
+    bool const sticky = (status.st_mode & S_ISVTX) != 0;
+    bool const byGroup = (status.st_mode & S_IWGRP) != 0 && status.st_gid != 0 &&
+                         !(package.isSet && status.st_gid == package.gid);
+    bool const byOthers = (status.st_mode & S_IWOTH) != 0;
+    if (!foreign && (sticky || (!byGroup && !byOthers)))
+      return;
+    std::string const who = foreign    ? "belongs to the user " + std::to_string(status.st_uid)
+                            : byOthers ? "can be written by others"
+                                       : "can be written by its group";
+    _open.add(inQuotes(directory) + ", above entries of the set " + inQuotes(_set) + ", " + who);
+  }
+
+  std::string _set;
+  int64_t _unknown;
+  std::unordered_set<std::string> _seen;
+  Repeated _open;
+};
+
+}  // namespace
+
+void checkParents(const std::string& set, const MergedSet& merged, Findings& findings) {
+  ParentCheck check(set);
+  for (const MergedEntry& element : merged.entries)
+    check.look(element.entry->_path);
+  check.tell(findings);
+}
+
+}  // namespace tool
