@@ -1,5 +1,7 @@
 // doctor: the lines of the lists, and the directories whose members are fixed.
 
+#include <unistd.h>
+
 #include "tools/doctor_fixture.h"
 
 class DoctorEntriesTest : public DoctorTest {
@@ -94,8 +96,9 @@ TEST_F(DoctorEntriesTest, PlaceholdersInTheSystemsOwnSet) {
         "'/$pkg_dir/a', " + where(3) + ", has a placeholder, which only a package's set resolves",
         "write what is meant, or move these lines to the package's own set, and sign "
         "the lists");
-  EXPECT_EQ(doctorOf(entryLine("/a", "-", "$pkg_dir", "f", "-", "$pkg_dir", "$pkg1") + "\n").status,
-            0);
+  EXPECT_EQ(doctorOf(entryLine("/a", "-", "-", "f", "-", "$pkg_dir", "$pkg1") + "\n")
+                .output.find("has a placeholder"),
+            std::string::npos);
 }
 
 TEST_F(DoctorEntriesTest, EachPlaceholderIsSeenOfItself) {
@@ -133,6 +136,87 @@ TEST_F(DoctorEntriesTest, OfManyAlikeTenAreNamed) {
   ASSERT_EQ(said.size(), 13U) << run.output;
   EXPECT_EQ(said[10], "problem: and 15 more like these");
   EXPECT_EQ(said[12].find("25 problems; "), 0U) << said[12];
+}
+
+TEST_F(DoctorEntriesTest, ColumnsThatNoFileCanBeLike) {
+  std::string const digest(40, 'a');
+  struct Case {
+    std::string line;
+    std::string wrong;
+  };
+  std::vector<Case> const cases = {
+      {entryLine("/a", "1e3", "-", "f", "-", "-", "-"), "the size '1e3' is not a number"},
+      {entryLine("/a", "", "-", "f", "-", "-", "-"), "the size '' is not a number"},
+      {entryLine("/a", "-1", "-", "f", "-", "-", "-"), "the size '-1' is not a number"},
+      {entryLine("/a", "-", std::string(40, 'A'), "f", "-", "-", "-"),
+       "the content '" + std::string(40, 'A') + "' is not a SHA-1 of 40 lower-case digits"},
+      {entryLine("/a", "-", "1:3", "c", "-", "-", "-"),
+       "the content '1:3' is not a pair of device numbers such as 1,3"},
+      {entryLine("/a", "-", "fixed", "d", "-", "-", "-"),
+       "the content 'fixed' is not FIXED, in upper case, so that every member is reported"},
+      {entryLine("/a", "-", "-", "F", "-", "-", "-"),
+       "the type 'F' is none of f, d, l, b, c, s and p"},
+      {entryLine("/a", "-", "-", "f", "u=rw", "-", "-"),
+       "the permission 'u=rw' is not an octal number up to 7777"},
+      {entryLine("/a", "-", "-", "f", "10000", "-", "-"),
+       "the permission '10000' is not an octal number up to 7777"},
+      {entryLine("/a", "-", "-", "f", "-", "www-data", "-"),
+       "the owner 'www-data' is not a number"},
+      {entryLine("/a", "-", "-", "f", "-", "-", "0 "), "the group '0 ' is not a number"},
+      {entryLine("/a", "-", "-", "f", "-", "4294967296", "-"),
+       "the owner '4294967296' is not a number"},
+  };
+  for (const Case& one : cases)
+    expectProblem(doctorOf(one.line + "\n"), unchecked,
+                  "'/a', " + where(3) + ", states what no file can be: " + one.wrong,
+                  "write these columns as zemo-selfcheck-list(5) says, or -, and sign the lists");
+  EXPECT_EQ(doctorOf(entryLine("/a", "007", digest, "f", "07777", "4294967295", "0") + "\n" +
+                     entryLine("/b", "-", "1,3", "c", "-", "-", "-") + "\n" +
+                     entryLine("/c", "3", "fixed", "l", "-", "-", "-") + "\n-" +
+                     entryLine("/c", "x", "x", "x", "x", "x", "x") + "\n")
+                .status,
+            0);
+}
+
+TEST_F(DoctorEntriesTest, FilesBelowDirectoriesThatOthersCanWrite) {
+  std::string const lines = sized(files / "d/e/f") + "\n" + sized(files / "d/e/g") + "\n";
+  makeDirectory(files / "d/e");
+  changeMode(files / "d", 0755);
+  changeMode(files / "d/e", 0755);
+  EXPECT_EQ(doctorOf(lines).status, 0) << doctor().output;
+  changeMode(files / "d", 0757);
+  expectProblem(doctor(), unchecked,
+                "'" + (files / "d") + "', above entries of the set 'wam', can be written by others",
+                "give root alone the right to change them, or list nothing below them");
+  changeMode(files / "d", 01777);  // as /tmp is
+  EXPECT_EQ(doctor().status, 0);
+  changeMode(files / "d", 0755);
+  if (chown((files / "d/e").c_str(), 7, 8) != 0)
+    GTEST_SKIP() << "there is no other user here";
+  expectProblem(doctor(), unchecked,
+                "'" + (files / "d/e") + "', above entries of the set 'wam', belongs to the user 7",
+                "give root alone the right to change them, or list nothing below them");
+  ASSERT_EQ(chown((files / "d/e").c_str(), 0, 8), 0);
+  changeMode(files / "d/e", 0775);
+  expectProblem(
+      doctor(), unchecked,
+      "'" + (files / "d/e") + "', above entries of the set 'wam', can be written by its group",
+      "give root alone the right to change them, or list nothing below them");
+}
+
+TEST_F(DoctorEntriesTest, WhatDoesNotVerifyIsNotLookedThrough) {
+  std::string const list = addList("wam.full.base.list", "short\n");
+  appendToFile(list, "short\n");
+  ProgramRun const run = doctor();
+  EXPECT_EQ(run.status, notLoaded);
+  EXPECT_EQ(linesOf(run.output).size(), 3U) << run.output;
+  EXPECT_EQ(run.output.find("seven columns"), std::string::npos) << run.output;
+}
+
+TEST_F(DoctorEntriesTest, WhatIsPrintedHasALimit) {
+  std::string const output = doctorOf("-" + sized("/" + std::string(1000000, 'x')) + "\n").output;
+  EXPECT_LT(output.size(), 30000U);
+  EXPECT_NE(output.find("x... and "), std::string::npos);
 }
 
 TEST_F(DoctorEntriesTest, FixedEntriesThatAreNoDirectoriesByTheirType) {

@@ -5,6 +5,7 @@
 
 #include "common/sets.h"
 #include "common/words.h"
+#include "doctor/columns.h"
 
 using ZEMO::SELF_CHECK::ProtectedFile;
 
@@ -67,6 +68,10 @@ class EntryCheck {
                       "write what is meant, or move these lines to the package's own set, and "
                       "sign the lists",
                       set + " has no placeholders that stay as they are");
+    findings.problems(
+        STATUS_UNCHECKED, _columns,
+        "write these columns as zemo-selfcheck-list(5) says, or -, and sign the lists",
+        set + " has no columns that say something else than they mean");
     for (const std::string& what : _literal.first())
       findings.well(what);
     findings.problems(STATUS_UNCHECKED, _duplicates,
@@ -119,10 +124,13 @@ class EntryCheck {
       _literal.add(quotedPath +
                    "has '$pkg_dir' as a part of a name, as only a package's set "
                    "resolves it");
-    if (line.removal)
+    if (line.removal) {
       remove(path, place);
-    else
-      put(path, place);
+      return;
+    }
+    for (const std::string& wrong : wrongColumns(*line.entry))
+      _columns.add(quotedPath + "states what no file can be: " + wrong);
+    put(path, place);
   }
 
   void put(const std::string& path, Place place) {
@@ -161,6 +169,7 @@ class EntryCheck {
   Repeated _empty;
   Repeated _unusual;
   Repeated _placeholders;
+  Repeated _columns;
   Repeated _literal;
   Repeated _duplicates;
   Repeated _byteOrder;
