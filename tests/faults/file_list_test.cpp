@@ -403,8 +403,6 @@ TEST_F(FileListFaultsTest, PackageSet) {
          {"stat64", "false \\| " + notInstalled + notParsed},
          {"open64", notOpened + notParsed},
          {"open64 read fstat64 getpwnam", "false \\| " + noUser + notParsed},
-         {"open64", "true T/target/file 0", ENOENT},
-         {"open64", notOpened + notParsed, ENOENT},
          {"read fstat64", "false \\| file_list:108 Format Error" + notParsed},
          {"glob64", "false"},
          {"glob64_first glob64_last", "same"}}});

@@ -198,8 +198,7 @@ TEST_F(ProtectedFileFaultsTest, SetPkg) {
         "true set 1 1 T/target",
         {{"new", "bad_alloc unset 4711 4711 old"},
          {"stat64", "false unset 4711 4711 old \\| " + notInstalled},
-         {"open64 read fstat64 getpwnam", "false unset 4711 4711 old \\| " + noUser},
-         {"open64", "true set 4711 4711 T/target", ENOENT}}});
+         {"open64 read fstat64 getpwnam", "false unset 4711 4711 old \\| " + noUser}}});
 }
 
 }  // namespace faults
