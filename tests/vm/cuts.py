@@ -1,0 +1,212 @@
+"""Power cuts: what they leave of the files that the program and the documented commands write."""
+
+import concurrent.futures
+import hashlib
+import os
+import pathlib
+import random
+import re
+import shutil
+import subprocess
+import threading
+
+import lab as laboratory
+import write_log
+
+INSTALL = """
+install -m 644 wam.full.tree.list.asc wam.full.tree.list /usr/zemo/selfcheck
+printf '%s\\n' wam.full.tree.list >/usr/zemo/selfcheck/listorder
+"""
+INSTALLED = ["selfcheck/wam.full.tree.list", "selfcheck/wam.full.tree.list.asc", "selfcheck/listorder"]
+MAKE = "zemo-selfcheck make /srv/tree --exclude /srv/tree/slow --output wam.full.tree.list"
+SIGN = "zemo-selfcheck sign wam.full.tree.list --key maker@example.org"
+METRICS = "zemo-selfcheck check --metrics /usr/zemo/metrics/zemo-selfcheck.prom"
+REMOVE_KEY = ("zemo-selfcheck remove-key"
+              " $(gpg --with-colons --list-keys next@example.org | awk -F: '/^fpr/ { print $10; exit }')")
+CHANGE = "echo more >>/srv/tree/hello; "
+
+
+class Operation:
+    """A command, and the files that it writes. They are whole afterwards and, where it is `atomic`, at any moment."""
+
+    def __init__(self, name, command, files, before=":", atomic=True, lost=False):
+        self.name = name
+        self.command = command
+        self.files = files
+        self.before = before
+        self.atomic = atomic
+        self.lost = lost  # cuts after it are known to lose files: shows that losses are seen
+
+
+OPERATIONS = [
+    Operation("make", MAKE, ["work/wam.full.tree.list"]),
+    Operation("sign", SIGN, ["work/wam.full.tree.list.asc"]),
+    Operation("init-home", "zemo-selfcheck init-home --import /root/maker.gpg",
+              ["selfcheck/gpg.conf", "selfcheck/pubring.kbx"]),
+    Operation("install", INSTALL + "sync -f /usr/zemo/selfcheck", INSTALLED, atomic=False),
+    Operation("metrics", METRICS, ["metrics/zemo-selfcheck.prom"]),
+    Operation("init-home, again", "zemo-selfcheck init-home --import /root/next.gpg", ["selfcheck/pubring.kbx"]),
+    Operation("remove-key", REMOVE_KEY, ["selfcheck/pubring.kbx"]),
+    Operation("make, again", MAKE, ["work/wam.full.tree.list"], before=CHANGE),
+    Operation("sign, again", SIGN, ["work/wam.full.tree.list.asc"]),
+    Operation("install, again", INSTALL + "sync -f /usr/zemo/selfcheck", INSTALLED, atomic=False),
+    Operation("metrics, again", METRICS, ["metrics/zemo-selfcheck.prom"], before="sleep 1"),
+    Operation("install without sync", INSTALL, INSTALLED, atomic=False, lost=True,
+              before=CHANGE + MAKE + " && " + SIGN),
+]
+
+# The scratch disk at /usr/zemo, with the directories in which the operations write.
+MOUNT = """
+cat >/run/mark <<'END'
+printf '%-4096s' "$1" | dd of=/dev/vdc bs=4096 seek=BLOCKS oflag=direct conv=notrunc status=none
+END
+mount /dev/vdc /usr/zemo
+mkdir -p /usr/zemo/{selfcheck,work,metrics}
+sync -f /usr/zemo
+""".replace("BLOCKS", str(laboratory.SCRATCH_BYTES // laboratory.MARK_BYTES))
+
+IN_WORK = "export GNUPGHOME=/root/key\ncd /usr/zemo/work\n"
+
+DIGESTS = "cd /usr/zemo && find selfcheck work metrics -type f -exec sha256sum {} +"
+
+
+def digests(text):
+    """The files in the output of DIGESTS, which may come after what a command says."""
+    return {path: digest for digest, path in re.findall(r"^([0-9a-f]{64})  (.*)$", text, re.MULTILINE)}
+
+
+def files_of(image, folder):
+    """The digests of the files in an image, read as after a boot: with what is in its journal done."""
+    subprocess.run(["e2fsck", "-E", "journal_only", "-y", image], check=False, capture_output=True)
+    shutil.rmtree(folder, ignore_errors=True)
+    folder.mkdir()
+    script = "".join(f"rdump /{name} {folder}\n" for name in ("selfcheck", "work", "metrics"))
+    read = subprocess.run(["debugfs", "-f", "-", image], input=script, text=True, capture_output=True, check=True)
+    found = {str(path.relative_to(folder)): hashlib.sha256(path.read_bytes()).hexdigest()
+             for path in folder.rglob("*") if path.is_file()}
+    return found, read.stderr
+
+
+def problems_of(found, operation, ended, old, new):
+    """What a power cut during or after the operation must not have left."""
+    problems = []
+    for path in sorted(old.keys() | new.keys() | found.keys()):
+        allowed = {new.get(path)} if ended else {old.get(path), new.get(path)}
+        if path in operation.files and not ended and not operation.atomic:
+            continue
+        if path not in old and path not in new and pathlib.Path(path).name.startswith(".zemo-"):
+            continue  # a temporary file, which the next writer removes
+        if found.get(path) not in allowed:
+            what = "gone" if path not in found else "neither the old nor the new one"
+            problems.append(f"{'after' if ended else 'during'} {operation.name}: {path} is {what}")
+    return problems
+
+
+class Judge:
+    """Looks at states while more are made, as many at once as there are processors."""
+
+    def __init__(self, folder):
+        self.folder = folder
+        shutil.rmtree(folder, ignore_errors=True)
+        folder.mkdir(parents=True)
+        self._count = os.cpu_count() or 1
+        self._pool = concurrent.futures.ThreadPoolExecutor(self._count)
+        self._free = threading.Semaphore(2 * self._count)
+        self._futures = []
+
+    def _judge(self, image, operation, *rest):
+        try:
+            found, said = files_of(image, image.with_suffix(".files"))
+            problems = problems_of(found, operation, *rest)
+            return operation, [f"{problem} {said.strip()}" for problem in problems]
+        finally:
+            image.unlink()
+            shutil.rmtree(image.with_suffix(".files"), ignore_errors=True)
+            self._free.release()
+
+    def add(self, disk, writes, *rest):
+        self._free.acquire()
+        image = self.folder / str(len(self._futures))
+        laboratory.copy(disk, image)
+        with open(image, "r+b") as copy:
+            write_log.apply(copy.fileno(), writes)
+        self._futures.append(self._pool.submit(self._judge, image, *rest))
+
+    def results(self):
+        self._pool.shutdown()
+        return [future.result() for future in self._futures]
+
+
+def run_operations(lab, disk, log):
+    """Runs all operations on the logged disk. Returns for each what was on it before and afterwards."""
+    known = []
+    with lab.ready(disk, log) as machine:
+        machine.must(MOUNT)
+        for number, operation in enumerate(OPERATIONS):
+            machine.must(f"set -e\n{IN_WORK}{operation.before}\nsync -f /usr/zemo")
+            old = digests(machine.must(DIGESTS))
+            # Longer than the journal waits with what is not urgent.
+            machine.must(f"set -e\n{IN_WORK}bash /run/mark begin-{number}\n{operation.command}\n"
+                         f"bash /run/mark end-{number}\nsleep 7\nbash /run/mark pause")
+            known.append((old, digests(machine.must(DIGESTS))))
+    return known
+
+
+def states(lab, case, samples=20):
+    """Judges what cuts at every moment can leave."""
+    disk, log, base = (lab.folder / name for name in ("scratch.raw", "scratch.log", "base.raw"))
+    lab.blank(disk)
+    laboratory.copy(disk, base)
+    known = run_operations(lab, disk, log)
+    judge = Judge(lab.folder / "states")
+    with open(base, "r+b") as image:
+        for marks, writes in write_log.crash_states(log, image.fileno(), laboratory.SCRATCH_BYTES, random.Random(1),
+                                                    samples):
+            phase, _, number = marks[-1].partition("-")
+            if phase != "pause":
+                judge.add(base, writes, OPERATIONS[int(number)], phase == "end", *known[int(number)])
+    counts = {operation: [0, 0] for operation in OPERATIONS}
+    for operation, problems in judge.results():
+        counts[operation][0] += 1
+        counts[operation][1] += bool(problems)
+        if not operation.lost:
+            case.problems += problems
+    for operation, (total, bad) in counts.items():
+        print(f"  {operation.name}: {total} states, {bad} with a loss", flush=True)
+        case.demand(not operation.lost or bad, f"{operation.name}: no loss is seen, so none would be elsewhere")
+    judged = sum(total for operation, (total, _) in counts.items() if not operation.lost)
+    case.demand(judged >= 450, f"{judged} states are too few")
+    lost = [count for operation, count in counts.items() if operation.lost][0]
+    case.figures = f"{judged} states, nothing lost; without `sync`, {lost[1]} of {lost[0]} lose lists"
+
+
+# Each on what the cut before has left.
+KILLED = ["make", "sign", "init-home", "install", "metrics", "init-home, again", "remove-key", "install without sync"]
+
+
+def kills(lab, case):
+    """Ends the machine as soon as a command has returned, and looks with the next machine."""
+    disk, log, base = (lab.folder / name for name in ("scratch.raw", "scratch.log", "base.raw"))
+    lab.blank(base)
+    expected, last = {}, None
+    for operation in [*(operation for name in KILLED for operation in OPERATIONS if operation.name == name), None]:
+        laboratory.copy(base, disk)
+        with lab.ready(disk, log) as machine:
+            machine.must(MOUNT)
+            found = digests(machine.must(DIGESTS))
+            if last:
+                problems = problems_of(found, last, True, expected, expected)
+                print(f"  {last.name}: {'; '.join(problems) or 'all there'}", flush=True)
+                if last.lost:
+                    case.demand(problems, f"{last.name}: no loss is seen, so none would be elsewhere")
+                else:
+                    case.problems += problems
+            if not operation:
+                break
+            machine.must(f"set -e\n{IN_WORK}{operation.before}\nsync -f /usr/zemo")
+            expected = digests(machine.must(f"set -e\n{IN_WORK}{operation.command}\n{DIGESTS}"))
+            machine.kill()
+        with open(base, "r+b") as image:
+            write_log.apply(image.fileno(), write_log.certain(log, laboratory.SCRATCH_BYTES))
+        last = operation
+    case.figures = f"{len(KILLED) - 1} cuts, nothing lost; without `sync`, lists are lost"
