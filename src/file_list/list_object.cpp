@@ -9,11 +9,6 @@
 
 namespace ZEMO::SELF_CHECK {
 
-// Programs hand in hooks that another version of Boost may have made.
-static_assert(
-    sizeof(FileList::Hook) == 4 * sizeof(void*),
-    "this version of Boost lays hooks out otherwise: programs built with others would crash");
-
 FileList::FileList(std::string name, std::string mode)
     : _name(std::move(name)),
       _mode(std::move(mode)),
@@ -31,7 +26,7 @@ FileList::~FileList() = default;
 void FileList::addHook(const Hook& hook) {
   // Copies of what is kept call the one copy of the caller's, whose state stays one, too.
   auto const kept = boost::make_shared<Hook>(hook);
-  _hooks.push_back([kept](boost::shared_ptr<ProtectedFile>& entry, bool& changed) {
+  _hooks.emplace_back([kept](boost::shared_ptr<ProtectedFile>& entry, bool& changed) {
     return (*kept)(entry, changed);
   });
 }

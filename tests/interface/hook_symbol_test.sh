@@ -13,7 +13,9 @@ mkdir "$tmp/boost"
 cat >"$tmp/boost/function.hpp" <<'TEXT'
 namespace boost {
 template <typename Result, typename... Arguments>
-class function_n {};
+class function_n {
+  void* _parts[4];
+};
 template <typename Result, typename... Arguments>
 using function2 = function_n<Result, Arguments...>;
 }  // namespace boost

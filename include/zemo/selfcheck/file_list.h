@@ -50,8 +50,8 @@ namespace ZEMO::SELF_CHECK {
 
 using ::glob;
 
-// A copy of a FileList shares the map of the original; use the constructor with a source for a list
-// with a map of its own.
+// A copy of a FileList shares the map of the original, and the state of its hooks; use the
+// constructor with a source for a list with a map of its own.
 class ZEMO_EXPORT FileList {
  public:
   // Called by check() for an entry with mismatches, with that entry and its `changed` flag. Setting
@@ -60,6 +60,8 @@ class ZEMO_EXPORT FileList {
   // which are called from the next entry on. It is not called for an entry whose content could not
   // be read and that has no mismatch otherwise.
   using Hook = boost::function2<int, boost::shared_ptr<ProtectedFile>&, bool&>;
+  static_assert(sizeof(Hook) == 4 * sizeof(void*),
+                "this version of Boost lays hooks out otherwise than the library does");
 
   // Entries by path, in byte order of the paths.
   using ProtectedFileMap = std::map<std::string, boost::shared_ptr<ProtectedFile>>;
