@@ -4,6 +4,7 @@
 #
 #   image.sh SUITE DIRECTORY [DEBOOTSTRAP_OPTION...]    makes DIRECTORY/{disk.raw,vmlinuz,initrd}
 set -euo pipefail
+export PATH="$PATH:/usr/sbin:/sbin"
 
 packages=(linux-image-cloud-amd64 initramfs-tools zstd systemd-sysv udev dbus kmod e2fsprogs dmsetup
   apparmor apparmor-utils gpg gpg-agent gpgconf prometheus-node-exporter procps)
@@ -20,7 +21,7 @@ install_system() {
   debootstrap --variant=minbase "$@" "$suite" "$root"
   printf '#!/bin/sh\nexit 101\n' >"$root/usr/sbin/policy-rc.d" # nothing starts in it
   chmod 755 "$root/usr/sbin/policy-rc.d"
-  cp /etc/resolv.conf "$root/etc/resolv.conf"
+  cp -L --remove-destination /etc/resolv.conf "$root/etc/resolv.conf"
   mountpoint -q "$root/proc" || mount -t proc proc "$root/proc"
   mount --rbind /dev "$root/dev"
   export DEBIAN_FRONTEND=noninteractive LC_ALL=C
@@ -33,6 +34,10 @@ if [ "$(id -u)" != 0 ]; then
 fi
 if [ "$1" = --inside ]; then
   shift
+  [ $$ = 1 ] || {
+    echo "image.sh: these are not namespaces of its own" >&2
+    exit 1
+  }
   install_system "$@"
   exit
 fi
@@ -45,7 +50,8 @@ trap 'rm -rf --one-file-system "$new"' EXIT
 trap 'exit 130' HUP INT TERM
 rm -rf --one-file-system "$new"
 mkdir -p "$new"
-unshare --mount --propagation private --pid --fork --kill-child "$0" --inside "$suite" "$root" "$@" >"$new/log" 2>&1 || {
+setpriv --pdeathsig KILL unshare --mount --propagation private --pid --fork --kill-child \
+  "$0" --inside "$suite" "$root" "$@" >"$new/log" 2>&1 || {
   tail -n 40 "$new/log" >&2
   exit 1
 }
