@@ -153,6 +153,8 @@ class Doctor {
     bool const complete = verified && readLists(files);
     files.contents.resize(files.lists.size());
     checkOrder(files, _ownership, _findings);
+    if (!verified)
+      return;
     checkLabels(files, _findings);
     checkNames(files);
     checkEntries(files, _findings);

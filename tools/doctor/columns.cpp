@@ -36,7 +36,7 @@ bool isDevice(const std::string& text) {
 // Why nothing of the entry's type can have this content; empty if it can.
 std::string wrongContent(const ProtectedFile& entry) {
   const std::string& text = entry._hash;
-  if (entry._type == "f" && text != "FIXED" && !isDigest(text))  // which is told of elsewhere
+  if (entry._type == "f" && text != "FIXED" && !isDigest(text))  // reported elsewhere
     return "is not a SHA-1 of 40 lower-case digits";
   if (entry._type == "c" && !isDevice(text))
     return "is not a pair of device numbers such as 1,3";

@@ -129,7 +129,7 @@ class EntryCheck {
       return;
     }
     for (const std::string& wrong : wrongColumns(*line.entry))
-      _columns.add(quotedPath + "states what no file can be: " + wrong);
+      _columns.add(std::string(quotedPath).append("states what no file can be: ").append(wrong));
     put(path, place);
   }
 

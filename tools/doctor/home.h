@@ -8,7 +8,7 @@
 
 namespace tool {
 
-// What is told of the home, and need not be told of each list again.
+// Findings about the home that are not repeated for each list.
 struct HomeState {
   bool runs = false;      // else GnuPG cannot be run, or would wait for ever on an irregular file
   bool doubtful = false;  // options may decide what verifies, so that no list counts as verified

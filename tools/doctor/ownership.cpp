@@ -47,7 +47,7 @@ std::string withRemoval(const std::string& path, const std::string& mend) {
   struct stat status = {};
   if (lstat(path.c_str(), &status) != 0)
     return mend;
-  std::string const removal = (S_ISDIR(status.st_mode) ? "rm -r " : "rm ") + shellWord(path);
+  std::string removal = (S_ISDIR(status.st_mode) ? "rm -r " : "rm ") + shellWord(path);
   if (mend.empty())
     return removal;
   return isCommand(mend) ? removal + " && " + mend

@@ -19,7 +19,7 @@ namespace {
 const char* const installBoth = "install the list and its .asc again, both of the same making";
 const char* const setClock = "set this machine's clock; if it is right, have the list signed again";
 const char* const elsewhere =
-    "zemo-selfcheck verify tells more; mend what is wrong with the key ring or gpg.conf";
+    "see what zemo-selfcheck-verify(1) reports, and correct the key ring or gpg.conf";
 
 // GnuPG fails after signatures that it has not called bad.
 bool lacksTrust(const SignatureCheck& check) {
@@ -49,7 +49,7 @@ Diagnosis diagnose(const SignatureCheck& check, const std::string& list) {
     if (signature.verdict != Signature::Verdict::Bad && signature.made > std::time(nullptr))
       return {what, setClock};
     if (signature.verdict == Signature::Verdict::NoPublicKey)
-      return {what, "zemo-selfcheck init-home --import KEYFILE, with that key, if you trust it"};
+      return {what, "if you trust that key, import it, see zemo-selfcheck-init-home(1)"};
     if (signature.verdict == Signature::Verdict::Bad)
       return {what, installBoth};
     return {check.reason.empty() ? what : check.reason, elsewhere};
@@ -57,7 +57,7 @@ Diagnosis diagnose(const SignatureCheck& check, const std::string& list) {
   return {check.reason, elsewhere};
 }
 
-// What the library takes, and an operator should not.
+// Objections to signatures that the library accepts.
 void tellObjections(const std::string& list, const SignatureCheck& check, Findings& findings) {
   for (const Signature& signature : check.signatures) {
     for (const Objection& objection : objectionsTo(signature))
@@ -98,7 +98,7 @@ bool checkSignatures(const SetFiles& files, const HomeState& home, Ownership& ow
       continue;
     if (!home.runs) {
       findings.problem(STATUS_NOT_LOADED, inQuotes(list) + " is not verified: GnuPG was not run",
-                       "mend first what is wrong with GnuPG and its files");
+                       "correct GnuPG and its files first");
       continue;
     }
     if (home.doubtful) {
