@@ -6,10 +6,12 @@
 #include <zemo/core.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdarg>
 #include <cstdlib>
 #include <cstring>
 #include <iostream>
+#include <thread>
 
 #include "support/files.h"
 
@@ -117,6 +119,9 @@ void LibraryFaultsTest::SetUp() {
   makeLink("an old target", link);
   writeFile(tree + "user", "daemon\n");
   makeDirectory(tree + "target");
+  // A directory that has changed just now is read again, and every attempt is to make the same
+  // calls.
+  std::this_thread::sleep_for(std::chrono::milliseconds(20));
 }
 
 void LibraryFaultsTest::writeLists() {

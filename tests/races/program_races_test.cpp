@@ -234,6 +234,7 @@ TEST_F(SigningRacesTest, ListInAStrangersDirectory) {
     lost += isLostNow || isLost() ? 1 : 0;
   }
   EXPECT_EQ(lost, 0);
+  EXPECT_TRUE(signedOnes > 0 || runs < 10);
   std::cout << runs << " runs, " << signedOnes << " signed, " << lost << " lost\n";
 }
 
