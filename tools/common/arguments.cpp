@@ -27,7 +27,7 @@ std::string unguarded(std::string word) {
 std::function<std::string(std::string)> valueOf(const CLI::App& command, const char* name) {
   return [&command, name](const std::string& word) {
     bool const isOption = word.size() > 1 && word.front() == '-' && name[0] == '-' &&
-                          command.get_option_no_throw(word) != nullptr;
+                          command.get_option_no_throw(word.substr(0, word.find('='))) != nullptr;
     if (isOption)
       throw CLI::ValidationError("its value is missing before " + word);
     return unguarded(word);
