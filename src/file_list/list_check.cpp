@@ -2,6 +2,8 @@
 
 #include <zemo/selfcheck/file_list.h>
 
+#include <cstddef>
+
 #include "log.h"
 
 namespace ZEMO::SELF_CHECK {

@@ -82,8 +82,8 @@ bool isBefore(const timespec& a, const timespec& b) {
 
 // Finds the strays of a directory. One that is renamed while the directory is read may be met by
 // neither name, so a directory that changed meanwhile is read again, and what any reading met
-// counts. Who changes it all the time must not keep the check from ending: five readings are the
-// most.
+// counts. A process that changes it all the time must not keep the check from ending: five readings
+// are the most. (A directory that has changed later than a wrong clock says takes them all.)
 //
 // `read` gets the metadata after the last reading. False when the first fails; a later one finds
 // what it can.
@@ -107,7 +107,7 @@ bool findStrays(DIR* directory, timespec changeTime, Strays& strays, struct stat
 }
 
 // Like compareContent. A directory whose members cannot be read fails like an unreadable file or
-// link does: taking it for an empty one would call it intact. What was found by then is recorded.
+// link does: taking it for an empty one would call it intact. Strays found by then are recorded.
 bool checkMembers(ProtectedFile& entry, const struct stat& st, bool& changed, struct stat& read) {
   Directory const directory = openDirectory(entry._path);
   if (!directory) {

@@ -40,7 +40,7 @@ python3 "$here/overview.py" "$dashboard" >"$work/overview.yml"
 promtool test rules "$work/overview.yml"
 
 echo "== the metrics that both name"
-require_private_root "the metrics need a private root"
+require_private_root
 mkdir "$work/set"
 install_set "$work/set" "$work/dashboard.yml"
 zemo-selfcheck check --quiet --metrics "$work/metrics"

@@ -1,9 +1,9 @@
 # shellcheck shell=bash
-# require_private_root [REASON]: ends the test as skipped where no private root could be made, and as failed where
-# the environment names one that is not there.
+# Ends the test as skipped where no private root could be made, and as failed where the environment names one that
+# is not there.
 require_private_root() {
   if [ "${ZEMO_PRIVATE_ROOT:-}" != yes ]; then
-    echo "[  SKIPPED ] ${0##*/} (${1:-needs a private root})"
+    echo "[  SKIPPED ] ${0##*/} (needs a private root)"
     exit 0
   fi
   "$(dirname "${BASH_SOURCE[0]}")/../../scripts/private-root" --verify || exit 1

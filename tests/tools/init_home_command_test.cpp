@@ -305,7 +305,7 @@ TEST_F(InitHomeCommandTest, RefusesAHomeThatOthersCanWriteTo) {
   EXPECT_TRUE(namesIn(home).empty());
 }
 
-// Its gpg.conf makes GnuPG write files, for whoever runs it.
+// Its gpg.conf makes GnuPG write files, for anyone who runs it.
 TEST_F(InitHomeCommandTest, RefusesAHomeThatSomebodyElseOwns) {
   makeDirectory(home);
   writeFile(home + "/gpg.conf", configuration + "log-file " + (files / "written") + "\n");

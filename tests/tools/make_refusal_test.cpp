@@ -146,6 +146,9 @@ TEST_F(MakeRefusalTest, AnOptionWithoutItsValuesIsTheOneThatIsNamed) {
     EXPECT_EQ(run.errors, "zemo-selfcheck: " + option +
                               ": its value is missing before --output; see zemo-selfcheck make "
                               "--help\n");
+    EXPECT_EQ(tool({"make", option, "--output=" + output}).errors,
+              "zemo-selfcheck: " + option + ": its value is missing before --output=" + output +
+                  "; see zemo-selfcheck make --help\n");
   }
   writeFile(files / "--output", "");
   EXPECT_EQ(runProgram({"/bin/sh", "-c", "cd " + files.path() + " && exec \"$@\"", "sh", ZEMO_TOOL,

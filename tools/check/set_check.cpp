@@ -130,7 +130,7 @@ void Walk::load() try {
     if (isUnder(path, options->under))
       entries.push_back(entry);
   }
-  outcomes.reset(new Outcome[entries.size()]);
+  outcomes = std::make_unique<Outcome[]>(entries.size());
   facts.entries = entries.size();
   facts.loaded = true;
 } catch (const std::bad_alloc&) {

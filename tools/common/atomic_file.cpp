@@ -74,7 +74,7 @@ int synced(int descriptor) {
   return result;
 }
 
-// Some file systems tell of a failed write only when a descriptor is closed.
+// Some file systems report a failed write only when a descriptor is closed.
 int closedOnce(int descriptor) {
   int const copy = fcntl(descriptor, F_DUPFD_CLOEXEC, 0);
   return copy >= 0 && close(copy) != 0 && errno != EINTR ? -1 : 0;
@@ -93,7 +93,7 @@ AtomicFile::AtomicFile(Directory directory, std::string path, mode_t mode)
   HeldSignals const untilNoted;
   open();
   _leftover = std::make_unique<Leftover>(joined(_directory.path(), _name));
-  // Only whoever may read the file can hold the lock. Some file systems have none.
+  // Only a process that may read the file can hold the lock. Some file systems have none.
   (void)flock(_file.get(), LOCK_EX | LOCK_NB);
   _temporary = "/proc/self/fd/" + std::to_string(_file.get());
   if (access(_temporary.c_str(), F_OK) != 0)

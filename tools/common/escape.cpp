@@ -25,8 +25,8 @@ struct Range {
   uint32_t last;
 };
 
-// What a terminal obeys, what breaks a line or changes the direction of writing, and what is not
-// seen: two names that differ by it alone would look the same.
+// Characters that a terminal obeys, what breaks a line or changes the direction of writing, and
+// what is not seen: two names that differ by it alone would look the same.
 constexpr Range notPrintable[] = {
     {0x0, 0x1f},        {0x7f, 0x9f},  // control characters
     {0xad, 0xad},                      // soft hyphen

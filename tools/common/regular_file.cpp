@@ -22,7 +22,6 @@ void addExisting(const std::vector<std::string>& candidates, std::vector<std::st
   }
 }
 
-
 // Opening a FIFO would wait for its writer.
 constexpr int reading = O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
 
@@ -53,7 +52,7 @@ RegularFile::RegularFile(Descriptor file, std::string path)
                   "cannot read " + inQuotes(_path) + ": it is not a regular file");
 }
 
-RegularFile::RegularFile(const Directory& directory, std::string path)
+RegularFile::RegularFile(const Directory& directory, const std::string& path)
     : RegularFile(openedIn(directory, path), path) {}
 
 std::optional<RegularFile> RegularFile::ifThere(const Directory& directory,

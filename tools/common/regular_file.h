@@ -22,7 +22,7 @@ class RegularFile {
  public:
   // Opens the last component of `path` in `directory`, which is the rest of it. A link there is not
   // followed but refused.
-  RegularFile(const Directory& directory, std::string path);
+  RegularFile(const Directory& directory, const std::string& path);
 
   // The same; nothing if it does not exist.
   static std::optional<RegularFile> ifThere(const Directory& directory, const std::string& path);

@@ -43,7 +43,8 @@ std::vector<std::string> directoriesIn(const std::string& directory) {
     // A member that cannot be examined may be a directory, and a link to nothing may have led to
     // one.
     bool const known = fstatat(dirfd(stream.get()), member->d_name, &status, 0) == 0;
-    if (known ? S_ISDIR(status.st_mode) : errno != ENOENT || !isAbsent(directory + "/" + name))
+    if (known ? S_ISDIR(status.st_mode)
+              : errno != ENOENT || !isAbsent(std::string(directory).append("/").append(name)))
       names.push_back(name);
   }
   if (errno != 0)
@@ -115,7 +116,7 @@ std::string whyUnreadable(const std::string& set) {
 }
 
 std::string whyNoLists(const std::string& set, const std::string& mode) {
-  std::string const reason = whyUnreadable(set);
+  std::string reason = whyUnreadable(set);
   if (!reason.empty())
     return reason;
   return "there is no list of the set " + inQuotes(set) + " and the mode " + inQuotes(mode) +

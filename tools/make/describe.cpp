@@ -188,7 +188,7 @@ bool Describer::describeContent(ProtectedFile& entry, const struct stat& status,
   return !S_ISLNK(status.st_mode) || isTarget(entry._path, entry._hash);
 }
 
-// What cannot be read or compared is added to the problems, and counts as unchanged.
+// Content that cannot be read or compared is added to the problems, and counts as unchanged.
 bool Describer::isChanged(const std::string& path, const std::set<std::string>& digests) const {
   std::string const digest = md5Of(path);
   if (digest.empty())
