@@ -117,4 +117,7 @@ echo "== files of the names that it uses, in the old root"
   touch /.old/kept /.zemo-private-root
   env -u ZEMO_PRIVATE_ROOT "$1" test -e /.old/kept' bash "$private_root" || fail "a directory /.old does harm"
 
+mode=$(umask 000 && "$private_root" stat --format %a /usr/zemo/selfcheck)
+[ "$mode" = 755 ] || fail "the umask of the caller makes /usr/zemo/selfcheck $mode"
+
 echo "$refused failing calls: the command did not run after any of them"
