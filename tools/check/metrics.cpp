@@ -16,14 +16,18 @@ namespace {
 // No file of ours is larger.
 constexpr std::size_t largest = std::size_t{16} << 20U;
 
-// The old file; empty if there is none, or it is too large. Throws if the new one must not take its
-// place: somebody named another file, a device, or a link whose target would not change.
-std::string contentBefore(const Directory& directory, const std::string& file) {
+// A device, which has effects when it is opened, or a link, whose target would not change.
+void refuseIrregular(const std::string& file) {
   struct stat status = {};
-  if (lstat(file.c_str(), &status) == 0 &&
-      !S_ISREG(status.st_mode))  // opening a device has effects
+  if (lstat(file.c_str(), &status) == 0 && !S_ISREG(status.st_mode))
     throw Failure(STATUS_NOT_LOADED,
                   "cannot replace " + inQuotes(file) + ": it is not a regular file");
+}
+
+// The old file; empty if there is none, or it is too large. Throws if the new one must not take its
+// place: somebody named another file.
+std::string contentBefore(const Directory& directory, const std::string& file) {
+  refuseIrregular(file);
   std::optional<RegularFile> const old = RegularFile::ifThere(directory, file);
   if (!old)
     return "";
@@ -37,6 +41,7 @@ std::string contentBefore(const Directory& directory, const std::string& file) {
 }  // namespace
 
 void requireMetricsFile(const std::string& file) {
+  refuseIrregular(file);  // first, since the reason is another where nobody may write beside it
   Directory const directory(directoryOf(file));
   AtomicFile const probe(directory, file, 0644);
   (void)contentBefore(directory, file);
