@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "support/target.h"
+#include "engine/target.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
   static fuzz::Run const run = fuzz::targets().begin()->second;

@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "protected_file/restored_binding.h"
+#include "support/restored_binding.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 #include "models/entry.h"
 
-#include "support/input.h"
+#include "engine/input.h"
 
 namespace fuzz {
 namespace {

@@ -1,7 +1,7 @@
 #include "models/list.h"
 
-#include "support/agree.h"
-#include "support/input.h"
+#include "engine/agree.h"
+#include "engine/input.h"
 
 namespace fuzz {
 namespace {

@@ -3,7 +3,7 @@
 #include <pwd.h>
 #include <zemo/package.h>
 
-#include "package_double/scripted_package.h"
+#include "support/doubles/scripted_package.h"
 
 // NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): the system's are reserved
 extern "C" passwd* getpwnam(const char* /*name*/) {

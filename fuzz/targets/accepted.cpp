@@ -7,10 +7,10 @@
 #include <algorithm>
 
 #include "common/failure.h"
+#include "engine/agree.h"
+#include "engine/memory_file.h"
+#include "engine/target.h"
 #include "models/escape.h"
-#include "support/agree.h"
-#include "support/memory_file.h"
-#include "support/target.h"
 
 using namespace ZEMO::SELF_CHECK;
 

@@ -8,14 +8,14 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "engine/agree.h"
+#include "engine/captured_output.h"
+#include "engine/scratch.h"
+#include "engine/target.h"
 #include "models/escape.h"
 #include "program.h"
-#include "support/agree.h"
-#include "support/captured_output.h"
-#include "support/recorded_log.h"
-#include "support/scratch.h"
-#include "support/scripted_exec.h"
-#include "support/target.h"
+#include "support/doubles/recorded_log.h"
+#include "support/doubles/scripted_exec.h"
 
 namespace {
 

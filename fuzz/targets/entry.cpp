@@ -5,10 +5,10 @@
 
 #include <cstdlib>
 
+#include "engine/agree.h"
+#include "engine/target.h"
 #include "models/entry.h"
-#include "support/agree.h"
-#include "support/recorded_log.h"
-#include "support/target.h"
+#include "support/doubles/recorded_log.h"
 
 using namespace ZEMO::SELF_CHECK;
 

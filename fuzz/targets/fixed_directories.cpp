@@ -12,10 +12,10 @@
 #include <map>
 #include <optional>
 
-#include "models/fixed_directories.h"
-#include "support/agree.h"
-#include "support/recorded_log.h"
-#include "support/target.h"
+#include "engine/agree.h"
+#include "engine/target.h"
+#include "support/doubles/recorded_log.h"
+#include "support/fixed_directories_model.h"
 
 using namespace ZEMO::SELF_CHECK;
 

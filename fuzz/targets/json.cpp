@@ -9,10 +9,10 @@
 
 #include "check/report.h"
 #include "common/items.h"
+#include "engine/agree.h"
+#include "engine/captured_output.h"
+#include "engine/target.h"
 #include "models/escape.h"
-#include "support/agree.h"
-#include "support/captured_output.h"
-#include "support/target.h"
 
 using namespace ZEMO::SELF_CHECK;
 using tool::Json;

@@ -6,11 +6,11 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "engine/agree.h"
+#include "engine/memory_file.h"
+#include "engine/target.h"
 #include "models/list.h"
-#include "support/agree.h"
-#include "support/memory_file.h"
-#include "support/recorded_log.h"
-#include "support/target.h"
+#include "support/doubles/recorded_log.h"
 
 using namespace ZEMO::SELF_CHECK;
 

@@ -3,12 +3,12 @@
 
 #include <zemo/selfcheck.h>
 
+#include "engine/agree.h"
+#include "engine/memory_file.h"
+#include "engine/target.h"
 #include "models/list.h"
 #include "models/package.h"
-#include "support/agree.h"
-#include "support/memory_file.h"
-#include "support/recorded_log.h"
-#include "support/target.h"
+#include "support/doubles/recorded_log.h"
 
 using namespace ZEMO::SELF_CHECK;
 

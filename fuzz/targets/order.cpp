@@ -12,12 +12,12 @@
 #include <array>
 #include <map>
 
+#include "engine/agree.h"
+#include "engine/scratch.h"
+#include "engine/target.h"
 #include "models/package.h"
-#include "support/agree.h"
-#include "support/recorded_log.h"
-#include "support/scratch.h"
-#include "support/scripted_exec.h"
-#include "support/target.h"
+#include "support/doubles/recorded_log.h"
+#include "support/doubles/scripted_exec.h"
 
 using namespace ZEMO::SELF_CHECK;
 

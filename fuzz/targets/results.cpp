@@ -18,12 +18,12 @@
 #include <cstring>
 #include <map>
 
-#include "models/fixed_directories.h"
+#include "engine/agree.h"
+#include "engine/scratch.h"
+#include "engine/target.h"
 #include "models/number.h"
-#include "support/agree.h"
-#include "support/recorded_log.h"
-#include "support/scratch.h"
-#include "support/target.h"
+#include "support/doubles/recorded_log.h"
+#include "support/fixed_directories_model.h"
 
 using namespace ZEMO::SELF_CHECK;
 

@@ -9,8 +9,8 @@
 
 #include <cstdlib>
 
-#include "support/agree.h"
-#include "support/target.h"
+#include "engine/agree.h"
+#include "engine/target.h"
 
 namespace {
 

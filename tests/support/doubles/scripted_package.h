@@ -1,0 +1,23 @@
+// A package library (libzemopkg.so.1) whose answers tests write.
+
+#ifndef ZEMO_TESTS_SUPPORT_DOUBLES_SCRIPTED_PACKAGE_H
+#define ZEMO_TESTS_SUPPORT_DOUBLES_SCRIPTED_PACKAGE_H
+
+#include <zemo/export.h>
+
+#include <map>
+#include <string>
+#include <vector>
+
+struct ScriptedPackage {
+  std::string user;   // what PMSGetPkgUserName returns
+  int errorCode = 0;  // what it leaves as the last error code when `user` is empty
+};
+
+// The installed packages, by name.
+ZEMO_EXPORT std::map<std::string, ScriptedPackage>& scriptedPackages();
+
+// The calls that the library has made, such as "PMSCheckPackage demo", oldest first.
+ZEMO_EXPORT std::vector<std::string>& packageCalls();
+
+#endif

@@ -1,0 +1,104 @@
+// VLIBExecl between two system calls of the processes that share the caller's memory. This program
+// has its own syscall and sysconf, which the library's calls come to.
+
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+#include <zemo/core.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdarg>
+
+#include "support/caller.h"
+#include "support/witness.h"
+
+// Sanitizers would take what these functions do for the suspended thread's own doing.
+#define SHARES_MEMORY __attribute__((no_sanitize("address", "thread", "undefined")))
+
+// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
+// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name)
+// NOLINTNEXTLINE(readability-redundant-declaration): some headers of the C library have it
+extern "C" long __sysconf(int name) noexcept;
+
+namespace {
+
+// Looked for in advance: a process on shared memory must not do that.
+auto* const realSyscall = reinterpret_cast<long (*)(long, long, long, long, long, long, long)>(
+    dlsym(RTLD_NEXT, "syscall"));
+
+int signalBeforeUnblocking = 0;  // that each process sends to itself
+long descriptorLimit = 0;        // what sysconf says; 0: the truth
+long closed = 0;                 // descriptors, one by one
+long lastClosed = 0;
+
+}  // namespace
+
+extern "C" SHARES_MEMORY long syscall(long number, ...) noexcept {
+  va_list more;
+  va_start(more, number);
+  long words[6];
+  for (long& word : words)
+    word = va_arg(more, long);
+  va_end(more);
+  if (number == SYS_rt_sigprocmask && signalBeforeUnblocking != 0) {
+    long const self = realSyscall(SYS_getpid, 0, 0, 0, 0, 0, 0);
+    (void)realSyscall(SYS_kill, self, signalBeforeUnblocking, 0, 0, 0, 0);
+  }
+  if (number == SYS_close) {
+    ++closed;
+    lastClosed = words[0];
+  }
+  if (number == SYS_close_range && descriptorLimit != 0) {
+    errno = ENOSYS;
+    return -1;
+  }
+  return realSyscall(number, words[0], words[1], words[2], words[3], words[4], words[5]);
+}
+
+extern "C" SHARES_MEMORY long sysconf(int name) noexcept {
+  return name == _SC_OPEN_MAX && descriptorLimit != 0 ? descriptorLimit : __sysconf(name);
+}
+// NOLINTEND(readability-inconsistent-declaration-parameter-name)
+// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
+
+namespace {
+
+class ExecSystemCallsTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    if (underValgrind())
+      GTEST_SKIP() << "this tool's processes have memory of their own";
+  }
+  void TearDown() override {
+    signalBeforeUnblocking = 0;
+    descriptorLimit = 0;
+  }
+};
+
+TEST_F(ExecSystemCallsTest, ProgramThatIsKilledBeforeItsStartWasNotStarted) {
+  for (int const options : {0, +VLIB_EXEC_ISOLATE, +VLIB_EXEC_WAIT}) {
+    EXPECT_EQ(execute("/bin/true", options), 0);
+    VLIBErrSet(VLIB_ERR_NONE);
+    signalBeforeUnblocking = SIGTERM;
+    EXPECT_LT(execute("/bin/true", options), 0) << options;
+    EXPECT_EQ(VLIBErrGet(), VLIB_ERR_PROGRAM_FAILED) << options;
+    signalBeforeUnblocking = 0;
+  }
+}
+
+// On machines, too, that do not allow limits that large.
+TEST_F(ExecSystemCallsTest, IsolationClosesWhatTheLimitAllowsAndNoLessThanManyMayHave) {
+  constexpr long atLeast = 65'536;
+  for (long const limit : {-1L, 100L, atLeast + 1, 70'000L}) {
+    descriptorLimit = limit;
+    closed = 0;
+    EXPECT_EQ(execute("/bin/true", VLIB_EXEC_ISOLATE), 0);
+    long const expected = limit > atLeast ? limit : atLeast;
+    EXPECT_EQ(lastClosed, expected - 1);
+    EXPECT_EQ(closed, expected - 3);
+  }
+}
+
+}  // namespace
