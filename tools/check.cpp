@@ -13,11 +13,11 @@
 #include "check/report.h"
 #include "check/set_check.h"
 #include "commands.h"
-#include "common/failure.h"
-#include "common/interruption.h"
-#include "common/items.h"
-#include "common/sets.h"
-#include "common/workers.h"
+#include "run/failure.h"
+#include "run/interruption.h"
+#include "run/workers.h"
+#include "sets/items.h"
+#include "sets/sets.h"
 
 namespace tool {
 namespace {

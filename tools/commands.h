@@ -3,7 +3,7 @@
 #ifndef ZEMO_TOOLS_COMMANDS_H
 #define ZEMO_TOOLS_COMMANDS_H
 
-#include "common/arguments.h"
+#include "run/arguments.h"
 
 namespace tool {
 

@@ -4,11 +4,11 @@
 #include <string>
 
 #include "commands.h"
-#include "common/entry_json.h"
-#include "common/failure.h"
-#include "common/sets.h"
 #include "diff/report.h"
 #include "diff/side.h"
+#include "run/failure.h"
+#include "sets/sets.h"
+#include "text/entry_json.h"
 
 namespace tool {
 namespace {

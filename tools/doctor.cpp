@@ -9,11 +9,6 @@
 #include <vector>
 
 #include "commands.h"
-#include "common/failure.h"
-#include "common/label.h"
-#include "common/log_relay.h"
-#include "common/merged_set.h"
-#include "common/sets.h"
 #include "doctor/entries.h"
 #include "doctor/findings.h"
 #include "doctor/fixed_directories.h"
@@ -23,6 +18,11 @@
 #include "doctor/parents.h"
 #include "doctor/set_files.h"
 #include "doctor/signatures.h"
+#include "run/failure.h"
+#include "run/log_relay.h"
+#include "sets/label.h"
+#include "sets/merged_set.h"
+#include "sets/sets.h"
 
 using ZEMO::SELF_CHECK::ProtectedFile;
 

@@ -12,9 +12,9 @@
 #include <vector>
 
 #include "commands.h"
-#include "common/escape.h"
-#include "common/failure.h"
-#include "common/names_input.h"
+#include "io/names_input.h"
+#include "run/failure.h"
+#include "text/escape.h"
 
 namespace tool {
 namespace {

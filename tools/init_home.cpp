@@ -13,18 +13,18 @@
 #include <vector>
 
 #include "commands.h"
-#include "common/atomic_file.h"
-#include "common/directory.h"
-#include "common/directory_lock.h"
-#include "common/escape.h"
-#include "common/failure.h"
-#include "common/label.h"
-#include "common/leftovers.h"
-#include "common/paths.h"
-#include "common/regular_file.h"
-#include "common/sets.h"
 #include "gnupg/key_ring.h"
 #include "gnupg/options.h"
+#include "io/atomic_file.h"
+#include "io/directory.h"
+#include "io/directory_lock.h"
+#include "io/paths.h"
+#include "io/regular_file.h"
+#include "io/temporary_path.h"
+#include "run/failure.h"
+#include "sets/label.h"
+#include "sets/sets.h"
+#include "text/escape.h"
 
 namespace tool {
 namespace {
@@ -63,7 +63,7 @@ class MadeDirectories {
   MadeDirectories& operator=(const MadeDirectories&) = delete;
 
   void keep() {
-    for (const std::unique_ptr<Leftover>& made : _made)
+    for (const std::unique_ptr<TemporaryPath>& made : _made)
       made->keep();
     _made.clear();
   }
@@ -85,7 +85,7 @@ class MadeDirectories {
     HeldSignals const untilNoted;
     if (mkdir(path.c_str(), 0755) != 0)
       return errno;
-    _made.push_back(std::make_unique<Leftover>(path));
+    _made.push_back(std::make_unique<TemporaryPath>(path));
     Descriptor const made(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     return made.get() >= 0 && fchmod(made.get(), 0755) == 0 ? 0 : errno;  // whatever the umask
   }
@@ -101,7 +101,7 @@ class MadeDirectories {
       _made.pop_back();
   }
 
-  std::vector<std::unique_ptr<Leftover>> _made;
+  std::vector<std::unique_ptr<TemporaryPath>> _made;
 };
 
 std::string ownConfiguration() {

@@ -13,20 +13,20 @@
 #include <vector>
 
 #include "commands.h"
-#include "common/atomic_file.h"
-#include "common/directory.h"
-#include "common/escape.h"
-#include "common/failure.h"
-#include "common/list_file.h"
-#include "common/paths.h"
-#include "common/regular_file.h"
-#include "common/words.h"
+#include "io/atomic_file.h"
+#include "io/directory.h"
+#include "io/paths.h"
+#include "io/regular_file.h"
 #include "make/describe.h"
 #include "make/difference.h"
 #include "make/inventory.h"
 #include "make/placeholders.h"
 #include "make/plan.h"
 #include "make/proof.h"
+#include "run/failure.h"
+#include "sets/list_file.h"
+#include "text/escape.h"
+#include "text/strings.h"
 
 using ZEMO::SELF_CHECK::FileList;
 

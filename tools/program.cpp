@@ -11,11 +11,11 @@
 #include <vector>
 
 #include "commands.h"
-#include "common/descriptors.h"
-#include "common/escape.h"
-#include "common/failure.h"
-#include "common/interruption.h"
-#include "common/log_relay.h"
+#include "io/descriptors.h"
+#include "run/failure.h"
+#include "run/interruption.h"
+#include "run/log_relay.h"
+#include "text/escape.h"
 
 namespace tool {
 namespace {

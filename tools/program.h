@@ -3,14 +3,14 @@
 #ifndef ZEMO_TOOLS_PROGRAM_H
 #define ZEMO_TOOLS_PROGRAM_H
 
-#include "common/arguments.h"
+#include "run/arguments.h"
 
 namespace tool {
 
 // Fills `program` with all commands and their options; the one that is parsed is put into `chosen`.
 void addCommands(CLI::App& program, Chosen& chosen);
 
-// Runs the program with these arguments and returns its exit status (common/failure.h).
+// Runs the program with these arguments and returns its exit status (run/failure.h).
 int runProgram(int argc, const char* const* argv);
 
 }  // namespace tool

@@ -11,14 +11,14 @@
 #include <vector>
 
 #include "commands.h"
-#include "common/directory_lock.h"
-#include "common/escape.h"
-#include "common/failure.h"
-#include "common/sets.h"
 #include "gnupg/fingerprint.h"
 #include "gnupg/key_ring.h"
 #include "gnupg/options.h"
 #include "gnupg/signature_check.h"
+#include "io/directory_lock.h"
+#include "run/failure.h"
+#include "sets/sets.h"
+#include "text/escape.h"
 
 namespace tool {
 namespace {

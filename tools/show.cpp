@@ -9,13 +9,14 @@
 #include <vector>
 
 #include "commands.h"
-#include "common/entry_json.h"
-#include "common/escape.h"
-#include "common/failure.h"
-#include "common/json.h"
-#include "common/list_file.h"
-#include "common/merged_set.h"
-#include "common/sets.h"
+#include "io/paths.h"
+#include "run/failure.h"
+#include "sets/list_file.h"
+#include "sets/merged_set.h"
+#include "sets/sets.h"
+#include "text/entry_json.h"
+#include "text/escape.h"
+#include "text/json.h"
 
 using ZEMO::SELF_CHECK::ProtectedFile;
 

@@ -25,18 +25,18 @@
 #include <vector>
 
 #include "commands.h"
-#include "common/atomic_file.h"
-#include "common/directory.h"
-#include "common/directory_lock.h"
-#include "common/escape.h"
-#include "common/failure.h"
-#include "common/label.h"
-#include "common/list_file.h"
-#include "common/paths.h"
-#include "common/regular_file.h"
-#include "common/sets.h"
 #include "gnupg/key_ring.h"
 #include "gnupg/signer.h"
+#include "io/atomic_file.h"
+#include "io/directory.h"
+#include "io/directory_lock.h"
+#include "io/paths.h"
+#include "io/regular_file.h"
+#include "run/failure.h"
+#include "sets/label.h"
+#include "sets/list_file.h"
+#include "sets/sets.h"
+#include "text/escape.h"
 
 namespace tool {
 namespace {

@@ -6,11 +6,11 @@
 #include <vector>
 
 #include "commands.h"
-#include "common/escape.h"
-#include "common/failure.h"
-#include "common/sets.h"
-#include "common/words.h"
 #include "gnupg/fingerprint.h"
+#include "run/failure.h"
+#include "sets/sets.h"
+#include "text/escape.h"
+#include "text/strings.h"
 #include "verify/judgement.h"
 #include "verify/report.h"
 

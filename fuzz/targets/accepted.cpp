@@ -6,11 +6,11 @@
 
 #include <algorithm>
 
-#include "common/failure.h"
 #include "engine/agree.h"
 #include "engine/memory_file.h"
 #include "engine/target.h"
 #include "models/escape.h"
+#include "run/failure.h"
 
 using namespace ZEMO::SELF_CHECK;
 

@@ -2,17 +2,17 @@
 // records, each begun by a letter: s START, n NOT LOADED, e ENTRY, u UNCHECKED, z SUMMARY. Their
 // texts are lines.
 
-#include "common/json.h"
+#include "text/json.h"
 
 #include <array>
 #include <list>
 
 #include "check/report.h"
-#include "common/items.h"
 #include "engine/agree.h"
 #include "engine/captured_output.h"
 #include "engine/target.h"
 #include "models/escape.h"
+#include "sets/items.h"
 
 using namespace ZEMO::SELF_CHECK;
 using tool::Json;

@@ -2,10 +2,10 @@
 
 #include <sstream>
 
-#include "common/escape.h"
-#include "common/failure.h"
-#include "common/items.h"
-#include "common/names_input.h"
+#include "io/names_input.h"
+#include "run/failure.h"
+#include "sets/items.h"
+#include "text/escape.h"
 
 using namespace ZEMO::SELF_CHECK;
 

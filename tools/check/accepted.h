@@ -3,7 +3,7 @@
 // The file has one line for each: a path, or the start of paths ending in a slash, and optionally,
 // after a TAB, the kinds of mismatch, separated by commas (size, owner, group, type, permission,
 // hash, missing, stray; without them all). Paths are written as this program prints them
-// (common/escape.h). Empty lines, and lines that begin with #, are passed over.
+// (text/escape.h). Empty lines, and lines that begin with #, are passed over.
 
 #ifndef ZEMO_TOOLS_CHECK_ACCEPTED_H
 #define ZEMO_TOOLS_CHECK_ACCEPTED_H

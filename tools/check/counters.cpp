@@ -1,7 +1,7 @@
 #include "check/counters.h"
 
-#include "common/failure.h"
-#include "common/words.h"
+#include "run/failure.h"
+#include "text/strings.h"
 
 namespace tool {
 

@@ -31,7 +31,7 @@ struct Counters {
 // What was counted between two moments of one check, of which `later` is the later one.
 Counters between(const Counters& earlier, const Counters& later);
 
-// The bits of common/failure.h.
+// The bits of run/failure.h.
 int exitStatus(const Counters& counters);
 
 // One line, without line feed.

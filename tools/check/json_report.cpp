@@ -1,9 +1,9 @@
 #include <ctime>
 
 #include "check/report.h"
-#include "common/items.h"
-#include "common/json.h"
-#include "common/label.h"
+#include "sets/items.h"
+#include "sets/label.h"
+#include "text/json.h"
 
 using namespace ZEMO::SELF_CHECK;
 

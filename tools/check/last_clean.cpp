@@ -3,7 +3,7 @@
 #include <charconv>
 
 #include "check/metrics_text.h"
-#include "common/words.h"
+#include "text/strings.h"
 
 namespace tool {
 

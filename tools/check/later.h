@@ -9,7 +9,7 @@
 #include <cstdint>
 #include <string>
 
-#include "common/descriptors.h"
+#include "io/descriptors.h"
 
 namespace tool {
 

@@ -5,10 +5,10 @@
 #include <optional>
 
 #include "check/last_clean.h"
-#include "common/atomic_file.h"
-#include "common/failure.h"
-#include "common/paths.h"
-#include "common/regular_file.h"
+#include "io/atomic_file.h"
+#include "io/paths.h"
+#include "io/regular_file.h"
+#include "run/failure.h"
 
 namespace tool {
 namespace {

@@ -5,9 +5,9 @@
 #include <cstdio>
 #include <optional>
 
-#include "common/escape.h"
-#include "common/items.h"
-#include "common/words.h"
+#include "sets/items.h"
+#include "text/escape.h"
+#include "text/strings.h"
 
 using namespace ZEMO::SELF_CHECK;
 

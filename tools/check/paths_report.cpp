@@ -2,7 +2,7 @@
 
 #include "check/accepted.h"
 #include "check/report.h"
-#include "common/escape.h"
+#include "text/escape.h"
 
 namespace tool {
 namespace {

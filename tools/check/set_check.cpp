@@ -10,14 +10,14 @@
 #include <new>
 #include <thread>
 
-#include "common/escape.h"
-#include "common/failure.h"
-#include "common/interruption.h"
-#include "common/log_relay.h"
-#include "common/paths.h"
-#include "common/sets.h"
-#include "common/workers.h"
 #include "gnupg/signature_check.h"
+#include "io/paths.h"
+#include "run/failure.h"
+#include "run/interruption.h"
+#include "run/log_relay.h"
+#include "run/workers.h"
+#include "sets/sets.h"
+#include "text/escape.h"
 
 using namespace ZEMO::SELF_CHECK;
 

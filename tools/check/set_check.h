@@ -15,7 +15,7 @@
 #include "check/counters.h"
 #include "check/later.h"
 #include "check/report.h"
-#include "common/progress.h"
+#include "run/progress.h"
 
 namespace tool {
 

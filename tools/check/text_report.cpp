@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "check/report.h"
-#include "common/escape.h"
+#include "text/escape.h"
 
 namespace tool {
 namespace {

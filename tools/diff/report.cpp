@@ -2,10 +2,10 @@
 
 #include <cstdio>
 
-#include "common/entry_json.h"
-#include "common/escape.h"
-#include "common/failure.h"
-#include "common/json.h"
+#include "run/failure.h"
+#include "text/entry_json.h"
+#include "text/escape.h"
+#include "text/json.h"
 
 namespace tool {
 namespace {

@@ -1,10 +1,10 @@
 #include "diff/side.h"
 
-#include "common/failure.h"
-#include "common/list_file.h"
-#include "common/merged_set.h"
-#include "common/sets.h"
-#include "common/words.h"
+#include "run/failure.h"
+#include "sets/list_file.h"
+#include "sets/merged_set.h"
+#include "sets/sets.h"
+#include "text/strings.h"
 
 namespace tool {
 bool namesList(const std::string& name) {

@@ -4,7 +4,7 @@
 #include <charconv>
 #include <cstdint>
 
-#include "common/failure.h"
+#include "run/failure.h"
 
 using ZEMO::SELF_CHECK::ProtectedFile;
 

@@ -3,9 +3,10 @@
 #include <boost/algorithm/string/replace.hpp>
 #include <unordered_map>
 
-#include "common/sets.h"
-#include "common/words.h"
 #include "doctor/columns.h"
+#include "io/paths.h"
+#include "sets/sets.h"
+#include "text/strings.h"
 
 using ZEMO::SELF_CHECK::ProtectedFile;
 

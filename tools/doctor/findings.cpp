@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-#include "common/escape.h"
+#include "text/escape.h"
 
 namespace tool {
 namespace {

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "common/failure.h"
+#include "run/failure.h"
 
 namespace tool {
 

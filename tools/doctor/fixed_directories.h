@@ -5,8 +5,8 @@
 
 #include <string>
 
-#include "common/merged_set.h"
 #include "doctor/findings.h"
+#include "sets/merged_set.h"
 
 namespace tool {
 

@@ -7,10 +7,10 @@
 #include <cerrno>
 #include <vector>
 
-#include "common/process.h"
-#include "common/regular_file.h"
-#include "common/sets.h"
 #include "gnupg/options.h"
+#include "io/regular_file.h"
+#include "run/process.h"
+#include "sets/sets.h"
 
 namespace tool {
 namespace {

@@ -6,7 +6,8 @@
 #include <cerrno>
 #include <set>
 
-#include "common/sets.h"
+#include "io/paths.h"
+#include "sets/sets.h"
 
 namespace tool {
 namespace {

@@ -9,8 +9,8 @@
 #include <sstream>
 #include <vector>
 
-#include "common/failure.h"
-#include "common/words.h"
+#include "run/failure.h"
+#include "text/strings.h"
 
 namespace tool {
 namespace {

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "common/list_file.h"
+#include "sets/list_file.h"
 
 namespace tool {
 

@@ -6,12 +6,12 @@
 #include <ctime>
 #include <optional>
 
-#include "common/escape.h"
-#include "common/label.h"
-#include "common/log_relay.h"
-#include "common/sets.h"
 #include "doctor/home.h"
 #include "gnupg/signature_check.h"
+#include "run/log_relay.h"
+#include "sets/label.h"
+#include "sets/sets.h"
+#include "text/escape.h"
 
 namespace tool {
 namespace {

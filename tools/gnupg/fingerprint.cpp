@@ -1,6 +1,6 @@
 #include "gnupg/fingerprint.h"
 
-#include "common/failure.h"
+#include "run/failure.h"
 
 namespace tool {
 

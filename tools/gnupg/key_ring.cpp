@@ -8,14 +8,14 @@
 #include <array>
 #include <cerrno>
 
-#include "common/atomic_file.h"
-#include "common/descriptors.h"
-#include "common/failure.h"
-#include "common/paths.h"
-#include "common/process.h"
-#include "common/regular_file.h"
-#include "common/sets.h"
 #include "gnupg/status_lines.h"
+#include "io/atomic_file.h"
+#include "io/descriptors.h"
+#include "io/paths.h"
+#include "io/regular_file.h"
+#include "run/failure.h"
+#include "run/process.h"
+#include "sets/sets.h"
 
 namespace tool {
 namespace {

@@ -7,11 +7,11 @@
 #include <string>
 #include <vector>
 
-#include "common/atomic_file.h"
-#include "common/directory.h"
-#include "common/regular_file.h"
-#include "common/scratch_directory.h"
 #include "gnupg/keys.h"
+#include "io/atomic_file.h"
+#include "io/directory.h"
+#include "io/regular_file.h"
+#include "io/scratch_directory.h"
 
 namespace tool {
 

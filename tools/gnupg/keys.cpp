@@ -4,9 +4,9 @@
 #include <cstdlib>
 #include <sstream>
 
-#include "common/failure.h"
-#include "common/label.h"
 #include "gnupg/status_lines.h"
+#include "run/failure.h"
+#include "sets/label.h"
 
 namespace tool {
 namespace {

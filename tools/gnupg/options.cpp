@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <sstream>
 
-#include "common/failure.h"
-#include "common/regular_file.h"
-#include "common/scratch_directory.h"
+#include "io/regular_file.h"
+#include "io/scratch_directory.h"
+#include "run/failure.h"
 
 namespace tool {
 namespace {

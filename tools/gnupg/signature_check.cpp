@@ -7,14 +7,14 @@
 #include <cerrno>
 #include <fstream>
 
-#include "common/descriptors.h"
-#include "common/failure.h"
-#include "common/label.h"
-#include "common/process.h"
-#include "common/regular_file.h"
-#include "common/sets.h"
 #include "gnupg/options.h"
 #include "gnupg/status_lines.h"
+#include "io/descriptors.h"
+#include "io/regular_file.h"
+#include "run/failure.h"
+#include "run/process.h"
+#include "sets/label.h"
+#include "sets/sets.h"
 
 namespace tool {
 namespace {

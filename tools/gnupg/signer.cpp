@@ -5,12 +5,12 @@
 #include <algorithm>
 #include <cstdlib>
 
-#include "common/failure.h"
-#include "common/process.h"
-#include "common/regular_file.h"
-#include "common/scratch_directory.h"
 #include "gnupg/signature_check.h"
 #include "gnupg/status_lines.h"
+#include "io/regular_file.h"
+#include "io/scratch_directory.h"
+#include "run/failure.h"
+#include "run/process.h"
 
 namespace tool {
 namespace {

@@ -12,11 +12,11 @@
 #include <cstdio>
 #include <memory>
 
-#include "common/descriptors.h"
-#include "common/failure.h"
-#include "common/log_relay.h"
-#include "common/words.h"
-#include "common/workers.h"
+#include "io/descriptors.h"
+#include "run/failure.h"
+#include "run/log_relay.h"
+#include "run/workers.h"
+#include "text/strings.h"
 
 using namespace ZEMO::SELF_CHECK;
 

@@ -10,11 +10,11 @@
 #include <string>
 #include <vector>
 
-#include "common/progress.h"
 #include "make/inventory.h"
 #include "make/placeholders.h"
 #include "make/plan.h"
 #include "make/problems.h"
+#include "run/progress.h"
 
 namespace tool {
 

@@ -6,9 +6,9 @@
 #include <cerrno>
 #include <set>
 
-#include "common/failure.h"
-#include "common/list_file.h"
-#include "common/paths.h"
+#include "io/paths.h"
+#include "run/failure.h"
+#include "sets/list_file.h"
 
 using namespace ZEMO::SELF_CHECK;
 

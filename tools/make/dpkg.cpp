@@ -6,11 +6,10 @@
 #include <cstdlib>
 #include <memory>
 
-#include "common/failure.h"
-#include "common/paths.h"
-#include "common/process.h"
-#include "common/sets.h"
+#include "io/paths.h"
 #include "make/paths.h"
+#include "run/failure.h"
+#include "run/process.h"
 
 namespace tool {
 namespace {

@@ -11,12 +11,11 @@
 #include <memory>
 #include <set>
 
-#include "common/descriptors.h"
-#include "common/failure.h"
-#include "common/names_input.h"
-#include "common/paths.h"
-#include "common/sets.h"
+#include "io/descriptors.h"
+#include "io/names_input.h"
+#include "io/paths.h"
 #include "make/dpkg.h"
+#include "run/failure.h"
 
 using ZEMO::SELF_CHECK::CHECK_ITEM_HASH;
 using ZEMO::SELF_CHECK::FileList;

@@ -10,9 +10,9 @@
 #include <string>
 #include <vector>
 
-#include "common/progress.h"
 #include "make/plan.h"
 #include "make/problems.h"
+#include "run/progress.h"
 
 namespace tool {
 

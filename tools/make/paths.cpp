@@ -5,9 +5,8 @@
 #include <algorithm>
 #include <filesystem>
 
-#include "common/failure.h"
-#include "common/paths.h"
-#include "common/sets.h"
+#include "io/paths.h"
+#include "run/failure.h"
 
 namespace tool {
 namespace {

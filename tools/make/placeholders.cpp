@@ -1,9 +1,9 @@
 #include "make/placeholders.h"
 
-#include "common/failure.h"
-#include "common/list_file.h"
-#include "common/paths.h"
+#include "io/paths.h"
 #include "make/paths.h"
+#include "run/failure.h"
+#include "sets/list_file.h"
 
 using ZEMO::SELF_CHECK::PkgInfo;
 using ZEMO::SELF_CHECK::ProtectedFile;

@@ -7,10 +7,11 @@
 #include <cstdlib>
 #include <ctime>
 
-#include "common/escape.h"
-#include "common/failure.h"
-#include "common/items.h"
-#include "common/workers.h"
+#include "io/paths.h"
+#include "run/failure.h"
+#include "run/workers.h"
+#include "sets/items.h"
+#include "text/escape.h"
 
 namespace tool {
 namespace {

@@ -9,10 +9,10 @@
 #include <string>
 #include <vector>
 
-#include "common/label.h"
-#include "common/sets.h"
-#include "common/workers.h"
 #include "make/paths.h"
+#include "run/workers.h"
+#include "sets/label.h"
+#include "sets/sets.h"
 
 namespace tool {
 

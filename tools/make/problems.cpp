@@ -1,6 +1,6 @@
 #include "make/problems.h"
 
-#include "common/failure.h"
+#include "run/failure.h"
 
 namespace tool {
 

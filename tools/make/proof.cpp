@@ -5,11 +5,11 @@
 #include <map>
 #include <set>
 
-#include "common/escape.h"
-#include "common/failure.h"
-#include "common/list_file.h"
-#include "common/log_relay.h"
-#include "common/workers.h"
+#include "run/failure.h"
+#include "run/log_relay.h"
+#include "run/workers.h"
+#include "sets/list_file.h"
+#include "text/escape.h"
 
 using namespace ZEMO::SELF_CHECK;
 

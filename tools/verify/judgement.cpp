@@ -7,11 +7,12 @@
 #include <cerrno>
 #include <map>
 
-#include "common/descriptors.h"
-#include "common/failure.h"
-#include "common/list_file.h"
-#include "common/regular_file.h"
-#include "common/sets.h"
+#include "io/descriptors.h"
+#include "io/paths.h"
+#include "io/regular_file.h"
+#include "run/failure.h"
+#include "sets/list_file.h"
+#include "sets/sets.h"
 
 namespace tool {
 namespace {

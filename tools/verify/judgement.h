@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "common/label.h"
 #include "gnupg/signature_check.h"
+#include "sets/label.h"
 
 namespace tool {
 

@@ -1,7 +1,7 @@
 #include "verify/report.h"
 
-#include "common/escape.h"
-#include "common/failure.h"
+#include "run/failure.h"
+#include "text/escape.h"
 
 namespace tool {
 namespace {

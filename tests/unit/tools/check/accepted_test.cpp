@@ -4,7 +4,7 @@
 
 #include <boost/make_shared.hpp>
 
-#include "common/failure.h"
+#include "run/failure.h"
 #include "support/files.h"
 #include "support/temporary_directory.h"
 

@@ -2,13 +2,13 @@
 
 #include <gtest/gtest.h>
 
-#include "common/failure.h"
 #include "gnupg/algorithms.h"
 #include "gnupg/fingerprint.h"
 #include "gnupg/keys.h"
 #include "gnupg/options.h"
 #include "gnupg/signature_check.h"
 #include "gnupg/status_lines.h"
+#include "run/failure.h"
 
 using namespace tool;
 

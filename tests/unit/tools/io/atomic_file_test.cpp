@@ -1,6 +1,6 @@
 // Files that are there whole or not at all, and what a signal leaves.
 
-#include "common/atomic_file.h"
+#include "io/atomic_file.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -13,10 +13,10 @@
 #include <ctime>
 #include <filesystem>
 
-#include "common/failure.h"
-#include "common/interruption.h"
-#include "common/regular_file.h"
-#include "common/scratch_directory.h"
+#include "io/regular_file.h"
+#include "io/scratch_directory.h"
+#include "run/failure.h"
+#include "run/interruption.h"
 #include "support/files.h"
 #include "support/temporary_directory.h"
 

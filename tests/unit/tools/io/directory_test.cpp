@@ -1,6 +1,6 @@
 // Directories that are opened once, their locks, and who else could change them.
 
-#include "common/directory.h"
+#include "io/directory.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -11,8 +11,8 @@
 
 #include <filesystem>
 
-#include "common/directory_lock.h"
-#include "common/failure.h"
+#include "io/directory_lock.h"
+#include "run/failure.h"
 #include "support/files.h"
 #include "support/temporary_directory.h"
 

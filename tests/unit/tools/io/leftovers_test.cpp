@@ -1,4 +1,4 @@
-#include "common/leftovers.h"
+#include "io/temporary_path.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -14,7 +14,7 @@
 
 namespace {
 
-using tool::Leftover;
+using tool::TemporaryPath;
 
 void make(const std::string& path) {
   int const file = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
@@ -39,8 +39,8 @@ TEST(Leftovers, AreRemovedBySignalThoughAnotherProgramMakesThemAgain) {
     pid_t const process = fork();
     ASSERT_GE(process, 0);
     if (process == 0) {
-      Leftover const first(directory);
-      Leftover const second(file);
+      TemporaryPath const first(directory);
+      TemporaryPath const second(file);
       if (fork() == 0)
         makeAgainAndAgain(file);
       (void)usleep(5000);

@@ -1,4 +1,4 @@
-#include "common/process.h"
+#include "run/process.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -8,7 +8,7 @@
 #include <csignal>
 #include <cstdlib>
 
-#include "common/failure.h"
+#include "run/failure.h"
 #include "support/doubles/scripted_files.h"
 #include "support/files.h"
 #include "support/program.h"

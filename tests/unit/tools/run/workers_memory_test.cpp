@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "common/workers.h"
+#include "run/workers.h"
 #include "support/doubles/failing_new.h"
 
 using tool::Workers;

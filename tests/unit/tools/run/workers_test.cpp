@@ -1,4 +1,4 @@
-#include "common/workers.h"
+#include "run/workers.h"
 
 #include <gtest/gtest.h>
 

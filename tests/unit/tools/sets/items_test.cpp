@@ -1,8 +1,8 @@
-#include "common/items.h"
+#include "sets/items.h"
 
 #include <gtest/gtest.h>
 
-#include "common/failure.h"
+#include "run/failure.h"
 
 using namespace ZEMO::SELF_CHECK;
 

@@ -1,4 +1,4 @@
-#include "common/label.h"
+#include "sets/label.h"
 
 #include <gtest/gtest.h>
 

@@ -1,9 +1,9 @@
-#include "common/list_file.h"
+#include "sets/list_file.h"
 
 #include <gtest/gtest.h>
 
-#include "common/failure.h"
-#include "common/sets.h"
+#include "run/failure.h"
+#include "sets/sets.h"
 #include "support/files.h"
 #include "support/temporary_directory.h"
 

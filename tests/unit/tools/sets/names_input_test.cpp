@@ -1,8 +1,8 @@
-#include "common/names_input.h"
+#include "io/names_input.h"
 
 #include <gtest/gtest.h>
 
-#include "common/failure.h"
+#include "run/failure.h"
 #include "support/files.h"
 #include "support/temporary_directory.h"
 

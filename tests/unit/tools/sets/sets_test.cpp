@@ -1,6 +1,7 @@
-#include "common/sets.h"
+#include "sets/sets.h"
 
-#include "common/failure.h"
+#include "io/paths.h"
+#include "run/failure.h"
 #include "support/files.h"
 #include "support/private_root.h"
 #include "support/temporary_directory.h"

@@ -1,4 +1,4 @@
-#include "common/escape.h"
+#include "text/escape.h"
 
 #include <gtest/gtest.h>
 

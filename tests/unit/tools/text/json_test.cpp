@@ -1,4 +1,4 @@
-#include "common/json.h"
+#include "text/json.h"
 
 #include <gtest/gtest.h>
 

@@ -1,0 +1,166 @@
+#include "io/atomic_file.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/random.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+
+#include "io/paths.h"
+#include "run/failure.h"
+#include "text/strings.h"
+
+namespace tool {
+namespace {
+
+constexpr std::size_t blockSize = std::size_t{1} << 16U;
+
+// Short, since the target's name may be as long as a name can be, and like no list's.
+const std::string temporaryStart = ".zemo-";
+constexpr std::string_view letters =
+    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789";
+constexpr std::size_t randomLetters = 6;
+
+constexpr std::time_t oldAge =
+    86400;  // seconds; a writer whose lock does not count is done by then
+
+// Empty if there is no source of random numbers.
+std::string randomName() {
+  std::array<unsigned char, randomLetters> random{};
+  if (getrandom(random.data(), random.size(), 0) != static_cast<ssize_t>(random.size()))
+    return "";
+  std::string name = temporaryStart;
+  for (unsigned char const byte : random)
+    name += letters[byte % letters.size()];
+  return name;
+}
+
+bool isOurName(const std::string& name) {
+  return name.size() == temporaryStart.size() + randomLetters && startsWith(name, temporaryStart) &&
+         name.find_first_not_of(letters, temporaryStart.size()) == std::string::npos;
+}
+
+bool isOld(const struct stat& status) {
+  return S_ISREG(status.st_mode) && status.st_uid == geteuid() &&
+         std::time(nullptr) - status.st_mtime > oldAge;
+}
+
+// Removes what writers have left that ended without a chance to remove it themselves.
+void removeStale(const Directory& directory) {
+  for (const std::string& name : directory.members()) {
+    struct stat status = {};
+    if (!isOurName(name) ||
+        fstatat(directory.get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0 || !isOld(status))
+      continue;
+    Descriptor const file(openat(directory.get(), name.c_str(),
+                                 O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    if (file.get() >= 0 && flock(file.get(), LOCK_EX | LOCK_NB) == 0)
+      (void)unlinkat(directory.get(), name.c_str(), 0);  // the next writer tries again
+  }
+}
+
+int synced(int descriptor) {
+  int result = -1;
+  do {
+    result = fsync(descriptor);
+  } while (result != 0 && errno == EINTR);
+  return result;
+}
+
+// Some file systems report a failed write only when a descriptor is closed.
+int closedOnce(int descriptor) {
+  int const copy = fcntl(descriptor, F_DUPFD_CLOEXEC, 0);
+  return copy >= 0 && close(copy) != 0 && errno != EINTR ? -1 : 0;
+}
+
+}  // namespace
+
+AtomicFile::AtomicFile(const std::string& path, mode_t mode)
+    : AtomicFile(Directory(directoryOf(path)), path, mode) {}
+
+AtomicFile::AtomicFile(Directory directory, std::string path, mode_t mode)
+    : _path(std::move(path)), _mode(mode), _directory(std::move(directory)) {
+  if (_directory.get() < 0)
+    fail("cannot write", _directory.error());
+  removeStale(_directory);
+  HeldSignals const untilNoted;
+  open();
+  _guard = std::make_unique<TemporaryPath>(joined(_directory.path(), _name));
+  // Only a process that may read the file can hold the lock. Some file systems have none.
+  (void)flock(_file.get(), LOCK_EX | LOCK_NB);
+  _temporary = "/proc/self/fd/" + std::to_string(_file.get());
+  if (access(_temporary.c_str(), F_OK) != 0)
+    _temporary = joined(_directory.path(), _name);
+}
+
+void AtomicFile::open() {
+  constexpr int tries = 100;
+  for (int i = 0; i < tries; ++i) {
+    _name = randomName();
+    if (_name.empty())
+      break;
+    _file = Descriptor(openat(_directory.get(), _name.c_str(),
+                              O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+    if (_file.get() >= 0)
+      return;
+    if (errno != EEXIST)
+      break;
+  }
+  fail("cannot write", errno);
+}
+
+void AtomicFile::fail(const char* what, int error) const {
+  throw Failure(STATUS_NOT_LOADED, withReason(what + (" " + inQuotes(_path)), error));
+}
+
+void AtomicFile::write(std::string_view data) {
+  _held += data;
+  if (_held.size() >= blockSize)
+    flush();
+}
+
+void AtomicFile::flush() {
+  std::string_view rest = _held;
+  while (!rest.empty()) {
+    ssize_t const count = ::write(_file.get(), rest.data(), rest.size());
+    if (count < 0 && errno == EINTR)
+      continue;
+    if (count <= 0)
+      fail("cannot write", count < 0 ? errno : EIO);
+    rest.remove_prefix(static_cast<std::size_t>(count));
+  }
+  _held.clear();
+}
+
+void AtomicFile::finish() {
+  flush();
+  if (synced(_file.get()) != 0 || closedOnce(_file.get()) != 0)
+    fail("cannot write", errno);
+  _finished = true;
+}
+
+void AtomicFile::commit() {
+  if (!_finished)
+    finish();
+  if (fchmod(_file.get(), _mode) != 0)
+    fail("cannot write", errno);
+  if (renameat(_directory.get(), _name.c_str(), _directory.get(), fileName(_path).c_str()) != 0)
+    fail("cannot replace", errno);
+  _guard->keep();
+  syncDirectory();
+}
+
+void AtomicFile::syncDirectory() const {
+  int const error = _directory.sync();
+  // A directory may be written but not read, and its file system may know no such request.
+  if (error != 0 && error != EACCES && error != EINVAL)
+    fail("after a crash, the old file may be back instead of", error);
+}
+
+}  // namespace tool

@@ -1,0 +1,54 @@
+#include "io/descriptors.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <string>
+
+#include "run/failure.h"
+
+namespace tool {
+
+Descriptor& Descriptor::operator=(Descriptor&& other) noexcept {
+  if (this != &other) {
+    close();
+    _number = other.release();
+  }
+  return *this;
+}
+
+int Descriptor::release() {
+  int const number = _number;
+  _number = -1;
+  return number;
+}
+
+void Descriptor::close() {
+  if (_number >= 0)
+    (void)::close(_number);  // Linux closes it, whatever the result
+  _number = -1;
+}
+
+void occupyStandardDescriptors() {
+  for (int number = 0; number <= 2; ++number) {
+    if (fcntl(number, F_GETFD) >= 0 || errno != EBADF)
+      continue;
+    // open() gives the lowest free number, this one. The wrong direction keeps reads and writes
+    // failing.
+    if (open("/dev/null", number == 0 ? O_WRONLY : O_RDONLY) < 0)  // NOLINT(android-cloexec-open)
+      return;
+  }
+}
+
+void flushOutput() {
+  errno = 0;
+  if (fflush(stdout) == 0 && ferror(stdout) == 0)
+    return;
+  std::string const what = "cannot write to standard output";
+  // An earlier write has failed if this one did not, and its reason is gone.
+  throw Failure(STATUS_UNCHECKED, errno != 0 ? withReason(what, errno) : what);
+}
+
+}  // namespace tool

@@ -1,0 +1,35 @@
+// Descriptors, and the standard streams.
+
+#ifndef ZEMO_TOOLS_IO_DESCRIPTORS_H
+#define ZEMO_TOOLS_IO_DESCRIPTORS_H
+
+namespace tool {
+
+// An open descriptor, closed when this goes; -1 is none.
+class Descriptor {
+ public:
+  explicit Descriptor(int number = -1) : _number(number) {}
+  ~Descriptor() { close(); }
+  Descriptor(Descriptor&& other) noexcept : _number(other.release()) {}
+  Descriptor& operator=(Descriptor&& other) noexcept;
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+
+  int get() const { return _number; }
+  int release();
+  void close();
+
+ private:
+  int _number;
+};
+
+// Occupies those of the descriptors 0 to 2 that are closed, so that no file that is opened later
+// gets their number and the program's output. Writing to one that was closed still fails.
+void occupyStandardDescriptors();
+
+// Writes out what standard output holds back. Throws Failure if anything could not be written.
+void flushOutput();
+
+}  // namespace tool
+
+#endif

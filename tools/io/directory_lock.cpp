@@ -1,0 +1,76 @@
+#include "io/directory_lock.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <thread>
+
+#include "io/paths.h"
+#include "run/failure.h"
+
+namespace tool {
+namespace {
+
+const char* const lockName = ".zemo-lock";
+
+}  // namespace
+
+// The one that holds the lock of the file removes its name before it lets go; so the lock counts
+// only as long as the name leads to the file.
+bool DirectoryLock::isTaken() {
+  HeldSignals const untilNoted;
+  Descriptor file(openat(_directory.get(), lockName,
+                         O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0600));
+  if (file.get() < 0)
+    return false;
+  struct stat opened = {};
+  struct stat named = {};
+  if (flock(file.get(), LOCK_EX | LOCK_NB) != 0 && (errno == EWOULDBLOCK || errno == EINTR)) {
+    errno = EWOULDBLOCK;
+    return false;
+  }
+  if (fstat(file.get(), &opened) != 0 ||
+      fstatat(_directory.get(), lockName, &named, AT_SYMLINK_NOFOLLOW) != 0 ||
+      opened.st_dev != named.st_dev || opened.st_ino != named.st_ino) {
+    errno = EWOULDBLOCK;
+    return false;
+  }
+  _file = std::move(file);
+  _guard = std::make_unique<TemporaryPath>(joined(_directory.path(), lockName));
+  return true;
+}
+
+DirectoryLock::DirectoryLock(Directory directory, std::chrono::milliseconds patience)
+    : _directory(std::move(directory)) {
+  constexpr auto pause = std::chrono::milliseconds(10);
+  constexpr auto silence = std::chrono::seconds(1);
+  std::string const path = joined(_directory.path(), lockName);
+  if (_directory.get() < 0)
+    throw Failure(STATUS_NOT_LOADED,
+                  withReason("cannot open " + inQuotes(_directory.path()), _directory.error()));
+  auto const start = std::chrono::steady_clock::now();
+  bool told = false;
+  while (!isTaken()) {
+    int const error = errno;
+    // In a directory that several users may write to, the file of another one cannot be opened.
+    bool const isHeld =
+        error == EWOULDBLOCK ||
+        (error == EACCES && faccessat(_directory.get(), ".", W_OK | X_OK, AT_EACCESS) == 0);
+    if (!isHeld)
+      throw Failure(STATUS_NOT_LOADED,
+                    withReason("cannot write to " + inQuotes(_directory.path()), error));
+    auto const waited = std::chrono::steady_clock::now() - start;
+    if (waited >= patience)
+      throw Failure(STATUS_NOT_LOADED, "another run holds " + inQuotes(path) +
+                                           "; nothing is done (remove the file if there is none)");
+    if (waited >= silence && !told)
+      say("waiting for another run, which holds " + inQuotes(path));
+    told = told || waited >= silence;
+    std::this_thread::sleep_for(pause);
+  }
+}
+
+}  // namespace tool

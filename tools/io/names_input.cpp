@@ -1,0 +1,65 @@
+#include "io/names_input.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+
+#include "io/descriptors.h"
+#include "run/failure.h"
+
+namespace tool {
+
+namespace {
+
+// Calls `take` with each name.
+template <typename Take>
+void readEach(const std::string& from, char end, Take take) {
+  Descriptor file;
+  if (from != "-")
+    file = Descriptor(open(from.c_str(), O_RDONLY | O_CLOEXEC));
+  int const descriptor = from == "-" ? STDIN_FILENO : file.get();
+  if (descriptor < 0)
+    throw Failure(STATUS_NOT_LOADED, withReason("cannot open " + inQuotes(from), errno));
+  std::string name;
+  std::array<char, 65536> buffer{};
+  for (;;) {
+    ssize_t const length = read(descriptor, buffer.data(), buffer.size());
+    if (length < 0 && errno == EINTR)
+      continue;
+    if (length < 0)
+      throw Failure(STATUS_NOT_LOADED, withReason("cannot read " + inQuotes(from), errno));
+    if (length == 0)
+      break;
+    std::string_view rest(buffer.data(), static_cast<std::size_t>(length));
+    for (std::size_t at = rest.find(end); at != std::string_view::npos; at = rest.find(end)) {
+      name += rest.substr(0, at);
+      rest.remove_prefix(at + 1);
+      take(std::move(name));
+      name.clear();
+    }
+    name += rest;
+  }
+  if (!name.empty())
+    take(std::move(name));
+}
+
+}  // namespace
+
+std::vector<std::string> readNames(const std::string& from, bool nul) {
+  std::vector<std::string> names;
+  readEach(from, nul ? '\0' : '\n', [&](std::string&& name) {
+    if (!name.empty())
+      names.push_back(std::move(name));
+  });
+  return names;
+}
+
+std::vector<std::string> readLines(const std::string& from) {
+  std::vector<std::string> lines;
+  readEach(from, '\n', [&](std::string&& line) { lines.push_back(std::move(line)); });
+  return lines;
+}
+
+}  // namespace tool

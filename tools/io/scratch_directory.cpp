@@ -1,0 +1,60 @@
+#include "io/scratch_directory.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+
+#include "io/descriptors.h"
+#include "run/failure.h"
+
+namespace tool {
+namespace {
+
+std::string templateForDirectories() {
+  const char* const chosen = getenv("TMPDIR");
+  std::string const parent = chosen != nullptr && *chosen != '\0' ? chosen : "/tmp";
+  return parent + "/zemo-selfcheck.XXXXXX";
+}
+
+}  // namespace
+
+ScratchDirectory::ScratchDirectory(const std::vector<std::string>& names)
+    : _path(templateForDirectories()) {
+  HeldSignals const untilNoted;
+  if (mkdtemp(_path.data()) == nullptr)
+    throw Failure(STATUS_NOT_LOADED,
+                  withReason("cannot make a directory " + inQuotes(_path), errno));
+  _temporaryPaths.push_back(std::make_unique<TemporaryPath>(_path));
+  for (const std::string& name : names)
+    _temporaryPaths.push_back(std::make_unique<TemporaryPath>(*this / name));
+}
+
+ScratchDirectory::~ScratchDirectory() {
+  std::error_code ignored;  // what cannot be removed stays, and harms nobody
+  std::filesystem::remove_all(_path, ignored);
+  // Without a descriptor to look into the directory, what is known to be in it goes, and then it.
+  while (!_temporaryPaths.empty())
+    _temporaryPaths.pop_back();
+}
+
+void writeWholeFile(const std::string& path, const std::string& content) {
+  auto const fail = [&path] {
+    throw Failure(STATUS_NOT_LOADED, withReason("cannot write " + inQuotes(path), errno));
+  };
+  Descriptor const file(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
+  if (file.get() < 0)
+    fail();
+  for (std::size_t done = 0; done < content.size();) {
+    ssize_t const written = write(file.get(), content.data() + done, content.size() - done);
+    if (written < 0 && errno == EINTR)
+      continue;
+    if (written < 0)
+      fail();
+    done += static_cast<std::size_t>(written);
+  }
+}
+
+}  // namespace tool

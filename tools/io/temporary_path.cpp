@@ -1,0 +1,123 @@
+#include "io/temporary_path.h"
+
+#include <poll.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+namespace tool {
+namespace {
+
+// The signals that people and machines send to end a program, or that a write causes.
+constexpr std::array<int, 7> endings = {SIGHUP,  SIGINT,  SIGQUIT, SIGPIPE,
+                                        SIGTERM, SIGXCPU, SIGXFSZ};
+
+// A fixed table, because a signal handler may neither wait nor allocate. More files than it has
+// places for are removed at the regular end alone.
+std::array<std::atomic<char*>, 64> table{};
+
+// False if it is a directory in which something is. What else cannot be removed stays.
+bool removeNow(const char* path) {
+  return unlink(path) == 0 || errno != EISDIR || rmdir(path) == 0 || errno != ENOTEMPTY;
+}
+
+// The latest first: files come after the directory that they are in.
+bool removeAll() {
+  bool removed = true;
+  for (auto place = table.rbegin(); place != table.rend(); ++place) {
+    const char* const path = place->load();
+    if (path != nullptr && !removeNow(path))
+      removed = false;
+  }
+  return removed;
+}
+
+extern "C" void removeAllAndEnd(int signal) {
+  int const error = errno;
+  removeTemporaryPaths();
+  errno = error;
+  (void)raise(signal);  // SA_RESETHAND has put the default back; it ends the program on return
+}
+
+using Handler = void (*)(int);
+
+// Gives those of the signals that have the handler `before` the handler `after`.
+void replaceHandlers(Handler before, Handler after) {
+  for (int const signal : endings) {
+    struct sigaction action = {};
+    if (sigaction(signal, nullptr, &action) != 0 || (action.sa_flags & SA_SIGINFO) != 0 ||
+        action.sa_handler != before)
+      continue;
+    action = {};
+    action.sa_handler = after;
+    if (after != SIG_DFL)
+      action.sa_flags = static_cast<int>(SA_RESTART | SA_RESETHAND);
+    (void)sigaction(signal, &action, nullptr);  // cannot fail for these signals
+  }
+}
+
+bool nothingLeft() {
+  return std::all_of(table.begin(), table.end(),
+                     [](const std::atomic<char*>& place) { return place.load() == nullptr; });
+}
+
+}  // namespace
+
+TemporaryPath::TemporaryPath(const std::string& path) : _path(strdup(path.c_str())) {
+  if (_path == nullptr)
+    throw std::bad_alloc();
+  // The last free place after all that are taken, so that the order stays.
+  std::size_t free = table.size();
+  while (free > 0 && table[free - 1].load() == nullptr)
+    --free;
+  if (free < table.size())
+    table[free].store(_path);
+  replaceHandlers(SIG_DFL, removeAllAndEnd);
+}
+
+TemporaryPath::~TemporaryPath() {
+  if (_path != nullptr)
+    (void)removeNow(_path);
+  keep();
+}
+
+void TemporaryPath::keep() {
+  for (std::atomic<char*>& place : table) {
+    char* expected = _path;
+    if (_path != nullptr && place.compare_exchange_strong(expected, nullptr))
+      break;
+  }
+  free(_path);
+  _path = nullptr;
+  if (nothingLeft())
+    replaceHandlers(removeAllAndEnd, SIG_DFL);
+}
+
+// A program that was started, and is being ended as well, may just have made one of the files
+// again.
+void removeTemporaryPaths() {
+  constexpr int tries = 50;
+  constexpr int pause = 2;  // milliseconds
+  for (int i = 0; i < tries && !removeAll(); ++i)
+    (void)poll(nullptr, 0, pause);
+}
+
+HeldSignals::HeldSignals() {
+  sigset_t held;
+  (void)sigemptyset(&held);
+  for (int const signal : endings)
+    (void)sigaddset(&held, signal);
+  (void)pthread_sigmask(SIG_BLOCK, &held, &_before);
+}
+
+HeldSignals::~HeldSignals() {
+  (void)pthread_sigmask(SIG_SETMASK, &_before, nullptr);
+}
+
+}  // namespace tool

@@ -1,0 +1,48 @@
+#include "run/failure.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <system_error>
+
+#include "text/escape.h"
+
+namespace tool {
+namespace {
+
+// systemd says in JOURNAL_STREAM which file the journal reads from. A program that inherits the
+// variable may have another standard error.
+bool journalReadsErrors() {
+  const char* const stream = getenv("JOURNAL_STREAM");
+  struct stat status = {};
+  return stream != nullptr && fstat(STDERR_FILENO, &status) == 0 &&
+         stream == std::to_string(status.st_dev) + ":" + std::to_string(status.st_ino);
+}
+
+}  // namespace
+
+Failure::Failure(ExitStatus status, const std::string& what)
+    : std::runtime_error(what), _status(status) {}
+
+UsageError::UsageError(const std::string& what) : Failure(STATUS_USAGE, what) {}
+
+void say(std::string_view line) {
+  static bool const marked = journalReadsErrors();
+  std::string text = marked ? "<3>zemo-selfcheck: " : "zemo-selfcheck: ";
+  text += line;
+  text += '\n';
+  // One call, so that lines of several threads do not mix. Nobody is left to tell of its failure.
+  (void)fwrite(text.data(), 1, text.size(), stderr);
+}
+
+std::string inQuotes(std::string_view name) {
+  return "'" + escaped(name) + "'";
+}
+
+std::string withReason(const std::string& what, int error) {
+  return what + ": " + std::generic_category().message(error);
+}
+
+}  // namespace tool

@@ -1,0 +1,28 @@
+// The library's log lines. It gives them to syslog(); this program's syslog() passes them on to the
+// system log and shows them on standard error, too, with their names escaped.
+
+#ifndef ZEMO_TOOLS_RUN_LOG_RELAY_H
+#define ZEMO_TOOLS_RUN_LOG_RELAY_H
+
+#include <string>
+#include <vector>
+
+namespace tool {
+
+// While one lives, this thread's log lines are appended to `lines` instead of being shown. The
+// system log gets them all the same.
+class CollectedLog {
+ public:
+  explicit CollectedLog(std::vector<std::string>& lines);
+  ~CollectedLog();
+  CollectedLog(const CollectedLog&) = delete;
+  CollectedLog& operator=(const CollectedLog&) = delete;
+};
+
+// Makes the relay part of the program; without this call a linker may leave it out. Names the
+// program to the system log.
+void startLogRelay();
+
+}  // namespace tool
+
+#endif

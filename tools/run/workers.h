@@ -1,0 +1,81 @@
+// Threads that share the items of one piece of work.
+
+#ifndef ZEMO_TOOLS_RUN_WORKERS_H
+#define ZEMO_TOOLS_RUN_WORKERS_H
+
+#include <atomic>
+#include <condition_variable>
+#include <exception>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+namespace tool {
+
+// Calls `work(i)` for every i below `count`, each once, on up to `threads` threads, in about the
+// order of i. The thread that made it goes on, and reads the results of the items that are done().
+class Workers {
+ public:
+  using Work = std::function<void(std::size_t)>;
+  using IsQuick = std::function<bool(std::size_t)>;
+
+  // Where fewer threads can be started, those do it all; where none can, the constructor itself
+  // does. Neighbours that are quick may be given to one thread together; others go one by one.
+  // Both functions are called on any of the threads.
+  Workers(std::size_t count, unsigned threads, Work work, IsQuick isQuick = nullptr);
+
+  // Starts no further items and waits for those that are being worked on.
+  ~Workers();
+  Workers(const Workers&) = delete;
+  Workers& operator=(const Workers&) = delete;
+
+  // The item's work has ended, and what it wrote can be read.
+  bool done(std::size_t item) const { return _done[item].load(std::memory_order_acquire); }
+
+  bool allDone() const { return left() == 0; }
+
+  // How many are not done; those that are given to one thread together count until all of them are.
+  std::size_t left() const { return _left.load(std::memory_order_acquire); }
+
+  // Every item's work has begun, or is the next of a thread that is at work.
+  bool allBegun() const { return _next.load() >= _count; }
+
+  // Waits until all is done, or for a 50th of a second. Throws what an item's work has thrown.
+  void wait();
+
+ private:
+  struct Range {
+    std::size_t begin;
+    std::size_t end;
+  };
+
+  void serve();
+  Range take();
+  std::size_t neighbours(std::size_t begin, std::size_t most) const;
+  void stop();
+
+  Work _work;
+  IsQuick _isQuick;
+  std::size_t _count;
+  std::size_t _wanted;  // threads
+  std::unique_ptr<std::atomic<bool>[]> _done;
+  std::atomic<std::size_t> _next{0};
+  std::atomic<bool> _stopped{false};
+  std::atomic<std::size_t> _left;
+  std::mutex _mutex;  // for what follows
+  std::condition_variable _ended;
+  std::exception_ptr _thrown;
+  std::vector<std::thread> _threads;
+};
+
+// The most threads that anybody may ask for.
+constexpr unsigned mostJobs = 1024;
+
+// The number of processors that this process may use.
+unsigned processors();
+
+}  // namespace tool
+
+#endif

@@ -1,0 +1,79 @@
+#include "sets/label.h"
+
+#include <array>
+#include <charconv>
+
+#include "sets/sets.h"
+#include "text/escape.h"
+
+namespace tool {
+namespace {
+
+std::string field(const std::string& name) {
+  std::string text;
+  for (char const c : escaped(name)) {
+    if (c == ' ')
+      text += "\\040";
+    else
+      text += c;
+  }
+  return text;
+}
+
+// Takes " KEY=VALUE", or "KEY=VALUE" at the start of the line, off `rest`.
+std::optional<std::string> takeField(std::string& rest, const std::string& key, bool first) {
+  std::string const start = (first ? "" : " ") + key + "=";
+  if (rest.compare(0, start.size(), start) != 0)
+    return std::nullopt;
+  std::size_t const end = std::min(rest.find(' ', start.size()), rest.size());
+  std::string value = rest.substr(start.size(), end - start.size());
+  rest.erase(0, end);
+  return value;
+}
+
+}  // namespace
+
+std::string utcText(std::time_t time) {
+  std::tm parts = {};
+  std::array<char, 40> text{};
+  if (gmtime_r(&time, &parts) == nullptr ||
+      std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &parts) == 0)
+    return "-";  // a year beyond what an int counts
+  return text.data();
+}
+
+std::string labelLine(const Label& label) {
+  return "set=" + field(label.set) + " mode=" + field(label.mode) + " list=" + field(label.list) +
+         " serial=" + std::to_string(label.serial) + " date=" + utcText(label.date);
+}
+
+bool isLabelOf(const Label& label, const std::string& path, const std::string& set,
+               const std::string& mode) {
+  return label.set == set && label.mode == mode && label.list == listName(path, set, mode);
+}
+
+std::optional<Label> parseLabel(const std::string& line) {
+  std::string rest = line;
+  std::optional<std::string> const set = takeField(rest, "set", true);
+  std::optional<std::string> const mode = takeField(rest, "mode", false);
+  std::optional<std::string> const list = takeField(rest, "list", false);
+  std::optional<std::string> const serial = takeField(rest, "serial", false);
+  std::optional<std::string> const date = takeField(rest, "date", false);
+  if (!set || !mode || !list || !serial || !date)
+    return std::nullopt;
+  Label label;
+  label.set = unescaped(*set).value_or("");
+  label.mode = unescaped(*mode).value_or("");
+  label.list = unescaped(*list).value_or("");
+  (void)std::from_chars(serial->data(), serial->data() + serial->size(), label.serial);
+  std::tm parts = {};
+  if (strptime(date->c_str(), "%Y-%m-%dT%H:%M:%SZ", &parts) == nullptr)
+    return std::nullopt;
+  label.date = timegm(&parts);
+  // What is not the one way to write these values is not this form.
+  if (labelLine(label) != line)
+    return std::nullopt;
+  return label;
+}
+
+}  // namespace tool

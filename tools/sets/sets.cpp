@@ -1,0 +1,164 @@
+#include "sets/sets.h"
+
+#include <dirent.h>
+#include <sys/stat.h>
+#include <zemo/selfcheck.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+#include <memory>
+
+#include "io/names_input.h"
+#include "io/paths.h"
+#include "run/failure.h"
+#include "text/strings.h"
+
+namespace tool {
+namespace {
+
+// What the library's pattern matcher does not take for itself. A blank is fine.
+bool isPlain(const std::string& name) {
+  return !name.empty() && name.find_first_of("/*?[]\\") == std::string::npos;
+}
+
+// Whether there is nothing at all at `path`. A link to nothing is something.
+bool isAbsent(const std::string& path) {
+  struct stat status = {};
+  return lstat(path.c_str(), &status) != 0 && errno == ENOENT;
+}
+
+std::vector<std::string> directoriesIn(const std::string& directory) {
+  std::unique_ptr<DIR, int (*)(DIR*)> const stream(opendir(directory.c_str()), closedir);
+  int const error = errno;
+  if (stream == nullptr && error == ENOENT && isAbsent(directory))
+    return {};
+  if (stream == nullptr)
+    throw Failure(STATUS_NOT_LOADED, withReason("cannot read " + inQuotes(directory), error));
+  std::vector<std::string> names;
+  for (errno = 0; const dirent* member = readdir(stream.get()); errno = 0) {
+    std::string const name = member->d_name;
+    struct stat status = {};
+    if (name == "." || name == "..")
+      continue;
+    // A member that cannot be examined may be a directory, and a link to nothing may have led to
+    // one.
+    bool const known = fstatat(dirfd(stream.get()), member->d_name, &status, 0) == 0;
+    if (known ? S_ISDIR(status.st_mode)
+              : errno != ENOENT || !isAbsent(std::string(directory).append("/").append(name)))
+      names.push_back(name);
+  }
+  if (errno != 0)
+    throw Failure(STATUS_NOT_LOADED, withReason("cannot read " + inQuotes(directory), errno));
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+}  // namespace
+
+std::string setDirectory(const std::string& name) {
+  return name == systemSet ? systemDirectory : packagesDirectory + "/" + name;
+}
+
+bool canNameSet(const std::string& name) {
+  return isPlain(name) && name != "." && name != "..";
+}
+
+void requireSetName(const std::string& name) {
+  if (!canNameSet(name))
+    throw UsageError(inQuotes(name) + " cannot be the name of a set");
+}
+
+void requireModeName(const std::string& mode) {
+  // The lists of a mode "full.x" would be lists of the mode "full", too.
+  if (!isPlain(mode) || mode.find('.') != std::string::npos)
+    throw UsageError(inQuotes(mode) + " cannot be the name of a mode");
+}
+
+ChosenSets chosenSets(const std::vector<std::string>& named, bool all) {
+  ChosenSets chosen;
+  std::vector<std::string>& sets = chosen.names;
+  sets = named;
+  if (all) {
+    if (!named.empty())
+      throw UsageError("either name sets or give --all");
+    try {
+      sets = packageDirectories();
+    } catch (const Failure& failure) {
+      chosen.unknown = failure.what();
+    }
+    // It has its lists elsewhere.
+    sets.erase(std::remove(sets.begin(), sets.end(), systemSet), sets.end());
+  }
+  std::for_each(named.begin(), named.end(), requireSetName);
+  if (all || named.empty())
+    sets.insert(sets.begin(), systemSet);
+  return chosen;
+}
+
+std::vector<std::string> packageDirectories() {
+  return directoriesIn(packagesDirectory);
+}
+
+std::vector<std::string> listsOf(const std::string& set, const std::string& mode) {
+  if (!canNameSet(set))
+    return {};  // it would be taken for a pattern
+  std::string const directory = setDirectory(set);
+  return ZEMO::SELF_CHECK::glob(directory, directory + "/" + set + "." + mode + ".*.list");
+}
+
+std::string whyUnreadable(const std::string& set) {
+  std::string const directory = setDirectory(set);
+  std::unique_ptr<DIR, int (*)(DIR*)> const stream(opendir(directory.c_str()), closedir);
+  int const error = errno;
+  if (stream != nullptr || (error == ENOENT && isAbsent(directory)))
+    return "";
+  return withReason("cannot read " + inQuotes(directory), error);
+}
+
+std::string whyNoLists(const std::string& set, const std::string& mode) {
+  std::string reason = whyUnreadable(set);
+  if (!reason.empty())
+    return reason;
+  return "there is no list of the set " + inQuotes(set) + " and the mode " + inQuotes(mode) +
+         " in " + inQuotes(setDirectory(set));
+}
+
+std::vector<std::string> orderLines(const std::string& directory) {
+  std::string const path = directory + "/listorder";
+  std::error_code error;
+  std::filesystem::file_type const type = std::filesystem::status(path, error).type();
+  if (type == std::filesystem::file_type::none)
+    throw Failure(STATUS_NOT_LOADED, withReason("cannot read " + inQuotes(path), error.value()));
+  if (type != std::filesystem::file_type::regular)
+    return {};  // opening a FIFO would wait for its writer
+  return readLines(path);
+}
+
+std::map<std::string, std::size_t> orderPositions(const std::vector<std::string>& lines) {
+  std::map<std::string, std::size_t> positions;
+  for (std::size_t i = 0; i < lines.size(); ++i)
+    positions[lines[i]] = i + 1;
+  return positions;
+}
+
+bool isNamedLikeListOf(const std::string& path, const std::string& set, const std::string& mode) {
+  std::string const name = fileName(path);
+  std::string const start = set + "." + mode + ".";
+  std::string const end = ".list";
+  return name.size() >= start.size() + end.size() && startsWith(name, start) && endsWith(name, end);
+}
+
+std::string listName(const std::string& path, const std::string& set, const std::string& mode) {
+  if (!isNamedLikeListOf(path, set, mode))
+    return "";
+  std::string const name = fileName(path);
+  std::size_t const start = set.size() + mode.size() + 2;
+  return name.substr(start, name.size() - start - std::string(".list").size());
+}
+
+void forgetPackage() {
+  ZEMO::SELF_CHECK::ProtectedFile::_pkginfo = {};
+}
+
+}  // namespace tool
