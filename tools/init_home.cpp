@@ -196,7 +196,7 @@ int runInitHome(const Options& options) {
     if (key.created > std::time(nullptr))
       say("warning: this machine's clock is behind: the key " + key.fingerprint + " was made at " +
           utcText(key.created));
-    printf("%s\n", describe(key).c_str());
+    printf("%s\n", keyText(key).c_str());
   }
   printf("%s trusts %zu %s\n", escaped(home).c_str(), keys.size(),
          keys.size() == 1 ? "key" : "keys");

@@ -22,7 +22,7 @@
 #include "make/inventory.h"
 #include "make/placeholders.h"
 #include "make/plan.h"
-#include "make/proof.h"
+#include "make/verify_written.h"
 #include "run/failure.h"
 #include "sets/list_file.h"
 #include "text/escape.h"
@@ -153,10 +153,10 @@ void warnOfUnlisted(const std::set<std::string>& directories) {
 
 // The list, written and proved, for what is `found`; from there, what vanishes meanwhile is taken
 // out. Nothing, with the reasons said and `status` the exit status, if what is on disk differs.
-std::optional<AtomicFile> provenList(const MakePlan& plan, const Placeholders& placeholders,
-                                     FileList::ProtectedFileMap const& before,
-                                     std::vector<Described>& found, Difference& difference,
-                                     Progress& progress, int& status) {
+std::optional<AtomicFile> verifiedList(const MakePlan& plan, const Placeholders& placeholders,
+                                       FileList::ProtectedFileMap const& before,
+                                       std::vector<Described>& found, Difference& difference,
+                                       Progress& progress, int& status) {
   auto const written = [&] {
     difference = differenceTo(before, found, plan);
     if (found.empty() && difference.removals.empty())
@@ -166,17 +166,17 @@ std::optional<AtomicFile> provenList(const MakePlan& plan, const Placeholders& p
     return file;
   };
   std::optional<AtomicFile> file(written());
-  Proof const proof = prove(*readBack(file->temporary(), plan, found, difference), plan, found,
-                            difference, progress);
-  status = proof.status;
+  Verification const verification = verifyWritten(
+      *readBack(file->temporary(), plan, found, difference), plan, found, difference, progress);
+  status = verification.status;
   if (status != STATUS_INTACT) {
     say("no list is written: files changed while it was made, or a member of a fixed directory is "
         "left out");
     return std::nullopt;
   }
-  if (proof.gone.empty())
+  if (verification.gone.empty())
     return file;
-  leaveOut(proof.gone, found);
+  leaveOut(verification.gone, found);
   file.emplace(written());
   (void)readBack(file->temporary(), plan, found, difference);
   return file;
@@ -203,7 +203,7 @@ int runMake(const MakeOptions& options) {
   Difference difference;
   int status = STATUS_INTACT;
   std::optional<AtomicFile> file =
-      provenList(plan, placeholders, before, found, difference, progress, status);
+      verifiedList(plan, placeholders, before, found, difference, progress, status);
   if (!file)
     return status;
   Directory const directory(directoryOf(plan.output));

@@ -128,7 +128,7 @@ int runRemoveKey(const Options& options) {
   std::vector<std::string> const before =
       systemHome ? verifyingLists() : std::vector<std::string>();
   for (const Key& key : removeFrom(ring, fingerprints))
-    printf("removed %s\n", describe(key).c_str());
+    printf("removed %s\n", keyText(key).c_str());
   return systemHome ? reportOrphans(before) : STATUS_INTACT;
 }
 

@@ -103,7 +103,7 @@ void sign(const Signed& list, const Signer& signer) {
                   inQuotes(list.path) + " has changed while it was being signed; sign it again");
   listFile.commit();
   signatureFile.commit();
-  printf("%s.asc: signed by %s\n", escaped(list.path).c_str(), describe(signer.key()).c_str());
+  printf("%s.asc: signed by %s\n", escaped(list.path).c_str(), keyText(signer.key()).c_str());
 }
 
 int runSign(const Options& options) {

@@ -64,20 +64,20 @@ class Stacks {
 };
 
 // Keeps signals and cancellation away from this thread while others run on its memory.
-class Undisturbed {
+class SignalBlocker {
  public:
-  explicit Undisturbed(sigset_t* before) : _before(before) {
+  explicit SignalBlocker(sigset_t* before) : _before(before) {
     sigset_t all;
     (void)sigfillset(&all);
     (void)pthread_sigmask(SIG_SETMASK, &all, _before);
     (void)pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &_cancelState);
   }
-  ~Undisturbed() {
+  ~SignalBlocker() {
     (void)pthread_setcancelstate(_cancelState, nullptr);
     (void)pthread_sigmask(SIG_SETMASK, _before, nullptr);
   }
-  Undisturbed(const Undisturbed&) = delete;
-  Undisturbed& operator=(const Undisturbed&) = delete;
+  SignalBlocker(const SignalBlocker&) = delete;
+  SignalBlocker& operator=(const SignalBlocker&) = delete;
 
  private:
   sigset_t* _before;
@@ -90,7 +90,7 @@ int run(const char* program, int options, char* const* words) {
   if (!stacks.exist())
     return VLIB_ERR_OUT_OF_MEMORY;
   Launch launch = {program, words, options, {}, stacks.secondEnd(), false, launchFailed};
-  Undisturbed const undisturbed(&launch.callerMask);
+  SignalBlocker const blocker(&launch.callerMask);
 
   constexpr int noSignal = 0;  // the end of this child is nobody else's business
   pid_t const child =

@@ -119,7 +119,7 @@ void checkHarmless(const std::string& path, const OptionReading& reading, HomeSt
   Repeated doubtful;
   std::string numbers;
   for (const OptionLine& line : reading.doubtful) {
-    doubtful.add(describe(line, path));
+    doubtful.add(optionText(line, path));
     numbers += (numbers.empty() ? "" : ";") + std::to_string(line.number) + "d";
   }
   state.doubtful = state.doubtful || doubtful.count() != 0;

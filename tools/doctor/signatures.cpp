@@ -45,7 +45,7 @@ Diagnosis diagnose(const SignatureCheck& check, const std::string& list) {
   for (const Signature& signature : check.signatures) {
     if (isGood(signature))
       continue;
-    std::string const what = escaped(describe(signature));
+    std::string const what = escaped(signatureText(signature));
     if (signature.verdict != Signature::Verdict::Bad && signature.made > std::time(nullptr))
       return {what, setClock};
     if (signature.verdict == Signature::Verdict::NoPublicKey)

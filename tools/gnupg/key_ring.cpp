@@ -201,7 +201,7 @@ void KeyRing::import(const std::string& file, const std::string& content) {
   for (const Key& key : keysIn(shown.output)) {
     if (std::none_of(ring.begin(), ring.end(),
                      [&key](const Key& one) { return one.fingerprint == key.fingerprint; }))
-      passedOver += (passedOver.empty() ? "" : ", ") + describe(key);
+      passedOver += (passedOver.empty() ? "" : ", ") + keyText(key);
   }
   if (!passedOver.empty())
     refuse(file, "GnuPG does not take the key " + passedOver +

@@ -73,7 +73,7 @@ std::vector<Key> keysIn(const std::string& listing) {
   return keys;
 }
 
-std::string describe(const Key& key) {
+std::string keyText(const Key& key) {
   std::string text = key.fingerprint;
   for (const std::string& id : key.userIds)
     text += (&id == &key.userIds.front() ? " " : ", ") + inQuotes(id);

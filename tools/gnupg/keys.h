@@ -23,7 +23,7 @@ struct Key {
 std::vector<Key> keysIn(const std::string& listing);
 
 // "FINGERPRINT 'user id', 'user id' (expired 2026-01-01T00:00:00Z)", with user ids escaped.
-std::string describe(const Key& key);
+std::string keyText(const Key& key);
 
 }  // namespace tool
 

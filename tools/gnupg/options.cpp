@@ -98,7 +98,7 @@ OptionReading readOptions(const std::string& content) {
   return reading;
 }
 
-std::string describe(const OptionLine& doubtful, const std::string& file) {
+std::string optionText(const OptionLine& doubtful, const std::string& file) {
   bool const keyboxd = doubtful.text == "use-keyboxd";
   return "line " + std::to_string(doubtful.number) + " of " + inQuotes(file) + ", " +
          inQuotes(doubtful.text) + ", " +
@@ -111,7 +111,7 @@ std::string doubtAbout(const std::string& home) {
     for (const std::string& file : optionFilesOf(home)) {
       OptionReading const reading = readOptions(readWholeFile(file));
       if (!reading.doubtful.empty())
-        return describe(reading.doubtful.front(), file) + "; remove that line";
+        return optionText(reading.doubtful.front(), file) + "; remove that line";
     }
   } catch (const Failure& failure) {
     return failure.what();

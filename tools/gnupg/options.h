@@ -43,7 +43,7 @@ struct OptionReading {
 OptionReading readOptions(const std::string& content);
 
 // "line 5 of '/etc/gnupg/gpg.conf', 'skip-verify', is not known to be harmless"
-std::string describe(const OptionLine& doubtful, const std::string& file);
+std::string optionText(const OptionLine& doubtful, const std::string& file);
 
 // Why what GnuPG says with this home is not to be relied upon: the first doubtful line of all
 // option files that it reads, or one of them that cannot be read. Empty if there is nothing of that

@@ -160,7 +160,7 @@ bool isGood(const Signature& signature) {
   return isCalledGood(signature) && signature.valid;
 }
 
-std::string describe(const Signature& signature) {
+std::string signatureText(const Signature& signature) {
   switch (signature.verdict) {
     case Verdict::Good:
     case Verdict::GoodExpiredKey:

@@ -41,7 +41,7 @@ struct Signature {
 bool isGood(const Signature& signature);
 
 // "good", or why it is not.
-std::string describe(const Signature& signature);
+std::string signatureText(const Signature& signature);
 
 // What there is to object to in a signature that isGood().
 struct Objection {

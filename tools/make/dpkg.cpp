@@ -16,7 +16,7 @@ namespace {
 
 constexpr std::size_t digestSize = 32;  // MD5 in hexadecimal digits
 
-struct Package {
+struct Deb {
   std::string name;  // without architecture
   std::string architecture;
   std::string unique;  // as dpkg names it
@@ -34,12 +34,12 @@ std::vector<std::string> splitLines(const std::string& text) {
   return lines;
 }
 
-Outcome query(std::vector<std::string> words, const std::vector<std::string>& packages,
+Outcome query(std::vector<std::string> words, const std::vector<std::string>& debs,
               bool showErrors) {
   Command command;
   words.insert(words.begin(), "dpkg-query");
   words.emplace_back("--");
-  words.insert(words.end(), packages.begin(), packages.end());
+  words.insert(words.end(), debs.begin(), debs.end());
   command.words = words;
   command.showErrors = showErrors;
   return run(command);
@@ -65,27 +65,27 @@ void addConffile(std::string line, std::map<std::string, std::string>& conffiles
 }
 
 // dpkg-query takes names for patterns; what is no name matches nothing here.
-bool isPackageName(const std::string& text) {
+bool isDebName(const std::string& text) {
   return !text.empty() &&
          text.find_first_not_of("abcdefghijklmnopqrstuvwxyz0123456789+-.:") == std::string::npos;
 }
 
-std::vector<Package> packagesMatching(const std::vector<std::string>& names) {
+std::vector<Deb> debsMatching(const std::vector<std::string>& names) {
   static const char* const format =
       "${Package} ${Architecture} ${binary:Package} ${db:Status-Status}\\n${Conffiles}\\n";
   std::vector<std::string> asked;
-  std::copy_if(names.begin(), names.end(), std::back_inserter(asked), isPackageName);
-  std::vector<Package> packages;
+  std::copy_if(names.begin(), names.end(), std::back_inserter(asked), isDebName);
+  std::vector<Deb> debs;
   if (asked.empty())
-    return packages;  // without names, dpkg-query would list all
+    return debs;  // without names, dpkg-query would list all
   // Its exit status tells that some are unknown, but not which.
   Outcome const answer = query({"--show", "--showformat", format}, asked, false);
   for (const std::string& line : splitLines(answer.output)) {
     if (line.empty())
       continue;
     if (line.front() == ' ') {
-      if (!packages.empty())
-        addConffile(line, packages.back().conffiles);
+      if (!debs.empty())
+        addConffile(line, debs.back().conffiles);
       continue;
     }
     std::size_t const first = line.find(' ');
@@ -93,33 +93,33 @@ std::vector<Package> packagesMatching(const std::vector<std::string>& names) {
     std::size_t const third = line.find(' ', second + 1);
     if (first == std::string::npos || second == std::string::npos || third == std::string::npos)
       continue;
-    Package package;
-    package.name = line.substr(0, first);
-    package.architecture = line.substr(first + 1, second - first - 1);
-    package.unique = line.substr(second + 1, third - second - 1);
+    Deb deb;
+    deb.name = line.substr(0, first);
+    deb.architecture = line.substr(first + 1, second - first - 1);
+    deb.unique = line.substr(second + 1, third - second - 1);
     std::string const status = line.substr(third + 1);
-    package.installed = status == "installed" || status.rfind("triggers-", 0) == 0;
-    packages.push_back(std::move(package));
+    deb.installed = status == "installed" || status.rfind("triggers-", 0) == 0;
+    debs.push_back(std::move(deb));
   }
-  return packages;
+  return debs;
 }
 
-bool isNamed(const Package& package, const std::string& name) {
-  return package.installed && (name == package.name || name == package.unique ||
-                               name == package.name + ":" + package.architecture);
+bool isNamed(const Deb& deb, const std::string& name) {
+  return deb.installed &&
+         (name == deb.name || name == deb.unique || name == deb.name + ":" + deb.architecture);
 }
 
 // The installed packages with these names, each once.
-std::vector<Package> packagesNamed(const std::vector<std::string>& names) {
-  std::vector<Package> const candidates = packagesMatching(names);
-  std::map<std::string, Package> found;
+std::vector<Deb> debsNamed(const std::vector<std::string>& names) {
+  std::vector<Deb> const candidates = debsMatching(names);
+  std::map<std::string, Deb> found;
   std::set<std::string> unknown;
   for (const std::string& name : names) {
     bool known = false;
-    for (const Package& package : candidates) {
-      if (!isNamed(package, name))
+    for (const Deb& deb : candidates) {
+      if (!isNamed(deb, name))
         continue;
-      found.emplace(package.unique, package);
+      found.emplace(deb.unique, deb);
       known = true;
     }
     if (!known)
@@ -130,19 +130,19 @@ std::vector<Package> packagesNamed(const std::vector<std::string>& names) {
     list += (list.empty() ? "" : ", ") + inQuotes(name);
   if (!list.empty())
     throw Failure(STATUS_NOT_LOADED, "dpkg knows no installed package " + list);
-  std::vector<Package> packages;
-  packages.reserve(found.size());
-  for (const auto& [unique, package] : found)
-    packages.push_back(package);
-  return packages;
+  std::vector<Deb> debs;
+  debs.reserve(found.size());
+  for (const auto& [unique, deb] : found)
+    debs.push_back(deb);
+  return debs;
 }
 
 // The lines that dpkg-query --listfiles writes for each package. A blank line parts two packages.
-std::vector<std::vector<std::string>> fileLines(const std::vector<Package>& packages) {
+std::vector<std::vector<std::string>> fileLines(const std::vector<Deb>& debs) {
   std::vector<std::string> names;
-  names.reserve(packages.size());
-  for (const Package& package : packages)
-    names.push_back(package.unique);
+  names.reserve(debs.size());
+  for (const Deb& deb : debs)
+    names.push_back(deb.unique);
   Outcome const answer = query({"--listfiles"}, names, true);
   std::vector<std::vector<std::string>> blocks(1);
   for (const std::string& line : splitLines(answer.output)) {
@@ -151,21 +151,21 @@ std::vector<std::vector<std::string>> fileLines(const std::vector<Package>& pack
     else
       blocks.back().push_back(line);
   }
-  if (answer.status != 0 || blocks.size() != packages.size())
+  if (answer.status != 0 || blocks.size() != debs.size())
     throw Failure(STATUS_NOT_LOADED, "dpkg-query cannot list the files of these packages");
   return blocks;
 }
 
 // What the package's md5sums say, by the names that the files have in dpkg: lines of a digest, two
 // blanks, and a path without its first slash.
-std::map<std::string, std::string> digestsOf(const Package& package) {
+std::map<std::string, std::string> digestsOf(const Deb& deb) {
   std::map<std::string, std::string> digests;
-  for (const auto& [name, digest] : package.conffiles) {
+  for (const auto& [name, digest] : deb.conffiles) {
     if (digest.size() == digestSize)  // dpkg also writes words there
       digests[name] = digest;
   }
   Command command;
-  command.words = {"dpkg-query", "--control-show", package.unique, "md5sums"};
+  command.words = {"dpkg-query", "--control-show", deb.unique, "md5sums"};
   command.showErrors = false;
   Outcome const answer = run(command);  // fails where there are none
   for (const std::string& line : splitLines(answer.output)) {
@@ -189,9 +189,9 @@ std::string diversion(const std::string& note) {
 
 }  // namespace
 
-std::vector<PackageFiles> filesOf(const std::vector<std::string>& packages) {
-  std::vector<PackageFiles> result;
-  std::vector<Package> const named = packagesNamed(packages);
+std::vector<DebFiles> filesOf(const std::vector<std::string>& debs) {
+  std::vector<DebFiles> result;
+  std::vector<Deb> const named = debsNamed(debs);
   std::vector<std::vector<std::string>> const blocks = fileLines(named);
   DirectoryLinks links;
   for (std::size_t i = 0; i < named.size(); ++i) {
@@ -203,7 +203,7 @@ std::vector<PackageFiles> filesOf(const std::vector<std::string>& packages) {
       else if (std::string const elsewhere = diversion(line); !elsewhere.empty() && !last.empty())
         places[last] = absolutePath(elsewhere);
     }
-    PackageFiles files;
+    DebFiles files;
     files.name = named[i].unique;
     std::map<std::string, std::string> const digests = digestsOf(named[i]);
     for (const auto& [name, place] : places) {

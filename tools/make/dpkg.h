@@ -10,9 +10,9 @@
 
 namespace tool {
 
-// One installed package. All paths are where the files really lie: diversions, and links among the
-// directories above them, are resolved.
-struct PackageFiles {
+// One package that dpkg has installed. All paths are where the files really lie: diversions, and
+// links among the directories above them, are resolved.
+struct DebFiles {
   std::string name;  // with the architecture, if dpkg needs it
   std::vector<std::string> paths;
   std::set<std::string> conffiles;  // without obsolete ones, which no longer belong to it
@@ -23,7 +23,7 @@ struct PackageFiles {
 // The files of these packages ("libc6" stands for all its architectures, "libc6:i386" for one).
 // Says once for each link that a path led through where it leads. Throws Failure(STATUS_NOT_LOADED)
 // if dpkg-query cannot be run or does not know them all.
-std::vector<PackageFiles> filesOf(const std::vector<std::string>& packages);
+std::vector<DebFiles> filesOf(const std::vector<std::string>& debs);
 
 // Where paths lead whose directories may be links. The last component is never followed. Says once
 // for each such link where it leads.

@@ -59,7 +59,7 @@ class Collector {
   void addTree(const std::string& root);
   void addName(const std::string& path);
   void addFixed(const std::string& directory);
-  void addPackage(const PackageFiles& files);
+  void addDeb(const DebFiles& files);
   Inventory taken() { return std::move(_inventory); }
 
  private:
@@ -67,8 +67,7 @@ class Collector {
   bool examine(const std::string& path, struct stat& status);
   std::vector<std::string> addMembers(const std::string& directory);
   bool hasEntryAtOrBelow(const std::string& path) const;
-  void tell(const PackageFiles& files, std::size_t number, const std::string& first,
-            const char* what);
+  void tell(const DebFiles& files, std::size_t number, const std::string& first, const char* what);
 
   const MakePlan& _plan;
   const FileList::ProtectedFileMap& _base;
@@ -173,7 +172,7 @@ void Collector::addFixed(const std::string& directory) {
   }
 }
 
-void Collector::addPackage(const PackageFiles& files) {
+void Collector::addDeb(const DebFiles& files) {
   std::size_t gone = 0;
   std::string first;
   std::size_t unknown = 0;
@@ -203,7 +202,7 @@ void Collector::addPackage(const PackageFiles& files) {
   tell(files, unknown, firstUnknown, "taken as found: dpkg has no digest to compare with");
 }
 
-void Collector::tell(const PackageFiles& files, std::size_t number, const std::string& first,
+void Collector::tell(const DebFiles& files, std::size_t number, const std::string& first,
                      const char* what) {
   if (number == 0)
     return;
@@ -220,13 +219,13 @@ Inventory takeInventory(const MakePlan& plan, const FileList::ProtectedFileMap& 
   std::vector<std::string> names;
   if (plan.from)
     names = readNames(*plan.from, plan.nul);
-  std::vector<PackageFiles> packages;
-  if (!plan.packages.empty())
-    packages = filesOf(plan.packages);
+  std::vector<DebFiles> debs;
+  if (!plan.debs.empty())
+    debs = filesOf(plan.debs);
 
   Collector collector(plan, base, progress, problems);
-  for (const PackageFiles& files : packages)
-    collector.addPackage(files);
+  for (const DebFiles& files : debs)
+    collector.addDeb(files);
   for (const std::string& name : names)
     collector.addName(absolutePath(name));
   for (const std::string& directory : plan.fixed)

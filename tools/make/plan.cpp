@@ -124,7 +124,7 @@ MakePlan planOf(const MakeOptions& given) {
   plan.trees = allAbsolute(options.paths);
   plan.from = options.from;
   plan.nul = options.nul;
-  plan.packages = options.dpkg;
+  plan.debs = options.dpkg;
   plan.conffiles = options.conffiles;
   plan.allowChanged = options.allowChanged;
   plan.exclusions = Exclusions(options.exclude);

@@ -42,9 +42,9 @@ struct MakePlan {
   std::vector<std::string> trees;
   std::optional<std::string> from;  // where to read further names
   bool nul = false;                 // they are ended by zero bytes
-  std::vector<std::string> packages;
-  bool conffiles = false;     // state what configuration files contain
-  bool allowChanged = false;  // and what is not as its package installed it
+  std::vector<std::string> debs;    // names of packages that dpkg has installed
+  bool conffiles = false;           // state what configuration files contain
+  bool allowChanged = false;        // and what is not as its package installed it
   Exclusions exclusions;
   std::vector<std::string> fixed;
   ZEMO::SELF_CHECK::CHECK_ITEM omitted = {};

@@ -60,7 +60,7 @@ std::string keyRows(const Signature& signature) {
 }
 
 std::string rowsOf(const Signature& signature) {
-  std::string text = describe(signature);
+  std::string text = signatureText(signature);
   if (signature.digest != digestUnknown)
     text += ", " + digestName(signature.digest);
   if (signature.made != 0)

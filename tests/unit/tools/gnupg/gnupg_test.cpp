@@ -75,13 +75,14 @@ TEST(Signatures, EachBeginsWithItsLine) {
   EXPECT_FALSE(signatures[0].ofText);
   EXPECT_EQ(signatures[1].verdict, Signature::Verdict::Bad);
   EXPECT_EQ(signatures[2].verdict, Signature::Verdict::None);
-  EXPECT_EQ(describe(signatures[2]), "no verdict");
+  EXPECT_EQ(signatureText(signatures[2]), "no verdict");
 }
 
 TEST(Signatures, AreGoodOnlyWithWhatTheyAreOver) {
   std::string const good = status("NEWSIG") + status("GOODSIG 8489 Maker");
   EXPECT_FALSE(isGood(signaturesIn(good).at(0)));
-  EXPECT_EQ(describe(signaturesIn(good).at(0)), "called good, but GnuPG does not say by which key");
+  EXPECT_EQ(signatureText(signaturesIn(good).at(0)),
+            "called good, but GnuPG does not say by which key");
   std::string const valid = "VALIDSIG " + fingerprint + " 2026-11-21 1795248987 0 4 0 22 8 ";
   EXPECT_TRUE(isGood(signaturesIn(good + status(valid + "00 " + primary)).at(0)));
   EXPECT_FALSE(isGood(signaturesIn(status("NEWSIG") + status(valid + "00 " + primary)).at(0)));
@@ -118,7 +119,7 @@ TEST(Signatures, WhatThereIsToObjectTo) {
 TEST(Signatures, AClockThatIsBehindIsExplained) {
   for (const std::string code : {"6", "39"}) {  // GnuPG 2.2 and 2.4
     auto const one = [&code](const std::string& made) {
-      return describe(
+      return signatureText(
           signaturesIn(status("NEWSIG") + status("ERRSIG 8489 22 8 00 " + made + " " + code + " -"))
               .at(0));
     };
@@ -138,7 +139,7 @@ TEST(Signatures, AUserIdCannotForgeALine) {
 
 TEST(Signatures, ErrorsThatAreNotDigests) {
   auto const one = [](const std::string& rest) {
-    return describe(signaturesIn(status("NEWSIG") + status("ERRSIG 8489 " + rest)).at(0));
+    return signatureText(signaturesIn(status("NEWSIG") + status("ERRSIG 8489 " + rest)).at(0));
   };
   EXPECT_EQ(one("22 2 00 1795248987 5 -"), "refused: SHA1 is a weak digest");
   EXPECT_EQ(one("22 14 00 1795248987 5 -"), "not checked: digest 14 is not supported");
@@ -165,10 +166,10 @@ TEST(Keys, SubkeysAndUserIds) {
   EXPECT_EQ(keys[0].fingerprint, primary);
   EXPECT_EQ(keys[0].subkeys, std::vector<std::string>{fingerprint});
   EXPECT_EQ(keys[0].userIds, std::vector<std::string>{"Host\x1b[2J\n:\\ \\q"});
-  EXPECT_EQ(describe(keys[0]), primary +
-                                   " 'Host\\033[2J\\012:\\134 \\134q' (expired "
-                                   "2022-12-31T00:00:00Z)");
-  EXPECT_EQ(describe(keys[1]), "SECOND (revoked)");
+  EXPECT_EQ(keyText(keys[0]), primary +
+                                  " 'Host\\033[2J\\012:\\134 \\134q' (expired "
+                                  "2022-12-31T00:00:00Z)");
+  EXPECT_EQ(keyText(keys[1]), "SECOND (revoked)");
 }
 
 TEST(Options, AreReadWithoutTheirBlanks) {
@@ -210,9 +211,9 @@ TEST(Options, WhatIsNotKnownToBeHarmlessIsDoubtful) {
     EXPECT_EQ(reading.held.size(), neededOptions.size()) << line;
   }
   EXPECT_EQ(readOptions(std::string("quiet\0\n", 7)).doubtful.size(), 1U);
-  EXPECT_EQ(describe(readOptions("# x\n keyring   a\tb\n").doubtful.at(0), "/etc/x"),
+  EXPECT_EQ(optionText(readOptions("# x\n keyring   a\tb\n").doubtful.at(0), "/etc/x"),
             "line 2 of '/etc/x', 'keyring a b', is not known to be harmless");
-  EXPECT_EQ(describe(readOptions("use-keyboxd").doubtful.at(0), "/x"),
+  EXPECT_EQ(optionText(readOptions("use-keyboxd").doubtful.at(0), "/x"),
             "line 1 of '/x', 'use-keyboxd', has GnuPG ask a daemon for keys, and not the key ring");
 }
 

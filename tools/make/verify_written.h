@@ -1,7 +1,7 @@
 // Whether a list that has been written says what it was meant to say, and whether that is so.
 
-#ifndef ZEMO_TOOLS_MAKE_PROOF_H
-#define ZEMO_TOOLS_MAKE_PROOF_H
+#ifndef ZEMO_TOOLS_MAKE_VERIFY_WRITTEN_H
+#define ZEMO_TOOLS_MAKE_VERIFY_WRITTEN_H
 
 #include <zemo/selfcheck.h>
 
@@ -22,7 +22,7 @@ std::unique_ptr<ZEMO::SELF_CHECK::FileList> readBack(const std::string& path, co
                                                      const std::vector<Described>& found,
                                                      const Difference& written);
 
-struct Proof {
+struct Verification {
   int status = 0;              // the exit status
   std::set<std::string> gone;  // files that have vanished, which the status takes no notice of
 };
@@ -30,8 +30,9 @@ struct Proof {
 // Checks the entries of the list that was read back, and those of fixed directories, against the
 // disk, and says every mismatch: STATUS_CHANGED for mismatches, STATUS_UNCHECKED for what cannot be
 // read any more.
-Proof prove(const ZEMO::SELF_CHECK::FileList& list, const MakePlan& plan,
-            const std::vector<Described>& found, const Difference& written, Progress& progress);
+Verification verifyWritten(const ZEMO::SELF_CHECK::FileList& list, const MakePlan& plan,
+                           const std::vector<Described>& found, const Difference& written,
+                           Progress& progress);
 
 }  // namespace tool
 

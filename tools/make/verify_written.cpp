@@ -1,4 +1,4 @@
-#include "make/proof.h"
+#include "make/verify_written.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -124,30 +124,31 @@ std::unique_ptr<FileList> readBack(const std::string& path, const MakePlan& plan
   return list;
 }
 
-Proof prove(const FileList& list, const MakePlan& plan, const std::vector<Described>& found,
-            const Difference& written, Progress& progress) {
+Verification verifyWritten(const FileList& list, const MakePlan& plan,
+                           const std::vector<Described>& found, const Difference& written,
+                           Progress& progress) {
   std::vector<ProtectedFile*> const entries =
       entriesToCheck(*list.getProtectedFiles(), found, written);
   std::vector<Checked> const checked = checkAll(entries, plan.jobs, progress);
-  Proof proof;
+  Verification verification;
   for (std::size_t i = 0; i < entries.size(); ++i) {
     std::vector<std::string> const mismatches = mismatchesOf(*entries[i]);
     if ((!checked[i].carriedOut || !mismatches.empty()) && isGone(entries[i]->_path)) {
-      proof.gone.insert(entries[i]->_path);
+      verification.gone.insert(entries[i]->_path);
       continue;
     }
     for (const std::string& mismatch : mismatches) {
       say(escaped(mismatch));
-      proof.status |= STATUS_CHANGED;
+      verification.status |= STATUS_CHANGED;
     }
     if (!checked[i].carriedOut) {
       for (const std::string& line : checked[i].log)
         say(escaped(line));
       say("cannot read " + inQuotes(entries[i]->_path) + " again");
-      proof.status |= STATUS_UNCHECKED;
+      verification.status |= STATUS_UNCHECKED;
     }
   }
-  return proof;
+  return verification;
 }
 
 }  // namespace tool
