@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "commands.h"
+#include "io/descriptors.h"
 #include "io/names_input.h"
 #include "run/failure.h"
 #include "text/escape.h"
@@ -118,8 +119,7 @@ int runFiles(const Options& options) {
     std::string const& path = paths[i];
     printf("0x%03x %s ", word, namesOf(word).c_str());
     std::string const name = options.nul ? path : escaped(path);
-    (void)fwrite(name.data(), 1, name.size(), stdout);  // flushOutput() tells of a failure
-    putchar(options.nul ? '\0' : '\n');
+    writeOut(name + (options.nul ? '\0' : '\n'));
   }
   return status;
 }

@@ -2,13 +2,13 @@
 
 #include <unistd.h>
 
-#include <cstdio>
 #include <map>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "commands.h"
+#include "io/descriptors.h"
 #include "io/paths.h"
 #include "run/failure.h"
 #include "sets/list_file.h"
@@ -87,7 +87,7 @@ void writeText(const ProtectedFile& entry, const std::string& list, bool escape)
     line += escape ? escaped(*column) : *column;
   }
   line += '\n';
-  (void)fwrite(line.data(), 1, line.size(), stdout);  // flushOutput() tells of a failure
+  writeOut(line);
 }
 
 void writeJson(const std::string& set, const ProtectedFile& entry, const std::string& list) {

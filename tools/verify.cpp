@@ -1,12 +1,12 @@
 // verify: the lists of a set, in the order in which they are read, and who signed them.
 
-#include <cstdio>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "commands.h"
 #include "gnupg/fingerprint.h"
+#include "io/descriptors.h"
 #include "run/failure.h"
 #include "sets/sets.h"
 #include "text/escape.h"
@@ -41,10 +41,6 @@ struct Counts {
   std::size_t emptySets = 0;
 };
 
-void print(const std::string& text) {
-  (void)fwrite(text.data(), 1, text.size(), stdout);  // flushOutput() tells of a failure
-}
-
 void verifySet(const std::string& set, const Options& options, const Demands& demands,
                Counts& counts) {
   std::vector<Judgement> const judgements = judgeLists(set, options.mode, demands);
@@ -53,11 +49,11 @@ void verifySet(const std::string& set, const Options& options, const Demands& de
     std::string const reason = whyUnreadable(set);
     lists = reason.empty() ? "no lists" : reason;
   }
-  print("set " + escaped(set) + ", mode " + escaped(options.mode) + ": " + lists + "\n");
+  writeOut("set " + escaped(set) + ", mode " + escaped(options.mode) + ": " + lists + "\n");
   if (judgements.empty())
     counts.emptySets += 1;
   for (const Judgement& judgement : judgements) {
-    print(reportOn(judgement));
+    writeOut(reportOn(judgement));
     counts.lists += 1;
     if (!isUsable(judgement))
       counts.unusable += 1;
@@ -85,7 +81,7 @@ int runVerify(const Options& options) {
     summary += "; " + counted(counts.emptySets, "set", "sets") + " without lists";
   if (!chosen.unknown.empty())
     summary += "; which sets of packages there are is not known: " + chosen.unknown;
-  print(summary + "\n");
+  writeOut(summary + "\n");
   bool const lacking = counts.unusable != 0 || counts.emptySets != 0 || !chosen.unknown.empty();
   return (lacking ? STATUS_NOT_LOADED : 0) | (counts.objectionable != 0 ? STATUS_UNCHECKED : 0);
 }

@@ -1,7 +1,7 @@
-#include <cstdio>
 
 #include "check/accepted.h"
 #include "check/report.h"
+#include "io/descriptors.h"
 #include "text/escape.h"
 
 namespace tool {
@@ -28,8 +28,7 @@ class PathsReport : public CheckReport {
 
  private:
   void write(const std::string& path) const {
-    std::string const line = (_nul ? path : escaped(path)) + (_nul ? '\0' : '\n');
-    (void)fwrite(line.data(), 1, line.size(), stdout);  // flushOutput() tells of a failure
+    writeOut((_nul ? path : escaped(path)) + (_nul ? '\0' : '\n'));
   }
 
   bool _nul;

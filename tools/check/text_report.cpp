@@ -1,10 +1,10 @@
 #include <unistd.h>
 
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
 #include "check/report.h"
+#include "io/descriptors.h"
 #include "text/escape.h"
 
 namespace tool {
@@ -53,7 +53,7 @@ class TextReport : public CheckReport {
     whole += after;
     whole += _colour ? plain : "";
     whole += _nul ? '\0' : '\n';
-    (void)fwrite(whole.data(), 1, whole.size(), stdout);  // flushOutput() tells of a failure
+    writeOut(whole);
   }
 
   bool _nul;

@@ -1,7 +1,6 @@
 #include "diff/report.h"
 
-#include <cstdio>
-
+#include "io/descriptors.h"
 #include "run/failure.h"
 #include "text/entry_json.h"
 #include "text/escape.h"
@@ -11,8 +10,7 @@ namespace tool {
 namespace {
 
 void writeLine(const std::string& line) {
-  (void)fwrite(line.data(), 1, line.size(), stdout);  // flushOutput() tells of a failure
-  (void)putchar('\n');
+  writeOut(line + "\n");
 }
 
 // The line of the list, as far as it means anything.

@@ -1,7 +1,6 @@
 #include "doctor/findings.h"
 
-#include <cstdio>
-
+#include "io/descriptors.h"
 #include "text/escape.h"
 
 namespace tool {
@@ -20,8 +19,7 @@ std::string bounded(const std::string& text) {
 }
 
 void writeLine(const std::string& line) {
-  (void)fwrite(line.data(), 1, line.size(), stdout);  // flushOutput() tells of a failure
-  (void)putchar('\n');
+  writeOut(line + "\n");
 }
 
 }  // namespace

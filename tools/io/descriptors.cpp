@@ -42,6 +42,10 @@ void occupyStandardDescriptors() {
   }
 }
 
+void writeOut(std::string_view text) {
+  (void)fwrite(text.data(), 1, text.size(), stdout);
+}
+
 void flushOutput() {
   errno = 0;
   if (fflush(stdout) == 0 && ferror(stdout) == 0)

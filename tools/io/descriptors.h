@@ -3,6 +3,8 @@
 #ifndef ZEMO_TOOLS_IO_DESCRIPTORS_H
 #define ZEMO_TOOLS_IO_DESCRIPTORS_H
 
+#include <string_view>
+
 namespace tool {
 
 // An open descriptor, closed when this goes; -1 is none.
@@ -26,6 +28,9 @@ class Descriptor {
 // Occupies those of the descriptors 0 to 2 that are closed, so that no file that is opened later
 // gets their number and the program's output. Writing to one that was closed still fails.
 void occupyStandardDescriptors();
+
+// Writes to standard output, which may hold it back. flushOutput() tells of a failure.
+void writeOut(std::string_view text);
 
 // Writes out what standard output holds back. Throws Failure if anything could not be written.
 void flushOutput();

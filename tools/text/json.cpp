@@ -2,9 +2,9 @@
 
 #include <charconv>
 #include <cstdint>
-#include <cstdio>
 #include <utility>
 
+#include "io/descriptors.h"
 #include "text/escape.h"
 #include "text/strings.h"
 
@@ -55,8 +55,7 @@ void putNumber(Json& record, const std::string& name, const std::string& column)
 
 void writeRecord(const Json& record) {
   // In ASCII, so that a terminal obeys no name.
-  std::string const line = record.dump(-1, ' ', true) + "\n";
-  (void)fwrite(line.data(), 1, line.size(), stdout);  // flushOutput() tells of a failure
+  writeOut(record.dump(-1, ' ', true) + "\n");
 }
 
 }  // namespace tool
