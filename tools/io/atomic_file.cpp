@@ -142,14 +142,13 @@ void AtomicFile::finish() {
   flush();
   if (synced(_file.get()) != 0 || closedOnce(_file.get()) != 0)
     fail("cannot write", errno);
-  _finished = true;
 }
 
 void AtomicFile::commit() {
-  if (!_finished)
-    finish();
+  // Before it is synced: a crash must not leave a file that others cannot read.
   if (fchmod(_file.get(), _mode) != 0)
     fail("cannot write", errno);
+  finish();
   if (renameat(_directory.get(), _name.c_str(), _directory.get(), fileName(_path).c_str()) != 0)
     fail("cannot replace", errno);
   _guard->keep();

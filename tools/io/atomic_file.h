@@ -40,7 +40,7 @@ class AtomicFile {
   // more be written.
   void finish();
 
-  // finish(), unless that has been done, and gives the temporary file the target's name.
+  // finish(), with the mode, and gives the temporary file the target's name.
   void commit();
 
  private:
@@ -57,7 +57,6 @@ class AtomicFile {
   std::string _temporary;
   std::unique_ptr<TemporaryPath> _guard;
   std::string _held;  // written, but not yet to the file
-  bool _finished = false;
 };
 
 }  // namespace tool
