@@ -2,9 +2,9 @@
 
 #include <sys/stat.h>
 
-#include <cstdint>
-#include <fstream>
 #include <unordered_set>
+
+#include "io/directory.h"
 
 using ZEMO::SELF_CHECK::PkgInfo;
 using ZEMO::SELF_CHECK::ProtectedFile;
@@ -12,22 +12,9 @@ using ZEMO::SELF_CHECK::ProtectedFile;
 namespace tool {
 namespace {
 
-// The user that the kernel shows for those that have no number in this process's user namespace;
-// -1 where all have one. Of such an owner nobody here knows whether it is root.
-int64_t unknownUser() {
-  std::ifstream map("/proc/self/uid_map");
-  uint64_t all = 0;
-  for (uint64_t inside = 0, outside = 0, count = 0; map >> inside >> outside >> count;)
-    all += count;
-  int64_t user = -1;
-  if (all != 0 && all < UINT32_MAX)
-    std::ifstream("/proc/sys/kernel/overflowuid") >> user;
-  return user;
-}
-
 class ParentCheck {
  public:
-  explicit ParentCheck(const std::string& set) : _set(set), _unknown(unknownUser()) {}
+  explicit ParentCheck(const std::string& set) : _set(set) {}
 
   void look(const std::string& path) {
     for (std::size_t end = path.rfind('/'); end != std::string::npos && end != 0;
@@ -53,7 +40,7 @@ class ParentCheck {
     if (stat(directory.c_str(), &status) != 0 || !S_ISDIR(status.st_mode))
       return;
     const PkgInfo& package = ProtectedFile::_pkginfo;
-    bool const foreign = status.st_uid != 0 && status.st_uid != _unknown &&
+    bool const foreign = status.st_uid != 0 && !isWithoutNumber(status.st_uid) &&
                          !(package.isSet && status.st_uid == package.uid);
     bool const sticky = (status.st_mode & S_ISVTX) != 0;
     bool const byGroup = (status.st_mode & S_IWGRP) != 0 && status.st_gid != 0 &&
@@ -68,7 +55,6 @@ class ParentCheck {
   }
 
   std::string _set;
-  int64_t _unknown;
   std::unordered_set<std::string> _seen;
   Repeated _open;
 };

@@ -17,17 +17,10 @@ namespace {
 
 // In a user namespace, files of users that have no number there, such as the machine's root, show
 // this one.
-constexpr uid_t overflowUser = 65534;
-
-bool isWithoutNumber(uid_t user) {
-  if (user != overflowUser)
-    return false;
-  std::ifstream map("/proc/self/uid_map");
-  for (uint64_t inside = 0, outside = 0, count = 0; map >> inside >> outside >> count;) {
-    if (user >= inside && user - inside < count)
-      return false;
-  }
-  return map.eof();
+uid_t overflowUser() {
+  uid_t user = 65534;
+  std::ifstream("/proc/sys/kernel/overflowuid") >> user;
+  return user;
 }
 
 // `path` without links, as far as it exists.
@@ -84,6 +77,18 @@ std::string strangerIn(const struct stat& status) {
   if (writers == 0)
     return "";
   return writers == S_IWGRP ? "can be written by its group" : "can be written by others";
+}
+
+bool isWithoutNumber(uid_t user) {
+  static uid_t const shown = overflowUser();
+  if (user != shown)
+    return false;
+  std::ifstream map("/proc/self/uid_map");
+  for (uint64_t inside = 0, outside = 0, count = 0; map >> inside >> outside >> count;) {
+    if (user >= inside && user - inside < count)
+      return false;
+  }
+  return map.eof();
 }
 
 void requireOwn(const std::string& path) {

@@ -39,6 +39,10 @@ class Directory {
 // 1000" or "can be written by others"; empty if nobody else can.
 std::string strangerIn(const struct stat& status);
 
+// `user` is what the kernel shows for all users that have no number in this process's user
+// namespace. Of such an owner nobody here knows whether it is root.
+bool isWithoutNumber(uid_t user);
+
 // Throws Failure(STATUS_NOT_LOADED) if somebody other than root and the caller owns or can write to
 // what is at `path`, or could put another in its place, by a directory above it. What does not
 // exist yet is passed over. The last component must not be a link.
