@@ -2,7 +2,6 @@
 
 #include <syslog.h>
 
-#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 
@@ -43,23 +42,15 @@ void startLogRelay() {
   openlog("zemo-selfcheck", LOG_PID, LOG_USER);
 }
 
-}  // namespace tool
-
-// Takes the place of the C library's for all libraries of this process. LOG_PERROR would write
-// names to the terminal as they are. The system's header gives its parameters names that are
-// reserved. NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name)
-extern "C" __attribute__((visibility("default"), format(printf, 2, 3))) void syslog(
-    int priority, const char* format, ...) {
-  va_list arguments;
-  va_start(arguments, format);
+void relayLogLine(int priority, const char* format, va_list arguments) {
   char* text = nullptr;
-  int const length = vasprintf(&text, format, arguments);
-  va_end(arguments);
-  if (length < 0) {
-    tool::say("out of memory for a log line");
+  if (vasprintf(&text, format, arguments) < 0) {
+    say("out of memory for a log line");
     return;
   }
-  tool::relay(text);
-  tool::send(priority, "%s", text);
+  relay(text);
+  send(priority, "%s", text);
   free(text);
 }
+
+}  // namespace tool

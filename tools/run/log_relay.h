@@ -1,9 +1,10 @@
-// The library's log lines. It gives them to syslog(); this program's syslog() passes them on to the
-// system log and shows them on standard error, too, with their names escaped.
+// The library's log lines. It gives them to syslog(); this program's syslog() (main.cpp) passes
+// them on to the system log and shows them on standard error, too, with their names escaped.
 
 #ifndef ZEMO_TOOLS_RUN_LOG_RELAY_H
 #define ZEMO_TOOLS_RUN_LOG_RELAY_H
 
+#include <cstdarg>
 #include <string>
 #include <vector>
 
@@ -19,9 +20,12 @@ class CollectedLog {
   CollectedLog& operator=(const CollectedLog&) = delete;
 };
 
-// Makes the relay part of the program; without this call a linker may leave it out. Names the
-// program to the system log.
+// Names the program to the system log.
 void startLogRelay();
+
+// What the program's syslog() does.
+[[gnu::format(printf, 2, 0)]] void relayLogLine(int priority, const char* format,
+                                                va_list arguments);
 
 }  // namespace tool
 
