@@ -14,12 +14,19 @@ inline constexpr char systemSet[] = "wam";
 inline constexpr char systemListDir[] = "/usr/zemo/selfcheck";
 
 // The directory of a set's lists. The name of a package's set becomes part of it unchanged.
-std::string listDirFor(const std::string& name);
+inline std::string listDirFor(const std::string& name) {
+  if (name == systemSet)
+    return systemListDir;
+  return std::string(systemListDir) + "/packages/" + name;
+}
 
 // True when `path` is longer than `directory`, begins with it, and has no '/' from the second
 // character behind it on. What that first character is does not matter: /a/bc counts as a child of
 // /a/b. Lists are made with this in mind, so the test must not become stricter.
-bool isDirectChild(const std::string& directory, const std::string& path);
+inline bool isDirectChild(const std::string& directory, const std::string& path) {
+  return path.size() > directory.size() && path.compare(0, directory.size(), directory) == 0 &&
+         path.find('/', directory.size() + 1) == std::string::npos;
+}
 
 }  // namespace ZEMO::SELF_CHECK
 

@@ -1,14 +1,8 @@
 // The comparison of a file's metadata with its entry.
 
-#include <sys/stat.h>
-#include <zemo/selfcheck/protected_file.h>
-
 #include <cstdlib>
 
-#include "protected_file/content_check.h"
-#include "protected_file/file_type.h"
-#include "protected_file/formatted.h"
-#include "protected_file/mismatch.h"
+#include "protected_file/comparison.h"
 
 namespace ZEMO::SELF_CHECK {
 namespace {
@@ -22,12 +16,8 @@ uint32_t low32(const std::string& text, int base) {
   return static_cast<uint32_t>(strtoul(text.c_str(), nullptr, base));
 }
 
-bool isSame(const struct stat& a, const struct stat& b) {
-  return a.st_mode == b.st_mode && a.st_uid == b.st_uid && a.st_gid == b.st_gid &&
-         a.st_size == b.st_size;
-}
+}  // namespace
 
-// All that the metadata tells of, which is all but the content.
 void compareMetadata(ProtectedFile& entry, const struct stat& st, CHECK_ITEM items, bool& changed) {
   bool const isLink = S_ISLNK(st.st_mode);
   auto const wanted = [items](CHECK_ITEM item, const std::string& expected) {
@@ -59,28 +49,6 @@ void compareMetadata(ProtectedFile& entry, const struct stat& st, CHECK_ITEM ite
   mode_t const found = st.st_mode & permissionBits;
   if (wanted(CHECK_ITEM_PERMISSION, permission) && !isLink && low32(permission, 8) != found)
     recordMismatch(entry, changed, CHECK_ERROR_PERMISSION, permission, formatted("%o", found));
-}
-
-}  // namespace
-
-bool ProtectedFile::check(bool& changed, CHECK_ITEM items) {
-  struct stat st = {};
-  if (lstat(_path.c_str(), &st) != 0) {
-    recordMismatch(*this, changed, CHECK_ERROR_NOT_EXIST, "", "");
-    return true;
-  }
-  std::size_t const records = _errors.size();
-  compareMetadata(*this, st, items, changed);
-  if ((items & CHECK_ITEM_HASH) == 0)
-    return true;
-
-  struct stat read = st;
-  bool const failed = compareContent(*this, st, changed, read);
-  // What had the right metadata may have given way to what has the right content: then neither was
-  // intact.
-  if (_errors.size() == records && !isSame(st, read))
-    compareMetadata(*this, read, items, changed);
-  return !failed;
 }
 
 }  // namespace ZEMO::SELF_CHECK

@@ -1,7 +1,5 @@
 // The comparison of what a file contains with its entry's hash column.
 
-#include "protected_file/content_check.h"
-
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/sysmacros.h>
@@ -16,9 +14,8 @@
 
 #include "log.h"
 #include "open_file.h"
+#include "protected_file/comparison.h"
 #include "protected_file/digest.h"
-#include "protected_file/formatted.h"
-#include "protected_file/mismatch.h"
 
 namespace ZEMO::SELF_CHECK {
 namespace {
@@ -112,14 +109,14 @@ bool checkMembers(ProtectedFile& entry, const struct stat& st, bool& changed, st
   Directory const directory = openDirectory(entry._path);
   if (!directory) {
     log::openDirectoryFailed(entry._path);
-    return true;
+    return false;
   }
   Strays strays(entry._fixedEntries);
   bool const complete = findStrays(directory.get(), st.st_ctim, strays, read);
   if (!complete)
     log::readDirectoryFailed(entry._path);
   strays.record(entry, changed);
-  return !complete;
+  return complete;
 }
 
 // Stores at most 1023 bytes of the link's target.
@@ -138,7 +135,7 @@ bool compareContent(ProtectedFile& entry, const struct stat& st, bool& changed, 
   const std::string& path = entry._path;
   const std::string& expected = entry._hash;
   if (!isChecked(expected))
-    return false;
+    return true;
 
   std::string actual;
   switch (st.st_mode & S_IFMT) {
@@ -147,30 +144,25 @@ bool compareContent(ProtectedFile& entry, const struct stat& st, bool& changed, 
     case S_IFREG:
       if (!calculateRegularFileHash(path, st.st_size, actual, &read)) {
         log::hashFailed(path);
-        return true;
+        return false;
       }
       break;
     case S_IFLNK:
       if (!readTarget(path, actual)) {
         log::readLinkFailed(path);
-        return true;
+        return false;
       }
       break;
     case S_IFCHR:
       actual = formatted("%u,%u", major(st.st_rdev), minor(st.st_rdev));
       break;
     default:  // block devices too: lists do not state their numbers
-      return false;
+      return true;
   }
 
   if (actual != expected)
     recordMismatch(entry, changed, CHECK_ERROR_HASH, expected, std::move(actual));
-  return false;
-}
-
-bool ProtectedFile::checkHash(const struct stat& st, bool& changed) {
-  struct stat read = {};
-  return compareContent(*this, st, changed, read);
+  return true;
 }
 
 }  // namespace ZEMO::SELF_CHECK

@@ -1,4 +1,4 @@
-#include "protected_file/file_type.h"
+#include "protected_file/comparison.h"
 
 #include <gtest/gtest.h>
 

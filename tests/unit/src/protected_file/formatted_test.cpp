@@ -1,4 +1,4 @@
-#include "protected_file/formatted.h"
+#include "protected_file/comparison.h"
 
 #include <gtest/gtest.h>
 

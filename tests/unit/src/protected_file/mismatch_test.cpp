@@ -1,4 +1,4 @@
-#include "protected_file/mismatch.h"
+#include "protected_file/comparison.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -84,11 +84,4 @@ ProtectedFile::ProtectedFile(std::string line) {
     resolvePlaceholders(*this, _pkginfo);
 }
 
-ProtectedFile::~ProtectedFile() {
-  for (CheckError*& error : _errors) {
-    delete error;
-    error = nullptr;
-  }
-}
-
 }  // namespace ZEMO::SELF_CHECK

@@ -1,11 +1,14 @@
-// A list set as an object.
+// A list set as an object, and how it is loaded: found, verified, merged, its fixed directories
+// prepared.
 
 #include <zemo/selfcheck/file_list.h>
 
+#include <boost/algorithm/string/replace.hpp>
 #include <boost/make_shared.hpp>
 #include <utility>
 
 #include "file_list/paths.h"
+#include "log.h"
 
 namespace ZEMO::SELF_CHECK {
 
@@ -33,6 +36,21 @@ void FileList::addHook(const Hook& hook) {
 
 boost::shared_ptr<FileList::ProtectedFileMap> FileList::getProtectedFiles() const {
   return _protectedFiles;
+}
+
+bool FileList::loadList(bool verifySignatures) {
+  // One pass, not repeated: "....//" leaves "../". The directory keeps the name as it was given.
+  std::string const fileName = boost::algorithm::replace_all_copy(_name, "../", "");
+  std::string const pattern = _listDir + "/" + fileName + "." + _mode + ".*.list";
+
+  _listFiles = ::glob(_listDir, pattern);
+  if (_listFiles.empty())
+    return false;
+  if (verifySignatures && !checkSign()) {
+    log::setNotVerified(pattern);
+    return false;
+  }
+  return parseList() && fillFixedDirInfo();
 }
 
 std::string FileList::toString() const {
