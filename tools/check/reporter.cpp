@@ -1,0 +1,88 @@
+#include "check/reporter.h"
+
+#include "run/failure.h"
+#include "run/interruption.h"
+#include "sets/sets.h"
+#include "text/escape.h"
+
+using namespace ZEMO::SELF_CHECK;
+
+namespace tool {
+
+void Reporter::tell(std::size_t index) {
+  EntryOutcome& outcome = _walk.outcomes[index];
+  if (outcome.carriedOut && !outcome.changed) {  // as almost all of them, so: quickly
+    if (++_counters.checked == 1)                // then no longer "nothing was checked"
+      noteStatus();
+    return;
+  }
+  Walk::Entry entry = _walk.entries[index];
+  _progress.clear();
+  if (outcome.carriedOut)
+    ++_counters.checked;
+  if (outcome.changed)
+    tellMismatches(entry, outcome);
+  if (!outcome.carriedOut)
+    tellUnchecked(entry, outcome);
+  noteStatus();
+}
+
+// The library has logged why, unless there is nothing that it could have loaded.
+void Reporter::tellNotLoaded() {
+  const std::string& mode = _walk.options->plan.mode;
+  ++_counters.notLoaded;
+  std::string const what = "the set " + inQuotes(_walk.set);
+  if (!canNameSet(_walk.set))
+    say(what + " has a name that no set can have");
+  else if (listsOf(_walk.set, mode).empty())
+    say(whyNoLists(_walk.set, mode));
+  else
+    say(what + (_walk.facts.loaded ? " has no entries" : " could not be loaded"));
+  _report.notLoaded(_walk.set);
+}
+
+// That of an end before everything is told.
+void Reporter::noteStatus() {
+  endSoonAfterInterruption(exitStatus(_counters) | STATUS_UNCHECKED);
+}
+
+void Reporter::tellMismatches(Walk::Entry& entry, EntryOutcome& outcome) {
+  const Accepted& accepted = _walk.options->accepted;
+  std::vector<Finding> findings;
+  for (CheckError* error : entry->_errors)
+    findings.push_back({error, accepted.covers(*error)});
+  // The hook decides on the entry as a whole, as it does for the library's own check of a set.
+  _walk.hook(entry, outcome.changed);
+  if (outcome.changed)
+    count(findings);
+  for (const Finding& finding : findings)
+    _counters.accepted += finding.accepted ? 1 : 0;
+  _report.mismatches(_walk.set, entry->_path, findings);
+}
+
+void Reporter::tellUnchecked(const Walk::Entry& entry, EntryOutcome& outcome) {
+  ++_counters.unchecked;
+  if (outcome.exhausted)
+    outcome.log.emplace_back(outOfMemory);
+  for (const std::string& line : outcome.log)
+    say(escaped(line));
+  _report.unchecked(_walk.set, entry->_path, outcome.log);
+}
+
+void Reporter::count(const std::vector<Finding>& findings) {
+  bool changed = false;
+  for (const Finding& finding : findings) {
+    if (finding.accepted)
+      continue;
+    ++_counters.kinds[finding.error->_error];
+    if (finding.error->_error == CHECK_ERROR_UNKNOWN_FILE)
+      ++_counters.stray;
+    else if (finding.error->_error == CHECK_ERROR_NOT_EXIST)
+      ++_counters.missing;
+    else
+      changed = true;
+  }
+  _counters.changed += changed ? 1 : 0;
+}
+
+}  // namespace tool

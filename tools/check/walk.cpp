@@ -1,0 +1,162 @@
+#include "check/walk.h"
+
+#include <algorithm>
+#include <chrono>
+#include <ctime>
+#include <new>
+#include <thread>
+
+#include "check/estimate.h"
+#include "gnupg/signature_check.h"
+#include "io/paths.h"
+#include "run/failure.h"
+#include "run/interruption.h"
+#include "run/log_relay.h"
+#include "sets/sets.h"
+
+using namespace ZEMO::SELF_CHECK;
+
+namespace tool {
+namespace {
+
+bool isUnder(const std::string& path, const std::vector<std::string>& directories) {
+  return directories.empty() ||
+         std::any_of(directories.begin(), directories.end(),
+                     [&](const std::string& directory) { return isAtOrBelow(directory, path); });
+}
+
+}  // namespace
+
+void Walk::load() try {
+  if (!canNameSet(set))
+    return;
+  forgetPackage();
+  bool const loads = list.loadList(options->verify);
+  if (options->measure)
+    measure(loads);
+  if (!loads)
+    return;
+  for (const auto& [path, entry] : *list.getProtectedFiles()) {
+    if (isUnder(path, options->under))
+      entries.push_back(entry);
+  }
+  outcomes = std::make_unique<EntryOutcome[]>(entries.size());
+  facts.entries = entries.size();
+  facts.loaded = true;
+} catch (const std::bad_alloc&) {
+  say(outOfMemory);
+}
+
+// Asks GnuPG once more, for what the library does not hear: its words, by which alone a list counts
+// as verified here. Where one does not, nobody knows the oldest signature.
+void Walk::measure(bool loads) try {
+  std::vector<std::string> const lists = listsOf(set, options->plan.mode);
+  facts.lists = lists.size();
+  std::time_t oldest = 0;
+  if (!options->verify)
+    return;
+  for (const std::string& path : lists) {
+    SignatureCheck const check = checkSignature(path);
+    if (!check.verified) {
+      if (loads)  // else the library has said so
+        say("the metrics call " + inQuotes(path) + " not verified" +
+            (check.reason.empty() ? "" : ": " + check.reason));
+      return;
+    }
+    for (const Signature& signature : check.signatures) {
+      if (isGood(signature) && (oldest == 0 || signature.made < oldest))
+        oldest = signature.made;
+    }
+  }
+  facts.oldestSignature = oldest;
+  facts.verified = true;
+} catch (const Failure& failure) {
+  say(failure.what());
+}
+
+void Walk::check(std::size_t index) {
+  EntryOutcome& outcome = outcomes[index];
+  outcome.begun.store(true, std::memory_order_relaxed);
+  try {
+    Descriptor held;
+    outcome.delay = delayOf(*entries[index], options->plan.items, held);
+    if (outcome.delay.reason != Delay::Reason::NONE) {
+      outcome.begun.store(false, std::memory_order_relaxed);
+      return;
+    }
+    CollectedLog const collected(outcome.log);
+    outcome.carriedOut = entries[index]->check(outcome.changed, options->plan.items);
+  } catch (const std::bad_alloc&) {
+    outcome.exhausted = true;  // other entries may need less
+  }
+}
+
+// A file is read as a whole or not at all. Of one that is not, all but the content is compared.
+void Walk::checkLater(std::size_t index) {
+  constexpr std::chrono::milliseconds pause(5);
+  const Entry& entry = entries[index];
+  CHECK_ITEM const wanted = options->plan.items;
+  EntryOutcome& outcome = outcomes[index];
+  outcome.begun.store(true, std::memory_order_relaxed);
+  try {
+    Descriptor held;
+    Delay delay = delayOf(*entry, wanted, held);
+    while (delay.reason == Delay::Reason::LEASE && !interrupted() && options->late->mayWait()) {
+      std::this_thread::sleep_for(pause);
+      delay = delayOf(*entry, wanted, held);
+    }
+    bool const read = delay.reason == Delay::Reason::NONE ||
+                      (delay.reason == Delay::Reason::SIZE && delay.size <= outcome.paid);
+    CollectedLog const collected(outcome.log);
+    bool const checked = entry->check(
+        outcome.changed, read ? wanted : static_cast<CHECK_ITEM>(wanted & ~CHECK_ITEM_HASH));
+    outcome.carriedOut = checked && read;
+    if (!read)
+      outcome.log.push_back(notCompared(entry->_path, delay));
+  } catch (const std::bad_alloc&) {
+    outcome.exhausted = true;
+  }
+}
+
+void Walk::beginLater() {
+  for (std::size_t i = 0; i < entries.size(); ++i) {
+    EntryOutcome& outcome = outcomes[i];
+    if (outcome.delay.reason == Delay::Reason::NONE)
+      continue;
+    later.push_back(i);
+    if (outcome.delay.reason == Delay::Reason::SIZE && options->late->takes(outcome.delay.size))
+      outcome.paid = outcome.delay.size;
+  }
+  laterWorkers = std::make_unique<Workers>(later.size(), options->jobs,
+                                           [this](std::size_t i) { checkLater(later[i]); });
+}
+
+bool Walk::done(std::size_t index) const {
+  if (!workers->done(index) || outcomes[index].delay.reason == Delay::Reason::NONE)
+    return workers->done(index);
+  auto const place = std::lower_bound(later.begin(), later.end(), index);
+  return laterWorkers != nullptr &&
+         laterWorkers->done(static_cast<std::size_t>(place - later.begin()));
+}
+
+bool Walk::isQuick(std::size_t index) const {
+  return tool::isQuick(*entries[index], options->plan.items);
+}
+
+uint64_t Walk::bytes() const {
+  uint64_t bytes = 0;
+  for (const Entry& entry : entries)
+    bytes += bytesOf(*entry, options->plan.items);
+  return bytes;
+}
+
+uint64_t Walk::bytesRead() const {
+  uint64_t bytes = 0;
+  for (std::size_t i = 0; i < entries.size(); ++i) {
+    if (done(i) && outcomes[i].carriedOut)
+      bytes += tool::bytesRead(*entries[i], options->plan.items);
+  }
+  return bytes;
+}
+
+}  // namespace tool

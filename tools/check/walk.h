@@ -1,0 +1,75 @@
+// One set on its way through the threads: loaded, and its entries checked.
+
+#ifndef ZEMO_TOOLS_CHECK_WALK_H
+#define ZEMO_TOOLS_CHECK_WALK_H
+
+#include <zemo/selfcheck.h>
+
+#include <atomic>
+#include <boost/shared_ptr.hpp>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "check/later.h"
+#include "check/set_check.h"
+#include "run/workers.h"
+
+namespace tool {
+
+inline const char* const outOfMemory = "out of memory";
+
+// One entry's result, written by the thread that checks it.
+struct EntryOutcome {
+  std::atomic<bool> begun{false};  // to be told apart from what waits, when it is not done
+  Delay delay;                     // with a reason: the entry is among the later ones
+  uint64_t paid = 0;               // bytes that may be read though the entry states another size
+  bool carriedOut = false;
+  bool changed = false;
+  bool exhausted = false;  // there was not memory enough
+  std::vector<std::string> log;
+};
+
+// Everything that the threads use. They may outlive the check, see SetsCheck.
+struct Walk {
+  using Entry = boost::shared_ptr<ZEMO::SELF_CHECK::ProtectedFile>;
+
+  Walk(std::string name, std::shared_ptr<const CheckOptions> chosen)
+      : set(std::move(name)),
+        options(std::move(chosen)),
+        list(set, options->plan.mode),
+        hook(options->accepted.hook()) {}
+
+  std::string set;
+  std::shared_ptr<const CheckOptions> options;
+  ZEMO::SELF_CHECK::FileList list;
+  ZEMO::SELF_CHECK::FileList::Hook hook;
+  SetFacts facts;
+  std::vector<Entry> entries;
+  std::unique_ptr<EntryOutcome[]> outcomes;
+  std::vector<std::size_t> later;    // indices of the entries that are checked after the others
+  std::unique_ptr<Workers> workers;  // last, so that its threads end before what they use
+  std::unique_ptr<Workers> laterWorkers;  // of the later ones, once the others are done
+
+  void load();
+  void check(std::size_t index);
+  // To be called once, when all others are done.
+  void beginLater();
+  // Whether the entry's outcome stands.
+  bool done(std::size_t index) const;
+  bool isQuick(std::size_t index) const;
+  // What a check of all entries reads, as far as the lists tell.
+  uint64_t bytes() const;
+  // What all checks have read that were carried out by now.
+  uint64_t bytesRead() const;
+
+ private:
+  void measure(bool loads);
+  void checkLater(std::size_t index);
+};
+
+}  // namespace tool
+
+#endif
