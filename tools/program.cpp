@@ -2,13 +2,9 @@
 
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
-#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <new>
-#include <string>
-#include <vector>
 
 #include "commands.h"
 #include "io/descriptors.h"
@@ -34,47 +30,9 @@ const char* const overview =
     "  zemo-selfcheck doctor            look whether lists, keys and signatures are in order\n"
     "  zemo-selfcheck make --help       how to make a list\n";
 
-// The parser does not tell of a word before the command; it only misses the command, or shows help.
-void requireKnownCommand(const CLI::App& program) {
-  std::vector<std::string> const words = program.remaining();
-  if (!program.get_subcommands().empty() || words.empty())
-    return;
-  std::string const word = withoutGuards(words.front());
-  if (word.size() > 1 && word.front() == '-')
-    throw UsageError("there is no option " + inQuotes(word) +
-                     " before the command; see zemo-selfcheck --help");
-  std::string commands;
-  for (const CLI::App* command : program.get_subcommands(nullptr))
-    commands += (commands.empty() ? "" : ", ") + command->get_name();
-  throw UsageError("there is no command " + inQuotes(word) + "; there are: " + commands);
-}
-
-int reported(const CLI::ParseError& error, const CLI::App& program) {
-  requireKnownCommand(program);
-  if (error.get_exit_code() == 0) {  // --help or --version
-    program.exit(error);
-    flushOutput();
-    return STATUS_INTACT;
-  }
-  std::string command;
-  for (const CLI::App* chosen : program.get_subcommands())
-    command += " " + chosen->get_name();
-  say(escaped(withoutGuards(error.what())) + "; see zemo-selfcheck" + command + " --help");
-  return STATUS_USAGE;
-}
-
 int parsedAndRun(int argc, const char* const* argv) {
-  CLI::App program(description, "zemo-selfcheck");
-  Chosen chosen;
-  addCommands(program, chosen);
-  try {
-    std::vector<std::string> words = guarded(argc, argv);
-    std::reverse(words.begin(), words.end());  // which is how the parser wants them
-    program.parse(words);
-  } catch (const CLI::ParseError& error) {
-    return reported(error, program);
-  }
-  int status = chosen();
+  Chosen const chosen = allCommands().parse(argc, argv);
+  int status = chosen.run();
   try {
     flushOutput();
   } catch (const Failure& failure) {
@@ -98,24 +56,10 @@ int runAndReport(int argc, const char* const* argv) {
   return STATUS_NOT_LOADED;
 }
 
-// Later versions of the parser would break the lines of examples as those of a paragraph.
-template <typename Formatter>
-auto keepLinesOfExamples(Formatter& formatter, int)
-    -> decltype(formatter.enable_footer_formatting(false)) {
-  formatter.enable_footer_formatting(false);
-}
-
-template <typename Formatter>
-void keepLinesOfExamples(Formatter&, long) {}  // older ones never do
-
 }  // namespace
 
-void addCommands(CLI::App& program, Chosen& chosen) {
-  keepLinesOfExamples(*program.get_formatter(), 0);
-  program.require_subcommand(1);
-  program.set_version_flag("--version", "zemo-selfcheck " ZEMO_VERSION);
-  program.footer(overview);
-  Commands commands(program, chosen);
+Commands allCommands() {
+  Commands commands("zemo-selfcheck", ZEMO_VERSION, description, overview);
   addCheck(commands);
   addFiles(commands);
   addVerify(commands);
@@ -126,6 +70,7 @@ void addCommands(CLI::App& program, Chosen& chosen) {
   addSign(commands);
   addInitHome(commands);
   addRemoveKey(commands);
+  return commands;
 }
 
 int runProgram(int argc, const char* const* argv) {

@@ -7,8 +7,8 @@
 
 namespace tool {
 
-// Fills `program` with all commands and their options; the one that is parsed is put into `chosen`.
-void addCommands(CLI::App& program, Chosen& chosen);
+// All commands and their options.
+Commands allCommands();
 
 // Runs the program with these arguments and returns its exit status (run/failure.h).
 int runProgram(int argc, const char* const* argv);

@@ -4,7 +4,6 @@
 
 #include <zemo/selfcheck.h>
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <filesystem>
 
@@ -14,6 +13,7 @@
 #include "engine/target.h"
 #include "models/escape.h"
 #include "program.h"
+#include "run/failure.h"
 #include "support/doubles/recorded_log.h"
 #include "support/doubles/scripted_exec.h"
 
@@ -21,18 +21,14 @@ namespace {
 
 // The command that the words name; empty where they are wrong, or ask for help.
 std::string parsed(const std::vector<const char*>& words) {
-  CLI::App program;
-  tool::Chosen chosen;
-  tool::addCommands(program, chosen);
   try {
-    std::vector<std::string> guarded = tool::guarded(static_cast<int>(words.size()), words.data());
-    std::reverse(guarded.begin(), guarded.end());
-    program.parse(guarded);
-  } catch (const CLI::ParseError&) {
+    tool::Chosen const chosen =
+        tool::allCommands().parse(static_cast<int>(words.size()), words.data());
+    fuzz::require(static_cast<bool>(chosen.run), "a command is chosen");
+    return chosen.command;
+  } catch (const tool::UsageError&) {
     return "";
   }
-  fuzz::require(static_cast<bool>(chosen), "a command is chosen");
-  return program.get_subcommands().back()->get_name();
 }
 
 // Also takes standard input away. False when that fails.

@@ -4,7 +4,12 @@
 #include <algorithm>
 #include <charconv>
 #include <functional>
+#include <sstream>
 #include <utility>
+
+#include "io/descriptors.h"
+#include "run/failure.h"
+#include "text/escape.h"
 
 namespace tool {
 
@@ -54,8 +59,8 @@ CLI::Option* oneOf(CLI::App& command, const char* name, const char* type, Target
       ->transform(valueOf(command, name), "");
 }
 
-}  // namespace
-
+// The words of main()'s arguments, without the program's name, so that the parser leaves them
+// whole.
 std::vector<std::string> guarded(int argc, const char* const* argv) {
   std::vector<std::string> words(argv + std::min(argc, 1), argv + argc);
   for (std::string& word : words) {
@@ -65,10 +70,56 @@ std::vector<std::string> guarded(int argc, const char* const* argv) {
   return words;
 }
 
+// `message`, which may quote such words, for people.
 std::string withoutGuards(std::string message) {
   message.erase(std::remove(message.begin(), message.end(), guard), message.end());
   return message;
 }
+
+// The parser does not tell of a word before the command; it only misses the command, or shows help.
+void requireKnownCommand(const CLI::App& program) {
+  std::vector<std::string> const words = program.remaining();
+  if (!program.get_subcommands().empty() || words.empty())
+    return;
+  std::string const word = withoutGuards(words.front());
+  if (word.size() > 1 && word.front() == '-')
+    throw UsageError("there is no option " + inQuotes(word) +
+                     " before the command; see zemo-selfcheck --help");
+  std::string commands;
+  for (const CLI::App* command : program.get_subcommands(nullptr))
+    commands += (commands.empty() ? "" : ", ") + command->get_name();
+  throw UsageError("there is no command " + inQuotes(word) + "; there are: " + commands);
+}
+
+// What an end of parsing comes to.
+Chosen answerTo(const CLI::ParseError& error, const CLI::App& program) {
+  requireKnownCommand(program);
+  if (error.get_exit_code() == 0) {  // --help or --version
+    std::ostringstream out;
+    program.exit(error, out);
+    return {"", [text = out.str()] {
+              writeOut(text);
+              return STATUS_INTACT;
+            }};
+  }
+  std::string command;
+  for (const CLI::App* chosen : program.get_subcommands())
+    command += " " + chosen->get_name();
+  throw UsageError(escaped(withoutGuards(error.what())) + "; see zemo-selfcheck" + command +
+                   " --help");
+}
+
+// Later versions of the parser would break the lines of examples as those of a paragraph.
+template <typename Formatter>
+auto keepLinesOfExamples(Formatter& formatter, int)
+    -> decltype(formatter.enable_footer_formatting(false)) {
+  formatter.enable_footer_formatting(false);
+}
+
+template <typename Formatter>
+void keepLinesOfExamples(Formatter&, long) {}  // older ones never do
+
+}  // namespace
 
 void Arguments::words(const char* name, std::vector<std::string>& target, const char* text) {
   (void)severalOf(_command, name, "", target, text)->allow_extra_args();
@@ -137,11 +188,50 @@ void Arguments::list(const char* name, const char* type, std::vector<std::string
   (void)severalOf(_command, name, type, target, text)->delimiter(',');
 }
 
-Arguments Commands::add(const char* name, const char* text, const char* examples, Chosen run) {
-  CLI::App* const command = _program.add_subcommand(name, text);
+Commands::Commands(const char* program, const char* version, const char* text, const char* more)
+    : _program(std::make_unique<CLI::App>(text, program)), _chosen(std::make_unique<Chosen>()) {
+  keepLinesOfExamples(*_program->get_formatter(), 0);
+  _program->require_subcommand(1);
+  _program->set_version_flag("--version", std::string(program) + " " + version);
+  _program->footer(more);
+}
+
+Commands::Commands(Commands&& other) noexcept = default;
+
+Commands& Commands::operator=(Commands&& other) noexcept = default;
+
+Commands::~Commands() = default;
+
+Arguments Commands::add(const char* name, const char* text, const char* examples,
+                        std::function<int()> run) {
+  CLI::App* const command = _program->add_subcommand(name, text);
   command->footer(examples);
-  command->callback([chosen = &_chosen, run = std::move(run)] { *chosen = run; });
+  command->callback([chosen = _chosen.get(), name, run = std::move(run)] {
+    *chosen = {name, run};
+  });
   return Arguments(*command);
+}
+
+Chosen Commands::parse(int argc, const char* const* argv) {
+  try {
+    std::vector<std::string> words = guarded(argc, argv);
+    std::reverse(words.begin(), words.end());  // which is how the parser wants them
+    _program->parse(words);
+  } catch (const CLI::ParseError& error) {
+    return answerTo(error, *_program);
+  }
+  return *_chosen;
+}
+
+std::vector<Commands::Option> Commands::options() const {
+  std::vector<Option> options;
+  for (const CLI::App* command : _program->get_subcommands(nullptr)) {
+    for (const CLI::Option* option : command->get_options()) {
+      for (const std::string& name : option->get_lnames())
+        options.push_back({command->get_name(), name, option->get_items_expected_max() > 0});
+    }
+  }
+  return options;
 }
 
 }  // namespace tool

@@ -6,6 +6,7 @@
 
 #include <functional>
 #include <initializer_list>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -15,13 +16,6 @@ class App;
 }
 
 namespace tool {
-
-// The words of main()'s arguments, without the program's name, so that the parser leaves them
-// whole.
-std::vector<std::string> guarded(int argc, const char* const* argv);
-
-// `message`, which may quote such words, for people.
-std::string withoutGuards(std::string message);
 
 // What one command takes. Every operation adds something; `text` describes it for --help, `type`
 // stands there for its value, and `target`, which has to live until the command has run, gets what
@@ -66,21 +60,40 @@ class Arguments {
   CLI::App& _command;
 };
 
-// The command that the arguments ask for, ready to run; it returns the exit status.
-using Chosen = std::function<int()>;
+// What the arguments ask for.
+struct Chosen {
+  std::string command;       // empty for help and the version
+  std::function<int()> run;  // returns the exit status
+};
 
 // The program to which commands are added.
 class Commands {
  public:
-  Commands(CLI::App& program, Chosen& chosen) : _program(program), _chosen(chosen) {}
+  // `text` describes the program for --help, which ends with `more`.
+  Commands(const char* program, const char* version, const char* text, const char* more);
+  Commands(Commands&& other) noexcept;
+  Commands& operator=(Commands&& other) noexcept;
+  ~Commands();
 
   // Adds a command, described in a line, and with examples, for --help. When the arguments name it,
-  // parsing them makes `run` the chosen one; nothing is done before that is called.
-  Arguments add(const char* name, const char* text, const char* examples, Chosen run);
+  // parsing them chooses `run`; nothing is done before that is called.
+  Arguments add(const char* name, const char* text, const char* examples, std::function<int()> run);
+
+  // Parses main()'s arguments. Throws UsageError where they are wrong.
+  Chosen parse(int argc, const char* const* argv);
+
+  struct Option {
+    std::string command;
+    std::string name;  // the long one, without dashes
+    bool takesValue;
+  };
+
+  // Those of all commands.
+  std::vector<Option> options() const;
 
  private:
-  CLI::App& _program;
-  Chosen& _chosen;
+  std::unique_ptr<CLI::App> _program;
+  std::unique_ptr<Chosen> _chosen;  // which the parser sets
 };
 
 }  // namespace tool
