@@ -30,7 +30,7 @@ void make(const std::string& path) {
   _exit(0);
 }
 
-TEST(Leftovers, AreRemovedBySignalThoughAnotherProgramMakesThemAgain) {
+TEST(TemporaryPaths, AreRemovedBySignalThoughAnotherProgramMakesThemAgain) {
   TemporaryDirectory const temporary;
   std::string const directory = temporary / "scratch";
   std::string const file = directory + "/file";
