@@ -1,4 +1,4 @@
-"""The Markdown documents of the source tree, and the fenced blocks and tables in them."""
+"""The documents of the source tree, Markdown and man pages, and the fenced blocks and tables in them."""
 
 import os
 import re
@@ -51,20 +51,41 @@ class Document:
 
     def rows(self, *header):
         """Yields the rows, lists of cells, of all tables whose first row is `header`."""
-        inside = False
-        for _, line in self.prose:
+        for table in self._scdoc_tables() if self.name.endswith(".scd") else self._markdown_tables():
+            if [unquoted(cell) for cell in table[0]] == list(header):
+                yield from table[1:]
+
+    def _markdown_tables(self):
+        """Yields the tables, lists of rows; each line that begins with "|" is a row."""
+        table = []
+        for _, line in [*self.prose, (0, "")]:
             if not line.startswith("|"):
-                inside = False
-                continue
-            cells = [cell.strip() for cell in re.split(r"(?<!\\)\|", line)[1:-1]]
-            if cells == list(header):
-                inside = True
-            elif inside and set(line) - set("|-: "):
-                yield cells
+                if table:
+                    yield table
+                table = []
+            elif set(line) - set("|-: ") or not table:
+                table.append([cell.strip() for cell in re.split(r"(?<!\\)\|", line)[1:-1]])
+
+    def _scdoc_tables(self):
+        """Yields the tables, lists of rows; each cell is a line, "[[" begins a table and "|" a row."""
+        table = []
+        for _, line in [*self.prose, (0, "")]:
+            if line.startswith(("[[ ", "|  ")):
+                table.append([line[3:].strip()])
+            elif table and line.startswith((":[ ", ":  ")):
+                table[-1].append(line[3:].strip())
+            elif table:
+                yield table
+                table = []
+
+
+def unquoted(cell):
+    """Returns the text of a cell without the marks of code or of bold letters."""
+    return cell.strip("`*")
 
 
 def documents(source):
-    """Returns all documents of the tree, in the order of their names."""
+    """Returns all Markdown documents of the tree, in the order of their names."""
     names = []
     for folder, subfolders, files in os.walk(source):
         subfolders[:] = [
