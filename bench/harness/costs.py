@@ -39,7 +39,7 @@ def loading(ours: Ours, entries: int) -> list[Contestant]:
     fixed = _synthetic(ours, "fixed", entries, entries // 100)
     return [
         _own(ours, "library, sorted", "load_list", in_order),
-        _own(ours, "plain way, sorted", "plain_load", in_order),
+        _own(ours, "plain implementation, sorted", "plain_load", in_order),
         _own(ours, "data types alone, sorted", "bare_load", in_order),
         _own(ours, "library, shuffled", "load_list", shuffled),
         _own(ours, "insertion alone, shuffled", "bare_insert", shuffled),

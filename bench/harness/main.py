@@ -167,9 +167,11 @@ class Benchmark:
         works = [work for name, work in self.works.items() if name in self.groups]
         command = self._shorten(shlex.join(["bench/run", *sys.argv[1:]]))
         markdown = table.markdown(
-            about, versions, command, works, self.groups, self.contestants, aims, self._shorten
+            about, versions, command, works, self.groups, self.contestants, aims
         )
         (options.output / "performance.md").write_text(markdown, encoding="utf-8")
+        commands = table.commands(self.contestants, self._shorten)
+        (options.output / "commands.md").write_text(commands, encoding="utf-8")
         raw = {
             "machine": about,
             "versions": versions,
@@ -186,6 +188,9 @@ class Benchmark:
         (options.output / "runs.json").write_text(text + "\n", encoding="utf-8")
         plot.svg(self.groups, [work.name for work in works], options.output / "performance.svg")
         print(markdown)
-        progress(f"written: performance.md, performance.svg and runs.json in {options.output}")
+        progress(
+            "written: performance.md, commands.md, performance.svg and runs.json"
+            f" in {options.output}"
+        )
         if options.publish:
             publish.publish(options.output)

@@ -119,7 +119,7 @@ class Ours:
                 f"zemo-selfcheck, {threads_text(threads)}",
                 [str(self.tool), "check", "--jobs", str(threads), "--no-progress"],
                 threads=threads,
-                note="verifies signatures and loads the list, too",
+                note="also verifies signatures and loads the list",
             )
             for threads in several
         ]

@@ -112,7 +112,7 @@ def aide(work: Work, directory: Path, threads: int) -> list[Contestant]:
                 f"AIDE, {threads_text(number)}",
                 ["aide", "--check", "--config", str(configuration)],
                 threads=number,
-                note="directories, too",
+                note="also directories",
             )
         )
     run_quietly("aide", "--init", "--config", configuration)
@@ -158,7 +158,7 @@ def mtree(work: Work, directory: Path, threads: int) -> list[Contestant]:
         Contestant(
             "mtree",
             ["mtree", "-e", "-f", str(description), "-p", work.root],
-            note="that directories are there, too",
+            note="also that directories exist",
         )
     ]
 
@@ -178,7 +178,7 @@ def integrit(work: Work, directory: Path, threads: int) -> list[Contestant]:
     )
     run_quietly("integrit", "-C", configuration, "-u")
     return [
-        Contestant("integrit", ["integrit", "-C", str(configuration), "-c"], note="directories, too")
+        Contestant("integrit", ["integrit", "-C", str(configuration), "-c"], note="also directories")
     ]
 
 
@@ -228,7 +228,7 @@ def rpm(work: Work, directory: Path, threads: int) -> list[Contestant]:
         Contestant(
             "rpm --verify",
             ["rpm", "--dbpath", str(database), "-V", "--nodeps", "zemo-bench-work"],
-            note="its package made with SHA-1 instead of its usual SHA-256; directories and times, too",
+            note="its package made with SHA-1 instead of its usual SHA-256; also directories and times",
         )
     ]
 

@@ -65,11 +65,11 @@ def aims(groups: Groups, list_bytes: int, threads: int) -> list[Aim]:
             tool = runs.get(f"zemo-selfcheck, {threads} threads")
             if threads == 2 and tool:
                 ratio = (median(tool) - median(runs[LOADING])) / median(runs[LIMIT])
-                found.append(Aim(f"2 threads check {work}, less loading, of the limit", ratio, 0, 0.56))
+                found.append(Aim(f"2 threads check {work}, without loading, of the limit", ratio, 0, 0.56))
     if runs := groups.get("loading"):
         in_order = median(runs["library, sorted"])
-        ratio = in_order / median(runs["plain way, sorted"])
-        found.append(Aim("loading a sorted list, of the plain way", ratio, 0, 0.5))
+        ratio = in_order / median(runs["plain implementation, sorted"])
+        found.append(Aim("loading a sorted list, of the plain implementation", ratio, 0, 0.5))
         printed = runs["library, sorted"][0].printed
         beyond = printed["bytes_per_entry"] - list_bytes / printed["entries"]
         found.append(Aim("memory of an entry beyond its line", beyond, 0, 600, " bytes"))
@@ -83,7 +83,7 @@ def aims(groups: Groups, list_bytes: int, threads: int) -> list[Aim]:
         ratio = one / median(runs["GnuPG alone"])
         found.append(Aim("SelfCheckFiles on one path, of GnuPG alone", ratio, 0, 1.6))
         dearer = 1000 * (median(runs["1 path, from 1 GiB of memory"]) - one)
-        found.append(Aim("the same from 1 GiB of memory, dearer", dearer, -math.inf, 5, " ms"))
+        found.append(Aim("the same from 1 GiB of memory, extra time", dearer, -math.inf, 5, " ms"))
     for what in ["load", "check"]:
         if points := growth(groups, what):
             found.append(Aim(f"{what} grows with the entries to the power", slope(points), 0.9, 1.1))

@@ -74,13 +74,13 @@ def _plain(title: str, runs: dict) -> list[str]:
     return lines + [""]
 
 
-def _commands(contestants: dict[str, list[Contestant]], shorten) -> list[str]:
-    lines = ["### Commands", "", "```text"]
+def commands(contestants: dict[str, list[Contestant]], shorten) -> str:
+    lines = ["```text"]
     for group, members in contestants.items():
         for one in members:
             words = one.command if len(one.command) < 50 else [*one.command[:4], "…"]
             lines.append(f"{group}, {one.name}: {shorten(' '.join(words))}")
-    return lines + ["```", ""]
+    return "\n".join([*lines, "```"]) + "\n"
 
 
 def markdown(
@@ -91,7 +91,6 @@ def markdown(
     groups: Groups,
     contestants: dict[str, list[Contestant]],
     aims: list[Aim],
-    shorten,
 ) -> str:
     lines = [_row("", ""), "|---|---|"]
     lines += [_row(name, text) for name, text in machine.items()]
@@ -105,4 +104,4 @@ def markdown(
     for title, runs in groups.items():
         if title not in [work.name for work in works]:
             lines += _plain(title, runs)
-    return "\n".join(lines + _commands(contestants, shorten)).rstrip() + "\n"
+    return "\n".join(lines).rstrip() + "\n"
