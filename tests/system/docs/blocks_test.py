@@ -12,7 +12,7 @@ private root of its own, where pkg-config and CMake find the installed library. 
               line, and a line "..." for any number of lines. Commands may fail.
     text      Shown only; but like console if a line begins with "$ ".
     c, cpp, python, cmake
-              Is a file of examples/, whole, or begins with a comment that names a file. The file is
+              A copy of a file of examples/, or begins with a comment that names a file. The file is
               written, and a later block uses it.
 
 A block below <!-- not executed: REASON --> is left out; all such are counted and printed.
@@ -52,7 +52,7 @@ def file_name(source, block):
     first = next((line for line in block.lines if not line.startswith("#!")), "")
     named = NAMED.match(first)
     if not named or not named[1].endswith(CODE[block.language]):
-        raise Mistake("is no file of examples/, and its first line names no file")
+        raise Mistake("is not a file of examples/, and its first line does not name a file")
     return named[1]
 
 
@@ -124,8 +124,7 @@ def script_of(source, document, folder):
                     raise Mistake(f"there is an earlier block {name}")
                 with open(f"{folder}/{name}", "w", encoding="utf-8") as file:
                     file.write(block.text)
-                if document.name != "README.md":  # which shows the examples, built elsewhere
-                    files.append((block, name, len(script.steps)))
+                files.append((block, name, len(script.steps)))
         except Mistake as mistake:
             raise Mistake(f"{document.name}:{block.line}: {mistake}") from None
     for block, name, step in files:
