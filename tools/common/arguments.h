@@ -4,6 +4,7 @@
 #ifndef ZEMO_TOOLS_COMMON_ARGUMENTS_H
 #define ZEMO_TOOLS_COMMON_ARGUMENTS_H
 
+#include <cstddef>
 #include <functional>
 #include <initializer_list>
 #include <optional>
@@ -23,6 +24,10 @@ std::vector<std::string> guarded(int argc, const char* const* argv);
 // `message`, which may quote such words, for people.
 std::string withoutGuards(std::string message);
 
+// The text of --help for the program or one of its commands, which is called `name`, in lines of at
+// most `width` columns, or of 40 where there are fewer. Lines of its examples stay as they are.
+std::string helpText(const CLI::App& command, const std::string& name, std::size_t width);
+
 // What one command takes. Every operation adds something; `text` describes it for --help, `type`
 // stands there for its value, and `target`, which has to live until the command has run, gets what
 // is given.
@@ -30,8 +35,9 @@ class Arguments {
  public:
   explicit Arguments(CLI::App& command) : _command(command) {}
 
-  // All words that belong to no option.
+  // All words that belong to no option; of those that are required there must be one.
   void words(const char* name, std::vector<std::string>& target, const char* text);
+  void requiredWords(const char* name, std::vector<std::string>& target, const char* text);
 
   // One word, which must be there.
   void word(const char* name, std::string& target, const char* text);
@@ -74,9 +80,10 @@ class Commands {
  public:
   Commands(CLI::App& program, Chosen& chosen) : _program(program), _chosen(chosen) {}
 
-  // Adds a command, described in a line, and with examples, for --help. When the arguments name it,
+  // Adds a command. For --help, `text` describes it in a line, and each line of `more` is a
+  // paragraph, but those that begin with a blank, which are examples. When the arguments name it,
   // parsing them makes `run` the chosen one; nothing is done before that is called.
-  Arguments add(const char* name, const char* text, const char* examples, Chosen run);
+  Arguments add(const char* name, const char* text, const char* more, Chosen run);
 
  private:
   CLI::App& _program;

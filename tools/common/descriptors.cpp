@@ -1,6 +1,7 @@
 #include "common/descriptors.h"
 
 #include <fcntl.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -40,6 +41,12 @@ void occupyStandardDescriptors() {
     if (open("/dev/null", number == 0 ? O_WRONLY : O_RDONLY) < 0)  // NOLINT(android-cloexec-open)
       return;
   }
+}
+
+std::size_t terminalWidth(int descriptor) {
+  constexpr std::size_t usual = 80;
+  winsize size = {};
+  return ioctl(descriptor, TIOCGWINSZ, &size) != 0 || size.ws_col == 0 ? usual : size.ws_col;
 }
 
 void flushOutput() {

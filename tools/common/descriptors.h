@@ -3,6 +3,8 @@
 #ifndef ZEMO_TOOLS_COMMON_DESCRIPTORS_H
 #define ZEMO_TOOLS_COMMON_DESCRIPTORS_H
 
+#include <cstddef>
+
 namespace tool {
 
 // An open descriptor, closed when this goes; -1 is none.
@@ -26,6 +28,9 @@ class Descriptor {
 // Occupies those of the descriptors 0 to 2 that are closed, so that no file that is opened later
 // gets their number and the program's output. Writing to one that was closed still fails.
 void occupyStandardDescriptors();
+
+// The columns of the terminal that `descriptor` is; 80 where it is none, or one that does not say.
+std::size_t terminalWidth(int descriptor);
 
 // Writes out what standard output holds back. Throws Failure if anything could not be written.
 void flushOutput();
