@@ -36,7 +36,7 @@ class Directory {
 };
 
 // Why somebody other than root and the caller can change what has this status: "belongs to the user
-// 1000" or "can be written by others"; empty if nobody else can.
+// 1000" or "is writable by others"; empty if nobody else can.
 std::string strangerIn(const struct stat& status);
 
 // Throws Failure(STATUS_NOT_LOADED) if somebody other than root and the caller owns or can write to
