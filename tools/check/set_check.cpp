@@ -149,7 +149,7 @@ void Walk::measure(bool loads) try {
     SignatureCheck const check = checkSignature(path);
     if (!check.verified) {
       if (loads)  // else the library has said so
-        say("the metrics call " + inQuotes(path) + " not verified" +
+        say("the metrics count " + inQuotes(path) + " as not verified" +
             (check.reason.empty() ? "" : ": " + check.reason));
       return;
     }
@@ -315,9 +315,9 @@ class Reporter {
 
 // The library has logged why, unless there is nothing that it could have loaded.
 void sayNotLoaded(const std::string& set, const std::string& mode, bool loaded) {
-  std::string const what = "the set " + inQuotes(set);
+  std::string const what = "set " + inQuotes(set);
   if (!canNameSet(set))
-    say(what + " has a name that no set can have");
+    say(what + " has an invalid name");
   else if (listsOf(set, mode).empty())
     say(whyNoLists(set, mode));
   else
@@ -524,7 +524,7 @@ class SetsCheck {
       }
       whole = false;  // and it is not told later either, should it be done by then
       if (walk.outcomes[next].begun.load(std::memory_order_relaxed))
-        say("interrupted during the check of " + inQuotes(walk.entries[next]->_path));
+        say("interrupted while checking " + inQuotes(walk.entries[next]->_path));
     }
     return whole && next == walk.entries.size();
   }
