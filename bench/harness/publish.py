@@ -13,7 +13,7 @@ def publish(output: Path):
     page = DOCS / "performance.md"
     text = page.read_text(encoding="utf-8")
     if text.count(BEGIN) != 1 or text.count(END) != 1:
-        raise Failure(f"{page} has not the two lines {BEGIN} and {END}; put them back")
+        raise Failure(f"{page} lacks the lines {BEGIN} and {END}; restore them")
     before, rest = text.split(BEGIN)
     after = rest.split(END)[1]
     result = (output / "performance.md").read_text(encoding="utf-8")
