@@ -23,13 +23,11 @@ namespace tool {
 namespace {
 
 const char* const examples =
-    "Prints each mismatch, and a last line that sums up. A file that --accept reads has one line "
-    "for each\n"
-    "known difference: a path, or the start of paths ending in /, and optionally a TAB and the "
-    "kinds,\n"
-    "such as size,hash (the others: owner, group, type, permission, missing, stray).\n"
-    "\n"
-    "Examples:\n"
+    "Prints each mismatch, then a summary. The file for --accept has one line for each known "
+    "difference: a path, or a directory ending in / for everything below it, optionally followed "
+    "by a TAB and the kinds of mismatch, such as size,hash (the others are owner, group, type, "
+    "permission, missing and stray).\n"
+    "\nExamples:\n"
     "  zemo-selfcheck check\n"
     "  zemo-selfcheck check --all --format json > report.jsonl\n"
     "  zemo-selfcheck check --all --metrics /var/lib/prometheus/node-exporter/zemo-selfcheck.prom\n"
@@ -64,7 +62,7 @@ std::vector<std::string> directoriesNamed(std::vector<std::string> directories) 
 
 std::unique_ptr<CheckReport> reportFor(const Options& options) {
   if (options.nul && options.format == "json")
-    throw UsageError("-z does not go with --format json");
+    throw UsageError("-z cannot be combined with --format json");
   if (options.quiet)
     return std::make_unique<CheckReport>();
   if (options.format == "paths")
@@ -75,16 +73,17 @@ std::unique_ptr<CheckReport> reportFor(const Options& options) {
 // Whoever reads metrics takes them for those of the whole set, and a file has each sample once.
 void requireMeasurable(const CheckPlan& plan, const Options& options) {
   if (options.metrics->empty())
-    throw UsageError("--metrics takes the name of a file");
+    throw UsageError("--metrics needs the name of a file");
   if (*options.metrics == "-")
     throw UsageError(
-        "--metrics writes to a file, not to standard output; ./- names a file that is called so");
+        "--metrics writes to a file, not to standard output; use ./- for a file called -");
   if (!options.under.empty() || plan.items != itemsNamed({"all"}))
-    throw UsageError("--metrics tells of whole checks and does not go with --under or --items");
+    throw UsageError(
+        "--metrics covers whole checks and cannot be combined with --under or --items");
   std::set<std::string> seen;
   for (const std::string& set : plan.sets) {
     if (!seen.insert(set).second)
-      throw UsageError("--metrics takes each set once, not " + inQuotes(set) + " again");
+      throw UsageError("--metrics takes each set only once: " + inQuotes(set) + " is repeated");
   }
 }
 
@@ -95,7 +94,7 @@ void explain(const Counters& counters, const Options& options) {
     say(summaryLine(counters));
   if (counters.checked + counters.unchecked + counters.notLoaded == 0 && !counters.partial)
     say(options.under.empty() ? "nothing was checked: there are no entries"
-                              : "nothing was checked: no entry lies at or below --under");
+                              : "nothing was checked: no entry is at or below --under");
 }
 
 // Returns what that adds to the exit status.
@@ -142,7 +141,7 @@ int runCheck(const Options& options) {
   auto const measure = [&] {
     // Metrics without the sets of packages would look as if there were none.
     if (options.metrics && counters.setsUnknown)
-      say("the metrics " + inQuotes(*options.metrics) + " stay as they are");
+      say("the metrics in " + inQuotes(*options.metrics) + " are left unchanged");
     else if (options.metrics)
       status |= writeMetricsOrSay(*options.metrics, options.mode, std::move(runs));
   };
@@ -161,24 +160,25 @@ int runCheck(const Options& options) {
 
 void addCheck(Commands& program) {
   auto const options = std::make_shared<Options>();
-  Arguments takes = program.add("check", "Check all files that sets of lists name", examples,
+  Arguments takes = program.add("check", "Check every file that the lists of a set name", examples,
                                 [options] { return runCheck(*options); });
-  takes.words("SET", options->sets, "Sets to check; without any, the system's own, wam");
+  takes.words("SET", options->sets, "Sets to check (default: wam, the system's own)");
   takes.flag("--all", options->all, "Check wam and the sets of all packages");
-  takes.value("--mode", "MODE", options->mode, "Kind of lists");
+  takes.value("--mode", "MODE", options->mode, "Mode of the lists");
   takes.list("--items", "ITEM,...", options->items,
-             "What to compare: size, owner, group, type, permission, hash or all, the default");
+             "Items to compare: size, owner, group, type, permission, hash or all (default: all)");
   takes.repeated("--under", "DIR", options->under,
-                 "Check only what lies at or below this directory");
-  takes.number("--jobs", options->jobs, 1, mostJobs, "Threads; without it, one for each processor");
+                 "Check only what is at or below this directory; may be repeated");
+  takes.number("--jobs", options->jobs, 1, mostJobs,
+               "Number of threads (default: one per processor)");
   takes.value("--accept", "FILE", options->accept, "Read known differences from this file");
   takes.value("--metrics", "FILE", options->metrics,
-              "Write metrics for Prometheus to this file, which node_exporter reads");
+              "Write metrics to this file, for Prometheus's node_exporter");
   takes.flag("--no-verify", options->noVerify, "Do not verify the lists' signatures");
-  takes.choice("--format", {"text", "paths", "json"}, options->format, "How to print");
-  takes.flag("-z,--null", options->nul, "End lines by a zero byte, and write names as they are");
-  takes.flag("--no-progress", options->noProgress, "Show no progress on a terminal");
-  takes.flag("--quiet", options->quiet, "Print nothing but errors");
+  takes.choice("--format", {"text", "paths", "json"}, options->format, "Output format");
+  takes.flag("-z,--null", options->nul, "End lines with a zero byte, and do not escape names");
+  takes.flag("--no-progress", options->noProgress, "Do not show progress on a terminal");
+  takes.flag("--quiet", options->quiet, "Print only errors");
 }
 
 }  // namespace tool

@@ -14,11 +14,10 @@ namespace tool {
 namespace {
 
 const char* const examples =
-    "OLD and NEW are lists, if they have a slash or end in .list, and otherwise sets. A list is\n"
-    "taken as it is written, a set as its lists merge. Line by line: + added, - removed, ~ "
-    "changed,\n"
-    "with the column and its two values; a summary at the end. Exit status: 0 no entry differs,\n"
-    "1 some do, 16 one could not be read.\n"
+    "OLD and NEW are lists if they contain a slash or end in .list, and sets otherwise. A list is "
+    "taken as it is written, a set as its lists merge. Prints a line for each difference (+ added, "
+    "- removed, ~ changed, with the column and its two values), then a summary. Exit status: 0 if "
+    "no entry differs, 1 if some do, 16 if a list or set could not be read.\n"
     "\n"
     "Examples:\n"
     "  zemo-selfcheck diff old/wam.full.base.list ./wam.full.base.list\n"
@@ -104,11 +103,11 @@ void addDiff(Commands& program) {
   auto const options = std::make_shared<Options>();
   Arguments takes = program.add("diff", "Compare two lists or sets, column by column", examples,
                                 [options] { return runDiff(*options); });
-  takes.word("OLD", options->before, "A list or a set");
-  takes.word("NEW", options->after, "A list or a set");
-  takes.value("--mode", "MODE", options->mode, "Kind of the sets' lists");
+  takes.word("OLD", options->before, "List or set to compare with");
+  takes.word("NEW", options->after, "List or set to compare");
+  takes.value("--mode", "MODE", options->mode, "Mode of the sets' lists");
   takes.flag("--no-verify", options->noVerify, "Do not verify the sets' signatures");
-  takes.choice("--format", {"text", "json"}, options->format, "How to print");
+  takes.choice("--format", {"text", "json"}, options->format, "Output format");
 }
 
 }  // namespace tool

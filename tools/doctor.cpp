@@ -1,4 +1,4 @@
-// doctor: whether all that the library relies on is in order, and how to mend what is not.
+// doctor: whether all that the library relies on is in order, and how to fix what is not.
 
 #include <zemo/selfcheck.h>
 
@@ -23,6 +23,7 @@
 #include "sets/label.h"
 #include "sets/merged_set.h"
 #include "sets/sets.h"
+#include "text/strings.h"
 
 using ZEMO::SELF_CHECK::ProtectedFile;
 
@@ -30,17 +31,15 @@ namespace tool {
 namespace {
 
 const char* const examples =
-    "Looks at the set wam and at every set of a package: directories, lists, signatures, "
-    "listorder,\n"
-    "key ring, gpg.conf, who may write to them and to all above them (by owner and permission;\n"
-    "access control lists are not looked at), and the lists' lines. Each problem is followed by a\n"
-    "command or an edit that mends it. Exit status: 0 all is well, 16 a set does not load or "
-    "verify\n"
-    "for this caller, 8 another problem; both are added.\n"
+    "Examines the set wam and the set of every package: directories, lists, signatures, listorder, "
+    "key ring, gpg.conf, who may write to them and to all directories above them (by owner and "
+    "permissions; access control lists are not examined), and the lists' lines. Each problem is "
+    "followed by a fix, a command or an edit. Exit status: 0 if all is well, otherwise the sum of "
+    "16 (a set does not load or verify for this user) and 8 (another problem).\n"
     "\n"
     "Examples:\n"
     "  zemo-selfcheck doctor              all problems\n"
-    "  zemo-selfcheck doctor --verbose    what is well, too\n";
+    "  zemo-selfcheck doctor --verbose    all checks that pass as well\n";
 
 struct Options {
   std::string mode = defaultMode;
@@ -75,14 +74,14 @@ class Doctor {
       if (error && error != std::errc::no_such_file_or_directory &&
           error != std::errc::not_a_directory)
         _findings.problem(STATUS_UNCHECKED,
-                          "cannot look at " + inQuotes(packagesDirectory) + ": " + error.message(),
+                          "cannot examine " + inQuotes(packagesDirectory) + ": " + error.message(),
                           "run this as root");
       else
         _findings.well("there are no sets of packages");
       return;
     }
     if (!_ownership.look(packagesDirectory, Kind::DIRECTORY, STATUS_NOT_LOADED,
-                         "put the directory with the sets of packages there, if there are any"))
+                         "if there are sets of packages, put the directory with them there"))
       return;
     try {
       for (const std::string& name : packageDirectories()) {
@@ -102,13 +101,13 @@ class Doctor {
       requireSetName(name);
       if (name != systemSet)
         return true;
-      problem = "the set of that name lies in " + inQuotes(systemDirectory);
+      problem = "the set of that name is in " + inQuotes(systemDirectory);
     } catch (const Failure& failure) {
       problem = failure.what();
     }
     _findings.problem(STATUS_UNCHECKED,
                       "no set can be loaded from " + inQuotes(directory) + ": " + problem,
-                      "this directory needs another name, or should be removed");
+                      "rename or remove this directory");
     return false;
   }
 
@@ -124,7 +123,7 @@ class Doctor {
     if (!isReadable(files.directory)) {
       _findings.problem(
           STATUS_NOT_LOADED,
-          "the lists in " + inQuotes(files.directory) + " cannot be found by this caller",
+          "the lists in " + inQuotes(files.directory) + " cannot be found by this user",
           "chmod a+rx " + directory);
       return;
     }
@@ -134,10 +133,11 @@ class Doctor {
       files.lists = listsOf(set, _mode);
     }
     if (files.lists.empty()) {
-      _findings.problem(STATUS_NOT_LOADED, whyNoLists(set, _mode),
-                        set == systemSet ? "make, sign and install one, see zemo-selfcheck-make(1)"
-                                         : "make, sign and install one, see "
-                                           "zemo-selfcheck-make(1), or remove the directory");
+      _findings.problem(
+          STATUS_NOT_LOADED, whyNoLists(set, _mode),
+          set == systemSet
+              ? "make, sign and install one (see zemo-selfcheck-make(1))"
+              : "make, sign and install one (see zemo-selfcheck-make(1)), or remove the directory");
       return;
     }
     try {
@@ -177,11 +177,12 @@ class Doctor {
         files.contents.back() = readListFile(list);
       } catch (const Failure& failure) {
         complete = false;
-        _findings.problem(failure.status(), failure.what(),
-                          isReadable(list)
-                              ? "make, sign and install the list again: it begins with the line " +
-                                    listHeader + " and a line of any text"
-                              : "chmod a+r " + shellWord(list));
+        _findings.problem(
+            failure.status(), failure.what(),
+            isReadable(list)
+                ? "make, sign and install the list again: it must begin with the line " +
+                      listHeader + " and a second line of any text"
+                : "chmod a+r " + shellWord(list));
       }
     }
     return complete;
@@ -196,13 +197,13 @@ class Doctor {
         continue;
       std::optional<Label> const label = parseLabel(files.contents[i]->label);
       if (!label || label->set != files.set || label->mode != files.mode || label->list != name)
-        foreign.add(inQuotes(files.lists[i]) + " is read as a list of the mode " +
-                    inQuotes(files.mode) + ", though it is named like one of the mode " +
+        foreign.add(inQuotes(files.lists[i]) + " is read as a list of mode " +
+                    inQuotes(files.mode) + ", but it is named like one of mode " +
                     inQuotes(files.mode + "." + name.substr(0, name.find('.'))));
     }
     _findings.problems(STATUS_UNCHECKED, foreign,
-                       "give the other mode a name without a dot, or the list one that its second "
-                       "line states, and sign it",
+                       "give the other mode a name without a dot, or the list the name that its "
+                       "second line states, and sign it",
                        "set " + inQuotes(files.set) +
                            " has no lists named like those of another "
                            "mode");
@@ -214,7 +215,7 @@ class Doctor {
     std::vector<std::string> lines;
     CollectedLog const log(lines);
     if (ProtectedFile::setPkg(set)) {
-      _findings.well("the package " + inQuotes(set) + " is installed");
+      _findings.well("package " + inQuotes(set) + " is installed");
       return true;
     }
     std::string const package = "/var/packages/" + set;
@@ -222,16 +223,14 @@ class Doctor {
     if (std::filesystem::is_directory(package + "/target", error))
       _findings.problem(
           STATUS_NOT_LOADED,
-          "the user of the package " + inQuotes(set) + " is not known: " + reasonFrom(lines),
-          "put the name of an account that exists on the only line of " +
+          "the user of package " + inQuotes(set) + " is not known: " + reasonFrom(lines),
+          "write the name of an existing account as the only line of " +
               inQuotes(package + "/user"));
     else
-      _findings.problem(STATUS_NOT_LOADED,
-                        "the set " + inQuotes(set) + " has no package: " + reasonFrom(lines),
-                        "either the package has to be installed, or, if it is gone for good, the "
-                        "directory of its set "
-                        "removed: " +
-                            inQuotes(setDirectory(set)));
+      _findings.problem(
+          STATUS_NOT_LOADED, "set " + inQuotes(set) + " has no package: " + reasonFrom(lines),
+          "install the package, or, if it is gone for good, remove the directory of its set: " +
+              inQuotes(setDirectory(set)));
     return false;
   }
 
@@ -241,18 +240,18 @@ class Doctor {
     try {
       MergedSet const merged = mergedSet(files.set, files.mode, false);
       _findings.well("set " + inQuotes(files.set) + " has " +
-                     std::to_string(merged.entries.size()) + " entries in " +
-                     std::to_string(merged.lists.size()) + " lists");
+                     counted(merged.entries.size(), "entry", "entries") + " in " +
+                     counted(merged.lists.size(), "list", "lists"));
       if (merged.entries.empty())
-        _findings.problem(STATUS_NOT_LOADED,
-                          "the lists of the set " + inQuotes(files.set) +
-                              " have no entries, so that nothing is checked",
-                          "make, sign and install others, see zemo-selfcheck-make(1)");
+        _findings.problem(
+            STATUS_NOT_LOADED,
+            "the lists of set " + inQuotes(files.set) + " have no entries, so nothing is checked",
+            "make, sign and install others (see zemo-selfcheck-make(1))");
       checkFixedDirectories(files.set, merged, _findings);
       checkParents(files.set, merged, _findings);
     } catch (const Failure& failure) {
       _findings.problem(failure.status(),
-                        "the set " + inQuotes(files.set) + " does not load: " + failure.what() +
+                        "set " + inQuotes(files.set) + " does not load: " + failure.what() +
                             (lines.empty() ? "" : " (" + reasonFrom(lines) + ")"),
                         "make, sign and install its lists again");
     }
@@ -260,13 +259,12 @@ class Doctor {
 
   void summarize(std::size_t sets) const {
     std::size_t const problems = _findings.problemCount();
-    std::string const well = std::to_string(_findings.wellCount()) + " checks of " +
-                             std::to_string(sets) + (sets == 1 ? " set" : " sets");
+    std::string const passed = counted(_findings.wellCount(), "check", "checks") + " of " +
+                               counted(sets, "set", "sets") + " passed";
     if (problems == 0)
-      printf("all is well: %s\n", well.c_str());
+      printf("all is well: %s\n", passed.c_str());
     else
-      printf("%zu %s; %s are well\n", problems, problems == 1 ? "problem" : "problems",
-             well.c_str());
+      printf("%s; %s\n", counted(problems, "problem", "problems").c_str(), passed.c_str());
   }
 
   std::string _mode;
@@ -284,10 +282,10 @@ int runDoctor(const Options& options) {
 
 void addDoctor(Commands& program) {
   auto const options = std::make_shared<Options>();
-  Arguments takes = program.add("doctor", "Look whether lists, signatures and keys are in order",
+  Arguments takes = program.add("doctor", "Look for problems with lists, signatures and keys",
                                 examples, [options] { return runDoctor(*options); });
-  takes.value("--mode", "MODE", options->mode, "Kind of lists");
-  takes.flag("--verbose", options->verbose, "Name what is well, too");
+  takes.value("--mode", "MODE", options->mode, "Mode of the lists");
+  takes.flag("--verbose", options->verbose, "Also print what is well");
 }
 
 }  // namespace tool

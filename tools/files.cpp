@@ -21,7 +21,8 @@ namespace tool {
 namespace {
 
 const char* const examples =
-    "Prints the flag word, the names of its flags (or intact) and the path, separated by blanks.\n"
+    "Prints a line for each path: the flag word, the names of its flags (or intact) and the path, "
+    "separated by spaces.\n"
     "\n"
     "Examples:\n"
     "  zemo-selfcheck files /bin/ls /etc/passwd\n"
@@ -97,20 +98,21 @@ int runFiles(const Options& options) {
     std::vector<std::string> const more = readNames(*options.from, options.nul);
     paths.insert(paths.end(), more.begin(), more.end());
     if (paths.empty())
-      throw Failure(STATUS_NOT_LOADED, "there are no names in " + inQuotes(*options.from));
+      throw Failure(STATUS_NOT_LOADED, inQuotes(*options.from) + " contains no names");
   }
   for (const std::string& path : paths) {
     // The library takes names that end at a zero byte.
     if (path.find('\0') != std::string::npos)
-      throw Failure(STATUS_NOT_LOADED, "the name " + inQuotes(path) + " has a zero byte; see -z");
+      throw Failure(STATUS_NOT_LOADED,
+                    "the name " + inQuotes(path) + " contains a zero byte; see -z");
   }
   if (paths.empty())
-    throw UsageError("name at least one file, or give --from");
+    throw UsageError("give at least one path, or --from");
 
   std::vector<SELFCHECK_RESULT> results(paths.size());
   if (SelfCheckFiles(listOf(paths).get(), results.data()) != 0)
     throw Failure(STATUS_NOT_LOADED,
-                  "nothing is known of these files: the set wam cannot be loaded, or one of them "
+                  "these files were not checked: set 'wam' cannot be loaded, or one of the files "
                   "cannot be read");
   int status = STATUS_INTACT;
   for (std::size_t i = 0; i < paths.size(); ++i) {
@@ -130,11 +132,11 @@ void addFiles(Commands& program) {
   auto const options = std::make_shared<Options>();
   Arguments takes = program.add("files", "Check the named files against the system's own lists",
                                 examples, [options] { return runFiles(*options); });
-  takes.words("PATH", options->paths, "Paths, exactly as the lists name them");
+  takes.words("PATH", options->paths, "Paths, exactly as in the lists");
   takes.value("--from", "FILE", options->from,
-              "Read more paths from this file, - for standard input");
+              "Read more paths from this file, or from standard input if it is -");
   takes.flag("-z,--null", options->nul,
-             "End names by a zero byte, read and written, and write them as they are");
+             "End names with a zero byte, on input and output, and do not escape them");
 }
 
 }  // namespace tool

@@ -25,15 +25,15 @@
 #include "sets/label.h"
 #include "sets/sets.h"
 #include "text/escape.h"
+#include "text/strings.h"
 
 namespace tool {
 namespace {
 
 const char* const examples =
-    "Makes the directory, gpg.conf and the key ring, as far as they are missing, and adds keys.\n"
-    "A home without this gpg.conf needs a trust database, which users who cannot write to the "
-    "home\n"
-    "do not get: no list would verify for them.\n"
+    "Creates the directory, gpg.conf and the key ring where they are missing, and adds keys. "
+    "Without this gpg.conf, GnuPG needs a trust database that users without write access cannot "
+    "create, and no list would verify for them.\n"
     "\n"
     "Examples:\n"
     "  gpg --export 6136B3167575C697A6AB41B58489D4A54BFA7117 > maker.gpg\n"
@@ -92,7 +92,7 @@ class MadeDirectories {
 
   [[noreturn]] static void fail(const std::string& path, int error) {
     throw Failure(STATUS_NOT_LOADED,
-                  withReason("cannot make the directory " + inQuotes(path), error));
+                  withReason("cannot create directory " + inQuotes(path), error));
   }
 
   // The latest first; none goes into which somebody has put something meanwhile.
@@ -115,12 +115,12 @@ std::string ownConfiguration() {
 std::string keptConfiguration(const std::string& path, const RegularFile& file) {
   std::string content = file.content();
   OptionReading const reading = readOptions(content);
-  std::string names;
+  std::vector<std::string> names;
   for (const NeededOption* const option : reading.missing)
-    names += (names.empty() ? "" : ", ") + inQuotes(option->line);
+    names.push_back(inQuotes(option->line));
   if (!names.empty())
-    throw Failure(STATUS_NOT_LOADED, inQuotes(path) + " is there already and lacks " + names +
-                                         ": add that or remove the file");
+    throw Failure(STATUS_NOT_LOADED, inQuotes(path) + " exists but lacks " + listed(names) +
+                                         ": add what is missing or remove the file");
   return content;
 }
 
@@ -129,7 +129,7 @@ void warnOfClosedDirectories(const std::string& home) {
   std::string directory = home;
   for (;; directory = directoryOf(directory)) {
     if (stat(directory.c_str(), &status) == 0 && (status.st_mode & S_IXOTH) == 0)
-      say("warning: other users cannot enter " + inQuotes(directory) + ", and so cannot verify");
+      say("warning: other users cannot enter " + inQuotes(directory) + ", so they cannot verify");
     if (directory == "/" || directory == ".")
       return;
   }
@@ -183,7 +183,7 @@ std::vector<Key> proveHome(const std::string& home) {
     return keysOfHome(home);
   } catch (const Failure& failure) {
     throw Failure(failure.status(),
-                  std::string(failure.what()) + "; gpg.conf and the key ring have been installed");
+                  std::string(failure.what()) + "; gpg.conf and the key ring are installed");
   }
 }
 
@@ -194,12 +194,11 @@ int runInitHome(const Options& options) {
   std::vector<Key> const keys = proveHome(home);
   for (const Key& key : keys) {
     if (key.created > std::time(nullptr))
-      say("warning: this machine's clock is behind: the key " + key.fingerprint + " was made at " +
+      say("warning: this machine's clock is slow: key " + key.fingerprint + " was created at " +
           utcText(key.created));
     printf("%s\n", keyText(key).c_str());
   }
-  printf("%s trusts %zu %s\n", escaped(home).c_str(), keys.size(),
-         keys.size() == 1 ? "key" : "keys");
+  printf("%s trusts %s\n", escaped(home).c_str(), counted(keys.size(), "key", "keys").c_str());
   return STATUS_INTACT;
 }
 
@@ -207,12 +206,12 @@ int runInitHome(const Options& options) {
 
 void addInitHome(Commands& program) {
   auto const options = std::make_shared<Options>();
-  Arguments takes = program.add(
-      "init-home", "Make the GnuPG home that lists are verified with, and add keys to it", examples,
-      [options] { return runInitHome(*options); });
+  Arguments takes =
+      program.add("init-home", "Create the GnuPG home that verifies lists, and add keys to it",
+                  examples, [options] { return runInitHome(*options); });
   takes.values("--import", "FILE", options->files,
-               "Files of public keys to trust, or pipes; - is standard input");
-  takes.value("--homedir", "DIR", options->home, "The home");
+               "Files or pipes with public keys to trust; - is standard input");
+  takes.value("--homedir", "DIR", options->home, "GnuPG home directory");
 }
 
 }  // namespace tool

@@ -34,8 +34,8 @@ namespace tool {
 namespace {
 
 const char* const examples =
-    "Writes the list whole or not at all, after it has been read back and compared with the disk.\n"
-    "Its name says what it is: SET.MODE.NAME.list; the set is wam, or the package's.\n"
+    "Writes the whole list or nothing, after reading it back and comparing it with the disk. The "
+    "name of the list must be SET.MODE.NAME.list, where SET is wam or the name of the package.\n"
     "\n"
     "Examples:\n"
     "  zemo-selfcheck make --output wam.full.base.list /usr --exclude /usr/local\n"
@@ -126,29 +126,29 @@ void requireUnchanged(const std::vector<Described>& found, const MakePlan& plan)
   for (const Described& described : found) {
     if (!described.changed)
       continue;
-    say(inQuotes(described.path) + " is not what its package installed");
+    say(inQuotes(described.path) + " differs from what its package installed");
     number += 1;
   }
   if (number > 0 && !plan.allowChanged)
-    throw Failure(STATUS_CHANGED, "no list is written, because of " +
+    throw Failure(STATUS_CHANGED, "no list was written, because of " +
                                       counted(number, "changed file", "changed files") +
                                       "; --allow-changed lists them as they are");
 }
 
 void warnOfUnlisted(const std::set<std::string>& directories) {
   constexpr std::size_t most = 3;
-  std::string names;
-  std::size_t number = 0;
+  std::vector<std::string> names;
   for (const std::string& directory : directories) {
-    if (number++ < most)
-      names += (names.empty() ? "" : ", ") + inQuotes(directory);
+    if (names.size() < most)
+      names.push_back(inQuotes(directory));
   }
-  if (number == 0)
+  if (names.empty())
     return;
-  say("warning: no list states " + names +
-      (number > most ? " and " + std::to_string(number - most) + " more" : "") +
-      ", above listed files, to be " + (number == 1 ? "a directory" : "directories") +
-      ": a link in that place would be followed");
+  if (directories.size() > most)
+    names.push_back(std::to_string(directories.size() - most) + " more");
+  say("warning: no list requires " + listed(names) + ", above listed files, to be " +
+      (names.size() == 1 ? "a directory: a link in its place would be followed"
+                         : "directories: a link in their place would be followed"));
 }
 
 // The list, written and proved, for what is `found`; from there, what vanishes meanwhile is taken
@@ -170,8 +170,8 @@ std::optional<AtomicFile> verifiedList(const MakePlan& plan, const Placeholders&
       *readBack(file->temporary(), plan, found, difference), plan, found, difference, progress);
   status = verification.status;
   if (status != STATUS_INTACT) {
-    say("no list is written: files changed while it was made, or a member of a fixed directory is "
-        "left out");
+    say("no list was written: files changed meanwhile, or a member of a fixed directory is "
+        "excluded");
     return std::nullopt;
   }
   if (verification.gone.empty())
@@ -212,50 +212,52 @@ int runMake(const MakeOptions& options) {
                         contentOf(directory, plan.output) != readWholeFile(file->temporary());
   file->commit();
   if (outdated)
-    say(inQuotes(signature) + " no longer fits the list: run zemo-selfcheck sign next");
+    say(inQuotes(signature) + " no longer matches the list: run zemo-selfcheck sign next");
   warnOfUnlisted(unlistedParents(before, found, placeholders.packageDirectory()));
   puts(summary(plan, difference).c_str());
   return STATUS_INTACT;
 }
 
 void addWhatToList(Arguments& takes, MakeOptions& options) {
-  takes.words("PATH", options.paths, "Files, and directories with all that lies below them");
+  takes.words("PATH", options.paths, "Files, and directories with everything below them");
   takes.value("--from", "FILE", options.from,
-              "List the files named in this file, - for standard input; directories without "
-              "what lies in them");
-  takes.flag("-z,--null", options.nul, "The names of --from end by a zero byte");
-  takes.values("--dpkg", "PACKAGE", options.dpkg, "List the files of these packages of dpkg's");
+              "List the files named in this file (- is standard input), and directories without "
+              "their members");
+  takes.flag("-z,--null", options.nul, "Names read by --from end with a zero byte");
+  takes.values("--dpkg", "PACKAGE", options.dpkg, "List the files of these Debian packages");
   takes.flag("--conffiles", options.conffiles,
-             "State size and content of the packages' configuration files, too");
+             "Also state size and content of the packages' configuration files");
   takes.flag("--allow-changed", options.allowChanged,
-             "List files of packages that are not as dpkg installed them, too, and name them");
-  takes.repeated("--exclude", "GLOB", options.exclude,
-                 "Leave out what matches, and all below it: with a slash, the whole path; "
-                 "without, the last component");
-  takes.repeated("--fixed", "DIR", options.fixed,
-                 "List this directory with its members as the only ones that it may have");
+             "Also list files that differ from what dpkg installed, and name them");
+  takes.repeated(
+      "--exclude", "GLOB", options.exclude,
+      "Leave out paths that match, and everything below them; a pattern with a slash is matched "
+      "against the whole path, any other against the last component; may be repeated");
+  takes.repeated(
+      "--fixed", "DIR", options.fixed,
+      "List this directory and its members, and allow no other members; may be repeated");
   takes.list("--omit", "ITEM,...", options.omit,
-             "Do not state size, owner, group, type, permission, hash, or all of them");
+             "Do not state size, owner, group, type, permission or hash, or all of them");
 }
 
 void addWhatToWrite(Arguments& takes, MakeOptions& options) {
-  takes.requiredValue("--output", "FILE", options.output, "The list to write");
+  takes.requiredValue("--output", "FILE", options.output, "List to write");
   takes.value("--package", "NAME", options.package,
-              "The list is one of this package's set, with placeholders for its directory and "
-              "user");
-  takes.value("--mode", "MODE", options.mode, "Kind of lists");
+              "Write a list for this package's set, with placeholders for its directory and user");
+  takes.value("--mode", "MODE", options.mode, "Mode of the list");
   takes.values("--base", "LIST", options.base,
-               "Write only what differs from these lists, which are read before this one");
-  takes.value("--serial", "N", options.serial, "The list's serial number instead of its date");
-  takes.number("--jobs", options.jobs, 1, mostJobs, "Threads; without it, one for each processor");
-  takes.flag("--no-progress", options.noProgress, "Show no progress on a terminal");
+               "Write only what differs from these lists, which are read before it");
+  takes.value("--serial", "N", options.serial, "Serial number of the list (default: its date)");
+  takes.number("--jobs", options.jobs, 1, mostJobs,
+               "Number of threads (default: one per processor)");
+  takes.flag("--no-progress", options.noProgress, "Do not show progress on a terminal");
 }
 
 }  // namespace
 
 void addMake(Commands& program) {
   auto const options = std::make_shared<MakeOptions>();
-  Arguments takes = program.add("make", "Write a list that states files as they are now", examples,
+  Arguments takes = program.add("make", "Write a list of files as they are now", examples,
                                 [options] { return runMake(*options); });
   addWhatToList(takes, *options);
   addWhatToWrite(takes, *options);

@@ -20,15 +20,15 @@ const char* const description =
     "Checks installed files against signed check lists, and makes, signs and explains such lists.";
 
 const char* const overview =
-    "Exit status, a set of bits: 1 something changed, 2 is missing, 4 is stray in a directory "
-    "with\n"
-    "fixed members, 8 could not be checked, 16 nothing was done, or a set could not be loaded or\n"
-    "verified, 64 wrong usage. 0 means that all is well.\n"
+    "Exit status: 0 if all is well, otherwise the sum of 1 (something changed), 2 (something is "
+    "missing), 4 (a stray file in a directory with fixed members), 8 (something could not be "
+    "checked), 16 (nothing was done, or a set could not be loaded or verified) and 64 (wrong "
+    "usage).\n"
     "\n"
     "Examples:\n"
     "  zemo-selfcheck check             check the operating system's own set\n"
-    "  zemo-selfcheck doctor            look whether lists, keys and signatures are in order\n"
-    "  zemo-selfcheck make --help       how to make a list\n";
+    "  zemo-selfcheck doctor            find problems with lists and keys\n"
+    "  zemo-selfcheck make --help       show how to make a list\n";
 
 int parsedAndRun(int argc, const char* const* argv) {
   Chosen const chosen = allCommands().parse(argc, argv);

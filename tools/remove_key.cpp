@@ -24,9 +24,9 @@ namespace tool {
 namespace {
 
 const char* const examples =
-    "Removes all of the keys or none. Then says which lists have verified before and do not any\n"
-    "more, and ends with 16; a set with such a list cannot be loaded until that is signed with\n"
-    "another key.\n"
+    "Removes all of the keys or none. Then prints the lists that no longer verify, and exits with "
+    "status 16 if there are any: a set with such a list cannot be loaded until that list is signed "
+    "with another key.\n"
     "\n"
     "Example:\n"
     "  zemo-selfcheck remove-key 6136B3167575C697A6AB41B58489D4A54BFA7117\n";
@@ -43,8 +43,6 @@ std::vector<std::string> wanted(const Options& options) {
     if (std::find(fingerprints.begin(), fingerprints.end(), fingerprint) == fingerprints.end())
       fingerprints.push_back(fingerprint);
   }
-  if (fingerprints.empty())
-    throw UsageError("name at least one key by its fingerprint");
   return fingerprints;
 }
 
@@ -55,17 +53,17 @@ Key keyWith(const std::string& fingerprint, const std::vector<Key>& keys) {
       return key;
     if (std::find(key.subkeys.begin(), key.subkeys.end(), fingerprint) != key.subkeys.end())
       throw Failure(STATUS_NOT_LOADED, fingerprint + " is a subkey of " + key.fingerprint +
-                                           ": give that one; nothing is removed");
+                                           ": give that key; nothing was removed");
   }
   throw Failure(STATUS_NOT_LOADED,
-                "there is no key " + fingerprint + " in the key ring; nothing is removed");
+                "key " + fingerprint + " is not in the key ring; nothing was removed");
 }
 
 // The lists of all sets and modes that verify now.
 std::vector<std::string> verifyingLists() {
   ChosenSets const sets = chosenSets({}, true);
   if (!sets.unknown.empty())
-    say("warning: cannot look at the lists of packages: " + sets.unknown);
+    say("warning: cannot examine the lists of packages: " + sets.unknown);
   std::vector<std::string> lists;
   for (const std::string& set : sets.names) {
     std::string const directory = setDirectory(set);
@@ -100,7 +98,7 @@ std::vector<Key> removeFrom(KeyRing& ring, const std::vector<std::string>& finge
 int reportOrphans(const std::vector<std::string>& verifiedBefore) {
   std::string const doubt = doubtAbout(systemDirectory);
   if (!doubt.empty()) {  // GnuPG is then not run
-    say("which lists still verify is not known: " + doubt);
+    say("unable to tell which lists still verify: " + doubt);
     return STATUS_UNCHECKED;
   }
   std::size_t count = 0;
@@ -111,7 +109,7 @@ int reportOrphans(const std::vector<std::string>& verifiedBefore) {
     count += 1;
   }
   if (count == 0)
-    printf("all lists that have verified before still do\n");
+    printf("all lists that verified before still do\n");
   return count == 0 ? STATUS_INTACT : STATUS_NOT_LOADED;
 }
 
@@ -123,7 +121,7 @@ int runRemoveKey(const Options& options) {
   refuseOtherRings(home);
   KeyRing ring(directory);
   if (!ring.isCopy())
-    throw Failure(STATUS_NOT_LOADED, "there is no key ring " + inQuotes(ringIn(home)));
+    throw Failure(STATUS_NOT_LOADED, "key ring " + inQuotes(ringIn(home)) + " does not exist");
   bool const systemHome = isSystemHome(home);
   std::vector<std::string> const before =
       systemHome ? verifyingLists() : std::vector<std::string>();
@@ -138,8 +136,8 @@ void addRemoveKey(Commands& program) {
   auto const options = std::make_shared<Options>();
   Arguments takes = program.add("remove-key", "Retire keys by removing them from the key ring",
                                 examples, [options] { return runRemoveKey(*options); });
-  takes.words("FINGERPRINT", options->fingerprints, "Full fingerprints of primary keys");
-  takes.value("--homedir", "DIR", options->home, "The home");
+  takes.requiredWords("FINGERPRINT", options->fingerprints, "Full fingerprints of primary keys");
+  takes.value("--homedir", "DIR", options->home, "GnuPG home directory");
 }
 
 }  // namespace tool

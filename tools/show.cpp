@@ -24,13 +24,13 @@ namespace tool {
 namespace {
 
 const char* const examples =
-    "A word that begins with / is a PATH: its entry and all below it are shown. Any other is a "
-    "SET.\n"
-    "Each line is that of a list, with the name of the list that it comes from as eighth column,\n"
-    "which the library ignores. Names are escaped on a terminal, and as they are elsewhere.\n"
+    "A WORD that begins with / is a path: its entry and everything below it are shown. Any other "
+    "WORD is a set. Each line is a line of a list, followed by the name of the list that it comes "
+    "from as an eighth column, which the library ignores. Names are escaped on a terminal, and "
+    "written as they are elsewhere.\n"
     "\n"
     "Examples:\n"
-    "  zemo-selfcheck show /etc                 what the set wam says of /etc and what is below\n"
+    "  zemo-selfcheck show /etc                 what the set wam says of /etc and below\n"
     "  zemo-selfcheck show demo --format json   the entries of the package demo\n";
 
 struct Options {
@@ -139,12 +139,12 @@ int runShow(const Options& options) {
     try {
       shown += showSet(options, set, filter);
     } catch (const Failure& failure) {
-      say("set " + inQuotes(set) + ": " + failure.what());
+      say(failure.what());
       status |= failure.status();
     }
   }
   for (const std::string& path : filter.notFound()) {
-    say("there is no entry of " + inQuotes(path) + " or below it");
+    say("there is no entry at or below " + inQuotes(path));
     status |= STATUS_UNCHECKED;
   }
   if (shown == 0 && status == STATUS_INTACT)
@@ -158,11 +158,11 @@ void addShow(Commands& program) {
   auto const options = std::make_shared<Options>();
   Arguments takes = program.add("show", "Show the merged entries of sets and where they come from",
                                 examples, [options] { return runShow(*options); });
-  takes.words("WORD", options->words, "Sets (wam if none is named) and paths");
-  takes.value("--mode", "MODE", options->mode, "Kind of lists");
+  takes.words("WORD", options->words, "Sets (default: wam) and paths to show");
+  takes.value("--mode", "MODE", options->mode, "Mode of the lists");
   takes.flag("--all", options->all, "Show wam and the sets of all packages");
   takes.flag("--no-verify", options->noVerify, "Do not verify the lists' signatures");
-  takes.choice("--format", {"text", "json"}, options->format, "How to print");
+  takes.choice("--format", {"text", "json"}, options->format, "Output format");
 }
 
 }  // namespace tool

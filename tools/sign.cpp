@@ -42,8 +42,8 @@ namespace tool {
 namespace {
 
 const char* const examples =
-    "Writes LIST.asc, an armoured detached signature with the digest SHA-512, made by GnuPG.\n"
-    "Agent, pinentry and terminal are the caller's own.\n"
+    "Writes LIST.asc, an armoured detached GnuPG signature with the digest SHA-512. GnuPG uses "
+    "your own agent, pinentry and terminal.\n"
     "\n"
     "Example:\n"
     "  zemo-selfcheck sign wam.full.base.list --key maker@example.org\n";
@@ -64,7 +64,7 @@ void warnOfLabel(const std::string& path, const std::string& line) {
   std::optional<Label> const label = parseLabel(line);
   if (!label) {
     say("warning: " + inQuotes(path) +
-        " does not say in line 2 which list it is, so it can stand in for another");
+        " does not say in line 2 which list it is, so it can pass as another");
     return;
   }
   std::string const name = label->set + "." + label->mode + "." + label->list + ".list";
@@ -78,11 +78,12 @@ Signed readList(const std::string& path, const Directory& directory) {
   struct stat above = {};
   if (fstat(directory.get(), &above) != 0)
     throw Failure(STATUS_NOT_LOADED,
-                  withReason("cannot look at " + inQuotes(directory.path()), errno));
+                  withReason("cannot examine " + inQuotes(directory.path()), errno));
   // Signing it would publish it, by a name that the other one's owner knows nothing of.
   if (file.status().st_nlink > 1 && !strangerIn(above).empty())
-    throw Failure(STATUS_NOT_LOADED, inQuotes(path) + " has other names, in a directory that " +
-                                         strangerIn(above) + ": copy it to one of your own");
+    throw Failure(STATUS_NOT_LOADED,
+                  inQuotes(path) + " has other hard links, in a directory that " +
+                      strangerIn(above) + ": copy it to a directory of your own");
   std::string content = file.content();
   warnOfLabel(path, listIn(content, path).label);
   return {directory, path, std::move(content)};
@@ -100,17 +101,13 @@ void sign(const Signed& list, const Signer& signer) {
   DirectoryLock const lock(list.directory);
   if (RegularFile(list.directory, list.path).content() != list.content)
     throw Failure(STATUS_NOT_LOADED,
-                  inQuotes(list.path) + " has changed while it was being signed; sign it again");
+                  inQuotes(list.path) + " changed while it was being signed; sign it again");
   listFile.commit();
   signatureFile.commit();
   printf("%s.asc: signed by %s\n", escaped(list.path).c_str(), keyText(signer.key()).c_str());
 }
 
 int runSign(const Options& options) {
-  if (options.lists.empty())
-    throw UsageError("name at least one list");
-  if (options.key.empty())
-    throw UsageError("--key is needed: the key to sign with");
   std::string const home = options.home ? homeFrom(*options.home) : "";
   if (!home.empty())
     (void)ownHome(home);
@@ -132,9 +129,9 @@ void addSign(Commands& program) {
   auto const options = std::make_shared<Options>();
   Arguments takes = program.add("sign", "Sign check lists with GnuPG", examples,
                                 [options] { return runSign(*options); });
-  takes.words("LIST", options->lists, "Check lists");
-  takes.value("--key", "KEY", options->key, "The secret key: fingerprint, key id or user id");
-  takes.value("--homedir", "DIR", options->home, "Another GnuPG home than the caller's own");
+  takes.requiredWords("LIST", options->lists, "Lists to sign");
+  takes.requiredValue("--key", "KEY", options->key, "Secret key: a fingerprint, key ID or user ID");
+  takes.value("--homedir", "DIR", options->home, "GnuPG home directory (default: your own)");
 }
 
 }  // namespace tool

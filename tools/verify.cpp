@@ -18,9 +18,8 @@ namespace tool {
 namespace {
 
 const char* const examples =
-    "A list is good when GnuPG's exit status is 0, as for the library. That accepts keys that "
-    "have\n"
-    "expired or are revoked; --strict does not.\n"
+    "A list is good if GnuPG exits with status 0, which is also what the library requires. GnuPG "
+    "accepts keys that have expired or are revoked; --strict does not.\n"
     "\n"
     "Examples:\n"
     "  zemo-selfcheck verify\n"
@@ -37,7 +36,7 @@ struct Options {
 struct Counts {
   std::size_t lists = 0;
   std::size_t unusable = 0;
-  std::size_t objectionable = 0;
+  std::size_t rejected = 0;
   std::size_t emptySets = 0;
 };
 
@@ -58,7 +57,7 @@ void verifySet(const std::string& set, const Options& options, const Demands& de
     if (!isUsable(judgement))
       counts.unusable += 1;
     else if (!judgement.objections.empty())
-      counts.objectionable += 1;
+      counts.rejected += 1;
   }
 }
 
@@ -73,17 +72,17 @@ int runVerify(const Options& options) {
   for (const std::string& set : chosen.names)
     verifySet(set, options, demands, counts);
 
-  std::size_t const good = counts.lists - counts.unusable - counts.objectionable;
+  std::size_t const good = counts.lists - counts.unusable - counts.rejected;
   std::string summary = counted(counts.lists, "list", "lists") + ": " + std::to_string(good) +
                         " good, " + std::to_string(counts.unusable) + " unusable, " +
-                        std::to_string(counts.objectionable) + " objectionable";
+                        std::to_string(counts.rejected) + " rejected";
   if (counts.emptySets != 0)
     summary += "; " + counted(counts.emptySets, "set", "sets") + " without lists";
   if (!chosen.unknown.empty())
-    summary += "; which sets of packages there are is not known: " + chosen.unknown;
+    summary += "; the sets of packages are unknown: " + chosen.unknown;
   writeOut(summary + "\n");
   bool const lacking = counts.unusable != 0 || counts.emptySets != 0 || !chosen.unknown.empty();
-  return (lacking ? STATUS_NOT_LOADED : 0) | (counts.objectionable != 0 ? STATUS_UNCHECKED : 0);
+  return (lacking ? STATUS_NOT_LOADED : 0) | (counts.rejected != 0 ? STATUS_UNCHECKED : 0);
 }
 
 }  // namespace
@@ -92,16 +91,15 @@ void addVerify(Commands& program) {
   auto const options = std::make_shared<Options>();
   Arguments takes = program.add("verify", "Show the lists of sets and who signed them", examples,
                                 [options] { return runVerify(*options); });
-  takes.words("SET", options->sets, "Sets; the system's own, wam, if none is named");
+  takes.words("SET", options->sets, "Sets to show (default: wam, the system's own)");
   takes.flag("--all", options->all, "Show wam and the sets of all packages");
-  takes.value("--mode", "MODE", options->mode, "Kind of lists");
+  takes.value("--mode", "MODE", options->mode, "Mode of the lists");
   takes.flag("--strict", options->strict,
-             "Object to keys that have expired, are revoked or not named by --key, to weak "
-             "digests, and to lists that are not labelled as themselves or not named in listorder");
-  takes.repeated(
-      "--key", "FINGERPRINT", options->keys,
-      "Object to signatures by other keys: full fingerprint of the key or of its primary "
-      "key");
+             "Reject keys that have expired, are revoked or are not given by --key, weak digests, "
+             "and lists that are not labelled as themselves or not named in listorder");
+  takes.repeated("--key", "FINGERPRINT", options->keys,
+                 "Reject signatures that are not by this key, given by its full fingerprint or "
+                 "that of its primary key; may be repeated");
 }
 
 }  // namespace tool

@@ -101,7 +101,7 @@ def compare(recorded, now):
 def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("build", type=pathlib.Path, help="the build folder")
-    parser.add_argument("--record", action="store_true", help="record what is counted now")
+    parser.add_argument("--record", action="store_true", help="record the current counts")
     arguments = parser.parse_args()
 
     program = arguments.build.resolve() / "bench/counts/counts_workload"
@@ -111,7 +111,7 @@ def main():
     good = compare(recorded, counts)
     if recorded and recorded_versions != versions:
         print(f"recorded with: {recorded_versions}\nnow:           {versions}")
-        print("A difference may come from that.")
+        print("That may explain differences.")
     if arguments.record:
         write_record(versions, counts)
         print(f"recorded in {RECORDED}")

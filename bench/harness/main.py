@@ -29,17 +29,17 @@ def parse(words: list[str]) -> argparse.Namespace:
     parser = argparse.ArgumentParser(prog="bench/run", description=__doc__)
     parser.add_argument("build", type=Path, help="the build directory, with -DZEMO_BENCH=ON")
     parser.add_argument("--only", default=",".join(GROUPS), help=f"of {', '.join(GROUPS)}")
-    parser.add_argument("--without", default="", help="peers that are left out, by command")
+    parser.add_argument("--without", default="", help="peers to leave out, by command")
     parser.add_argument("--rounds", type=int, default=7)
-    parser.add_argument("--quick", action="store_true", help="small works, two rounds, no aims")
-    parser.add_argument("--work", type=Path, help="where the trees are made (default: TMPDIR)")
-    parser.add_argument("--output", type=Path, help="default: the build directory's result")
-    parser.add_argument("--publish", action="store_true", help="copies the result to docs/")
-    parser.add_argument("--prove", action="store_true", help="shows that every contestant checks")
+    parser.add_argument("--quick", action="store_true", help="small workloads, two rounds, no aims")
+    parser.add_argument("--work", type=Path, help="where to create the trees (default: TMPDIR)")
+    parser.add_argument("--output", type=Path, help="where to write the results (default: the result folder of the build directory)")
+    parser.add_argument("--publish", action="store_true", help="copy the result to docs/")
+    parser.add_argument("--prove", action="store_true", help="show that every contestant checks")
     options = parser.parse_args(words)
     options.only = options.only.split(",")
     if unknown := set(options.only) - set(GROUPS):
-        parser.error(f"--only knows {', '.join(GROUPS)}, not {', '.join(unknown)}")
+        parser.error(f"--only takes {', '.join(GROUPS)}, not {', '.join(unknown)}")
     if options.rounds < 1:
         parser.error("--rounds takes 1 or more")
     if options.quick and options.publish:
@@ -83,7 +83,7 @@ def run(options: argparse.Namespace) -> int:
         print(f"bench: {shlex.join(failure.cmd)} failed, see above", file=sys.stderr)
         return 1
     except KeyboardInterrupt:
-        print("bench: interrupted, nothing is written", file=sys.stderr)
+        print("bench: interrupted, nothing was written", file=sys.stderr)
         return 130
     return 0
 
@@ -143,7 +143,7 @@ class Benchmark:
         threads = self.ours.threads
         contestants = self.ours.contestants(work)
         contestants += peers.contestants(work, directory, threads, self.options.without)
-        progress(f"{name}: reading everything once, so that all find it in memory")
+        progress(f"{name}: reading everything once to warm the page cache")
         measure.run(self.ours.limit(work, threads))
         self._interleave(name, contestants)
 

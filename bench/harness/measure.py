@@ -83,13 +83,13 @@ def run(contestant: Contestant) -> Run:
     status = os.waitstatus_to_exitcode(wait_status)
     if contestant.intact is not None and status not in contestant.intact:
         raise Failure(
-            f"{contestant.name} ended with status {status} where nothing differs, and said:\n"
+            f"{contestant.name} ended with status {status} although nothing differs, and printed:\n"
             f"{text[-2000:]}\nIt ran: {' '.join(contestant.command)}\n"
             "Were files changed meanwhile? Leave its work out by --only, or the peer by --without."
         )
     printed = json.loads(text.splitlines()[-1]) if contestant.own_seconds else {}
     if printed.get("intact") is False and contestant.intact is not None:
-        raise Failure(f"{contestant.name} says that files differ where nothing differs")
+        raise Failure(f"{contestant.name} reports differences where there are none")
     return Run(
         seconds=printed.get("seconds", process_seconds),
         process_seconds=process_seconds,

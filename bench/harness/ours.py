@@ -23,7 +23,7 @@ class Ours:
         self.key_home = directory / "key"
         for program in [self.tool, self.programs / "limit_check"]:
             if not program.exists():
-                raise Failure(f"{program} is not there; build it by ./dev bench")
+                raise Failure(f"{program} does not exist; build it with ./dev bench")
 
     def program(self, name: str, *words) -> list[str]:
         return [str(self.programs / name), *map(str, words)]

@@ -50,7 +50,7 @@ def need_space(directory: Path, gib: float):
     free = shutil.disk_usage(directory).free
     if free < gib * GIB:
         raise Failure(
-            f"{directory} has {free / GIB:.1f} GiB free, and {gib:.0f} GiB are needed; "
+            f"{directory} has {free / GIB:.1f} GiB free, but {gib:.0f} GiB are needed; "
             "make room, or choose another directory by --work"
         )
 

@@ -24,7 +24,7 @@ class Reader {
         _digest(EVP_MD_CTX_new()),
         _block(static_cast<unsigned char*>(aligned_alloc(4096, blockSize))) {
     if (_sha1 == nullptr || _digest == nullptr || _block == nullptr)
-      bench::fail("no memory or no SHA-1");
+      bench::fail("out of memory, or SHA-1 is not available");
   }
   ~Reader() {
     free(_block);

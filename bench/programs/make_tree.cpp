@@ -16,7 +16,7 @@ namespace {
 
 void makeDirectory(const std::string& path) {
   if (mkdir(path.c_str(), 0755) != 0 && errno != EEXIST)
-    bench::fail("cannot make " + path + ": " + strerror(errno));
+    bench::fail("cannot create " + path + ": " + strerror(errno));
 }
 
 void writeFile(const std::string& path, uint64_t size, bench::Random& random) {
@@ -80,6 +80,6 @@ int main(int argc, char** argv) {
   else if (kind == "large")
     makeLarge(directory, scale != 0 ? scale : 512);
   else
-    bench::fail("there is no tree " + kind);
+    bench::fail("unknown tree " + kind);
   return 0;
 }

@@ -15,11 +15,11 @@ int main(int argc, char** argv) {
   std::vector<char> const resident(argc == 5 ? strtoul(argv[4], nullptr, 10) << 20 : 0, 1);
   std::vector<std::string> const paths = bench::readAll(argv[2], '\0');
   if (paths.size() < count)
-    bench::fail("there are not so many paths");
+    bench::fail("the file has fewer paths than COUNT");
   VLIBSzList* list = VLIBSzListAlloc(static_cast<int>(count));
   for (std::size_t i = 0; i < count; ++i) {
     if (VLIBSzListPush(&list, paths[i].c_str()) < 0)
-      bench::fail("no memory");
+      bench::fail("out of memory");
   }
   std::vector<SELFCHECK_RESULT> results(count);
 

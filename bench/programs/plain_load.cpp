@@ -73,7 +73,7 @@ int main(int argc, char** argv) {
   std::ifstream list(argv[1]);
   std::string line;
   if (!std::getline(list, line) || line != "WAM_SELF_CHECK" || !std::getline(list, line))
-    bench::fail("no check list");
+    bench::fail("not a check list");
   while (std::getline(list, line)) {
     boost::shared_ptr<PlainEntry> const entry = entryOf(line);
     if (!line.empty() && line[0] == '-')

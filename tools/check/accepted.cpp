@@ -37,11 +37,11 @@ uint32_t kindsNamed(const std::string& names, const std::string& where) {
   for (std::string name; std::getline(words, name, ',');) {
     uint32_t const kind = kindNamed(name);
     if (kind == 0)
-      throw UsageError(where + ": there is no kind of mismatch " + inQuotes(name));
+      throw UsageError(where + ": unknown kind of mismatch " + inQuotes(name));
     kinds |= kind;
   }
   if (kinds == 0)
-    throw UsageError(where + ": the TAB is followed by no kind of mismatch");
+    throw UsageError(where + ": no kind of mismatch follows the TAB");
   return kinds;
 }
 
@@ -52,13 +52,14 @@ Accepted::Accepted(const std::string& file) {
   for (const std::string& line : readLines(file)) {
     ++number;
     if (!line.empty() && line.front() != '#')
-      add(line, inQuotes(file) + " line " + std::to_string(number));
+      add(line, "line " + std::to_string(number) + " of " + inQuotes(file));
   }
 }
 
 void Accepted::add(const std::string& line, const std::string& where) {
   if (line.back() == '\r')
-    throw UsageError(where + " ends in a carriage return, which would be a part of its last word");
+    throw UsageError(where +
+                     " ends with a carriage return, which would become part of its last word");
   std::size_t const tab = line.find('\t');
   std::optional<std::string> const path = unescaped(line.substr(0, tab));
   if (!path)

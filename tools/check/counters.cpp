@@ -33,7 +33,7 @@ int exitStatus(const Counters& counters) {
 }
 
 std::string summaryLine(const Counters& counters) {
-  std::string line = counters.partial ? "interrupted, this is partial: " : "";
+  std::string line = counters.partial ? "interrupted, partial result: " : "";
   line += "checked ";
   if (counters.partial)
     line +=
@@ -49,7 +49,7 @@ std::string summaryLine(const Counters& counters) {
   if (counters.notLoaded > 0)
     line += "; " + counted(counters.notLoaded, "set", "sets") + " could not be loaded";
   if (counters.setsUnknown)
-    line += "; which sets of packages there are is not known";
+    line += "; the sets of packages are unknown";
   return line;
 }
 

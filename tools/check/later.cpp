@@ -75,9 +75,9 @@ Delay delayOf(const ProtectedFile& entry, CHECK_ITEM wanted, Descriptor& held) {
 
 std::string notCompared(const std::string& path, const Delay& delay) {
   if (delay.reason == Delay::Reason::LEASE)
-    return "Content of [" + path + "] not compared: another program has a lease on it";
-  return "Content of [" + path + "] not compared: its " + std::to_string(delay.size) +
-         " bytes are not what its entry states, and too many to read";
+    return "Content of [" + path + "] not compared: another program holds a lease on it";
+  return "Content of [" + path + "] not compared: its size of " + std::to_string(delay.size) +
+         " bytes differs from the one in its entry and is too large to read";
 }
 
 }  // namespace tool

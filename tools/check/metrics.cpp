@@ -34,7 +34,7 @@ std::string contentBefore(const Directory& directory, const std::string& file) {
   std::string content = old->content(largest);
   if (!content.empty() && !isMetricsText(content))
     throw Failure(STATUS_NOT_LOADED, "cannot replace " + inQuotes(file) +
-                                         ": it is not a file of metrics of this program's");
+                                         ": it is not a metrics file of this program");
   return old->status().st_size > static_cast<off_t>(largest) ? "" : content;
 }
 

@@ -72,9 +72,9 @@ const std::array<Metric, 13> metrics = {{
      [](const SetRun& run) -> Value {
        return std::to_string(run.facts.entries - run.counters.checked);
      }},
-    {"accepted_mismatches", "Known differences that were found.",
+    {"accepted_mismatches", "Known differences found.",
      [](const SetRun& run) -> Value { return std::to_string(run.counters.accepted); }},
-    {"content_bytes", "Content that was read and compared, as far as lists state sizes.",
+    {"content_bytes", "Bytes of content read and compared, where lists state sizes.",
      [](const SetRun& run) -> Value { return std::to_string(run.facts.bytes); }},
     {"lists", "Lists of the set.",
      [](const SetRun& run) -> Value { return std::to_string(run.facts.lists); }},
@@ -87,14 +87,14 @@ const std::array<Metric, 13> metrics = {{
      [](const SetRun& run) { return known(run.facts.oldestSignature); }},
     {"interrupted", "Whether the run was interrupted before the set was checked as a whole.",
      [](const SetRun& run) -> Value { return run.counters.partial ? "1" : "0"; }},
-    {"exit_status", "The exit status that stands for this set alone, a set of bits.",
+    {"exit_status", "The exit status for this set alone.",
      [](const SetRun& run) -> Value { return std::to_string(exitStatus(run.counters)); }},
     {"duration_seconds", "How long loading and checking the set took.",
      [](const SetRun& run) -> Value { return decimal(run.seconds); }},
-    {"last_run_timestamp_seconds", "When the last run ended.",
+    {"last_run_timestamp_seconds", "End of the last run.",
      [](const SetRun& run) -> Value { return std::to_string(run.ended); }},
     {lastCleanName,
-     "When the last run ended that verified and checked the whole set and found nothing new.",
+     "End of the last run that verified and checked the whole set and found nothing new.",
      [](const SetRun& run) { return known(run.lastClean); }},
 }};
 

@@ -31,9 +31,9 @@ void Reporter::tell(std::size_t index) {
 void Reporter::tellNotLoaded() {
   const std::string& mode = _walk.options->plan.mode;
   ++_counters.notLoaded;
-  std::string const what = "the set " + inQuotes(_walk.set);
+  std::string const what = "set " + inQuotes(_walk.set);
   if (!canNameSet(_walk.set))
-    say(what + " has a name that no set can have");
+    say(what + " has an invalid name");
   else if (listsOf(_walk.set, mode).empty())
     say(whyNoLists(_walk.set, mode));
   else

@@ -212,7 +212,7 @@ class SetsCheck {
       }
       whole = false;  // and it is not told later either, should it be done by then
       if (walk.outcomes[next].begun.load(std::memory_order_relaxed))
-        say("interrupted during the check of " + inQuotes(walk.entries[next]->_path));
+        say("interrupted while checking " + inQuotes(walk.entries[next]->_path));
     }
     return whole && next == walk.entries.size();
   }

@@ -59,7 +59,7 @@ void Walk::measure(bool loads) try {
     SignatureCheck const check = checkSignature(path);
     if (!check.verified) {
       if (loads)  // else the library has said so
-        say("the metrics call " + inQuotes(path) + " not verified" +
+        say("the metrics count " + inQuotes(path) + " as not verified" +
             (check.reason.empty() ? "" : ": " + check.reason));
       return;
     }

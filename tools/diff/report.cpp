@@ -65,7 +65,7 @@ void TextReport::changed(const std::string& path, const Statement& before, const
 void TextReport::summary(const Side& before, const Side& after, const Counts& counts) {
   std::string line = std::to_string(counts.added) + " added, " + std::to_string(counts.removed) +
                      " removed, " + std::to_string(counts.changed) + " changed, " +
-                     std::to_string(counts.same) + " the same";
+                     std::to_string(counts.same) + " unchanged";
   if (labelsDiffer(before, after))
     line += "; the labels on line 2 differ: " + inQuotes(*before.label) + " and " +
             inQuotes(*after.label);

@@ -23,12 +23,8 @@ Side readSide(const std::string& name, const std::string& mode, bool verify) {
     return side;
   }
   requireSetName(name);
-  try {
-    for (const MergedEntry& element : mergedSet(name, mode, verify).entries)
-      side.statements[element.entry->_path] = {false, element.entry};
-  } catch (const Failure& failure) {
-    throw Failure(failure.status(), "set " + inQuotes(name) + ": " + failure.what());
-  }
+  for (const MergedEntry& element : mergedSet(name, mode, verify).entries)
+    side.statements[element.entry->_path] = {false, element.entry};
   return side;
 }
 

@@ -44,7 +44,7 @@ std::string wrongContent(const ProtectedFile& entry) {
   std::transform(upper.begin(), upper.end(), upper.begin(),
                  [](unsigned char c) { return c >= 'a' && c <= 'z' ? c - 'a' + 'A' : c; });
   if (entry._type != "l" && upper == "FIXED" && text != upper)
-    return "is not FIXED, in upper case, so that every member is reported";
+    return "is not FIXED in upper case, so every member is reported";
   return "";
 }
 
@@ -62,7 +62,7 @@ std::vector<std::string> wrongColumns(const ProtectedFile& entry) {
   judge("content", entry._hash, content.empty(), content);
   judge("type", entry._type,
         entry._type.size() == 1 && std::string("fdlbcsp").find(entry._type) != std::string::npos,
-        "is none of f, d, l, b, c, s and p");
+        "is not f, d, l, b, c, s or p");
   judge("permission", entry._permission, isNumber(entry._permission, 8, 07777),
         "is not an octal number up to 7777");
   judge("owner", entry._owner, isId(entry._owner), "is not a number");

@@ -58,30 +58,30 @@ class EntryCheck {
     std::string const set = "set " + inQuotes(_files.set);
     findings.problems(STATUS_UNCHECKED, _short,
                       "give these lines all seven columns, or delete them, and sign the lists",
-                      set + " has no lines without seven columns");
+                      set + " has no lines with fewer than seven columns");
     findings.problems(STATUS_UNCHECKED, _empty,
                       "give these lines a path, or delete them, and sign the lists",
                       set + " has no empty paths");
     findings.problems(STATUS_UNCHECKED, _unusual,
                       "write these paths as 'realpath -sm' prints them, and sign the lists",
-                      set + " has absolute paths without needless parts");
+                      set + " has only normalized absolute paths");
     findings.problems(STATUS_UNCHECKED, _placeholders,
-                      "write what is meant, or move these lines to the package's own set, and "
+                      "replace the placeholders, or move these lines to the package's own set, and "
                       "sign the lists",
-                      set + " has no placeholders that stay as they are");
+                      set + " has no unresolved placeholders");
     findings.problems(
         STATUS_UNCHECKED, _columns,
         "write these columns as zemo-selfcheck-list(5) says, or -, and sign the lists",
-        set + " has no columns that say something else than they mean");
+        set + " has no columns with impossible values");
     for (const std::string& what : _literal.first())
       findings.well(what);
     findings.problems(STATUS_UNCHECKED, _duplicates,
-                      "delete all but the line that is meant, and sign the lists",
+                      "delete all but the intended line, and sign the lists",
                       set + " has no list that names a path twice");
     findings.problems(
         STATUS_UNCHECKED, _byteOrder,
         "name these lists in the right order in " + shellWord(_files.directory + "/listorder"),
-        set + " has no path of which byte order decides");
+        set + " has no path that depends on the byte order of list names");
     findings.problems(STATUS_UNCHECKED, _useless,
                       "delete these lines and sign the lists, or correct the lists' order",
                       set + " has no removal lines that remove nothing");
@@ -108,7 +108,7 @@ class EntryCheck {
     Place const place{list, line.number};
     if (!line.complete) {
       _short.add(where(place) + " has fewer than seven columns" +
-                 (line.removal ? "" : ", and stands for an entry without a path"));
+                 (line.removal ? "" : ", and counts as an entry without a path"));
       return;
     }
     if (line.entry->_path.empty()) {
@@ -118,19 +118,19 @@ class EntryCheck {
     std::string const path = resolved(line.entry->_path);
     std::string const quotedPath = inQuotes(path) + ", " + where(place) + ", ";
     if (isUnusual(path))
-      _unusual.add(quotedPath + "is no path by which callers look files up");
+      _unusual.add(quotedPath + "is not a path by which callers look up files");
     if (_files.set == systemSet && hasIdPlaceholder(*line.entry))
-      _placeholders.add(quotedPath + "has a placeholder, which only a package's set resolves");
+      _placeholders.add(quotedPath +
+                        "has a placeholder, which is resolved only in a package's set");
     else if (_files.set == systemSet && hasDirectoryPlaceholder(*line.entry))
       _literal.add(quotedPath +
-                   "has '$pkg_dir' as a part of a name, as only a package's set "
-                   "resolves it");
+                   "has '$pkg_dir' as part of a name, because only a package's set resolves it");
     if (line.removal) {
       remove(path, place);
       return;
     }
     for (const std::string& wrong : wrongColumns(*line.entry))
-      _columns.add(std::string(quotedPath).append("states what no file can be: ").append(wrong));
+      _columns.add(std::string(quotedPath).append("states an impossible value: ").append(wrong));
     put(path, place);
   }
 
@@ -139,7 +139,7 @@ class EntryCheck {
     if (isNew)
       return;
     if (known->second.list == place.list)
-      _duplicates.add(inQuotes(path) + " stands twice in one list, on " + where(known->second) +
+      _duplicates.add(inQuotes(path) + " appears twice in one list, on " + where(known->second) +
                       " and on " + where(place));
     else
       judgeOverride(path, known->second, place);
@@ -159,8 +159,8 @@ class EntryCheck {
 
   void judgeOverride(const std::string& path, Place before, Place after) {
     if (!_ordered[before.list] && !_ordered[after.list])
-      _byteOrder.add("of " + inQuotes(path) + " " + where(after) + " overrides " + where(before) +
-                     " only because of the lists' names: listorder names neither");
+      _byteOrder.add("for " + inQuotes(path) + ", " + where(after) + " overrides " + where(before) +
+                     " only because of the lists' names: listorder names neither list");
   }
 
   const SetFiles& _files;

@@ -15,7 +15,7 @@ std::string bounded(const std::string& text) {
   if (text.size() <= longestLine)
     return text;
   return text.substr(0, longestLine) + "... and " + std::to_string(text.size() - longestLine) +
-         " bytes more";
+         " more bytes";
 }
 
 void writeLine(const std::string& line) {
@@ -36,13 +36,13 @@ void Findings::well(const std::string& what) {
     writeLine("ok " + bounded(what));
 }
 
-void Findings::problem(ExitStatus status, const std::string& what, const std::string& mend) {
+void Findings::problem(ExitStatus status, const std::string& what, const std::string& fix) {
   Repeated once;
   once.add(what);
-  problems(status, once, mend, "");
+  problems(status, once, fix, "");
 }
 
-void Findings::problems(ExitStatus status, const Repeated& what, const std::string& mend,
+void Findings::problems(ExitStatus status, const Repeated& what, const std::string& fix,
                         const std::string& otherwise) {
   if (what.count() == 0) {
     well(otherwise);
@@ -53,14 +53,14 @@ void Findings::problems(ExitStatus status, const Repeated& what, const std::stri
   if (what.count() > what.first().size())
     writeLine("problem: and " + std::to_string(what.count() - what.first().size()) +
               " more like these");
-  writeLine("   mend: " + mend);
+  writeLine("    fix: " + fix);
   _status |= status;
   _problems += what.count();
 }
 
 void Findings::settle() {
   if (_problems == 0 && !_leftOut.empty())
-    problem(STATUS_UNCHECKED, inQuotes(_leftOut) + " could not be looked at for a moment",
+    problem(STATUS_UNCHECKED, inQuotes(_leftOut) + " could not be examined for a moment",
             "run this again");
 }
 

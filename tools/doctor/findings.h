@@ -31,11 +31,11 @@ class Findings {
   // Something is as it should be; written in verbose mode only.
   void well(const std::string& what);
 
-  // Something is not. `mend` is the command or the edit that helps.
-  void problem(ExitStatus status, const std::string& what, const std::string& mend);
+  // Something is not. `fix` is the command or the edit that helps.
+  void problem(ExitStatus status, const std::string& what, const std::string& fix);
 
-  // The same for several problems that are mended alike; with none of them, `otherwise` is well.
-  void problems(ExitStatus status, const Repeated& what, const std::string& mend,
+  // The same for several problems that are fixed alike; with none of them, `otherwise` is well.
+  void problems(ExitStatus status, const Repeated& what, const std::string& fix,
                 const std::string& otherwise);
 
   // `path` could not be looked at, of which another check tells.

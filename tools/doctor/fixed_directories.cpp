@@ -39,8 +39,8 @@ void addLooseChildren(const Entries& entries, const std::string& directory, Repe
     }
     std::string const name = path.substr(path.rfind('/') + 1);
     if (path.size() > directory.size() && !isListed(entries, inside + name))
-      loose.add("the directory " + inQuotes(directory) + ", FIXED, may hold " + inQuotes(name) +
-                " because of the entry " + inQuotes(path) + " beside it");
+      loose.add("the FIXED directory " + inQuotes(directory) + " may hold " + inQuotes(name) +
+                " because of the entry for " + inQuotes(path) + " next to it");
     ++element;
   }
 }
@@ -58,7 +58,7 @@ void checkFixedDirectories(const std::string& set, const MergedSet& merged, Find
       continue;
     std::string const& type = element.entry->_type;
     if (type != "d" && type != "-")
-      types.add("the entry " + inQuotes(path) + " is FIXED, but its type is " + inQuotes(type) +
+      types.add("the entry for " + inQuotes(path) + " is FIXED, but its type is " + inQuotes(type) +
                 ", in " + inQuotes(merged.lists[element.list]));
     struct stat status = {};
     if (lstat(path.c_str(), &status) == 0) {
@@ -66,23 +66,23 @@ void checkFixedDirectories(const std::string& set, const MergedSet& merged, Find
         kinds.add(inQuotes(path) + " is not a directory, but its entry in " +
                   inQuotes(merged.lists[element.list]) + " is FIXED");
     } else if (errno != ENOENT && errno != ENOTDIR) {
-      hidden.add(withReason("cannot look at the FIXED directory " + inQuotes(path), errno));
+      hidden.add(withReason("cannot examine FIXED directory " + inQuotes(path), errno));
     }
     if (path.back() != '/')
       addLooseChildren(merged.entries, path, loose);
   }
   std::string const prefix = "set " + inQuotes(set);
   findings.problems(STATUS_UNCHECKED, types, "give these entries the type d, and sign the lists",
-                    prefix + " has FIXED entries of directories alone");
+                    prefix + " has FIXED entries only for directories");
   findings.problems(STATUS_UNCHECKED, kinds,
-                    "write FIXED for directories alone, not for links to them, and sign the lists",
-                    prefix + " has no FIXED entry of what is another type on disk");
+                    "write FIXED only for directories, not for links to them, and sign the lists",
+                    prefix + " has no FIXED entry for something of another type on disk");
   findings.problems(STATUS_UNCHECKED, hidden, "run this as root",
-                    prefix + " has FIXED directories that can be looked at");
+                    prefix + " has FIXED directories that can be examined");
   findings.problems(STATUS_UNCHECKED, loose,
-                    "move one of the two entries to another set, rename one of the two, or look "
-                    "for members of that name yourself",
-                    prefix + " has no FIXED directory with names of others");
+                    "move one of the two entries to another set, rename one of them, or look for "
+                    "members of that name yourself",
+                    prefix + " has no FIXED directory that takes names from entries next to it");
 }
 
 }  // namespace tool

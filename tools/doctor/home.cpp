@@ -29,7 +29,7 @@ bool checkProgram(Findings& findings) {
   std::string problem;
   struct stat status = {};
   if (stat(program, &status) != 0 || !S_ISREG(status.st_mode) || access(program, X_OK) != 0) {
-    problem = "cannot be run by this caller";
+    problem = "cannot be run by this user";
   } else {
     Command command;
     command.words = {program, "--no-options", "--version"};
@@ -60,15 +60,15 @@ void checkReadable(const std::string& path, Findings& findings) {
   }
   bool const directory = S_ISDIR(status.st_mode);
   mode_t const wanted = directory ? S_IROTH | S_IXOTH : S_IROTH;
-  std::string const mend = (directory ? "chmod a+rx " : "chmod a+r ") + shellWord(path);
+  std::string const fix = (directory ? "chmod a+rx " : "chmod a+r ") + shellWord(path);
   if (!isReadable(path))
-    findings.problem(STATUS_UNCHECKED, inQuotes(path) + " cannot be read by this caller", mend);
+    findings.problem(STATUS_UNCHECKED, inQuotes(path) + " cannot be read by this user", fix);
   else if ((status.st_mode & wanted) != wanted)
-    findings.problem(
-        STATUS_UNCHECKED,
-        inQuotes(path) + " cannot be read by everybody, so that other callers cannot verify", mend);
+    findings.problem(STATUS_UNCHECKED,
+                     inQuotes(path) + " is not readable by everyone, so other users cannot verify",
+                     fix);
   else
-    findings.well(inQuotes(path) + " can be read by every caller");
+    findings.well(inQuotes(path) + " can be read by every user");
 }
 
 // All files that GnuPG opens to verify. False if one of them is no regular file.
@@ -86,10 +86,10 @@ void checkOtherConfigurations(Findings& findings) {
   std::vector<std::string> const others = otherConfigurationsIn(systemDirectory);
   for (const std::string& path : others)
     findings.problem(STATUS_UNCHECKED,
-                     inQuotes(path) + " takes the place of gpg.conf where GnuPG is of that version",
+                     inQuotes(path) + " replaces gpg.conf for GnuPG of that version",
                      "rm " + shellWord(path));
   if (others.empty())
-    findings.well("no file takes the place of gpg.conf");
+    findings.well("no file replaces gpg.conf");
 }
 
 void checkKeyRing(Findings& findings) {
@@ -104,7 +104,7 @@ void checkKeyRing(Findings& findings) {
 }
 
 // The command that adds this line to the home's gpg.conf.
-std::string mendByLine(const std::string& line) {
+std::string fixByLine(const std::string& line) {
   struct stat status = {};
   std::string const file = shellWord(configurationPath);
   // The file's last line may have no line feed. sed adds that, but nothing to an empty file.
@@ -125,10 +125,10 @@ void checkHarmless(const std::string& path, const OptionReading& reading, HomeSt
   state.doubtful = state.doubtful || doubtful.count() != 0;
   std::vector<std::string> const others = otherConfigurationsIn(systemDirectory);
   bool const mayStay = std::find(others.begin(), others.end(), path) == others.end();
-  findings.problems(STATUS_NOT_LOADED, doubtful,
-                    mayStay ? "sed -i '" + numbers + "' " + shellWord(path)
-                            : "the whole file has to go, see above",
-                    inQuotes(path) + " has harmless lines alone");
+  findings.problems(
+      STATUS_NOT_LOADED, doubtful,
+      mayStay ? "sed -i '" + numbers + "' " + shellWord(path) : "remove the whole file (see above)",
+      inQuotes(path) + " has only harmless lines");
 }
 
 void checkNeeded(const OptionReading& reading, HomeState& state, Findings& findings) {
@@ -139,18 +139,18 @@ void checkNeeded(const OptionReading& reading, HomeState& state, Findings& findi
     state.trusting = state.trusting && option != &neededOptions.front();
     findings.problem(STATUS_UNCHECKED,
                      path + " lacks the line " + inQuotes(option->line) + ": " + option->reason,
-                     mendByLine(option->line));
+                     fixByLine(option->line));
   }
 }
 
 void checkOptions(HomeState& state, Findings& findings) {
   if (!exists(configurationPath)) {
     state.trusting = false;
-    findings.problem(STATUS_UNCHECKED,
-                     inQuotes(configurationPath) +
-                         " does not exist: GnuPG fails for every caller that cannot make "
-                         "a trust database",
-                     exists(ringPath) ? "zemo-selfcheck init-home" : makeHome);
+    findings.problem(
+        STATUS_UNCHECKED,
+        inQuotes(configurationPath) +
+            " does not exist: GnuPG fails for every user who cannot create a trust database",
+        exists(ringPath) ? "zemo-selfcheck init-home" : makeHome);
   }
   for (const std::string& path : optionFilesOf(systemDirectory)) {
     checkReadable(path, findings);

@@ -8,6 +8,7 @@
 
 #include "io/paths.h"
 #include "sets/sets.h"
+#include "text/strings.h"
 
 namespace tool {
 namespace {
@@ -41,28 +42,29 @@ class OrderCheck {
       words += " " + shellWord(name);
     _findings.problem(
         STATUS_UNCHECKED,
-        inQuotes(path()) + " does not exist, so that " + std::to_string(_names.size()) +
-            " lists are read in the byte order of their names, the last of which overrides",
+        inQuotes(path()) + " does not exist, so " + std::to_string(_names.size()) +
+            " lists are read in the byte order of their names, and the last one overrides the "
+            "others",
         _names.size() > most
-            ? "write the lists' names into that file, one a line, the overriding ones last"
+            ? "write the lists' names into that file, one per line, overriding lists last"
             : "printf '%s\\n'" + words + " >" + shellWord(path()));
   }
 
   void lines() {
-    std::map<std::string, std::string> numbers;  // of the lines on which a name stands
+    std::map<std::string, std::vector<std::string>> numbers;  // of the lines with this name
     std::set<std::string> repeated;
     for (std::size_t i = 0; i < _files.orderLines.size(); ++i) {
       std::string const& line = _files.orderLines[i];
       if (line.empty())
         continue;  // allowed, and without effect
-      std::string& known = numbers[line];
+      std::vector<std::string>& known = numbers[line];
       if (!known.empty())
         repeated.insert(line);
-      known += (known.empty() ? "" : ", ") + std::to_string(i + 1);
+      known.push_back(std::to_string(i + 1));
       judge(line, i + 1);
     }
     for (const std::string& name : repeated)
-      _repeated.add(inQuotes(name) + " stands on the lines " + numbers[name] + " of " +
+      _repeated.add(inQuotes(name) + " appears on lines " + listed(numbers[name]) + " of " +
                     inQuotes(path()) + ", and the last of them counts");
     tell();
   }
@@ -80,20 +82,21 @@ class OrderCheck {
       std::string const name = fileName(_files.lists[i]);
       if (_files.orderPosition.count(name) == 0)
         unnamed.add(inQuotes(path()) + " does not name " + inQuotes(name) +
-                    (namesAny ? ", which is read before all that it names: they override its " +
-                                    entriesOf(i)
-                              : ", nor any other list of the set " + inQuotes(_files.set)));
+                    (namesAny
+                         ? ", which is read before all lists that it names, so they override its " +
+                               entriesOf(i)
+                         : ", nor any other list of set " + inQuotes(_files.set)));
     }
     _findings.problems(STATUS_UNCHECKED, unnamed,
-                       "write each name on a line of its own at its place in " + shellWord(path()),
-                       inQuotes(path()) + " names every list of the set " + inQuotes(_files.set));
+                       "write each name on its own line, at its place, in " + shellWord(path()),
+                       inQuotes(path()) + " names every list of set " + inQuotes(_files.set));
   }
 
  private:
   std::string entriesOf(std::size_t list) const {
     if (!_files.contents[list])
       return "entries";
-    return std::to_string(_files.contents[list]->lines.size()) + " entries";
+    return counted(_files.contents[list]->lines.size(), "entry", "entries");
   }
 
   bool namesFile(const std::string& name) const {
@@ -118,12 +121,12 @@ class OrderCheck {
     if (plain != line && (plain.empty() || namesFile(plain)))
       _padded.add(where +
                   (line.back() == '\r' ? "ends with a carriage return"
-                                       : "has blanks before or behind the name") +
-                  ", and so names no list");
+                                       : "has blanks before or after the name") +
+                  ", so it names no list");
     else if (namesFile(fileName(plain)))
-      _paths.add(where + "names a directory, too, and so no list");
+      _paths.add(where + "includes a directory, so it names no list");
     else
-      _strangers.add(where + "names no list of the set " + inQuotes(_files.set));
+      _strangers.add(where + "names no list of set " + inQuotes(_files.set));
   }
 
   void tell() {
@@ -135,9 +138,8 @@ class OrderCheck {
                        inQuotes(path()) + " has names without directories");
     _findings.problems(STATUS_UNCHECKED, _strangers,
                        "correct or delete these lines in " + file + ", or install the lists",
-                       inQuotes(path()) + " names existing lists alone");
-    _findings.problems(STATUS_UNCHECKED, _repeated,
-                       "delete all but the line that is meant in " + file,
+                       inQuotes(path()) + " names only existing lists");
+    _findings.problems(STATUS_UNCHECKED, _repeated, "delete all but the intended line in " + file,
                        inQuotes(path()) + " names no list twice");
   }
 
@@ -160,12 +162,12 @@ void checkOrder(const SetFiles& files, Ownership& ownership, Findings& findings)
     return;
   }
   if (!ownership.look(check.path(), Kind::FILE, STATUS_UNCHECKED,
-                      "write one with the lists' names"))
+                      "create it with the lists' names"))
     return;
   if (!isReadable(check.path())) {
     findings.problem(STATUS_UNCHECKED,
                      inQuotes(check.path()) +
-                         " cannot be read by this caller, for whom the lists have another order",
+                         " cannot be read by this user, for whom the lists have another order",
                      "chmod a+r " + shellWord(check.path()));
     return;
   }

@@ -38,36 +38,35 @@ std::string orRoot(const std::string& path) {
   return path.empty() ? "/" : path;
 }
 
-bool isCommand(const std::string& mend) {
-  return startsWith(mend, "zemo-selfcheck ");
+bool isCommand(const std::string& fix) {
+  return startsWith(fix, "zemo-selfcheck ");
 }
 
-// `mend`, and what is at `path` has to go first.
-std::string withRemoval(const std::string& path, const std::string& mend) {
+// `fix`, and what is at `path` has to go first.
+std::string withRemoval(const std::string& path, const std::string& fix) {
   struct stat status = {};
   if (lstat(path.c_str(), &status) != 0)
-    return mend;
+    return fix;
   std::string removal = (S_ISDIR(status.st_mode) ? "rm -r " : "rm ") + shellWord(path);
-  if (mend.empty())
+  if (fix.empty())
     return removal;
-  return isCommand(mend) ? removal + " && " + mend
-                         : "remove " + inQuotes(path) + ", and then " + mend;
+  return isCommand(fix) ? removal + " && " + fix : "remove " + inQuotes(path) + ", and then " + fix;
 }
 
 }  // namespace
 
 bool Ownership::look(const std::string& path, Kind kind, ExitStatus status,
-                     const std::string& mend) {
+                     const std::string& fix) {
   std::string failure;
   bool hidden = false;
   _allWell = true;
   if (!follow(path, kind, failure, hidden)) {
     _findings.problem(status, failure,
-                      hidden ? "look at it as root, and put it right" : withRemoval(path, mend));
+                      hidden ? "examine and correct it as root" : withRemoval(path, fix));
     return false;
   }
   if (_allWell)
-    _findings.well(inQuotes(path) + " and all above it can be changed by root alone");
+    _findings.well(inQuotes(path) + " and all directories above it can be changed only by root");
   return true;
 }
 
@@ -83,7 +82,7 @@ bool Ownership::follow(const std::string& path, Kind kind, std::string& failure,
       hidden = error != ENOENT;
       if (at != path)
         failure = inQuotes(path) + ": ";
-      failure += hidden ? withReason("cannot look at " + inQuotes(at), error)
+      failure += hidden ? withReason("cannot examine " + inQuotes(at), error)
                         : inQuotes(at) + " does not exist";
       return false;
     }
@@ -128,13 +127,13 @@ void Ownership::judge(const std::string& path, const struct stat& status) {
   if (foreign)
     _findings.problem(
         STATUS_UNCHECKED,
-        inQuotes(path) + " belongs to the user " + std::to_string(status.st_uid) + ", not to root",
+        inQuotes(path) + " belongs to user " + std::to_string(status.st_uid) + ", not to root",
         (isLink ? "chown -h root " : "chown root ") + shellWord(path));
   if (writers != 0) {
     std::string const who = writers == S_IWGRP   ? "its group"
                             : writers == S_IWOTH ? "others"
                                                  : "its group and others";
-    _findings.problem(STATUS_UNCHECKED, inQuotes(path) + " can be written by " + who,
+    _findings.problem(STATUS_UNCHECKED, inQuotes(path) + " is writable by " + who,
                       "chmod go-w " + shellWord(path));
   }
   _judged[path] = !foreign && writers == 0;

@@ -24,9 +24,9 @@ class Ownership {
   // FIFOs and sockets are not looked at for that, since /dev/null is to be written by everybody.
   //
   // Returns true when the path leads to something of this kind. If not, that is a problem of
-  // `status`. `mend` makes what does not exist; of what is at `path` in its place, the mend says
+  // `status`. `fix` makes what does not exist; of what is at `path` in its place, the fix says
   // first that it has to be removed. If it is empty, that is all.
-  bool look(const std::string& path, Kind kind, ExitStatus status, const std::string& mend);
+  bool look(const std::string& path, Kind kind, ExitStatus status, const std::string& fix);
 
  private:
   bool follow(const std::string& path, Kind kind, std::string& failure, bool& hidden);

@@ -29,9 +29,9 @@ class ParentCheck {
   }
 
   void tell(Findings& findings) const {
-    findings.problems(STATUS_UNCHECKED, _open,
-                      "give root alone the right to change them, or list nothing below them",
-                      "set " + inQuotes(_set) + " has no entries below directories of others");
+    findings.problems(
+        STATUS_UNCHECKED, _open, "let only root change them, or list nothing below them",
+        "set " + inQuotes(_set) + " has no entries below directories that others can change");
   }
 
  private:
@@ -48,10 +48,10 @@ class ParentCheck {
     bool const byOthers = (status.st_mode & S_IWOTH) != 0;
     if (!foreign && (sticky || (!byGroup && !byOthers)))
       return;
-    std::string const who = foreign    ? "belongs to the user " + std::to_string(status.st_uid)
-                            : byOthers ? "can be written by others"
-                                       : "can be written by its group";
-    _open.add(inQuotes(directory) + ", above entries of the set " + inQuotes(_set) + ", " + who);
+    std::string const who = foreign    ? "belongs to user " + std::to_string(status.st_uid)
+                            : byOthers ? "is writable by others"
+                                       : "is writable by its group";
+    _open.add(inQuotes(directory) + ", above entries of set " + inQuotes(_set) + ", " + who);
   }
 
   std::string _set;

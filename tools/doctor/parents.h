@@ -13,7 +13,7 @@ namespace tool {
 // Looks for directories above entries that others than root, and the user and group of the package
 // that is bound, can change: who can put a link in a directory's place leads a check elsewhere.
 // An entry in a directory with the sticky bit stays its owner's. Directories that this caller
-// cannot look at are left out.
+// cannot examine are left out.
 void checkParents(const std::string& set, const MergedSet& merged, Findings& findings);
 
 }  // namespace tool

@@ -16,10 +16,10 @@
 namespace tool {
 namespace {
 
-const char* const installBoth = "install the list and its .asc again, both of the same making";
+const char* const installBoth = "install the list and its .asc again, both from the same signing";
 const char* const setClock = "set this machine's clock; if it is right, have the list signed again";
 const char* const elsewhere =
-    "see what zemo-selfcheck-verify(1) reports, and correct the key ring or gpg.conf";
+    "run zemo-selfcheck verify for the reason, and correct the key ring or gpg.conf";
 
 // GnuPG fails after signatures that it has not called bad.
 bool lacksTrust(const SignatureCheck& check) {
@@ -31,14 +31,14 @@ bool lacksTrust(const SignatureCheck& check) {
 
 struct Diagnosis {
   std::string what;
-  std::string mend;
+  std::string fix;
 };
 
 // Why GnuPG does not verify the list.
 Diagnosis diagnose(const SignatureCheck& check, const std::string& list) {
   for (const std::string& file : {list, list + ".asc"}) {
     if (!isReadable(file))
-      return {inQuotes(file) + " cannot be read by this caller", "chmod a+r " + shellWord(file)};
+      return {inQuotes(file) + " cannot be read by this user", "chmod a+r " + shellWord(file)};
   }
   if (check.holdsNone)
     return {check.reason, installBoth};
@@ -49,7 +49,7 @@ Diagnosis diagnose(const SignatureCheck& check, const std::string& list) {
     if (signature.verdict != Signature::Verdict::Bad && signature.made > std::time(nullptr))
       return {what, setClock};
     if (signature.verdict == Signature::Verdict::NoPublicKey)
-      return {what, "if you trust that key, import it, see zemo-selfcheck-init-home(1)"};
+      return {what, "if you trust that key, import it (see zemo-selfcheck-init-home(1))"};
     if (signature.verdict == Signature::Verdict::Bad)
       return {what, installBoth};
     return {check.reason.empty() ? what : check.reason, elsewhere};
@@ -73,11 +73,11 @@ void checkLabel(const SetFiles& files, std::size_t index, Findings& findings) {
   if (!label)
     return;  // any text may stand there
   if (isLabelOf(*label, list, files.set, files.mode)) {
-    findings.well(inQuotes(list) + " says in its second line that it is this list");
+    findings.well(inQuotes(list) + " is labelled as this list in its second line");
     return;
   }
   findings.problem(STATUS_UNCHECKED,
-                   inQuotes(list) + " says in its second line that it is another list: set " +
+                   inQuotes(list) + " is labelled as another list in its second line: set " +
                        inQuotes(label->set) + ", mode " + inQuotes(label->mode) + ", list " +
                        inQuotes(label->list),
                    "install the list that belongs there, and its .asc");
@@ -98,7 +98,7 @@ bool checkSignatures(const SetFiles& files, const HomeState& home, Ownership& ow
       continue;
     if (!home.runs) {
       findings.problem(STATUS_NOT_LOADED, inQuotes(list) + " is not verified: GnuPG was not run",
-                       "correct GnuPG and its files first");
+                       "fix the problems with GnuPG and its files first");
       continue;
     }
     if (home.doubtful) {
@@ -110,7 +110,7 @@ bool checkSignatures(const SetFiles& files, const HomeState& home, Ownership& ow
     std::vector<std::string> ignored;  // diagnose() tells more
     CollectedLog const log(ignored);
     if (check.verified && verifier.checkSign(list)) {
-      findings.well(inQuotes(list) + " verifies for this caller");
+      findings.well(inQuotes(list) + " verifies for this user");
       tellObjections(list, check, findings);
       ++good;
       continue;
@@ -121,8 +121,8 @@ bool checkSignatures(const SetFiles& files, const HomeState& home, Ownership& ow
     }
     Diagnosis const diagnosis = diagnose(check, list);
     findings.problem(STATUS_NOT_LOADED,
-                     inQuotes(list) + " does not verify for this caller: " + diagnosis.what,
-                     diagnosis.mend);
+                     inQuotes(list) + " does not verify for this user: " + diagnosis.what,
+                     diagnosis.fix);
   }
   return good == files.lists.size();
 }

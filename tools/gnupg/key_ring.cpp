@@ -34,10 +34,10 @@ const std::vector<std::string> scratchNames = {"gpg.conf",        "pubring.kbx",
 }
 
 [[noreturn]] void refuseHome(const std::string& home, int status) {
-  throw Failure(STATUS_NOT_LOADED, "GnuPG cannot use the home " + inQuotes(home) +
-                                       ", it ended with exit status " + std::to_string(status) +
-                                       "; gpg --homedir " + inQuotes(home) +
-                                       " --list-keys says why");
+  throw Failure(STATUS_NOT_LOADED, "GnuPG cannot use the home directory " + inQuotes(home) +
+                                       " (exit status " + std::to_string(status) +
+                                       "); for the reason, run gpg --homedir " + inQuotes(home) +
+                                       " --list-keys");
 }
 
 Outcome quietly(std::vector<std::string> words, int captured) {
@@ -96,10 +96,10 @@ std::string ringIn(const std::string& home) {
 void refuseOtherRings(const std::string& home) {
   if (exists(home + "/pubring.gpg"))
     throw Failure(STATUS_NOT_LOADED, inQuotes(home) +
-                                         " has a key ring of the old form, 'pubring.gpg': import "
-                                         "it as a file and remove it there");
+                                         " has a key ring in the old format, 'pubring.gpg': import "
+                                         "that file, then remove it there");
   for (const std::string& path : otherConfigurationsIn(home))
-    throw Failure(STATUS_NOT_LOADED, inQuotes(path) + " may take the place of gpg.conf");
+    throw Failure(STATUS_NOT_LOADED, inQuotes(path) + " may replace gpg.conf");
   for (const std::string& path : gnupgFilesOf(home)) {
     std::string const reason = irregular(path);
     if (!reason.empty())
@@ -145,7 +145,7 @@ std::string readKeys(const std::string& file) {
       return content;
     content.append(buffer.data(), static_cast<std::size_t>(length));
     if (content.size() > keysLimit)
-      fail("it holds more than 64 MiB");
+      fail("it is larger than 64 MiB");
   }
 }
 
@@ -183,19 +183,19 @@ void KeyRing::import(const std::string& file, const std::string& content) {
       quietly(gpg({"--status-fd", "3", "--import", "--", _scratch / "import"}), 3);
   Imported const counts = countsIn(outcome.output);
   if (counts.secretKeys != 0)
-    refuse(file, "it holds secret keys; export the public ones (gpg --export)");
+    refuse(file, "it contains secret keys; export the public keys instead (gpg --export)");
   if (outcome.status != 0 && counts.keys == 0)
-    refuse(file, "it holds no public keys that GnuPG can read");
+    refuse(file, "it contains no public keys that GnuPG can read");
   if (outcome.status != 0)
-    refuse(file, "GnuPG does not take all that is in it, it may be damaged");
+    refuse(file, "GnuPG does not accept all of it; it may be damaged");
   if (counts.keys == 0 && counts.revocations == 0)
-    refuse(file, "it holds no public keys");
+    refuse(file, "it contains no public keys");
   // GnuPG passes over keys that it cannot use, and succeeds.
   Outcome const shown = quietly(gpg({"--with-colons", "--import-options", "show-only", "--import",
                                      "--", _scratch / "import"}),
                                 1);
   if (shown.status != 0)
-    refuse(file, "GnuPG does not show the keys in it");
+    refuse(file, "GnuPG cannot show the keys in it");
   std::string passedOver;
   std::vector<Key> const ring = keys();
   for (const Key& key : keysIn(shown.output)) {
@@ -204,14 +204,14 @@ void KeyRing::import(const std::string& file, const std::string& content) {
       passedOver += (passedOver.empty() ? "" : ", ") + keyText(key);
   }
   if (!passedOver.empty())
-    refuse(file, "GnuPG does not take the key " + passedOver +
-                     "; it may lack a user id that it has signed itself");
+    refuse(file,
+           "GnuPG does not accept key " + passedOver + "; it may have no self-signed user ID");
 }
 
 void KeyRing::remove(const std::string& fingerprint) {
   Outcome const outcome = quietly(gpg({"--delete-keys", "--", fingerprint}), 1);
   if (outcome.status != 0)
-    throw Failure(STATUS_NOT_LOADED, "GnuPG does not remove the key " + fingerprint);
+    throw Failure(STATUS_NOT_LOADED, "GnuPG cannot remove key " + fingerprint);
 }
 
 void KeyRing::proveWith(const std::string& configuration) const {

@@ -102,7 +102,7 @@ std::string optionText(const OptionLine& doubtful, const std::string& file) {
   bool const keyboxd = doubtful.text == "use-keyboxd";
   return "line " + std::to_string(doubtful.number) + " of " + inQuotes(file) + ", " +
          inQuotes(doubtful.text) + ", " +
-         (keyboxd ? "has GnuPG ask a daemon for keys, and not the key ring"
+         (keyboxd ? "makes GnuPG ask a daemon for keys instead of reading the key ring"
                   : "is not known to be harmless");
 }
 

@@ -18,13 +18,12 @@ struct NeededOption {
 
 // The first is the trust model.
 inline constexpr std::array<NeededOption, 6> neededOptions = {{
-    {"trust-model always",
-     "GnuPG needs a trust database that the caller can write, and fails for all others"},
+    {"trust-model always", "GnuPG needs a trust database, and fails for users who cannot write it"},
     {"weak-digest SHA1", "a forged list with the SHA-1 of a signed one would verify"},
     {"no-auto-key-retrieve", "GnuPG may ask the network for a key"},
     {"no-auto-key-import", "GnuPG may take a key from the signature file"},
     {"no-auto-check-trustdb", "GnuPG may write to its home when it verifies"},
-    {"ignore-time-conflict", "no list verifies while the clock is earlier than the key"},
+    {"ignore-time-conflict", "no list verifies while the clock is set before the key's creation"},
 }};
 
 struct OptionLine {

@@ -102,26 +102,26 @@ std::string reasonFor(const std::vector<StatusLine>& lines, const SignatureCheck
       return reason;
   }
   if (check.accepted)
-    return "GnuPG does not say that a signature is good, but its exit status is 0: the library "
-           "takes the list";
+    return "GnuPG does not say that a signature is good, but its exit status is 0, so the library "
+           "accepts the list";
   bool const allTold = std::all_of(
       check.signatures.begin(), check.signatures.end(),
       [](const Signature& one) { return !isGood(one) && one.verdict != Verdict::None; });
   if (!check.signatures.empty() && allTold)
     return "";
   if (check.holdsNone)
-    return "the signature file holds no signature, or a part of one";
-  std::string const ended = "GnuPG ended with exit status " + std::to_string(status);
+    return "the signature file holds no complete signature";
+  std::string const ended = "GnuPG exited with status " + std::to_string(status);
   if (check.signatures.empty()) {
     std::string const failure = failureIn(lines, "verify");
     return ended + (failure.empty() ? "" : ": " + failure);
   }
   bool const allGood = std::all_of(check.signatures.begin(), check.signatures.end(), isGood);
   if (allGood)
-    return ended + " though the signature is good";
+    return ended + " although the signature is good";
   bool const stopped = check.signatures.back().verdict == Verdict::None;
-  return stopped ? ended + " before a verdict; it may be unable to use its home " +
-                       inQuotes(systemDirectory) + " as this user (see init-home)"
+  return stopped ? ended + " before a verdict; this user may be unable to use its home " +
+                       inQuotes(systemDirectory) + " (see zemo-selfcheck-init-home(1))"
                  : "";
 }
 
@@ -148,7 +148,7 @@ bool isCalledGood(const Signature& signature) {
 }
 
 // GnuPG has no word for it: a key of the future is a bad one (2.2), a conflict of times, or none.
-const char* const behind = "this machine's clock is behind, the signature was made later";
+const char* const behind = "this machine's clock is slow (the signature is dated in the future)";
 
 bool isOfTheFuture(const Signature& signature) {
   return signature.made > std::time(nullptr);
@@ -165,23 +165,23 @@ std::string signatureText(const Signature& signature) {
     case Verdict::Good:
     case Verdict::GoodExpiredKey:
     case Verdict::GoodRevokedKey:
-      return signature.valid ? "good" : "called good, but GnuPG does not say by which key";
+      return signature.valid ? "good" : "reported as good, but GnuPG does not say by which key";
     case Verdict::Expired:
       return "expired " + utcText(signature.expires);
     case Verdict::Bad:
       return "bad: the list is not the one that was signed";
     case Verdict::NoPublicKey:
-      return "no public key " +
+      return "public key " +
              (signature.fingerprint.empty() ? signature.keyId : signature.fingerprint) +
-             " in the key ring" + (isOfTheFuture(signature) ? std::string(", or ") + behind : "");
+             " is not in the key ring" +
+             (isOfTheFuture(signature) ? std::string(", or ") + behind : "");
     case Verdict::NotChecked:
       if (signature.error == errorDigest && isWeakDigest(signature.digest))
         return "refused: " + digestName(signature.digest) + " is a weak digest";
       if (signature.error == errorKey || signature.error == errorTime)
         return std::string("not checked: ") +
-               (isOfTheFuture(signature)
-                    ? behind
-                    : "the key cannot be used, or was made later than the signature");
+               (isOfTheFuture(signature) ? behind
+                                         : "the key is unusable, or newer than the signature");
       return "not checked: " + (signature.error == errorDigest
                                     ? digestName(signature.digest) + " is not supported"
                                     : errorText(signature.error));
@@ -195,21 +195,22 @@ std::vector<Objection> objectionsTo(const Signature& signature) {
   std::vector<Objection> objections;
   std::string const key = "key " + signature.fingerprint;
   if (signature.verdict == Verdict::GoodExpiredKey)
-    objections.push_back({key + " has expired", "have the list signed by a key that has not"});
+    objections.push_back(
+        {key + " has expired", "have the list signed with a key that has not expired"});
   if (signature.verdict == Verdict::GoodRevokedKey)
     objections.push_back(
         {key + " is revoked",
-         "have the list signed by another key, and remove this one from the ring"});
+         "have the list signed with another key, and remove this one from the key ring"});
   if (isWeakDigest(signature.digest))
     objections.push_back(
         {digestName(signature.digest) + " is a weak digest", "have the list signed with SHA-512"});
   if (signature.ofText)
-    objections.push_back({"the signature is over text, not over the very bytes of the list",
-                          "have the list signed by zemo-selfcheck sign"});
+    objections.push_back({"the signature covers text, not the exact bytes of the list",
+                          "have the list signed with zemo-selfcheck sign"});
   if (isOfTheFuture(signature))
-    objections.push_back({"the signature was made in the future, " + utcText(signature.made),
-                          "set this machine's clock; if it is right, have the list signed where "
-                          "the clock is"});
+    objections.push_back({"the signature is dated in the future: " + utcText(signature.made),
+                          "set this machine's clock; if it is right, have the list signed again on "
+                          "a machine whose clock is"});
   return objections;
 }
 
@@ -228,7 +229,7 @@ SignatureCheck checkSignature(const std::string& list) {
   SignatureCheck check;
   std::string const signature = list + ".asc";
   if (VLIBFileExist(signature.c_str()) == 0) {
-    check.reason = "there is no signature file " + inQuotes(signature);
+    check.reason = "signature file " + inQuotes(signature) + " does not exist";
     return check;
   }
   check.reason = irregularToVerify(list);
@@ -236,13 +237,14 @@ SignatureCheck checkSignature(const std::string& list) {
     return check;
   check.reason = doubtAbout(systemDirectory);
   if (!check.reason.empty()) {
-    check.reason.insert(0, "GnuPG was not asked: ");
+    check.reason.insert(0, "GnuPG was not run: ");
     return check;
   }
   // GnuPG would make an empty one, which other users cannot read.
   if (VLIBFileExist((systemDirectory + "/pubring.kbx").c_str()) == 0 &&
       VLIBFileExist((systemDirectory + "/pubring.gpg").c_str()) == 0) {
-    check.reason = "there is no key ring in " + inQuotes(systemDirectory) + " (see init-home)";
+    check.reason = "there is no key ring in " + inQuotes(systemDirectory) +
+                   " (see zemo-selfcheck-init-home(1))";
     return check;
   }
   Command command;
@@ -264,7 +266,7 @@ SignatureCheck checkSignature(const std::string& list) {
                              std::any_of(lines.begin(), lines.end(), [](const StatusLine& line) {
                                return line.keyword == "NODATA";
                              }));
-  check.reason = text ? "the signature file holds a signed text, and no detached signature"
+  check.reason = text ? "the signature file holds signed text, not a detached signature"
                       : reasonFor(lines, check, outcome.status, list);
   return check;
 }

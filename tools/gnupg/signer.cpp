@@ -26,13 +26,13 @@ Outcome runFor(std::vector<std::string> words, int captured, bool showErrors) {
 
 Key onlyKey(const std::string& name, const std::vector<Key>& keys) {
   if (keys.empty())
-    throw Failure(STATUS_NOT_LOADED, "there is no secret key " + inQuotes(name));
+    throw Failure(STATUS_NOT_LOADED, "no secret key matches " + inQuotes(name));
   if (keys.size() > 1) {
     std::string fingerprints;
     for (const Key& key : keys)
       fingerprints += (fingerprints.empty() ? "" : ", ") + key.fingerprint;
     throw UsageError(inQuotes(name) +
-                     " names several secret keys, give a fingerprint: " + fingerprints);
+                     " matches several secret keys; give one of the fingerprints " + fingerprints);
   }
   return keys.front();
 }
@@ -48,14 +48,14 @@ void nameTerminal() {
 // The words of the sign operation, or GnuPG's exit status where it has none.
 std::string reasonIn(const std::vector<StatusLine>& lines, int status) {
   std::string const reason = failureIn(lines, "sign");
-  return reason.empty() ? "GnuPG ended with exit status " + std::to_string(status) : reason;
+  return reason.empty() ? "GnuPG exited with status " + std::to_string(status) : reason;
 }
 
 }  // namespace
 
 Signer::Signer(const std::string& key, const std::string& home) : _home(home) {
   if (key.empty())
-    throw UsageError("--key needs the name of a key");
+    throw UsageError("--key needs a fingerprint, key ID or user ID");
   nameTerminal();
   Outcome const found =
       runFor(gpg({"--batch", "--with-colons", "--list-secret-keys", "--", key}), 1, false);
@@ -92,7 +92,7 @@ std::string Signer::signatureOf(const std::string& content, const std::string& n
   if (verified.status != 0 || signatures.size() != 1 || !isGood(signatures.front()) ||
       signatures.front().primary != _key.fingerprint || signatures.front().digest != digestSha512)
     throw Failure(STATUS_NOT_LOADED, "cannot sign " + inQuotes(name) +
-                                         ": GnuPG does not verify the signature that it has made");
+                                         ": GnuPG does not verify the signature that it made");
   return readWholeFile(signature);
 }
 

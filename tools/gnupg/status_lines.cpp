@@ -91,9 +91,9 @@ std::string errorText(long long code) {
     case 17:
       return "no secret key";
     case 54:
-      return "the secret key cannot be used: it has expired, is revoked or makes no signatures";
+      return "the secret key cannot be used: it has expired, is revoked or is not for signing";
     case 62:
-      return "it took too long";
+      return "timed out";
     case 85:
     case 86:
       return "no program to ask for the passphrase";

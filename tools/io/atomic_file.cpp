@@ -159,7 +159,7 @@ void AtomicFile::syncDirectory() const {
   int const error = _directory.sync();
   // A directory may be written but not read, and its file system may know no such request.
   if (error != 0 && error != EACCES && error != EINVAL)
-    fail("after a crash, the old file may be back instead of", error);
+    fail("cannot sync, so that after a crash the old file may be back:", error);
 }
 
 }  // namespace tool

@@ -1,6 +1,7 @@
 #include "io/descriptors.h"
 
 #include <fcntl.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -44,6 +45,12 @@ void occupyStandardDescriptors() {
 
 void writeOut(std::string_view text) {
   (void)fwrite(text.data(), 1, text.size(), stdout);
+}
+
+std::size_t terminalWidth(int descriptor) {
+  constexpr std::size_t usual = 80;
+  winsize size = {};
+  return ioctl(descriptor, TIOCGWINSZ, &size) != 0 || size.ws_col == 0 ? usual : size.ws_col;
 }
 
 void flushOutput() {

@@ -5,6 +5,8 @@
 
 #include <string_view>
 
+#include <cstddef>
+
 namespace tool {
 
 // An open descriptor, closed when this goes; -1 is none.
@@ -31,6 +33,9 @@ void occupyStandardDescriptors();
 
 // Writes to standard output, which may hold it back. flushOutput() tells of a failure.
 void writeOut(std::string_view text);
+
+// The columns of the terminal that `descriptor` is; 80 where it is none, or one that does not say.
+std::size_t terminalWidth(int descriptor);
 
 // Writes out what standard output holds back. Throws Failure if anything could not be written.
 void flushOutput();

@@ -72,11 +72,11 @@ int Directory::sync() const {
 
 std::string strangerIn(const struct stat& status) {
   if (status.st_uid != 0 && status.st_uid != geteuid())
-    return "belongs to the user " + std::to_string(status.st_uid);
+    return "belongs to user " + std::to_string(status.st_uid);
   mode_t const writers = status.st_mode & (S_IWGRP | S_IWOTH);
   if (writers == 0)
     return "";
-  return writers == S_IWGRP ? "can be written by its group" : "can be written by others";
+  return writers == S_IWGRP ? "is writable by its group" : "is writable by others";
 }
 
 bool isWithoutNumber(uid_t user) {
@@ -95,7 +95,7 @@ void requireOwn(const std::string& path) {
   struct stat status = {};
   if (lstat(path.c_str(), &status) == 0) {
     if (S_ISLNK(status.st_mode))
-      refuse(path, path, "because it is a symbolic link: name what it leads to");
+      refuse(path, path, "because it is a symbolic link: give the path that it leads to");
     if (std::string const reason = strangerIn(status); !reason.empty())
       refuse(path, path, "because it " + reason);
   }

@@ -36,7 +36,7 @@ class Directory {
 };
 
 // Why somebody other than root and the caller can change what has this status: "belongs to the user
-// 1000" or "can be written by others"; empty if nobody else can.
+// 1000" or "is writable by others"; empty if nobody else can.
 std::string strangerIn(const struct stat& status);
 
 // `user` is what the kernel shows for all users that have no number in this process's user

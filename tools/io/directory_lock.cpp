@@ -64,10 +64,11 @@ DirectoryLock::DirectoryLock(Directory directory, std::chrono::milliseconds pati
                     withReason("cannot write to " + inQuotes(_directory.path()), error));
     auto const waited = std::chrono::steady_clock::now() - start;
     if (waited >= patience)
-      throw Failure(STATUS_NOT_LOADED, "another run holds " + inQuotes(path) +
-                                           "; nothing is done (remove the file if there is none)");
+      throw Failure(STATUS_NOT_LOADED,
+                    "another run holds the lock " + inQuotes(path) +
+                        "; nothing was done (remove the file if no other run exists)");
     if (waited >= silence && !told)
-      say("waiting for another run, which holds " + inQuotes(path));
+      say("waiting for another run, which holds the lock " + inQuotes(path));
     told = told || waited >= silence;
     std::this_thread::sleep_for(pause);
   }

@@ -45,7 +45,7 @@ RegularFile::RegularFile(Descriptor file, std::string path)
     : _path(std::move(path)), _file(std::move(file)) {
   if (_file.get() < 0 && errno == ELOOP)
     throw Failure(STATUS_NOT_LOADED,
-                  inQuotes(_path) + " is a symbolic link: name what it leads to");
+                  inQuotes(_path) + " is a symbolic link: give the path that it leads to");
   if (_file.get() < 0 || fstat(_file.get(), &_status) != 0)
     cannotRead(_path, errno);
   if (!S_ISREG(_status.st_mode))

@@ -26,7 +26,7 @@ ScratchDirectory::ScratchDirectory(const std::vector<std::string>& names)
   HeldSignals const untilNoted;
   if (mkdtemp(_path.data()) == nullptr)
     throw Failure(STATUS_NOT_LOADED,
-                  withReason("cannot make a directory " + inQuotes(_path), errno));
+                  withReason("cannot create directory " + inQuotes(_path), errno));
   _temporaryPaths.push_back(std::make_unique<TemporaryPath>(_path));
   for (const std::string& name : names)
     _temporaryPaths.push_back(std::make_unique<TemporaryPath>(*this / name));

@@ -178,7 +178,7 @@ bool Describer::describeContent(ProtectedFile& entry, const struct stat& status,
   if (!readContent(entry._path, status, entry._hash)) {
     int const error = reasonOfFailure(entry._path, status.st_mode);
     if (error == 0)
-      _problems.add(entry._path, "it could not be read, and now it can: it changes");
+      _problems.add(entry._path, "it could not be read and now it can, so it is changing");
     else if (!isAbsence(error))
       _problems.cannotRead(entry._path, error);
     return false;
@@ -192,7 +192,7 @@ bool Describer::describeContent(ProtectedFile& entry, const struct stat& status,
 bool Describer::isChanged(const std::string& path, const std::set<std::string>& digests) const {
   std::string const digest = md5Of(path);
   if (digest.empty())
-    _problems.add(path, "its MD5 digest cannot be computed, to compare it with its package's");
+    _problems.add(path, "its MD5 digest, to be compared with its package's, cannot be computed");
   return !digest.empty() && digests.count(digest) == 0;
 }
 
@@ -274,7 +274,7 @@ void leaveOut(const std::set<std::string>& gone, std::vector<Described>& found) 
               found.end());
   say(inQuotes(*gone.begin()) +
       (gone.size() == 1 ? " is" : " and " + std::to_string(gone.size() - 1) + " more are") +
-      " left out: gone since the list was begun");
+      " left out: deleted while the list was being made");
 }
 
 }  // namespace tool

@@ -37,7 +37,7 @@ bool isGone(const std::string& path) {
 void mergeBases(const MakePlan& plan, FileList& list) {
   for (const std::string& base : plan.bases) {
     if (!list.parseList(base))
-      throw Failure(STATUS_NOT_LOADED, "the base list " + inQuotes(base) + " cannot be read");
+      throw Failure(STATUS_NOT_LOADED, "base list " + inQuotes(base) + " cannot be read");
   }
 }
 

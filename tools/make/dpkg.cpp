@@ -10,6 +10,8 @@
 #include "make/paths.h"
 #include "run/failure.h"
 #include "run/process.h"
+#include "sets/sets.h"
+#include "text/strings.h"
 
 namespace tool {
 namespace {
@@ -123,13 +125,11 @@ std::vector<Deb> debsNamed(const std::vector<std::string>& names) {
       known = true;
     }
     if (!known)
-      unknown.insert(name);
+      unknown.insert(inQuotes(name));
   }
-  std::string list;
-  for (const std::string& name : unknown)
-    list += (list.empty() ? "" : ", ") + inQuotes(name);
-  if (!list.empty())
-    throw Failure(STATUS_NOT_LOADED, "dpkg knows no installed package " + list);
+  if (!unknown.empty())
+    throw Failure(STATUS_NOT_LOADED, "dpkg has no installed package " +
+                                         listed({unknown.begin(), unknown.end()}, "or"));
   std::vector<Deb> debs;
   debs.reserve(found.size());
   for (const auto& [unique, deb] : found)
@@ -235,7 +235,7 @@ std::string DirectoryLinks::resolvedDirectory(const std::string& directory) {
     std::unique_ptr<char, void (*)(void*)> const real(realpath(place.c_str(), nullptr), free);
     if (real != nullptr) {
       if (_told.insert(place).second)
-        say(inQuotes(place) + " is a link: what lies below it is listed below " +
+        say(inQuotes(place) + " is a link: the files below it are listed below " +
             inQuotes(real.get()));
       place = real.get();
     }

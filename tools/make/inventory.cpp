@@ -81,7 +81,7 @@ class Collector {
 Found* Collector::add(const std::string& path, const struct stat& status) {
   if (_output.count(path) != 0) {
     _progress.clear();
-    say(inQuotes(path) + " is left out: it is this list itself, or its signature");
+    say(inQuotes(path) + " is left out: it is this list or its signature");
     return nullptr;
   }
   auto const [found, isNew] = _inventory.try_emplace(path);
@@ -155,7 +155,7 @@ void Collector::addTree(const std::string& root) {
 void Collector::addName(const std::string& path) {
   struct stat status = {};
   if (path.find('\0') != std::string::npos)
-    _problems.add(path, "a zero byte in its name; are the names ended by zero bytes (-z)?");
+    _problems.add(path, "its name contains a zero byte; do the names end with zero bytes (-z)?");
   else if (examine(path, status))
     (void)add(path, status);
 }
@@ -199,7 +199,7 @@ void Collector::addDeb(const DebFiles& files) {
     }
   }
   tell(files, gone, first, "left out: not on disk");
-  tell(files, unknown, firstUnknown, "taken as found: dpkg has no digest to compare with");
+  tell(files, unknown, firstUnknown, "listed unchecked: dpkg has no digest to compare with");
 }
 
 void Collector::tell(const DebFiles& files, std::size_t number, const std::string& first,
@@ -243,8 +243,8 @@ void requireOutputOutside(const MakePlan& plan, const FileList::ProtectedFileMap
         (before != base.end() && before->second->_hash == "FIXED") ||
         std::find(plan.fixed.begin(), plan.fixed.end(), directory) != plan.fixed.end();
     if (isFixed)
-      throw UsageError("--output " + inQuotes(plan.output) + " would lie in " +
-                       inQuotes(directory) + ", whose members are fixed: write it elsewhere");
+      throw UsageError("--output " + inQuotes(plan.output) + " would be in " + inQuotes(directory) +
+                       ", whose members are fixed: write it elsewhere");
   }
 }
 

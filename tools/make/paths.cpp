@@ -28,7 +28,7 @@ bool matches(const std::string& pattern, const std::string& text) {
 
 std::string absolutePath(const std::string& path) {
   if (path.empty())
-    throw UsageError("an empty name is no path");
+    throw UsageError("a path cannot be empty");
   std::string const whole = path.front() == '/' ? path : workingDirectory() + "/" + path;
   std::string result;
   for (std::size_t start = 0; start < whole.size();) {
@@ -49,7 +49,7 @@ Exclusions::Exclusions(const std::vector<std::string>& patterns) {
     while (pattern.size() > 1 && pattern.back() == '/')
       pattern.pop_back();
     if (pattern.empty())
-      throw UsageError("an empty --exclude matches nothing");
+      throw UsageError("--exclude needs a pattern");
     if (pattern.find('/') == std::string::npos) {
       _forNames.push_back(pattern);
       continue;

@@ -26,7 +26,8 @@ Placeholders::Placeholders(const std::string& package) : _isSet(true) {
   PkgInfo const binding = ProtectedFile::_pkginfo;
   ProtectedFile::_pkginfo = {};
   if (!bound)
-    throw Failure(STATUS_NOT_LOADED, "the package " + inQuotes(package) + " cannot be bound");
+    throw Failure(STATUS_NOT_LOADED,
+                  "cannot find user and directory of package " + inQuotes(package));
   _user = binding.uid;
   _group = binding.gid;
   _directory = binding.targetDir;

@@ -25,8 +25,8 @@ uint64_t numberOf(const std::string& text, const std::string& what, uint64_t lea
   const char* const end = text.data() + text.size();
   std::from_chars_result const result = std::from_chars(text.data(), end, number);
   if (result.ec != std::errc() || result.ptr != end || number < least || number > most)
-    throw UsageError(what + " " + inQuotes(text) + " is no number from " + std::to_string(least) +
-                     " to " + std::to_string(most));
+    throw UsageError(what + " " + inQuotes(text) + " is not a number from " +
+                     std::to_string(least) + " to " + std::to_string(most));
   return number;
 }
 
@@ -43,7 +43,7 @@ std::string setOf(const MakeOptions& options) {
     return systemSet;
   requireSetName(*options.package);
   if (*options.package == systemSet)
-    throw UsageError("--package wam: that is the operating system's own set and no package");
+    throw UsageError("--package wam: that is the operating system's own set, not a package");
   return *options.package;
 }
 
@@ -89,7 +89,7 @@ void requireBases(const std::vector<std::string>& lists, const std::string& outp
   for (const std::string& list : lists) {
     if (isSameFile(list, output))
       throw UsageError("--base " + inQuotes(list) +
-                       " is the list that is to be written: it cannot be read before itself");
+                       " is the list to be written: it cannot be read before itself");
   }
 }
 
@@ -113,14 +113,14 @@ MakePlan planOf(const MakeOptions& given) {
                      " is not named like a list of its set: " +
                      escaped(plan.label.set + "." + options.mode) + ".*.list");
   if (fileName(options.output).size() + signatureEnding.size() > NAME_MAX)
-    throw UsageError("--output " + inQuotes(options.output) +
-                     ": its name is too long for a signature beside it: at most " +
-                     std::to_string(NAME_MAX - signatureEnding.size()) + " bytes");
+    throw UsageError("--output " + inQuotes(options.output) + ": its name may have at most " +
+                     std::to_string(NAME_MAX - signatureEnding.size()) +
+                     " bytes, to leave room for .asc");
   plan.output = absolutePath(options.output);
   plan.bases = allAbsolute(options.base);
   requireBases(plan.bases, plan.output);
   if (options.paths.empty() && !options.from && options.dpkg.empty() && options.fixed.empty())
-    throw UsageError("say what to list: paths, --from, --dpkg or --fixed");
+    throw UsageError("nothing to list: give paths, --from, --dpkg or --fixed");
   plan.trees = allAbsolute(options.paths);
   plan.from = options.from;
   plan.nul = options.nul;
@@ -131,7 +131,7 @@ MakePlan planOf(const MakeOptions& given) {
   plan.fixed = allAbsolute(options.fixed);
   for (const std::string& directory : plan.fixed) {
     if (plan.exclusions.cover(directory))
-      throw UsageError("--fixed " + inQuotes(directory) + " is left out by --exclude");
+      throw UsageError("--fixed " + inQuotes(directory) + " is excluded by --exclude");
   }
   plan.omitted = itemsNamed(options.omit);
   plan.forPackage = plan.label.set != systemSet;

@@ -1,6 +1,7 @@
 #include "make/problems.h"
 
 #include "run/failure.h"
+#include "text/strings.h"
 
 namespace tool {
 
@@ -20,9 +21,8 @@ void Problems::refuse() {
     return;
   for (const auto& [path, reason] : _reasons)
     say(reason);
-  throw Failure(STATUS_UNCHECKED, "no list is written, because of " +
-                                      std::to_string(_reasons.size()) +
-                                      (_reasons.size() == 1 ? " file" : " files"));
+  throw Failure(STATUS_UNCHECKED,
+                "no list was written, because of " + counted(_reasons.size(), "file", "files"));
 }
 
 }  // namespace tool

@@ -19,8 +19,8 @@ namespace {
 using Map = FileList::ProtectedFileMap;
 
 [[noreturn]] void failAt(const std::string& path) {
-  throw Failure(STATUS_NOT_LOADED, "the list does not read back as it was meant to, at " +
-                                       inQuotes(path) + "; has a base list changed?");
+  throw Failure(STATUS_NOT_LOADED, "the list does not read back as intended, at " + inQuotes(path) +
+                                       "; has a base list changed?");
 }
 
 // The lines that are meant, by path: those of the base lists as far as they stay, and ours.
@@ -118,7 +118,7 @@ std::unique_ptr<FileList> readBack(const std::string& path, const MakePlan& plan
   auto list = std::make_unique<FileList>(plan.label.set, plan.mode);
   mergeBases(plan, *list);
   if (!list->parseList(path))
-    throw Failure(STATUS_NOT_LOADED, "the list that was written cannot be read back");
+    throw Failure(STATUS_NOT_LOADED, "the list cannot be read back after writing");
   list->fillFixedDirInfo();
   requireSame(meantLines(plan, found, written), *list->getProtectedFiles());
   return list;

@@ -1,5 +1,7 @@
 #include "run/arguments.h"
 
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <charconv>
@@ -10,6 +12,7 @@
 #include "io/descriptors.h"
 #include "run/failure.h"
 #include "text/escape.h"
+#include "text/strings.h"
 
 namespace tool {
 
@@ -28,24 +31,13 @@ std::string unguarded(std::string word) {
   return word;
 }
 
-// The parser takes whatever word follows an option for its value; one that is an option is none.
-std::function<std::string(std::string)> valueOf(const CLI::App& command, const char* name) {
-  return [&command, name](const std::string& word) {
-    bool const isOption = word.size() > 1 && word.front() == '-' && name[0] == '-' &&
-                          command.get_option_no_throw(word.substr(0, word.find('='))) != nullptr;
-    if (isOption)
-      throw CLI::ValidationError("its value is missing before " + word);
-    return unguarded(word);
-  };
-}
-
 // An option for several values, one each time that it is given. The parser does not take values
 // apart where it expects no further ones.
 CLI::Option* severalOf(CLI::App& command, const char* name, const char* type,
                        std::vector<std::string>& target, const char* text) {
   return command.add_option(name, target, text)
       ->type_name(type)
-      ->transform(valueOf(command, name), "")
+      ->transform(unguarded, "")
       ->allow_extra_args(false)
       ->take_all();
 }
@@ -54,9 +46,108 @@ CLI::Option* severalOf(CLI::App& command, const char* name, const char* type,
 template <typename Target>
 CLI::Option* oneOf(CLI::App& command, const char* name, const char* type, Target& target,
                    const char* text) {
-  return command.add_option(name, target, text)
-      ->type_name(type)
-      ->transform(valueOf(command, name), "");
+  return command.add_option(name, target, text)->type_name(type)->transform(unguarded, "");
+}
+
+// "-z, --null", "--jobs N", "PATH..."
+std::string nameOf(const CLI::Option& option) {
+  if (option.get_positional())
+    return option.get_name() + (option.get_expected_max() > 1 ? "..." : "");
+  std::string name;
+  for (const std::string& letter : option.get_snames())
+    name += "-" + letter + ", ";
+  name += option.get_name();
+  return option.get_items_expected_max() == 0 ? name : name + " " + option.get_type_name();
+}
+
+std::string descriptionOf(const CLI::Option& option) {
+  std::string text = option.get_description();
+  if (!option.get_default_str().empty())
+    text += " (default: " + option.get_default_str() + ")";
+  return option.get_required() ? text + " (required)" : text;
+}
+
+// Text in lines of limited width.
+class HelpText {
+ public:
+  explicit HelpText(std::size_t width) : _width(width), _column(std::min(width / 3, widestNames)) {}
+
+  // The first line begins with `start`, and the others are indented as far.
+  void paragraph(const std::string& start, const std::string& text) {
+    std::string before = start;
+    for (const std::string& line : wrapped(text, _width - start.size())) {
+      _text.append(before).append(line).append("\n");
+      before = std::string(start.size(), ' ');
+    }
+  }
+
+  void line(const std::string& text) { _text += text + "\n"; }
+
+  // A name and its meaning, next to it or, if the name is long, below it. The first of several rows
+  // with the same heading has that above it.
+  void row(const std::string& heading, const std::string& name, const std::string& meaning) {
+    if (heading != _heading)
+      line("\n" + heading + ":");
+    _heading = heading;
+    std::string start = "  " + name;
+    if (start.size() + 2 > _column) {
+      line(start);
+      start.clear();
+    }
+    start.resize(_column, ' ');
+    paragraph(start, meaning);
+  }
+
+  const std::string& text() const { return _text; }
+
+ private:
+  static constexpr std::size_t widestNames = 26;
+
+  std::size_t _width;
+  std::size_t _column;  // where meanings begin
+  std::string _heading;
+  std::string _text;
+};
+
+// "NAME [OPTION...] --output FILE [PATH...]"
+std::string usageOf(const CLI::App& command, const std::string& name) {
+  std::string options = " [OPTION...]";
+  std::string words = command.get_subcommands(nullptr).empty() ? "" : " COMMAND [ARGUMENT...]";
+  for (const CLI::Option* option : command.get_options()) {
+    std::string const one = nameOf(*option);
+    if (option->get_required())
+      (option->get_positional() ? words : options) += " " + one;
+    else if (option->get_positional())
+      words += " [" + one + "]";
+  }
+  return name + options + words;
+}
+
+// The text of --help for the program or one of its commands, which is called `name`, in lines of at
+// most `width` columns, or of 40 where there are fewer. Lines of its examples stay as they are.
+std::string helpText(const CLI::App& command, const std::string& name, std::size_t width) {
+  constexpr std::size_t least = 40;
+  HelpText help(std::max(width, least));
+  help.paragraph("", command.get_description());
+  help.line("");
+  help.paragraph("Usage: ", usageOf(command, name));
+  for (bool const positional : {true, false}) {
+    for (const CLI::Option* option : command.get_options()) {
+      if (option->get_positional() == positional)
+        help.row(positional ? "Arguments" : "Options", nameOf(*option), descriptionOf(*option));
+    }
+  }
+  for (const CLI::App* one : command.get_subcommands(nullptr))
+    help.row("Commands", one->get_name(), one->get_description());
+  help.line("");
+  std::istringstream more(command.get_footer());
+  for (std::string line; std::getline(more, line);) {
+    if (line.empty() || line.front() == ' ')
+      help.line(line);
+    else
+      help.paragraph("", line);
+  }
+  return help.text();
 }
 
 // The words of main()'s arguments, without the program's name, so that the parser leaves them
@@ -76,19 +167,78 @@ std::string withoutGuards(std::string message) {
   return message;
 }
 
-// The parser does not tell of a word before the command; it only misses the command, or shows help.
+bool isOption(const std::string& word) {
+  return word.size() > 1 && word.front() == '-';
+}
+
+std::string unknownOption(const std::string& word) {
+  return "unknown option " + escaped(word.substr(0, word.find('=')));
+}
+
+// The parser does not report a word before the command; it only misses the command, or shows help.
 void requireKnownCommand(const CLI::App& program) {
   std::vector<std::string> const words = program.remaining();
-  if (!program.get_subcommands().empty() || words.empty())
+  if (words.empty())
     return;
   std::string const word = withoutGuards(words.front());
-  if (word.size() > 1 && word.front() == '-')
-    throw UsageError("there is no option " + inQuotes(word) +
-                     " before the command; see zemo-selfcheck --help");
-  std::string commands;
+  if (isOption(word))
+    throw UsageError(unknownOption(word) + " before the command; see zemo-selfcheck --help");
+  std::vector<std::string> commands;
   for (const CLI::App* command : program.get_subcommands(nullptr))
-    commands += (commands.empty() ? "" : ", ") + command->get_name();
-  throw UsageError("there is no command " + inQuotes(word) + "; there are: " + commands);
+    commands.push_back(command->get_name());
+  throw UsageError("unknown command " + inQuotes(word) + "; the commands are " + listed(commands));
+}
+
+std::string seeHelp(const CLI::App& command) {
+  bool const isProgram = command.get_parent() == nullptr;
+  return "; see zemo-selfcheck " + (isProgram ? "" : command.get_name() + " ") + "--help";
+}
+
+// The parser takes any word that follows an option for its value, even another option. Says which
+// option lacks its value for that reason; empty if none does.
+std::string missingValue(const CLI::App& command) {
+  for (const CLI::Option* option : command.get_options()) {
+    for (const std::string& word : option->results()) {
+      std::string const start = word.substr(0, word.find('='));
+      if (!option->get_positional() && isOption(word) &&
+          command.get_option_no_throw(start) != nullptr)
+        return option->get_name() + " needs a value before " + start;
+    }
+  }
+  return "";
+}
+
+// Says why the words of a command are wrong. The parser's own messages differ from version to
+// version, and agree on the option that they begin with; those of flags only name it.
+std::string complaint(const CLI::App& command, const CLI::ParseError& error) {
+  std::vector<std::string> const unexpected = command.remaining();
+  if (!unexpected.empty()) {
+    std::string const word = withoutGuards(unexpected.front());
+    return isOption(word) ? unknownOption(word) : "unexpected argument " + inQuotes(word);
+  }
+  if (command.get_parent() == nullptr)
+    return "a command is required";
+  std::string missing = missingValue(command);
+  if (!missing.empty())
+    return missing;
+  std::string message = escaped(withoutGuards(error.what()));
+  for (const CLI::Option* option : command.get_options()) {
+    std::string const name = option->get_name();
+    if (!startsWith(message, name + ": "))
+      continue;
+    if (error.get_name() != "ArgumentMismatch")
+      return name + message.substr(name.size() + 1);
+    bool const isRepeated =
+        option->get_multi_option_policy() == CLI::MultiOptionPolicy::Throw && option->count() > 1;
+    return name + (isRepeated ? " may be given only once" : " needs a value");
+  }
+  for (const CLI::Option* option : command.get_options()) {
+    std::string const name = option->get_name();
+    bool const isFlag = option->get_items_expected_max() == 0;
+    if (isFlag && (" " + message + " ").find(" " + name + " ") != std::string::npos)
+      return name + " takes no value";
+  }
+  return message;
 }
 
 // What an end of parsing comes to.
@@ -102,27 +252,20 @@ Chosen answerTo(const CLI::ParseError& error, const CLI::App& program) {
               return STATUS_INTACT;
             }};
   }
-  std::string command;
-  for (const CLI::App* chosen : program.get_subcommands())
-    command += " " + chosen->get_name();
-  throw UsageError(escaped(withoutGuards(error.what())) + "; see zemo-selfcheck" + command +
-                   " --help");
+  std::vector<CLI::App*> const chosen = program.get_subcommands();
+  const CLI::App& command = chosen.empty() ? program : *chosen.front();
+  throw UsageError(complaint(command, error) + seeHelp(command));
 }
-
-// Later versions of the parser would break the lines of examples as those of a paragraph.
-template <typename Formatter>
-auto keepLinesOfExamples(Formatter& formatter, int)
-    -> decltype(formatter.enable_footer_formatting(false)) {
-  formatter.enable_footer_formatting(false);
-}
-
-template <typename Formatter>
-void keepLinesOfExamples(Formatter&, long) {}  // older ones never do
 
 }  // namespace
 
 void Arguments::words(const char* name, std::vector<std::string>& target, const char* text) {
   (void)severalOf(_command, name, "", target, text)->allow_extra_args();
+}
+
+void Arguments::requiredWords(const char* name, std::vector<std::string>& target,
+                              const char* text) {
+  (void)severalOf(_command, name, "", target, text)->allow_extra_args()->required();
 }
 
 void Arguments::word(const char* name, std::string& target, const char* text) {
@@ -152,10 +295,14 @@ void Arguments::requiredValue(const char* name, const char* type, std::string& t
 void Arguments::choice(const char* name, std::initializer_list<const char*> choices,
                        std::string& target, const char* text) {
   std::vector<std::string> const known(choices.begin(), choices.end());
-  _command.add_option(name, target, text)
-      ->type_name("")
-      ->capture_default_str()
-      ->check(CLI::IsMember(known));
+  std::string type;
+  for (const std::string& choice : known)
+    type += (type.empty() ? "" : "|") + choice;
+  auto const refuse = [known](const std::string& word) {
+    bool const isKnown = std::find(known.begin(), known.end(), word) != known.end();
+    return isKnown ? "" : "takes " + listed(known, "or") + ", not '" + word + "'";
+  };
+  _command.add_option(name, target, text)->type_name(type)->capture_default_str()->check(refuse);
 }
 
 void Arguments::number(const char* name, unsigned& target, unsigned least, unsigned most,
@@ -167,7 +314,7 @@ void Arguments::number(const char* name, unsigned& target, unsigned least, unsig
     std::from_chars_result const result = std::from_chars(word.data(), end, number);
     if (result.ec != std::errc() || result.ptr != end || number < least || number > most)
       throw CLI::ValidationError(name, "takes a number from " + std::to_string(least) + " to " +
-                                           std::to_string(most) + ", not " + word);
+                                           std::to_string(most) + ", not '" + word + "'");
     target = number;
   };
   _command.add_option_function<std::string>(name, take, text)->type_name("N");
@@ -175,7 +322,9 @@ void Arguments::number(const char* name, unsigned& target, unsigned least, unsig
 
 void Arguments::values(const char* name, const char* type, std::vector<std::string>& target,
                        const char* text) {
-  (void)severalOf(_command, name, type, target, text)->expected(1, manyValues);
+  (void)severalOf(_command, name, type, target, text)
+      ->type_name(std::string(type) + "...")
+      ->expected(1, manyValues);
 }
 
 void Arguments::repeated(const char* name, const char* type, std::vector<std::string>& target,
@@ -190,9 +339,13 @@ void Arguments::list(const char* name, const char* type, std::vector<std::string
 
 Commands::Commands(const char* program, const char* version, const char* text, const char* more)
     : _program(std::make_unique<CLI::App>(text, program)), _chosen(std::make_unique<Chosen>()) {
-  keepLinesOfExamples(*_program->get_formatter(), 0);
+  _program->formatter_fn([](const CLI::App* command, const std::string& name, CLI::AppFormatMode) {
+    return helpText(*command, name, terminalWidth(STDOUT_FILENO));
+  });
   _program->require_subcommand(1);
-  _program->set_version_flag("--version", std::string(program) + " " + version);
+  _program->set_help_flag("-h,--help", "Print this help and exit");
+  _program->set_version_flag("--version", std::string(program) + " " + version,
+                             "Print the version and exit");
   _program->footer(more);
 }
 
@@ -202,10 +355,10 @@ Commands& Commands::operator=(Commands&& other) noexcept = default;
 
 Commands::~Commands() = default;
 
-Arguments Commands::add(const char* name, const char* text, const char* examples,
+Arguments Commands::add(const char* name, const char* text, const char* more,
                         std::function<int()> run) {
   CLI::App* const command = _program->add_subcommand(name, text);
-  command->footer(examples);
+  command->footer(more);
   command->callback([chosen = _chosen.get(), name, run = std::move(run)] {
     *chosen = {name, run};
   });
@@ -220,6 +373,10 @@ Chosen Commands::parse(int argc, const char* const* argv) {
   } catch (const CLI::ParseError& error) {
     return answerTo(error, *_program);
   }
+  const CLI::App& command = *_program->get_subcommands().front();
+  std::string const missing = missingValue(command);
+  if (!missing.empty())
+    throw UsageError(missing + seeHelp(command));
   return *_chosen;
 }
 

@@ -24,8 +24,9 @@ class Arguments {
  public:
   explicit Arguments(CLI::App& command) : _command(command) {}
 
-  // All words that belong to no option.
+  // All words that belong to no option; of those that are required there must be one.
   void words(const char* name, std::vector<std::string>& target, const char* text);
+  void requiredWords(const char* name, std::vector<std::string>& target, const char* text);
 
   // One word, which must be there.
   void word(const char* name, std::string& target, const char* text);
@@ -75,9 +76,10 @@ class Commands {
   Commands& operator=(Commands&& other) noexcept;
   ~Commands();
 
-  // Adds a command, described in a line, and with examples, for --help. When the arguments name it,
+  // Adds a command. For --help, `text` describes it in a line, and each line of `more` is a
+  // paragraph, but those that begin with a blank, which are examples. When the arguments name it,
   // parsing them chooses `run`; nothing is done before that is called.
-  Arguments add(const char* name, const char* text, const char* examples, std::function<int()> run);
+  Arguments add(const char* name, const char* text, const char* more, std::function<int()> run);
 
   // Parses main()'s arguments. Throws UsageError where they are wrong.
   Chosen parse(int argc, const char* const* argv);

@@ -1,6 +1,5 @@
 #include "run/progress.h"
 
-#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -8,6 +7,8 @@
 #include <cmath>
 #include <cstdio>
 #include <vector>
+
+#include "io/descriptors.h"
 
 namespace tool {
 namespace {
@@ -89,14 +90,6 @@ std::vector<std::string> partsOf(const Advance& advance) {
   return parts;
 }
 
-// One column less than there are: many terminals begin a new line when the last one is written.
-std::size_t terminalWidth() {
-  winsize size = {};
-  if (ioctl(STDERR_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0)
-    return 79;
-  return size.ws_col - 1U;
-}
-
 // The terminal may be gone; the work goes on without it.
 void writeToTerminal(const std::string& text) {
   (void)fwrite(text.data(), 1, text.size(), stderr);
@@ -145,7 +138,9 @@ void Progress::show() {
   advance.totalFiles = _totalFiles;
   advance.totalBytes = _totalBytes;
   advance.seconds = std::chrono::duration<double>(now - _start).count();
-  writeToTerminal("\r" + progressText(advance, terminalWidth()) + "\x1b[K");
+  // One column less than there are: many terminals begin a new line when the last one is written.
+  std::size_t const width = terminalWidth(STDERR_FILENO) - 1;
+  writeToTerminal("\r" + progressText(advance, width) + "\x1b[K");
 }
 
 void Progress::clear() {

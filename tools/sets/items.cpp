@@ -26,8 +26,8 @@ CHECK_ITEM itemsNamed(const std::vector<std::string>& names) {
       known = true;
     }
     if (!known)
-      throw UsageError("there is no item " + inQuotes(name) +
-                       "; there are size, owner, group, type, permission, hash and all");
+      throw UsageError("unknown item " + inQuotes(name) +
+                       "; the items are size, owner, group, type, permission, hash and all");
   }
   return set;
 }

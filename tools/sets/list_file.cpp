@@ -37,7 +37,7 @@ class WithoutPackage {
 };
 
 [[noreturn]] void notAList(const std::string& path, const std::string& reason) {
-  throw Failure(STATUS_NOT_LOADED, inQuotes(path) + " is no check list: " + reason);
+  throw Failure(STATUS_NOT_LOADED, inQuotes(path) + " is not a check list: " + reason);
 }
 
 ListFile listFrom(std::istream& file, const std::string& path) {

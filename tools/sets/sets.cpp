@@ -66,13 +66,13 @@ bool canNameSet(const std::string& name) {
 
 void requireSetName(const std::string& name) {
   if (!canNameSet(name))
-    throw UsageError(inQuotes(name) + " cannot be the name of a set");
+    throw UsageError(inQuotes(name) + " is not a valid set name");
 }
 
 void requireModeName(const std::string& mode) {
   // The lists of a mode "full.x" would be lists of the mode "full", too.
   if (!isPlain(mode) || mode.find('.') != std::string::npos)
-    throw UsageError(inQuotes(mode) + " cannot be the name of a mode");
+    throw UsageError(inQuotes(mode) + " is not a valid mode name");
 }
 
 ChosenSets chosenSets(const std::vector<std::string>& named, bool all) {
@@ -81,7 +81,7 @@ ChosenSets chosenSets(const std::vector<std::string>& named, bool all) {
   sets = named;
   if (all) {
     if (!named.empty())
-      throw UsageError("either name sets or give --all");
+      throw UsageError("--all cannot be combined with named sets");
     try {
       sets = packageDirectories();
     } catch (const Failure& failure) {
@@ -120,8 +120,8 @@ std::string whyNoLists(const std::string& set, const std::string& mode) {
   std::string reason = whyUnreadable(set);
   if (!reason.empty())
     return reason;
-  return "there is no list of the set " + inQuotes(set) + " and the mode " + inQuotes(mode) +
-         " in " + inQuotes(setDirectory(set));
+  return "set " + inQuotes(set) + " has no list for mode " + inQuotes(mode) + " in " +
+         inQuotes(setDirectory(set));
 }
 
 std::vector<std::string> orderLines(const std::string& directory) {

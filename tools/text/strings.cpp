@@ -1,9 +1,33 @@
 #include "text/strings.h"
 
+#include <sstream>
+
 namespace tool {
 
 std::string counted(std::size_t number, const char* one, const char* many) {
   return std::to_string(number) + " " + (number == 1 ? one : many);
+}
+
+std::string listed(const std::vector<std::string>& words, const char* conjunction) {
+  std::string text;
+  for (std::size_t i = 0; i < words.size(); ++i) {
+    if (i != 0)
+      text += i + 1 == words.size() ? " " + std::string(conjunction) + " " : ", ";
+    text += words[i];
+  }
+  return text;
+}
+
+std::vector<std::string> wrapped(const std::string& text, std::size_t width) {
+  std::vector<std::string> lines;
+  std::istringstream words(text);
+  for (std::string word; words >> word;) {
+    if (lines.empty() || lines.back().size() + 1 + word.size() > width)
+      lines.push_back(word);
+    else
+      lines.back() += " " + word;
+  }
+  return lines;
 }
 
 std::string hexadecimal(std::string_view bytes) {

@@ -5,11 +5,18 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace tool {
 
 // "1 entry", "2 entries".
 std::string counted(std::size_t number, const char* one, const char* many);
+
+// "a", "a and b", "a, b and c".
+std::string listed(const std::vector<std::string>& words, const char* conjunction = "and");
+
+// Lines of at most `width` columns; a longer word has a line of its own.
+std::vector<std::string> wrapped(const std::string& text, std::size_t width);
 
 // Two digits a byte, in lower case.
 std::string hexadecimal(std::string_view bytes);

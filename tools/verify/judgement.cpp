@@ -104,22 +104,22 @@ void objectTo(const Signature& signature, const Demands& demands,
       objections.push_back(objection.what);
   }
   if ((demands.strict || !demands.pinned.empty()) && !isPinned(signature, demands.pinned))
-    objections.push_back("key " + signature.fingerprint + " is not one that --key names");
+    objections.push_back("key " + signature.fingerprint + " is not one given by --key");
 }
 
 std::vector<std::string> objectionsTo(const Judgement& judgement, const Demands& demands) {
   std::vector<std::string> objections;
   if (judgement.binding.state == Binding::State::OtherList)
-    objections.emplace_back("line 2 says that it is another list");
+    objections.emplace_back("line 2 says that this is another list");
   for (const Signature& signature : judgement.check.signatures)
     objectTo(signature, demands, objections);
   if (!demands.strict)
     return objections;
   if (judgement.binding.state == Binding::State::NoLabel)
-    objections.emplace_back("line 2 does not say which list it is");
+    objections.emplace_back("line 2 does not say which list this is");
   if (judgement.place.orderExists && judgement.place.line == 0)
     objections.emplace_back(judgement.place.orderIrregular ? "listorder is not a regular file"
-                                                           : "listorder does not name it");
+                                                           : "listorder does not name this list");
   return objections;
 }
 

@@ -16,15 +16,15 @@ std::string textOf(const Place& place) {
   if (place.line != 0)
     return "line " + std::to_string(place.line) + " of listorder";
   if (!place.orderExists)
-    return "by name, there is no listorder";
+    return "by name (there is no listorder)";
   if (place.orderIrregular)
-    return "by name, listorder is not a regular file";
-  std::string text = "not named in listorder, read before all that are";
+    return "by name (listorder is not a regular file)";
+  std::string text = "not named in listorder, so read before all lists that are";
   if (!place.unreadable.empty())
     text += "; " + place.unreadable;
   if (place.almost != 0)
     text += "; line " + std::to_string(place.almost) +
-            " would name it but for blanks, a carriage return or a path around the name";
+            " would name it without the blanks, carriage return or directory around the name";
   return text;
 }
 
@@ -32,7 +32,7 @@ std::string textOf(const Binding& binding) {
   if (binding.state == Binding::State::NoList)
     return binding.reason;
   if (!binding.label)
-    return "none: the signature does not say which list this is";
+    return "none: line 2 does not say which list this is";
   const Label& label = *binding.label;
   std::string const version =
       "serial " + std::to_string(label.serial) + ", made " + utcText(label.date);
@@ -68,7 +68,7 @@ std::string rowsOf(const Signature& signature) {
   if (signature.verdict != Signature::Verdict::Expired && signature.expires != 0)
     text += ", expires " + utcText(signature.expires);
   if (signature.ofText)
-    text += ", as text: not of carriage returns at line ends";
+    text += ", over text: carriage returns at line ends are not covered";
   return row("signature", text) + keyRows(signature);
 }
 
@@ -79,9 +79,9 @@ std::string reportOn(const Judgement& judgement) {
   if (!judgement.check.verified)
     verdict = "does not verify";
   else if (!isUsable(judgement))
-    verdict = "no check list";
+    verdict = "not a check list";
   else if (!judgement.objections.empty())
-    verdict = "objectionable";
+    verdict = "rejected";
   std::string text = escaped(judgement.path) + ": " + verdict + "\n";
   text += row("order", textOf(judgement.place));
   text += row("label", textOf(judgement.binding));
@@ -90,7 +90,7 @@ std::string reportOn(const Judgement& judgement) {
   if (!judgement.check.reason.empty())
     text += row(judgement.check.signatures.empty() ? "signature" : "", judgement.check.reason);
   for (const std::string& objection : judgement.objections)
-    text += row("objection", objection);
+    text += row("reason", objection);
   return text;
 }
 

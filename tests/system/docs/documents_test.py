@@ -178,7 +178,7 @@ def option_tables(program):
 
 def exit_bits(program):
     text = subprocess.check_output([program, "--help"], text=True)
-    sentence = re.search(r"Exit status, a set of bits: (.*?)\.", text, re.DOTALL)
+    sentence = re.search(r"Exit status: 0 if all is well, otherwise the sum of (.*?)\.", " ".join(text.split()))
     return re.findall(r"\d+", sentence[1])
 
 

@@ -71,7 +71,7 @@ int main(int argc, char** argv) {
     if (i == count / 10)
       early = held();
     if (SelfCheckFiles(paths.get(), results.data()) != 0 || masksOf(results) != expected) {
-      (void)fprintf(stderr, "call %ld gives a wrong result\n", i);
+      (void)fprintf(stderr, "call %ld returned a wrong result\n", i);
       return 1;
     }
   }

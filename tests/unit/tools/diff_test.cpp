@@ -29,7 +29,7 @@ TEST_F(DiffTest, NothingDiffers) {
   ProgramRun const run = compare(sized("/a", "1") + "\n" + sized("/b", "2") + "\n",
                                  sized("/b", "2") + "\n" + sized("/a", "1"));
   EXPECT_EQ(run.status, 0);
-  EXPECT_EQ(run.output, "0 added, 0 removed, 0 changed, 2 the same\n");
+  EXPECT_EQ(run.output, "0 added, 0 removed, 0 changed, 2 unchanged\n");
   EXPECT_EQ(run.errors, "");
 }
 
@@ -41,7 +41,7 @@ TEST_F(DiffTest, AddedRemovedAndChangedComeInPathOrder) {
   EXPECT_EQ(run.status, changed);
   EXPECT_EQ(linesOf(run.output),
             (Lines{"+ " + sized("/a", "1"), "- " + sized("/b", "1"), "~ /d size 1 -> 2",
-                   "+ " + sized("/e", "1"), "2 added, 1 removed, 1 changed, 1 the same"}));
+                   "+ " + sized("/e", "1"), "2 added, 1 removed, 1 changed, 1 unchanged"}));
 }
 
 TEST_F(DiffTest, EveryColumnThatDiffersHasALine) {
@@ -50,7 +50,7 @@ TEST_F(DiffTest, EveryColumnThatDiffersHasALine) {
   EXPECT_EQ(linesOf(run.output),
             (Lines{"~ /a size 1 -> 2", "~ /a hash h -> \"\"", "~ /a type f -> l",
                    "~ /a permission 644 -> 0644", "~ /a owner 0 -> 1", "~ /a group 0 -> -",
-                   "0 added, 0 removed, 1 changed, 0 the same"}));
+                   "0 added, 0 removed, 1 changed, 0 unchanged"}));
 }
 
 TEST_F(DiffTest, NamesAreEscaped) {
@@ -69,8 +69,8 @@ TEST_F(DiffTest, RemovalLinesAreEntriesOfTheirOwnKind) {
   ProgramRun const run = compare(sized("/a", "1") + "\n-" + sized("/b", "1"),
                                  "-" + sized("/a", "1") + "\n-" + sized("/b", "2"));
   EXPECT_EQ(run.status, changed);
-  EXPECT_EQ(linesOf(run.output),
-            (Lines{"- " + sized("/a", "1"), "+ -/a", "1 added, 1 removed, 0 changed, 1 the same"}));
+  EXPECT_EQ(linesOf(run.output), (Lines{"- " + sized("/a", "1"), "+ -/a",
+                                        "1 added, 1 removed, 0 changed, 1 unchanged"}));
 }
 
 TEST_F(DiffTest, LabelsAloneMakeNoDifference) {
@@ -79,7 +79,7 @@ TEST_F(DiffTest, LabelsAloneMakeNoDifference) {
   ProgramRun const run = tool({"diff", files / "old.list", files / "new.list"});
   EXPECT_EQ(run.status, 0);
   EXPECT_EQ(run.output,
-            "0 added, 0 removed, 0 changed, 1 the same; the labels on line 2 differ: 'one\\033' "
+            "0 added, 0 removed, 0 changed, 1 unchanged; the labels on line 2 differ: 'one\\033' "
             "and 'two'\n");
   Lines const records =
       linesOf(tool({"diff", files / "old.list", files / "new.list", "--format=json"}).output);
@@ -116,7 +116,7 @@ TEST_F(DiffTest, ASetIsComparedAsItMerges) {
   ProgramRun const run = tool({"diff", "--no-verify", files / "old.list", "wam"});
   EXPECT_EQ(run.status, changed);
   EXPECT_EQ(linesOf(run.output),
-            (Lines{"~ /b size 1 -> 2", "0 added, 0 removed, 1 changed, 0 the same"}));
+            (Lines{"~ /b size 1 -> 2", "0 added, 0 removed, 1 changed, 0 unchanged"}));
   writeList("wam.quick.1.list", "");
   EXPECT_EQ(tool({"diff", "--no-verify", "wam", "--mode=quick", "wam"}).status, 0);
 }
@@ -128,7 +128,7 @@ TEST_F(DiffTest, PlaceholdersAreResolvedInSetsAlone) {
   EXPECT_EQ(
       linesOf(tool({"diff", "--no-verify", "demo", list}).output),
       (Lines{"+ " + sized("$pkg_dir/a", "1"), "- " + sized("/var/packages/demo/target/a", "1"),
-             "1 added, 1 removed, 0 changed, 0 the same"}));
+             "1 added, 1 removed, 0 changed, 0 unchanged"}));
 }
 
 TEST_F(DiffTest, SetsAreVerified) {

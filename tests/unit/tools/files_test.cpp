@@ -74,15 +74,14 @@ TEST_F(FilesCommandTest, NothingIsKnownWithoutASet) {
   EXPECT_EQ(run.status, notLoaded);
   EXPECT_EQ(run.output, "");
   EXPECT_EQ(linesOf(run.errors),
-            (std::vector<std::string>{
-                "zemo-selfcheck: util:33 Selfcheck load list failed",
-                "zemo-selfcheck: nothing is known of these files: the set wam cannot be loaded, or "
-                "one of them cannot be read"}));
+            (std::vector<std::string>{"zemo-selfcheck: util:33 Selfcheck load list failed",
+                                      "zemo-selfcheck: these files were not checked: set 'wam' "
+                                      "cannot be loaded, or one of the files cannot be read"}));
 }
 
 TEST_F(FilesCommandTest, WrongUsageIsOneLine) {
   EXPECT_EQ(tool({"files"}).status, usage);
-  EXPECT_EQ(tool({"files"}).errors, "zemo-selfcheck: name at least one file, or give --from\n");
+  EXPECT_EQ(tool({"files"}).errors, "zemo-selfcheck: give at least one path, or --from\n");
   EXPECT_EQ(tool({"files", "--nonsense", "/x"}).status, usage);
   EXPECT_EQ(linesOf(tool({"files", "--nonsense", "/x"}).errors).size(), 1U);
 }

@@ -135,8 +135,9 @@ TEST_F(InitHomeCommandTest, RefusesSecretKeysAndLeavesNothing) {
   ProgramRun const run = tool({"init-home", "--homedir", home, "--import", second(), secret});
   EXPECT_EQ(run.status, notLoaded);
   EXPECT_EQ(run.output, "");
-  EXPECT_EQ(run.errors, "zemo-selfcheck: cannot import '" + secret +
-                            "': it holds secret keys; export the public ones (gpg --export)\n");
+  EXPECT_EQ(run.errors,
+            "zemo-selfcheck: cannot import '" + secret +
+                "': it contains secret keys; export the public keys instead (gpg --export)\n");
   EXPECT_EQ(namesIn(files.path()), (std::vector<std::string>{"second.gpg", "secret.gpg"}));
 }
 
@@ -171,10 +172,11 @@ TEST_F(InitHomeCommandTest, RefusesAnotherConfigurationAndSaysWhatItLacks) {
   writeFile(home + "/gpg.conf", other);
   ProgramRun const run = tool({"init-home", "--homedir", home, "--import", maker()});
   EXPECT_EQ(run.status, notLoaded);
-  EXPECT_EQ(run.errors, "zemo-selfcheck: '" + home +
-                            "/gpg.conf' is there already and lacks 'weak-digest SHA1', "
-                            "'no-auto-key-import', 'no-auto-check-trustdb': add that or remove "
-                            "the file\n");
+  EXPECT_EQ(run.errors,
+            "zemo-selfcheck: '" + home +
+                "/gpg.conf' exists but lacks 'weak-digest SHA1', "
+                "'no-auto-key-import' and 'no-auto-check-trustdb': add what is missing or "
+                "remove the file\n");
   EXPECT_EQ(readFile(home + "/gpg.conf"), other);
   EXPECT_EQ(namesIn(home), std::vector<std::string>{"gpg.conf"});
 }
@@ -186,8 +188,8 @@ TEST_F(InitHomeCommandTest, RefusesEveryOptionFileThatMayDecideWhatVerifies) {
   ProgramRun const own = tool({"init-home", "--homedir", home, "--import", maker()});
   EXPECT_EQ(own.status, notLoaded);
   EXPECT_EQ(own.errors, "zemo-selfcheck: line 2 of '" + home +
-                            "/common.conf', 'use-keyboxd', has GnuPG ask a daemon for keys, and "
-                            "not the key ring; remove that line\n");
+                            "/common.conf', 'use-keyboxd', makes GnuPG ask a daemon for keys "
+                            "instead of reading the key ring; remove that line\n");
   remove(home + "/common.conf");
   ProgramRun const shared = toolAfter(systemWide("gpg.conf", "quiet\\nkeyring /tmp/x\\n"),
                                       {"init-home", "--homedir", home, "--import", maker()});
@@ -207,8 +209,8 @@ TEST_F(InitHomeCommandTest, NamesKeysThatGnupgPassesOver) {
   EXPECT_EQ(run.status, notLoaded);
   EXPECT_EQ(run.output, "");
   EXPECT_EQ(run.errors, "zemo-selfcheck: cannot import '" + files / "part.gpg" +
-                            "': GnuPG does not take the key " + keys().fingerprint("Maker") +
-                            "; it may lack a user id that it has signed itself\n");
+                            "': GnuPG does not accept key " + keys().fingerprint("Maker") +
+                            "; it may have no self-signed user ID\n");
   EXPECT_FALSE(std::filesystem::exists(home));
 }
 
@@ -216,8 +218,9 @@ TEST_F(InitHomeCommandTest, TakesKeysOfTheFutureAndSaysThatTheClockIsBehind) {
   std::string const file = keys().exported({"Future"}, files / "future.gpg");
   ProgramRun const run = tool({"init-home", "--import", file});
   EXPECT_EQ(run.status, 0);
-  EXPECT_EQ(run.errors, "zemo-selfcheck: warning: this machine's clock is behind: the key " +
-                            keys().fingerprint("Future") + " was made at 2060-01-01T00:00:00Z\n");
+  EXPECT_EQ(run.errors, "zemo-selfcheck: warning: this machine's clock is slow: key " +
+                            keys().fingerprint("Future") +
+                            " was created at 2060-01-01T00:00:00Z\n");
   EXPECT_EQ(run.output,
             keys().fingerprint("Future") + " 'Future'\n/usr/zemo/selfcheck trusts 1 key\n");
   keys().sign(writeList("wam.full.base.list", ""),
@@ -248,7 +251,7 @@ TEST_F(InitHomeCommandTest, AKeptConfigurationThatGnupgRefusesIsFound) {
   writeFile(home + "/gpg.conf", configuration + "charset nonsense\n");
   ProgramRun const run = tool({"init-home", "--homedir", home});
   EXPECT_EQ(run.status, notLoaded);
-  EXPECT_THAT(run.errors, HasSubstr("GnuPG cannot use the home '" + home + "'"));
+  EXPECT_THAT(run.errors, HasSubstr("GnuPG cannot use the home directory '" + home + "'"));
   EXPECT_EQ(namesIn(home), std::vector<std::string>{"gpg.conf"});
 }
 
@@ -294,8 +297,8 @@ TEST_F(InitHomeCommandTest, RefusesAHomeThatOthersCanWriteTo) {
   changeMode(home, 0777);
   ProgramRun const run = tool({"init-home", "--homedir", home, "--import", maker()});
   EXPECT_EQ(run.status, notLoaded);
-  EXPECT_EQ(run.errors, "zemo-selfcheck: '" + home +
-                            "' is not safe to use because it can be written by others\n");
+  EXPECT_EQ(run.errors,
+            "zemo-selfcheck: '" + home + "' is not safe to use because it is writable by others\n");
   EXPECT_TRUE(namesIn(home).empty());
   changeMode(home, 0755);
   changeMode(files / "new", 0777);
@@ -313,13 +316,13 @@ TEST_F(InitHomeCommandTest, RefusesAHomeThatSomebodyElseOwns) {
     GTEST_SKIP() << "cannot give a directory away";
   ProgramRun const run = tool({"init-home", "--homedir", home, "--import", maker()});
   EXPECT_EQ(run.status, notLoaded);
-  EXPECT_EQ(run.errors, "zemo-selfcheck: '" + home +
-                            "' is not safe to use because it belongs to the user 1234\n");
+  EXPECT_EQ(run.errors,
+            "zemo-selfcheck: '" + home + "' is not safe to use because it belongs to user 1234\n");
   ASSERT_EQ(chown(home.c_str(), 0, 0), 0);
   ASSERT_EQ(chown((home + "/gpg.conf").c_str(), 1234, 1234), 0);
-  EXPECT_EQ(tool({"init-home", "--homedir", home}).errors,
-            "zemo-selfcheck: '" + home +
-                "/gpg.conf' belongs to the user 1234, who could have changed it\n");
+  EXPECT_EQ(
+      tool({"init-home", "--homedir", home}).errors,
+      "zemo-selfcheck: '" + home + "/gpg.conf' belongs to user 1234, who could have changed it\n");
   EXPECT_FALSE(std::filesystem::exists(files / "written"));
 }
 
@@ -334,7 +337,7 @@ TEST_F(InitHomeCommandTest, FollowsNoLinkToWhatItMakesReadable) {
     ProgramRun const run = tool({"init-home", "--homedir", home});
     EXPECT_EQ(run.status, notLoaded);
     EXPECT_EQ(run.errors, "zemo-selfcheck: '" + home + "/" + name +
-                              "' is a symbolic link: name what it leads to\n");
+                              "' is a symbolic link: give the path that it leads to\n");
     EXPECT_EQ(modeOf(secret), 0600U);
     std::filesystem::rename(secret, home + "/" + name);
     EXPECT_EQ(tool({"init-home", "--homedir", home}).status, 0);
@@ -414,8 +417,8 @@ TEST_F(InitHomeCommandTest, AProofThatFailsInTheEndSaysWhatHasBeenDone) {
   if (run.status == 99 || run.status == 1)
     GTEST_SKIP() << "cannot mount: " << run.errors;
   EXPECT_EQ(run.status, notLoaded);
-  EXPECT_THAT(run.errors, HasSubstr("GnuPG cannot use the home '" + home + "'"));
-  EXPECT_THAT(run.errors, HasSubstr("; gpg.conf and the key ring have been installed\n"));
+  EXPECT_THAT(run.errors, HasSubstr("GnuPG cannot use the home directory '" + home + "'"));
+  EXPECT_THAT(run.errors, HasSubstr("; gpg.conf and the key ring are installed\n"));
   EXPECT_EQ(namesIn(home), (std::vector<std::string>{"gpg.conf", "pubring.kbx"}));
 }
 

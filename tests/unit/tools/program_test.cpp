@@ -1,13 +1,35 @@
 // zemo-selfcheck without a command, or with one that there is not.
 
+#include <algorithm>
 #include <utility>
 
+#include "support/started_program.h"
 #include "support/tool_fixture.h"
 
 namespace {
 
 class ProgramTest : public ToolTest {
  protected:
+  // The output of `zemo-selfcheck COMMAND --help` on a terminal of so many columns.
+  static std::vector<std::string> helpAt(const std::string& columns, const std::string& command) {
+    StartedProgram program({"/bin/sh", "-ec", "stty cols \"$1\"; exec \"$2\" \"$3\" --help", "sh",
+                            columns, ZEMO_TOOL, command},
+                           StartedProgram::terminal);
+    EXPECT_TRUE(program.endsWithin(20));
+    EXPECT_EQ(program.run().errors, "");
+    return linesOf(program.screen().screen());
+  }
+
+  static std::size_t widest(const std::vector<std::string>& lines) {
+    std::size_t width = 0;
+    for (const std::string& line : lines) {
+      if (line.find("Example") == 0)
+        break;  // the examples are not wrapped
+      width = std::max(width, line.size());
+    }
+    return width;
+  }
+
   static void expectUsage(const std::vector<std::string>& words, const std::string& message) {
     ProgramRun const run = tool(words);
     EXPECT_EQ(run.status, usage);
@@ -20,39 +42,86 @@ class ProgramTest : public ToolTest {
 }  // namespace
 
 TEST_F(ProgramTest, UnknownCommandIsNamed) {
-  expectUsage({"chekc", "wam"}, "there is no command 'chekc'; there are: check, files");
-  expectUsage({"chekc", "--help"}, "there is no command 'chekc'; there are: check, files");
-  expectUsage({""}, "there is no command ''; there are: check, files");
-  expectUsage({"-"}, "there is no command '-'; there are: check, files");
+  expectUsage({"chekc", "wam"}, "unknown command 'chekc'; the commands are check, files");
+  expectUsage({"chekc", "--help"}, "unknown command 'chekc'; the commands are check, files");
+  expectUsage({""}, "unknown command ''; the commands are check, files");
+  expectUsage({"-"}, "unknown command '-'; the commands are check, files");
 }
 
 TEST_F(ProgramTest, BracketsAreLeftAlone) {
-  expectUsage({"[check,files]"}, "there is no command '[check,files]'; there are: ");
-  expectUsage({"check", "[wam,demo]"}, "'[wam,demo]' cannot be the name of a set");
-  expectUsage({"check", "[]"}, "'[]' cannot be the name of a set");
-  expectUsage({"check", "--jobs", "[1]"}, "--jobs: takes a number from 1 to 1024, not [1]");
+  expectUsage({"[check,files]"}, "unknown command '[check,files]'; the commands are ");
+  expectUsage({"check", "[wam,demo]"}, "'[wam,demo]' is not a valid set name");
+  expectUsage({"check", "[]"}, "'[]' is not a valid set name");
+  expectUsage({"check", "--jobs", "[1]"}, "--jobs takes a number from 1 to 1024, not '[1]'");
   expectUsage({"make", "--package", "[a]", "--output", "wam.full.x.list", "/"},
-              "'[a]' cannot be the name of a set");
+              "'[a]' is not a valid set name");
   EXPECT_EQ(tool({"files", "\x01x"}).status, notLoaded);
   EXPECT_EQ(tool({"files", "--from", "\x01x"}).errors,
             "zemo-selfcheck: cannot open '\\001x': No such file or directory\n");
 }
 
 TEST_F(ProgramTest, UnknownCommandIsEscaped) {
-  expectUsage({"che\n\x1b[2J"}, "there is no command 'che\\012\\033[2J'; there are: ");
+  expectUsage({"che\n\x1b[2J"}, "unknown command 'che\\012\\033[2J'; the commands are ");
 }
 
 TEST_F(ProgramTest, OptionBeforeTheCommandIsNamed) {
   expectUsage({"--bogus"},
-              "there is no option '--bogus' before the command; see zemo-selfcheck --help\n");
-  expectUsage({"-q", "--help"}, "there is no option '-q' before the command");
-  expectUsage(
-      {"--quiet", "check"},
-      "The following argument was not expected: --quiet; see zemo-selfcheck check --help\n");
+              "unknown option --bogus before the command; see zemo-selfcheck --help\n");
+  expectUsage({"-q", "--help"}, "unknown option -q before the command");
+  expectUsage({"--quiet", "check"},
+              "unknown option --quiet before the command; see zemo-selfcheck --help\n");
+  expectUsage({"chekc", "check"}, "unknown command 'chekc'; the commands are check, files");
 }
 
 TEST_F(ProgramTest, NoCommand) {
-  expectUsage({}, "A subcommand is required; see zemo-selfcheck --help\n");
+  expectUsage({}, "a command is required; see zemo-selfcheck --help\n");
+}
+
+TEST_F(ProgramTest, WrongWordsOfACommandAreNamed) {
+  std::string const seeCheck = "; see zemo-selfcheck check --help\n";
+  std::string const seeMake = "; see zemo-selfcheck make --help\n";
+  expectUsage({"check", "--foo"}, "unknown option --foo" + seeCheck);
+  expectUsage({"check", "--foo=bar", "--all"}, "unknown option --foo" + seeCheck);
+  expectUsage({"check", "-zq"}, "unknown option -q" + seeCheck);
+  expectUsage({"check", "--f\no"}, "unknown option --f\\012o" + seeCheck);
+  expectUsage({"make", "--foo"}, "unknown option --foo" + seeMake);
+  expectUsage({"diff", "a", "b", "c"}, "unexpected argument 'c'; see zemo-selfcheck diff --help\n");
+  expectUsage({"doctor", "wam"}, "unexpected argument 'wam'; see zemo-selfcheck doctor --help\n");
+}
+
+TEST_F(ProgramTest, WrongValuesAreNamedWithTheirOption) {
+  std::string const see = "; see zemo-selfcheck check --help\n";
+  for (const std::string option :
+       {"--mode", "--items", "--under", "--jobs", "--accept", "--metrics", "--format"}) {
+    expectUsage({"check", option}, option + " needs a value" + see);
+    expectUsage({"check", option + "="}, option + " needs a value" + see);
+  }
+  expectUsage({"check", "--under", "/a", "--under", "/b", "--under"},
+              "--under needs a value" + see);
+  for (const std::string option : {"--mode", "--items", "--under", "--jobs", "--format"})
+    expectUsage({"check", option, "--all"}, option + " needs a value before --all" + see);
+  expectUsage({"make", "--dpkg", "--output", "x"},
+              "--dpkg needs a value before --output; see zemo-selfcheck make --help\n");
+  for (const std::string option : {"--mode", "--accept", "--metrics"})
+    expectUsage({"check", option, "a", option, "b"}, option + " may be given only once" + see);
+  expectUsage({"check", "--jobs", "1", "--jobs=2"}, "--jobs may be given only once" + see);
+  expectUsage({"check", "--format", "text", "--format", "json"},
+              "--format may be given only once" + see);
+  for (const std::string number : {"0", "1025", "x", "0x1", "-1", "1.5"})
+    expectUsage({"check", "--jobs", number},
+                "--jobs takes a number from 1 to 1024, not '" + number + "'" + see);
+  expectUsage({"check", "--format", "xml"}, "--format takes text, paths or json, not 'xml'" + see);
+  expectUsage({"show", "--format", "paths"},
+              "--format takes text or json, not 'paths'; see zemo-selfcheck show --help\n");
+  expectUsage({"check", "--all=x"}, "--all takes no value" + see);
+}
+
+TEST_F(ProgramTest, MissingWordsAreNamed) {
+  expectUsage({"make", "/etc"}, "--output is required; see zemo-selfcheck make --help\n");
+  expectUsage({"sign", "a.list"}, "--key is required; see zemo-selfcheck sign --help\n");
+  expectUsage({"sign", "--key", "x"}, "LIST is required; see zemo-selfcheck sign --help\n");
+  expectUsage({"remove-key"}, "FINGERPRINT is required; see zemo-selfcheck remove-key --help\n");
+  expectUsage({"diff", "a"}, "NEW is required; see zemo-selfcheck diff --help\n");
 }
 
 TEST_F(ProgramTest, HelpAndVersion) {
@@ -65,6 +134,47 @@ TEST_F(ProgramTest, HelpAndVersion) {
   }
   EXPECT_EQ(tool({"--version"}).output.find("zemo-selfcheck "), 0U);
   EXPECT_EQ(tool({"--version"}).status, 0);
+}
+
+TEST_F(ProgramTest, HelpShowsValuesAndWhatIsRequired) {
+  std::vector<std::string> const make = linesOf(tool({"make", "--help"}).output);
+  for (const std::string line :
+       {"Usage: zemo-selfcheck make [OPTION...] --output FILE [PATH...]",
+        "  PATH...                 Files, and directories with everything below them",
+        "  -z, --null              Names read by --from end with a zero byte",
+        "  --dpkg PACKAGE...       List the files of these Debian packages",
+        "  --output FILE           List to write (required)",
+        "  --mode MODE             Mode of the list (default: full)"})
+    EXPECT_NE(std::find(make.begin(), make.end(), line), make.end()) << line;
+  std::string const sign = tool({"sign", "--help"}).output;
+  EXPECT_NE(sign.find("\nUsage: zemo-selfcheck sign [OPTION...] --key KEY LIST...\n"),
+            std::string::npos);
+  EXPECT_NE(sign.find("\n  LIST...                 Lists to sign (required)\n"), std::string::npos);
+  std::string const check = tool({"check", "--help"}).output;
+  EXPECT_NE(check.find("\n  --format text|paths|json\n"
+                       "                          Output format (default: text)\n"),
+            std::string::npos);
+}
+
+TEST_F(ProgramTest, HelpIsAsWideAsTheTerminal) {
+  for (const std::string command : {"check", "files", "verify", "show", "diff", "doctor", "make",
+                                    "sign", "init-home", "remove-key"}) {
+    EXPECT_LE(widest(helpAt("60", command)), 60U) << command;
+    EXPECT_LE(widest(helpAt("40", command)), 40U) << command;
+    EXPECT_EQ(helpAt("20", command), helpAt("40", command));
+  }
+  std::vector<std::string> const wide = helpAt("120", "make");
+  EXPECT_LE(widest(wide), 120U);
+  EXPECT_GT(widest(wide), 100U);
+}
+
+TEST_F(ProgramTest, HelpHas80ColumnsWhereThereIsNoTerminal) {
+  std::string const help = tool({"make", "--help"}).output;
+  EXPECT_LE(widest(linesOf(help)), 80U);
+  EXPECT_GT(widest(linesOf(help)), 75U);
+  EXPECT_EQ(helpAt("80", "make"), linesOf(help));
+  EXPECT_EQ(runProgram({"/usr/bin/env", "COLUMNS=50", ZEMO_TOOL, "make", "--help"}).output, help);
+  EXPECT_EQ(helpAt("0", "make"), linesOf(help)) << "a terminal that does not say";
 }
 
 TEST_F(ProgramTest, HelpThatCannotBeWrittenIsNoSuccess) {

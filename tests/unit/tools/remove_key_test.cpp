@@ -43,7 +43,7 @@ TEST_F(RemoveKeyCommandTest, RemovesAKey) {
   ProgramRun const run = tool({"remove-key", key("Maker")});
   EXPECT_EQ(run.status, 0) << run.errors;
   EXPECT_EQ(run.output,
-            "removed " + key("Maker") + " 'Maker'\nall lists that have verified before still do\n");
+            "removed " + key("Maker") + " 'Maker'\nall lists that verified before still do\n");
   ProgramRun const left = tool({"init-home"});
   EXPECT_THAT(left.output, HasSubstr(key("Second") + " 'Second'\n"));
   EXPECT_THAT(left.output, Not(HasSubstr(key("Maker"))));
@@ -75,7 +75,7 @@ TEST_F(RemoveKeyCommandTest, OptionsThatMayDecideWhatVerifiesKeepItFromSaying) {
   EXPECT_EQ(run.status, unchecked);
   EXPECT_EQ(run.output, "removed " + key("Maker") + " 'Maker'\n");
   EXPECT_EQ(run.errors,
-            "zemo-selfcheck: which lists still verify is not known: line 7 of "
+            "zemo-selfcheck: unable to tell which lists still verify: line 7 of "
             "'/usr/zemo/selfcheck/gpg.conf', 'list-only', is not known to be harmless; remove that "
             "line\n");
 }
@@ -92,8 +92,8 @@ TEST_F(RemoveKeyCommandTest, AnUnknownKeyRemovesNothing) {
   ProgramRun const run = tool({"remove-key", key("Maker"), unknown});
   EXPECT_EQ(run.status, notLoaded);
   EXPECT_EQ(run.output, "");
-  EXPECT_EQ(run.errors, "zemo-selfcheck: there is no key " + unknown +
-                            " in the key ring; nothing is removed\n");
+  EXPECT_EQ(run.errors,
+            "zemo-selfcheck: key " + unknown + " is not in the key ring; nothing was removed\n");
   EXPECT_EQ(ring(), before);
 }
 

@@ -78,7 +78,7 @@ TEST_F(ShowTest, APathWithoutEntryIsNamed) {
   ProgramRun const run = show({"/etc", "/no\x1bwhere"});
   EXPECT_EQ(run.status, unchecked);
   EXPECT_EQ(linesOf(run.output).size(), 1U);
-  EXPECT_EQ(run.errors, "zemo-selfcheck: there is no entry of '/no\\033where' or below it\n");
+  EXPECT_EQ(run.errors, "zemo-selfcheck: there is no entry at or below '/no\\033where'\n");
   EXPECT_EQ(show({"/nowhere"}).status, unchecked | notLoaded);
 }
 
@@ -94,8 +94,8 @@ TEST_F(ShowTest, ASetWithoutListsIsNoSuccess) {
   ProgramRun const run = show({"demo"});
   EXPECT_EQ(run.status, notLoaded);
   EXPECT_EQ(run.errors,
-            "zemo-selfcheck: set 'demo': there is no list of the set 'demo' and the "
-            "mode 'full' in '/usr/zemo/selfcheck/packages/demo'\n");
+            "zemo-selfcheck: set 'demo' has no list for mode 'full' in "
+            "'/usr/zemo/selfcheck/packages/demo'\n");
 }
 
 TEST_F(ShowTest, AllShowsEverySetAndFailuresDoNotHideTheOthers) {
@@ -106,7 +106,8 @@ TEST_F(ShowTest, AllShowsEverySetAndFailuresDoNotHideTheOthers) {
   EXPECT_EQ(run.status, notLoaded);
   EXPECT_EQ(linesOf(run.output), (Lines{sized("/a", "1") + "\twam.full.base.list",
                                         sized("/b", "1") + "\tdemo.full.base.list"}));
-  EXPECT_NE(run.errors.find("set 'ghost': cannot read list"), std::string::npos);
+  EXPECT_NE(run.errors.find("cannot read list '/usr/zemo/selfcheck/packages/ghost/"),
+            std::string::npos);
 }
 
 TEST_F(ShowTest, AllShowsTheSystemsSetWherePackagesCannotBeRead) {
@@ -182,7 +183,7 @@ TEST_F(ShowTest, SignaturesAreVerified) {
   ProgramRun const run = tool({"show"});
   EXPECT_EQ(run.status, notLoaded);
   EXPECT_EQ(run.output, "");
-  EXPECT_NE(run.errors.find("set 'wam': list '/usr/zemo/selfcheck/wam.full.2.list' does not "
+  EXPECT_NE(run.errors.find("list '/usr/zemo/selfcheck/wam.full.2.list' does not "
                             "verify\n"),
             std::string::npos);
 }

@@ -123,7 +123,7 @@ TEST_F(SignCommandTest, AllListsAreLookedAtBeforeTheFirstIsSigned) {
   ProgramRun const run = tool({"sign", path, broken, "--key", "Maker", "--homedir", keys().path()});
   EXPECT_EQ(run.status, notLoaded);
   EXPECT_EQ(run.output, "");
-  EXPECT_THAT(run.errors, HasSubstr("is no check list"));
+  EXPECT_THAT(run.errors, HasSubstr("is not a check list"));
   EXPECT_FALSE(tool({"verify"}).status == 0);
   EXPECT_EQ(namesIn(listDir),
             (std::vector<std::string>{"gpg.conf", "pubring.kbx", "wam.full.base.list",
@@ -150,7 +150,7 @@ TEST_F(SignCommandTest, AListWithOtherNamesInADirectoryThatOthersCanWriteTo) {
   ProgramRun const run = sign(named, "Maker");
   EXPECT_EQ(run.status, notLoaded);
   EXPECT_THAT(run.errors,
-              HasSubstr("has other names, in a directory that can be written by others"));
+              HasSubstr("has other hard links, in a directory that is writable by others"));
   EXPECT_EQ(modeOf(named), 0600U);
   EXPECT_EQ(namesIn(files / "shared"), std::vector<std::string>{"wam.full.base.list"});
   changeMode(files / "shared", 0755);
@@ -163,13 +163,13 @@ TEST_F(SignCommandTest, AHomeThatOthersCanChangeIsRefused) {
   ProgramRun const run = sign(path, "Maker");
   changeMode(keys().path(), 0700);
   EXPECT_EQ(run.status, notLoaded);
-  EXPECT_THAT(run.errors, HasSubstr("is not safe to use because it can be written by others"));
+  EXPECT_THAT(run.errors, HasSubstr("is not safe to use because it is writable by others"));
 }
 
 TEST_F(SignCommandTest, KeysThatCannotSign) {
   ASSERT_EQ(sign(path, "Maker").status, 0);
   std::string const before = readFile(path + ".asc");
-  EXPECT_EQ(sign(path, "nobody").errors, "zemo-selfcheck: there is no secret key 'nobody'\n");
+  EXPECT_EQ(sign(path, "nobody").errors, "zemo-selfcheck: no secret key matches 'nobody'\n");
   EXPECT_EQ(sign(path, "nobody").status, notLoaded);
   EXPECT_THAT(sign(path, "Expired").errors, HasSubstr("the secret key cannot be used"));
   EXPECT_EQ(sign(path, "Expired").status, notLoaded);
@@ -217,7 +217,7 @@ TEST_F(SignCommandTest, AListThatChangesMeanwhileStaysAsItIs) {
   keys().askBy("echo more >>" + path + "; echo 'D secret'; echo OK");
   ProgramRun const run = sign(path, "Locked");
   EXPECT_EQ(run.status, notLoaded);
-  EXPECT_THAT(run.errors, HasSubstr("has changed while it was being signed"));
+  EXPECT_THAT(run.errors, HasSubstr("changed while it was being signed"));
   EXPECT_THAT(readFile(path), HasSubstr("more\n"));
   EXPECT_EQ(namesIn(listDir),
             (std::vector<std::string>{"gpg.conf", "pubring.kbx", "wam.full.base.list"}));

@@ -102,7 +102,7 @@ TEST_F(VerifyCommandTest, SetsThatCannotBeFoundAreNotSaidToBeAbsent) {
   ProgramRun const all = tool({"verify", "--all"});
   EXPECT_EQ(all.status, notLoaded);
   EXPECT_THAT(all.output, HasSubstr("set wam, mode full: 1 list\n"));
-  EXPECT_THAT(all.output, HasSubstr("; which sets of packages there are is not known: cannot read "
+  EXPECT_THAT(all.output, HasSubstr("; the sets of packages are unknown: cannot read "
                                     "'/usr/zemo/selfcheck/packages': No such file or directory\n"));
   ProgramRun const one = tool({"verify", "p"});
   EXPECT_EQ(one.status, notLoaded);
@@ -120,7 +120,7 @@ TEST_F(VerifyCommandTest, ASetWithoutListsIsNotVerified) {
   EXPECT_EQ(run.status, notLoaded);
   EXPECT_EQ(run.output,
             "set wam, mode full: no lists\n"
-            "0 lists: 0 good, 0 unusable, 0 objectionable; 1 set without lists\n");
+            "0 lists: 0 good, 0 unusable, 0 rejected; 1 set without lists\n");
   EXPECT_EQ(run.errors, "");
 }
 
@@ -131,13 +131,13 @@ TEST_F(VerifyCommandTest, AGoodListIsTold) {
   EXPECT_EQ(run.status, 0);
   EXPECT_EQ(run.output, "set wam, mode full: 1 list\n" + path +
                             ": good\n"
-                            "  order      by name, there is no listorder\n"
+                            "  order      by name (there is no listorder)\n"
                             "  label      this list, serial 7, made 2026-09-21T12:00:00Z\n"
                             "  signature  good, SHA384, made 2020-01-02T03:04:05Z\n"
                             "  key        " +
                             key("=Old") + " 'Old'\n  primary    " + key("=Old") +
                             "\n"
-                            "1 list: 1 good, 0 unusable, 0 objectionable\n");
+                            "1 list: 1 good, 0 unusable, 0 rejected\n");
   EXPECT_EQ(run.errors, "");
 }
 
@@ -146,7 +146,8 @@ TEST_F(VerifyCommandTest, WithoutASignatureFile) {
   ProgramRun const run = tool({"verify"});
   EXPECT_EQ(run.status, notLoaded);
   EXPECT_THAT(run.output, HasSubstr(path + ": does not verify\n"));
-  EXPECT_THAT(run.output, HasSubstr("  signature  there is no signature file '" + path + ".asc'"));
+  EXPECT_THAT(run.output,
+              HasSubstr("  signature  signature file '" + path + ".asc' does not exist"));
 }
 
 TEST_F(VerifyCommandTest, WithoutAKeyRingNothingIsMade) {
@@ -165,7 +166,7 @@ TEST_F(VerifyCommandTest, AChangedListIsBad) {
   EXPECT_EQ(run.status, notLoaded);
   EXPECT_THAT(run.output, HasSubstr("signature  bad: the list is not the one that was signed"));
   EXPECT_THAT(run.output, HasSubstr("'Maker <maker@example.org>'"));
-  EXPECT_THAT(run.output, HasSubstr("1 list: 0 good, 1 unusable, 0 objectionable"));
+  EXPECT_THAT(run.output, HasSubstr("1 list: 0 good, 1 unusable, 0 rejected"));
 }
 
 TEST_F(VerifyCommandTest, TheSignatureOfAnotherListIsBad) {
@@ -181,7 +182,7 @@ TEST_F(VerifyCommandTest, AnUnknownKeyIsNamed) {
   signedList("base", "-u Stranger");
   ProgramRun const run = tool({"verify"});
   EXPECT_EQ(run.status, notLoaded);
-  EXPECT_THAT(run.output, HasSubstr("no public key " + key("Stranger") + " in the key ring"));
+  EXPECT_THAT(run.output, HasSubstr("public key " + key("Stranger") + " is not in the key ring"));
 }
 
 TEST_F(VerifyCommandTest, AnExpiredKeyIsGoodUnlessStrict) {
@@ -192,8 +193,8 @@ TEST_F(VerifyCommandTest, AnExpiredKeyIsGoodUnlessStrict) {
   EXPECT_THAT(run.output, HasSubstr("'Expired', expired 2020-12-31T00:00:00Z"));
   ProgramRun const strict = strictly({key("Expired")});
   EXPECT_EQ(strict.status, unchecked);
-  EXPECT_THAT(strict.output, HasSubstr("base.list: objectionable"));
-  EXPECT_THAT(strict.output, HasSubstr("objection  key " + key("Expired") + " has expired\n"));
+  EXPECT_THAT(strict.output, HasSubstr("base.list: rejected"));
+  EXPECT_THAT(strict.output, HasSubstr("reason     key " + key("Expired") + " has expired\n"));
 }
 
 TEST_F(VerifyCommandTest, ARevokedKeyIsGoodUnlessStrict) {
@@ -203,7 +204,7 @@ TEST_F(VerifyCommandTest, ARevokedKeyIsGoodUnlessStrict) {
   EXPECT_THAT(run.output, HasSubstr("'Revoked', revoked"));
   ProgramRun const strict = strictly({key("Revoked")});
   EXPECT_EQ(strict.status, unchecked);
-  EXPECT_THAT(strict.output, HasSubstr("objection  key " + key("Revoked") + " is revoked\n"));
+  EXPECT_THAT(strict.output, HasSubstr("reason     key " + key("Revoked") + " is revoked\n"));
 }
 
 TEST_F(VerifyCommandTest, ADigestThatTheHomeRefuses) {
@@ -220,7 +221,7 @@ TEST_F(VerifyCommandTest, AWeakDigestIsGoodUnlessStrict) {
     EXPECT_EQ(tool({"verify"}).status, 0) << digest;
     ProgramRun const strict = strictly({key("Maker")});
     EXPECT_EQ(strict.status, unchecked) << digest;
-    EXPECT_THAT(strict.output, HasSubstr("objection  " + digest + " is a weak digest\n"));
+    EXPECT_THAT(strict.output, HasSubstr("reason     " + digest + " is a weak digest\n"));
   }
 }
 
@@ -264,7 +265,7 @@ TEST_F(VerifyCommandTest, EverySignatureInAFileCounts) {
   ProgramRun const half = tool({"verify"});
   EXPECT_EQ(half.status, notLoaded);
   EXPECT_THAT(half.output, HasSubstr("signature  good"));
-  EXPECT_THAT(half.output, HasSubstr("no public key " + key("Stranger")));
+  EXPECT_THAT(half.output, HasSubstr("public key " + key("Stranger") + " is not in the key ring"));
 }
 
 TEST_F(VerifyCommandTest, SignatureFilesThatHoldNone) {
@@ -275,7 +276,7 @@ TEST_F(VerifyCommandTest, SignatureFilesThatHoldNone) {
     writeFile(path + ".asc", content);
     ProgramRun const run = tool({"verify"});
     EXPECT_EQ(run.status, notLoaded);
-    EXPECT_THAT(run.output, HasSubstr("signature  the signature file holds no signature"))
+    EXPECT_THAT(run.output, HasSubstr("signature  the signature file holds no complete signature"))
         << run.output;
   }
 }
@@ -291,7 +292,7 @@ TEST_F(VerifyCommandTest, ASignatureThatHoldsItsOwnTextDoesNotVerify) {
     EXPECT_EQ(run.status, notLoaded) << options;
     EXPECT_THAT(run.output, HasSubstr("base.list: does not verify\n")) << options;
     EXPECT_THAT(run.output,
-                HasSubstr("  the signature file holds a signed text, and no detached signature\n"))
+                HasSubstr("  the signature file holds signed text, not a detached signature\n"))
         << options;
   }
 }
@@ -303,11 +304,12 @@ TEST_F(VerifyCommandTest, ASignatureOfTextDoesNotCoverCarriageReturns) {
   writeFile(path, content.substr(0, content.size() - 1) + "\r\n");
   ProgramRun const run = tool({"verify"});
   EXPECT_EQ(run.status, 0);
-  EXPECT_THAT(run.output, HasSubstr(", as text: not of carriage returns at line ends\n"));
+  EXPECT_THAT(run.output,
+              HasSubstr(", over text: carriage returns at line ends are not covered\n"));
   ProgramRun const strict = strictly({key("Maker")});
   EXPECT_EQ(strict.status, unchecked);
-  EXPECT_THAT(strict.output, HasSubstr("objection  the signature is over text, not over the very "
-                                       "bytes of the list\n"));
+  EXPECT_THAT(strict.output,
+              HasSubstr("reason     the signature covers text, not the exact bytes of the list\n"));
   writeFile(path, content.substr(0, content.size() - 1) + " \n");  // blanks are covered
   EXPECT_EQ(tool({"verify"}).status, notLoaded);
 }
@@ -317,7 +319,7 @@ TEST_F(VerifyCommandTest, AClockThatIsBehind) {
   ProgramRun const run = tool({"verify"});
   EXPECT_EQ(run.status, notLoaded);
   EXPECT_THAT(run.output,
-              HasSubstr("this machine's clock is behind, the signature was made later"));
+              HasSubstr("this machine's clock is slow (the signature is dated in the future)"));
   configure("ignore-time-conflict\n");
   EXPECT_EQ(tool({"verify"}).status, 0);
 }
@@ -327,7 +329,7 @@ TEST_F(VerifyCommandTest, StrictObjectsToSignaturesOfTheFuture) {
   EXPECT_EQ(tool({"verify"}).status, 0);
   ProgramRun const strict = strictly({key("Maker")});
   EXPECT_EQ(strict.status, unchecked);
-  EXPECT_THAT(strict.output, HasSubstr("objection  the signature was made in the future, 2060-01-"
+  EXPECT_THAT(strict.output, HasSubstr("reason     the signature is dated in the future: 2060-01-"
                                        "02T00:00:00Z\n"));
 }
 
@@ -342,7 +344,7 @@ TEST_F(VerifyCommandTest, OptionsThatMayDecideWhatVerifies) {
     EXPECT_EQ(run.status, notLoaded) << line;
     EXPECT_THAT(run.output, HasSubstr("base.list: does not verify\n")) << line;
     EXPECT_THAT(run.output,
-                HasSubstr("  signature  GnuPG was not asked: line 5 of '/usr/zemo/selfcheck/"
+                HasSubstr("  signature  GnuPG was not run: line 5 of '/usr/zemo/selfcheck/"
                           "gpg.conf', '" +
                           line + "', is not known to be harmless; remove that line\n"));
   }
@@ -356,15 +358,15 @@ TEST_F(VerifyCommandTest, EveryOptionFileCounts) {
     writeFile(file, "use-keyboxd\n");
     ProgramRun const run = tool({"verify"});
     EXPECT_EQ(run.status, notLoaded) << name;
-    EXPECT_THAT(run.output, HasSubstr("GnuPG was not asked: line 1 of '" + file +
-                                      "', 'use-keyboxd', has GnuPG ask a daemon for keys, and not "
-                                      "the key ring; remove that line\n"));
+    EXPECT_THAT(run.output, HasSubstr("GnuPG was not run: line 1 of '" + file +
+                                      "', 'use-keyboxd', makes GnuPG ask a daemon for keys instead "
+                                      "of reading the key ring; remove that line\n"));
     remove(file);
   }
   for (const std::string name : {"gpg.conf", "common.conf"}) {
     ProgramRun const run = toolAfter(systemWide(name, "allow-weak-digest-algos\\n"), {"verify"});
     EXPECT_EQ(run.status, notLoaded) << run.errors;
-    EXPECT_THAT(run.output, HasSubstr("GnuPG was not asked: line 1 of '/etc/gnupg/" + name +
+    EXPECT_THAT(run.output, HasSubstr("GnuPG was not run: line 1 of '/etc/gnupg/" + name +
                                       "', 'allow-weak-digest-algos', is not known to be harmless"));
     EXPECT_EQ(toolAfter(systemWide(name, "no-autostart\\n"), {"verify"}).status, 0);
   }
@@ -389,7 +391,7 @@ TEST_F(VerifyCommandTest, AnExitStatusAloneIsNoVerdict) {
     EXPECT_EQ(run.status, notLoaded) << words;
     EXPECT_THAT(run.output, HasSubstr(path + ": does not verify\n")) << words;
     EXPECT_THAT(run.output, HasSubstr("GnuPG does not say that a signature is good, but its exit "
-                                      "status is 0: the library takes the list\n"))
+                                      "status is 0, so the library accepts the list\n"))
         << words;
   }
 }
@@ -417,22 +419,23 @@ TEST_F(VerifyCommandTest, ListsComeInLoadOrderWithTheirLines) {
   EXPECT_EQ(run.status, 0);
   std::vector<std::string> const lines = linesOf(run.output);
   EXPECT_THAT(lines.at(1), HasSubstr("wam.full.c.list: good"));
-  EXPECT_EQ(lines.at(2), "  order      not named in listorder, read before all that are");
+  EXPECT_EQ(lines.at(2), "  order      not named in listorder, so read before all lists that are");
   EXPECT_THAT(lines.at(7), HasSubstr("wam.full.b.list: good"));
   EXPECT_EQ(lines.at(8), "  order      line 2 of listorder");
   EXPECT_THAT(lines.at(13), HasSubstr("wam.full.a.list: good"));
   EXPECT_EQ(lines.at(14), "  order      line 3 of listorder");
   ProgramRun const strict = strictly({key("Maker")});
   EXPECT_EQ(strict.status, unchecked);
-  EXPECT_THAT(strict.output, HasSubstr("objection  listorder does not name it"));
-  EXPECT_THAT(strict.output, HasSubstr("3 lists: 2 good, 0 unusable, 1 objectionable"));
+  EXPECT_THAT(strict.output, HasSubstr("reason     listorder does not name this list"));
+  EXPECT_THAT(strict.output, HasSubstr("3 lists: 2 good, 0 unusable, 1 rejected"));
 }
 
 TEST_F(VerifyCommandTest, ALineThatAlmostNamesAListIsPointedOut) {
   signedList("a", "-u Maker");
   for (const std::string line : {"wam.full.a.list\r", " wam.full.a.list", "./wam.full.a.list"}) {
     writeFile(std::string(listDir) + "/listorder", line + "\n");
-    EXPECT_THAT(tool({"verify"}).output, HasSubstr("; line 1 would name it but for")) << line;
+    EXPECT_THAT(tool({"verify"}).output, HasSubstr("; line 1 would name it without the blanks"))
+        << line;
     EXPECT_EQ(strictly({key("Maker")}).status, unchecked);
   }
 }
@@ -443,8 +446,8 @@ TEST_F(VerifyCommandTest, ALabelOfAnotherListIsAlwaysObjectedTo) {
   keys().sign(path, "-u Maker");
   ProgramRun const run = tool({"verify"});
   EXPECT_EQ(run.status, unchecked);
-  EXPECT_THAT(run.output, HasSubstr(path + ": objectionable\n"));
-  EXPECT_THAT(run.output, HasSubstr("objection  line 2 says that it is another list\n"));
+  EXPECT_THAT(run.output, HasSubstr(path + ": rejected\n"));
+  EXPECT_THAT(run.output, HasSubstr("reason     line 2 says that this is another list\n"));
 }
 
 TEST_F(VerifyCommandTest, LabelsOfAnotherListOrNone) {
@@ -459,8 +462,8 @@ TEST_F(VerifyCommandTest, LabelsOfAnotherListOrNone) {
   EXPECT_THAT(run.output, HasSubstr("label      none: "));
   ProgramRun const strict = strictly({key("Maker")});
   EXPECT_EQ(strict.status, unchecked);
-  EXPECT_THAT(strict.output, HasSubstr("objection  line 2 says that it is another list\n"));
-  EXPECT_THAT(strict.output, HasSubstr("objection  line 2 does not say which list it is\n"));
+  EXPECT_THAT(strict.output, HasSubstr("reason     line 2 says that this is another list\n"));
+  EXPECT_THAT(strict.output, HasSubstr("reason     line 2 does not say which list this is\n"));
 }
 
 TEST_F(VerifyCommandTest, SetModeAndNameOfALabelAllCount) {
@@ -477,7 +480,7 @@ TEST_F(VerifyCommandTest, ASignedFileThatIsNoListIsUnusable) {
   keys().sign(path, "-u Maker");
   ProgramRun const run = tool({"verify"});
   EXPECT_EQ(run.status, notLoaded);
-  EXPECT_THAT(run.output, HasSubstr("base.list: no check list\n"));
+  EXPECT_THAT(run.output, HasSubstr("base.list: not a check list\n"));
   EXPECT_THAT(run.output, HasSubstr("its first line is not WAM_SELF_CHECK"));
 }
 
@@ -485,7 +488,7 @@ TEST_F(VerifyCommandTest, StrictWantsKeys) {
   signedList("base", "-u Maker");
   ProgramRun const run = tool({"verify", "--strict"});
   EXPECT_EQ(run.status, unchecked);
-  EXPECT_THAT(run.output, HasSubstr("key " + key("Maker") + " is not one that --key names"));
+  EXPECT_THAT(run.output, HasSubstr("key " + key("Maker") + " is not one given by --key"));
   EXPECT_EQ(strictly({key("Maker")}).status, 0);
 }
 
@@ -573,7 +576,7 @@ TEST_F(VerifyCommandTest, AnOrdinaryUserVerifies) {
   remove(std::string(listDir) + "/gpg.conf");
   ProgramRun const unconfigured = runProgram(words);
   EXPECT_EQ(unconfigured.status, notLoaded);
-  EXPECT_THAT(unconfigured.output, HasSubstr("GnuPG ended with exit status 2 before a verdict"));
+  EXPECT_THAT(unconfigured.output, HasSubstr("GnuPG exited with status 2 before a verdict"));
 }
 
 // What GnuPG refuses, the library refuses.
@@ -624,10 +627,10 @@ TEST_F(VerifyCommandTest, AnOrderThatIsNoRegularFile) {
     ProgramRun const run =
         runProgram({"/usr/bin/timeout", "--kill-after=1", "10", ZEMO_TOOL, "verify"});
     EXPECT_EQ(run.status, 0) << run.output;
-    EXPECT_THAT(run.output, HasSubstr("order      by name, listorder is not a regular file\n"));
+    EXPECT_THAT(run.output, HasSubstr("order      by name (listorder is not a regular file)\n"));
     ProgramRun const strict = strictly({key("Maker")});
     EXPECT_EQ(strict.status, unchecked);
-    EXPECT_THAT(strict.output, HasSubstr("objection  listorder is not a regular file\n"));
+    EXPECT_THAT(strict.output, HasSubstr("reason     listorder is not a regular file\n"));
     remove(file);
   }
 }

@@ -90,10 +90,10 @@ TEST(Counters, SummaryHasOneAndMany) {
   counters.accepted = 9;
   counters.partial = true;
   EXPECT_EQ(summaryLine(counters),
-            "interrupted, this is partial: checked 4 of 12 entries of 2 sets: 5 changed, 6 "
+            "interrupted, partial result: checked 4 of 12 entries of 2 sets: 5 changed, 6 "
             "missing, 7 stray, 8 could not be checked, 9 accepted; 3 sets could not be loaded");
   counters.setsUnknown = true;
-  EXPECT_TRUE(summaryLine(counters).find("; which sets of packages there are is not known") !=
+  EXPECT_TRUE(summaryLine(counters).find("; the sets of packages are unknown") !=
               std::string::npos);
 }
 

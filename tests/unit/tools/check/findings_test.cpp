@@ -75,7 +75,7 @@ TEST_F(CheckFindingsTest, SetWithoutEntriesIsNoSuccess) {
   list({});
   ProgramRun const run = check();
   EXPECT_EQ(run.status, notLoaded);
-  EXPECT_EQ(run.errors, "zemo-selfcheck: the set 'wam' has no entries\n");
+  EXPECT_EQ(run.errors, "zemo-selfcheck: set 'wam' has no entries\n");
 }
 
 TEST_F(CheckFindingsTest, UnreadableFileIsToldOnBothStreams) {
@@ -153,10 +153,10 @@ TEST_F(CheckFindingsTest, GoodSetsAreCheckedBesideBadOnes) {
         "[/usr/zemo/selfcheck/packages/unsigned/unsigned.full.base.list]",
         "file_list:247 Verify signature failed", "file_list:108 Format Error",
         "protected_file:113 package [gone] is not installed.",
-        "zemo-selfcheck: the set 'broken' could not be loaded\n",
-        "zemo-selfcheck: the set 'gone' could not be loaded\n",
-        "zemo-selfcheck: the set 'tampered' could not be loaded\n",
-        "zemo-selfcheck: the set 'unsigned' could not be loaded\n"})
+        "zemo-selfcheck: set 'broken' could not be loaded\n",
+        "zemo-selfcheck: set 'gone' could not be loaded\n",
+        "zemo-selfcheck: set 'tampered' could not be loaded\n",
+        "zemo-selfcheck: set 'unsigned' could not be loaded\n"})
     EXPECT_NE(run.errors.find(text), std::string::npos) << text;
 }
 
@@ -287,7 +287,7 @@ TEST_F(CheckFindingsTest, AcceptingDoesNotHideWhatCannotBeChecked) {
 
 TEST_F(CheckFindingsTest, KnownDifferencesOfAnotherFormAreWrongUsage) {
   list({existing("/nowhere")});
-  std::string const line = "zemo-selfcheck: '" + (files / "known") + "' line 3: ";
+  std::string const line = "zemo-selfcheck: line 3 of '" + (files / "known") + "': ";
   auto const expectError = [&](const std::string& text, const std::string& message) {
     ProgramRun const run = accepting("/fine\n# comment\n" + text + "\n");
     EXPECT_EQ(run.status, usage) << text;
@@ -296,14 +296,14 @@ TEST_F(CheckFindingsTest, KnownDifferencesOfAnotherFormAreWrongUsage) {
   };
   expectError("relative", "the path 'relative' is not absolute");
   expectError("\tsize", "the path '' is not absolute");
-  expectError("/a\tsise", "there is no kind of mismatch 'sise'");
-  expectError("/a\tunknown", "there is no kind of mismatch 'unknown'");
-  expectError("/a\tsize,,hash", "there is no kind of mismatch ''");
-  expectError("/a\tsize\thash", "there is no kind of mismatch 'size\\011hash'");
+  expectError("/a\tsise", "unknown kind of mismatch 'sise'");
+  expectError("/a\tunknown", "unknown kind of mismatch 'unknown'");
+  expectError("/a\tsize,,hash", "unknown kind of mismatch ''");
+  expectError("/a\tsize\thash", "unknown kind of mismatch 'size\\011hash'");
   EXPECT_EQ(accepting("/fine\r\n").errors,
-            "zemo-selfcheck: '" + (files / "known") +
-                "' line 1 ends in a carriage return, which would be a part of its last word\n");
-  expectError("/a\t", "the TAB is followed by no kind of mismatch");
+            "zemo-selfcheck: line 1 of '" + (files / "known") +
+                "' ends with a carriage return, which would become part of its last word\n");
+  expectError("/a\t", "no kind of mismatch follows the TAB");
   expectError("/a\\9", "a backslash must be followed by three octal digits");
   expectError("/a\\400", "a backslash must be followed by three octal digits");
 }

@@ -99,21 +99,21 @@ class CheckInterruptionTest : public CheckMetricsTest {
 
   std::string changedA() const { return (files / "a") + " size expect[1] but get[7]\n"; }
   std::string duringBig() const {
-    return "zemo-selfcheck: interrupted during the check of '" + (files / "big") + "'\n";
+    return "zemo-selfcheck: interrupted while checking '" + (files / "big") + "'\n";
   }
   std::string changedZ() const { return (files / "z") + " size expect[2] but get[7]\n"; }
 };
 
 const std::string partial =
-    "interrupted, this is partial: checked 1 of 3 entries of 1 set: 1 changed, 0 missing, 0 stray, "
+    "interrupted, partial result: checked 1 of 3 entries of 1 set: 1 changed, 0 missing, 0 stray, "
     "0 "
     "could not be checked\n";
 const std::string partialOfTwo =
-    "interrupted, this is partial: checked 2 of 3 entries of 1 set: 2 changed, 0 missing, 0 stray, "
+    "interrupted, partial result: checked 2 of 3 entries of 1 set: 2 changed, 0 missing, 0 stray, "
     "0 "
     "could not be checked\n";
 const std::string partialOfNone =
-    "interrupted, this is partial: checked 0 of 0 entries of 0 sets: 0 changed, 0 missing, 0 "
+    "interrupted, partial result: checked 0 of 0 entries of 0 sets: 0 changed, 0 missing, 0 "
     "stray, 0 "
     "could not be checked\n";
 
@@ -184,7 +184,7 @@ TEST_F(CheckInterruptionTest, WhatIsNotToldMakesItPartial) {
       continue;  // before it was watched for
     std::vector<std::string> const output = linesOf(program.run().output);
     ASSERT_FALSE(output.empty());
-    bool const isPartial = output.back().rfind("interrupted, this is partial: ", 0) == 0;
+    bool const isPartial = output.back().rfind("interrupted, partial result: ", 0) == 0;
     EXPECT_EQ((program.run().status & unchecked) != 0, isPartial);
     if (!isPartial) {
       EXPECT_EQ(output.size(), others + 2);

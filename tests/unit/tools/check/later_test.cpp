@@ -18,8 +18,9 @@ class CheckLaterTest : public CheckTest {
   }
 
   static std::string tooMany(const std::string& path, off_t size) {
-    return "zemo-selfcheck: Content of [" + path + "] not compared: its " + std::to_string(size) +
-           " bytes are not what its entry states, and too many to read\n";
+    return "zemo-selfcheck: Content of [" + path + "] not compared: its size of " +
+           std::to_string(size) +
+           " bytes differs from the one in its entry and is too large to read\n";
   }
 };
 
@@ -99,10 +100,9 @@ TEST_F(CheckLaterTest, AFileThatTakesForEverKeepsNoOtherSetFromBeingChecked) {
   EXPECT_EQ(
       program.run().output,
       "/nowhere/b not exist expect[] but get[]\n"
-      "interrupted, this is partial: checked 1 of 3 entries of 2 sets: 0 changed, 1 missing, 0 "
+      "interrupted, partial result: checked 1 of 3 entries of 2 sets: 0 changed, 1 missing, 0 "
       "stray, 0 could not be checked\n");
-  EXPECT_EQ(program.run().errors,
-            "zemo-selfcheck: interrupted during the check of '" + endless + "'\n");
+  EXPECT_EQ(program.run().errors, "zemo-selfcheck: interrupted while checking '" + endless + "'\n");
 }
 
 // All metadata is compared before.

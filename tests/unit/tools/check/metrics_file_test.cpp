@@ -140,7 +140,7 @@ TEST_F(CheckMetricsFileTest, AnEmptyFileIsReplaced) {
 
 TEST_F(CheckMetricsFileTest, AnotherFileIsNotReplaced) {
   std::string const message =
-      "cannot replace '" + metrics + "': it is not a file of metrics of this program's";
+      "cannot replace '" + metrics + "': it is not a metrics file of this program";
   for (const std::string content :
        {"root:x:0:0:root:/root:/bin/sh\n", "\n", "# HELP node_cpu_seconds_total text\n", "#",
         "WAM_SELF_CHECK\n"}) {

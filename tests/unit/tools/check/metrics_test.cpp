@@ -142,8 +142,8 @@ TEST_F(CheckMetricsTest, OptionsThatMayDecideWhatVerifies) {
   EXPECT_EQ(value("oldest_signature_timestamp_seconds"), "");
   EXPECT_EQ(value("last_clean_timestamp_seconds"), "");
   EXPECT_EQ(run.errors,
-            "zemo-selfcheck: the metrics call '" + path +
-                "' not verified: GnuPG was not asked: line 1 of '/usr/zemo/selfcheck/"
+            "zemo-selfcheck: the metrics count '" + path +
+                "' as not verified: GnuPG was not run: line 1 of '/usr/zemo/selfcheck/"
                 "gpg.conf', 'skip-verify', is not known to be harmless; remove that line\n");
 }
 
@@ -209,7 +209,8 @@ TEST_F(CheckMetricsTest, StayAsTheyAreWhereSetsAreUnknown) {
   makeLink("/nowhere", std::string(listDir) + "/packages");
   ProgramRun const run = measured({"--all"});
   EXPECT_EQ(run.status, notLoaded);
-  EXPECT_EQ(lastLine(run.errors), "zemo-selfcheck: the metrics '" + metrics + "' stay as they are");
+  EXPECT_EQ(lastLine(run.errors),
+            "zemo-selfcheck: the metrics in '" + metrics + "' are left unchanged");
   EXPECT_EQ(readFile(metrics), before);
 }
 

@@ -23,8 +23,7 @@ class CheckOptionsTest : public CheckTest {
     bool const known = reason.empty();
     EXPECT_EQ(run.status, status);
     EXPECT_EQ(run.output, "checked 1 entry of 1 set: " + intact +
-                              (known ? "" : "; which sets of packages there are is not known") +
-                              "\n");
+                              (known ? "" : "; the sets of packages are unknown") + "\n");
     EXPECT_EQ(run.errors,
               known
                   ? ""
@@ -122,7 +121,7 @@ TEST_F(CheckOptionsTest, AllTellsOfADirectoryWithoutLists) {
   ProgramRun const run = check({"--all"});
   EXPECT_EQ(run.status, notLoaded);
   EXPECT_EQ(run.errors,
-            "zemo-selfcheck: there is no list of the set 'empty' and the mode 'full' in "
+            "zemo-selfcheck: set 'empty' has no list for mode 'full' in "
             "'/usr/zemo/selfcheck/packages/empty'\n");
   EXPECT_EQ(run.output, "checked 1 entry of 1 set: " + intact + "; 1 set could not be loaded\n");
 }
@@ -191,7 +190,7 @@ TEST_F(CheckOptionsTest, AllNamesADirectoryThatNoSetCanHaveAndGoesOn) {
   ProgramRun const run = check({"--all"});
   EXPECT_EQ(run.status, notLoaded);
   EXPECT_EQ(run.output, "checked 1 entry of 1 set: " + intact + "; 1 set could not be loaded\n");
-  EXPECT_EQ(run.errors, "zemo-selfcheck: the set 'a*b' has a name that no set can have\n");
+  EXPECT_EQ(run.errors, "zemo-selfcheck: set 'a*b' has an invalid name\n");
 }
 
 TEST_F(CheckOptionsTest, ASetWithoutEntriesIsNotChecked) {
@@ -199,7 +198,7 @@ TEST_F(CheckOptionsTest, ASetWithoutEntriesIsNotChecked) {
   packageList("demo", {});
   ProgramRun const run = check({"wam", "demo"});
   EXPECT_EQ(run.status, notLoaded);
-  EXPECT_EQ(run.errors, "zemo-selfcheck: the set 'demo' has no entries\n");
+  EXPECT_EQ(run.errors, "zemo-selfcheck: set 'demo' has no entries\n");
 }
 
 TEST_F(CheckOptionsTest, AllChecksTheSystemsSetOnce) {
@@ -216,7 +215,7 @@ TEST_F(CheckOptionsTest, ModeChoosesTheLists) {
   ProgramRun const run = check({"--mode=none"});
   EXPECT_EQ(run.status, notLoaded);
   EXPECT_EQ(run.errors,
-            "zemo-selfcheck: there is no list of the set 'wam' and the mode 'none' in "
+            "zemo-selfcheck: set 'wam' has no list for mode 'none' in "
             "'/usr/zemo/selfcheck'\n");
 }
 
@@ -281,7 +280,7 @@ TEST_F(CheckOptionsTest, UnderNothingIsNoSuccess) {
   ProgramRun const run = check({"--under", "/nowhere"});
   EXPECT_EQ(run.status, notLoaded);
   EXPECT_EQ(run.output, "checked 0 entries of 1 set: " + intact + "\n");
-  EXPECT_EQ(run.errors, "zemo-selfcheck: nothing was checked: no entry lies at or below --under\n");
+  EXPECT_EQ(run.errors, "zemo-selfcheck: nothing was checked: no entry is at or below --under\n");
 }
 
 TEST_F(CheckOptionsTest, OutputIsTheSameForEveryNumberOfJobs) {
@@ -360,28 +359,28 @@ TEST_F(CheckOptionsTest, HelpShowsEveryOptionAndExamples) {
 TEST_F(CheckOptionsTest, WrongUsage) {
   list({existing("/nowhere")});
   std::string const help = "; see zemo-selfcheck check --help";
-  expectUsage({"check", "--bogus"}, "The following argument was not expected: --bogus" + help);
-  expectUsage({"check", "-x"}, "The following argument was not expected: -x" + help);
-  expectUsage({"check", "--all", "wam"}, "either name sets or give --all");
-  expectUsage({"check", "wam", "--all"}, "either name sets or give --all");
-  expectUsage({"check", "--items", "sise"},
-              "there is no item 'sise'; there are size, owner, group, type, permission, hash and "
-              "all");
+  expectUsage({"check", "--bogus"}, "unknown option --bogus" + help);
+  expectUsage({"check", "-x"}, "unknown option -x" + help);
+  expectUsage({"check", "--all", "wam"}, "--all cannot be combined with named sets");
+  expectUsage({"check", "wam", "--all"}, "--all cannot be combined with named sets");
+  expectUsage(
+      {"check", "--items", "sise"},
+      "unknown item 'sise'; the items are size, owner, group, type, permission, hash and all");
   expectUsage({"check", "--items", ""},
-              "there is no item ''; there are size, owner, group, type, permission, hash and all");
+              "unknown item ''; the items are size, owner, group, type, permission, hash and all");
   expectUsage({"check", "--under", "relative"}, "--under takes an absolute path, not 'relative'");
   expectUsage({"check", "--under", ""}, "--under takes an absolute path, not ''");
-  expectUsage({"check", "--metrics", ""}, "--metrics takes the name of a file");
+  expectUsage({"check", "--metrics", ""}, "--metrics needs the name of a file");
   expectUsage({"check", "--metrics", "f", "--under", "/"},
-              "--metrics tells of whole checks and does not go with --under or --items");
+              "--metrics covers whole checks and cannot be combined with --under or --items");
   expectUsage({"check", "--metrics", "f", "wam", "wam"},
-              "--metrics takes each set once, not 'wam' again");
-  expectUsage({"check", "-z", "--format", "json"}, "-z does not go with --format json");
+              "--metrics takes each set only once: 'wam' is repeated");
+  expectUsage({"check", "-z", "--format", "json"}, "-z cannot be combined with --format json");
   expectUsage({"check", "--quiet", "--null", "--format", "json"},
-              "-z does not go with --format json");
-  expectUsage({"check", "--format", "xml"}, "--format: xml not in {text,paths,json}" + help);
-  expectUsage({"check", "--mode", "a*"}, "'a*' cannot be the name of a mode");
-  expectUsage({"check", "--mode", ""}, "'' cannot be the name of a mode");
+              "-z cannot be combined with --format json");
+  expectUsage({"check", "--format", "xml"}, "--format takes text, paths or json, not 'xml'" + help);
+  expectUsage({"check", "--mode", "a*"}, "'a*' is not a valid mode name");
+  expectUsage({"check", "--mode", ""}, "'' is not a valid mode name");
 }
 
 TEST_F(CheckOptionsTest, NumberOfJobsHasLimits) {
@@ -389,8 +388,8 @@ TEST_F(CheckOptionsTest, NumberOfJobsHasLimits) {
        {"0", "1025", "-1", "1.5", "x", "", "99999999999999999999", "0x1g", "0x3", " 3", " "}) {
     ProgramRun const run = check({"--jobs", jobs});
     EXPECT_EQ(run.status, usage) << jobs;
-    EXPECT_EQ(run.errors, "zemo-selfcheck: --jobs: takes a number from 1 to 1024, not " +
-                              std::string(jobs) + "; see zemo-selfcheck check --help\n");
+    EXPECT_EQ(run.errors, "zemo-selfcheck: --jobs takes a number from 1 to 1024, not '" +
+                              std::string(jobs) + "'; see zemo-selfcheck check --help\n");
   }
 }
 
@@ -416,5 +415,5 @@ TEST_F(CheckOptionsTest, OneValueOnlyWhereOneIsMeant) {
 TEST_F(CheckOptionsTest, NamesThatNoSetCanHave) {
   for (const char* const name : {"", ".", "..", "a/b", "../wam", "/", "*", "a?", "[a", "a]", "\\"})
     EXPECT_EQ(check({name}).status, usage) << name;
-  expectUsage({"check", "a\x1b[2J/\n"}, "'a\\033[2J/\\012' cannot be the name of a set");
+  expectUsage({"check", "a\x1b[2J/\n"}, "'a\\033[2J/\\012' is not a valid set name");
 }

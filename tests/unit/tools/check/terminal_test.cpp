@@ -56,14 +56,13 @@ TEST_F(CheckTerminalTest, ProgressIsShownOnStandardErrorAndTakenOff) {
   ASSERT_TRUE(program.endsWithin(1));
   std::string const screen = terminal.screen();
   std::string const end =
-      takenOff + "zemo-selfcheck: interrupted during the check of '" + (files / "b") + "'\n";
+      takenOff + "zemo-selfcheck: interrupted while checking '" + (files / "b") + "'\n";
   ASSERT_GT(screen.size(), end.size());
   EXPECT_EQ(screen.substr(screen.size() - end.size()), end);
   EXPECT_EQ(screen.find('\n'), screen.size() - 1);
-  EXPECT_EQ(
-      program.run().output,
-      "interrupted, this is partial: checked 1 of 2 entries of 1 set: 0 changed, 0 missing, 0 "
-      "stray, 0 could not be checked\n");
+  EXPECT_EQ(program.run().output,
+            "interrupted, partial result: checked 1 of 2 entries of 1 set: 0 changed, 0 missing, 0 "
+            "stray, 0 could not be checked\n");
 }
 
 TEST_F(CheckTerminalTest, NoProgressWhereItIsNotWanted) {

@@ -19,11 +19,11 @@ class DoctorEntriesTest : public DoctorTest {
 
 TEST_F(DoctorEntriesTest, ShortLines) {
   expectProblem(doctorOf(sized("/a") + "\n/b\tx\n"), unchecked,
-                where(4) + " has fewer than seven columns, and stands for an entry without a path",
+                where(4) + " has fewer than seven columns, and counts as an entry without a path",
                 "give these lines all seven columns, or delete them, and sign the lists");
   expectAmong(doctorOf("-/b\n\n"), unchecked, where(3) + " has fewer than seven columns");
   expectAmong(doctor(), unchecked,
-              where(4) + " has fewer than seven columns, and stands for an entry without a path");
+              where(4) + " has fewer than seven columns, and counts as an entry without a path");
 }
 
 TEST_F(DoctorEntriesTest, EmptyPaths) {
@@ -33,10 +33,10 @@ TEST_F(DoctorEntriesTest, EmptyPaths) {
 
 TEST_F(DoctorEntriesTest, PathsThatNoCallerNames) {
   for (const char* const path : {"a/b", "/a//b", "/a/./b", "/a/../b", "/a/", "/a/.", "/a/.."})
-    expectProblem(
-        doctorOf(sized(path) + "\n"), unchecked,
-        "'" + std::string(path) + "', " + where(3) + ", is no path by which callers look files up",
-        "write these paths as 'realpath -sm' prints them, and sign the lists");
+    expectProblem(doctorOf(sized(path) + "\n"), unchecked,
+                  "'" + std::string(path) + "', " + where(3) +
+                      ", is not a path by which callers look up files",
+                  "write these paths as 'realpath -sm' prints them, and sign the lists");
 }
 
 TEST_F(DoctorEntriesTest, PathsThatOnlyLookUnusualAreFine) {
@@ -49,8 +49,8 @@ TEST_F(DoctorEntriesTest, PathsThatOnlyLookUnusualAreFine) {
 TEST_F(DoctorEntriesTest, APathTwiceInOneList) {
   expectProblem(doctorOf(sized("/\x1b") + "\n" + sized("/b") + "\n" + sized("/\x1b") + "\n"),
                 unchecked,
-                "'/\\033' stands twice in one list, on " + where(3) + " and on " + where(5),
-                "delete all but the line that is meant, and sign the lists");
+                "'/\\033' appears twice in one list, on " + where(3) + " and on " + where(5),
+                "delete all but the intended line, and sign the lists");
 }
 
 TEST_F(DoctorEntriesTest, AnOverrideByANamedListIsFine) {
@@ -61,17 +61,17 @@ TEST_F(DoctorEntriesTest, AnOverrideByANamedListIsFine) {
 
 TEST_F(DoctorEntriesTest, AnOverrideThatOnlyByteOrderDecides) {
   addList("wam.full.more.list", sized("/b") + "\n" + sized("/a") + "\n");
-  std::string const problem = "of '/a' " + where(4, "wam.full.more.list") + " overrides " +
+  std::string const problem = "for '/a', " + where(4, "wam.full.more.list") + " overrides " +
                               where(3) +
-                              " only because of the lists' names: listorder names neither";
+                              " only because of the lists' names: listorder names neither list";
   expectAmong(doctor(), unchecked, problem);
   addList("wam.full.z.list", "");
   writeFile(home("listorder"), "wam.full.z.list\n");
   expectAmong(doctor(), unchecked, problem);
   addList("wam.full.more.list", "-" + sized("/a") + "\n" + sized("/b") + "\n");
   expectAmong(doctor(), unchecked,
-              "of '/a' " + where(3, "wam.full.more.list") + " overrides " + where(3) +
-                  " only because of the lists' names: listorder names neither");
+              "for '/a', " + where(3, "wam.full.more.list") + " overrides " + where(3) +
+                  " only because of the lists' names: listorder names neither list");
 }
 
 TEST_F(DoctorEntriesTest, RemovalLinesThatRemoveNothing) {
@@ -91,11 +91,11 @@ TEST_F(DoctorEntriesTest, APathThatIsRemovedMayBeNamedAgain) {
 TEST_F(DoctorEntriesTest, PlaceholdersInTheSystemsOwnSet) {
   for (const std::string& line : {entryLine("/$pkg_dir/a", "-", "-", "f", "-", "$pkg", "-"),
                                   entryLine("/$pkg_dir/a", "-", "-", "f", "-", "-", "$pkg_sys")})
-    expectProblem(
-        doctorOf(line + "\n"), unchecked,
-        "'/$pkg_dir/a', " + where(3) + ", has a placeholder, which only a package's set resolves",
-        "write what is meant, or move these lines to the package's own set, and sign "
-        "the lists");
+    expectProblem(doctorOf(line + "\n"), unchecked,
+                  "'/$pkg_dir/a', " + where(3) +
+                      ", has a placeholder, which is resolved only in a package's set",
+                  "replace the placeholders, or move these lines to the package's own set, and "
+                  "sign the lists");
   EXPECT_EQ(doctorOf(entryLine("/a", "-", "-", "f", "-", "$pkg_dir", "$pkg1") + "\n")
                 .output.find("has a placeholder"),
             std::string::npos);
@@ -108,7 +108,7 @@ TEST_F(DoctorEntriesTest, EachPlaceholderIsSeenOfItself) {
 }
 
 TEST_F(DoctorEntriesTest, NamesThatLookLikeAPlaceholderAreNoProblem) {
-  std::string const start = "ok '/$pkg_dir/a', " + where(3) + ", has '$pkg_dir' as a part";
+  std::string const start = "ok '/$pkg_dir/a', " + where(3) + ", has '$pkg_dir' as part";
   for (const std::string& line :
        {sized("/$pkg_dir/a"), entryLine("/$pkg_dir/a", "-", "$pkg_dir/b", "l", "-", "-", "-")}) {
     EXPECT_EQ(doctorOf(line + "\n").status, 0);
@@ -122,9 +122,9 @@ TEST_F(DoctorEntriesTest, PlaceholdersOfAPackageAreResolvedBeforePathsAreCompare
           sized("$pkg_dir/a") + "\n" + sized("/var/packages/demo/target/a") + "\n");
   std::string const list = home("packages/demo/demo.full.base.list");
   expectProblem(doctor(), unchecked,
-                "'/var/packages/demo/target/a' stands twice in one list, on line 3 of '" + list +
+                "'/var/packages/demo/target/a' appears twice in one list, on line 3 of '" + list +
                     "' and on line 4 of '" + list + "'",
-                "delete all but the line that is meant, and sign the lists");
+                "delete all but the intended line, and sign the lists");
 }
 
 TEST_F(DoctorEntriesTest, OfManyAlikeTenAreNamed) {
@@ -153,9 +153,8 @@ TEST_F(DoctorEntriesTest, ColumnsThatNoFileCanBeLike) {
       {entryLine("/a", "-", "1:3", "c", "-", "-", "-"),
        "the content '1:3' is not a pair of device numbers such as 1,3"},
       {entryLine("/a", "-", "fixed", "d", "-", "-", "-"),
-       "the content 'fixed' is not FIXED, in upper case, so that every member is reported"},
-      {entryLine("/a", "-", "-", "F", "-", "-", "-"),
-       "the type 'F' is none of f, d, l, b, c, s and p"},
+       "the content 'fixed' is not FIXED in upper case, so every member is reported"},
+      {entryLine("/a", "-", "-", "F", "-", "-", "-"), "the type 'F' is not f, d, l, b, c, s or p"},
       {entryLine("/a", "-", "-", "f", "u=rw", "-", "-"),
        "the permission 'u=rw' is not an octal number up to 7777"},
       {entryLine("/a", "-", "-", "f", "10000", "-", "-"),
@@ -168,7 +167,7 @@ TEST_F(DoctorEntriesTest, ColumnsThatNoFileCanBeLike) {
   };
   for (const Case& one : cases)
     expectProblem(doctorOf(one.line + "\n"), unchecked,
-                  "'/a', " + where(3) + ", states what no file can be: " + one.wrong,
+                  "'/a', " + where(3) + ", states an impossible value: " + one.wrong,
                   "write these columns as zemo-selfcheck-list(5) says, or -, and sign the lists");
   EXPECT_EQ(doctorOf(entryLine("/a", "007", digest, "f", "07777", "4294967295", "0") + "\n" +
                      entryLine("/b", "-", "1,3", "c", "-", "-", "-") + "\n" +
@@ -186,22 +185,21 @@ TEST_F(DoctorEntriesTest, FilesBelowDirectoriesThatOthersCanWrite) {
   EXPECT_EQ(doctorOf(lines).status, 0) << doctor().output;
   changeMode(files / "d", 0757);
   expectProblem(doctor(), unchecked,
-                "'" + (files / "d") + "', above entries of the set 'wam', can be written by others",
-                "give root alone the right to change them, or list nothing below them");
+                "'" + (files / "d") + "', above entries of set 'wam', is writable by others",
+                "let only root change them, or list nothing below them");
   changeMode(files / "d", 01777);  // as /tmp is
   EXPECT_EQ(doctor().status, 0);
   changeMode(files / "d", 0755);
   if (chown((files / "d/e").c_str(), 7, 8) != 0)
     GTEST_SKIP() << "there is no other user here";
   expectProblem(doctor(), unchecked,
-                "'" + (files / "d/e") + "', above entries of the set 'wam', belongs to the user 7",
-                "give root alone the right to change them, or list nothing below them");
+                "'" + (files / "d/e") + "', above entries of set 'wam', belongs to user 7",
+                "let only root change them, or list nothing below them");
   ASSERT_EQ(chown((files / "d/e").c_str(), 0, 8), 0);
   changeMode(files / "d/e", 0775);
-  expectProblem(
-      doctor(), unchecked,
-      "'" + (files / "d/e") + "', above entries of the set 'wam', can be written by its group",
-      "give root alone the right to change them, or list nothing below them");
+  expectProblem(doctor(), unchecked,
+                "'" + (files / "d/e") + "', above entries of set 'wam', is writable by its group",
+                "let only root change them, or list nothing below them");
 }
 
 TEST_F(DoctorEntriesTest, WhatDoesNotVerifyIsNotLookedThrough) {
@@ -220,10 +218,10 @@ TEST_F(DoctorEntriesTest, WhatIsPrintedHasALimit) {
 }
 
 TEST_F(DoctorEntriesTest, FixedEntriesThatAreNoDirectoriesByTheirType) {
-  expectProblem(
-      doctorOf(fixed("/nowhere", "f") + "\n"), unchecked,
-      "the entry '/nowhere' is FIXED, but its type is 'f', in '" + home("wam.full.base.list") + "'",
-      "give these entries the type d, and sign the lists");
+  expectProblem(doctorOf(fixed("/nowhere", "f") + "\n"), unchecked,
+                "the entry for '/nowhere' is FIXED, but its type is 'f', in '" +
+                    home("wam.full.base.list") + "'",
+                "give these entries the type d, and sign the lists");
   EXPECT_EQ(doctorOf(fixed("/nowhere", "-") + "\n").status, 0);
 }
 
@@ -233,7 +231,7 @@ TEST_F(DoctorEntriesTest, FixedEntriesThatAreNoDirectoriesOnDisk) {
   expectProblem(doctorOf(fixed(files / "d") + "\n" + fixed(files / "l") + "\n"), unchecked,
                 "'" + (files / "l") + "' is not a directory, but its entry in '" +
                     home("wam.full.base.list") + "' is FIXED",
-                "write FIXED for directories alone, not for links to them, and sign the lists");
+                "write FIXED only for directories, not for links to them, and sign the lists");
 }
 
 TEST_F(DoctorEntriesTest, FixedDirectoriesThatCannotBeLookedAt) {
@@ -243,22 +241,21 @@ TEST_F(DoctorEntriesTest, FixedDirectoriesThatCannotBeLookedAt) {
   ProgramRun const run = runProgram({"/usr/bin/setpriv", "--bounding-set",
                                      "-dac_override,-dac_read_search", ZEMO_TOOL, "doctor"});
   changeMode(files / "closed", 0755);
-  expectProblem(
-      run, unchecked,
-      "cannot look at the FIXED directory '" + (files / "closed/d") + "': Permission denied",
-      "run this as root");
+  expectProblem(run, unchecked,
+                "cannot examine FIXED directory '" + (files / "closed/d") + "': Permission denied",
+                "run this as root");
 }
 
 TEST_F(DoctorEntriesTest, NamesOfNeighboursThatAFixedDirectoryLetsIn) {
-  expectProblem(doctorOf(fixed("/n/x") + "\n" + sized("/n/xy") + "\n" + sized("/n/x/a") + "\n"),
-                unchecked,
-                "the directory '/n/x', FIXED, may hold 'xy' because of the entry '/n/xy' beside it",
-                "move one of the two entries to another set, rename one of the two, or look for "
-                "members of that name yourself");
+  expectProblem(
+      doctorOf(fixed("/n/x") + "\n" + sized("/n/xy") + "\n" + sized("/n/x/a") + "\n"), unchecked,
+      "the FIXED directory '/n/x' may hold 'xy' because of the entry for '/n/xy' next to it",
+      "move one of the two entries to another set, rename one of them, or look for members of that "
+      "name yourself");
   expectAmong(doctorOf(fixed("/n/x") + "\n" + sized("/n/x-y") + "\n" + sized("/n/x.d/deep") + "\n" +
                        sized("/n/x.z") + "\n" + sized("/n/x0") + "\n"),
               unchecked,
-              "the directory '/n/x', FIXED, may hold 'x.z' because of the entry '/n/x.z' beside "
+              "the FIXED directory '/n/x' may hold 'x.z' because of the entry for '/n/x.z' next to "
               "it");
   EXPECT_EQ(linesOf(doctor().output).size(), 5U) << doctor().output;
 }

@@ -14,7 +14,7 @@ TEST(FindingsTest, WhatCouldNotBeLookedAtForAMomentIsAProblem) {
   findings.leftOut("/a\x1b");
   findings.settle();
   EXPECT_EQ(testing::internal::GetCapturedStdout(),
-            "problem: '/a\\033' could not be looked at for a moment\n   mend: run this again\n");
+            "problem: '/a\\033' could not be examined for a moment\n    fix: run this again\n");
   EXPECT_EQ(findings.status(), STATUS_UNCHECKED);
   EXPECT_EQ(findings.problemCount(), 1U);
 }
@@ -26,7 +26,7 @@ TEST(FindingsTest, WhatAnotherCheckTellsOfIsNotToldAgain) {
   findings.problem(STATUS_NOT_LOADED, "'/a' does not exist", "make one");
   findings.settle();
   EXPECT_EQ(testing::internal::GetCapturedStdout(),
-            "problem: '/a' does not exist\n   mend: make one\n");
+            "problem: '/a' does not exist\n    fix: make one\n");
   EXPECT_EQ(findings.status(), STATUS_NOT_LOADED);
 }
 

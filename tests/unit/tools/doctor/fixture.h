@@ -77,16 +77,16 @@ class DoctorTest : public ToolTest {
   }
 };
 
-// The run found exactly this one problem, says how to mend it in a line with `mend`, and ends with
+// The run found exactly this one problem, says how to fix it in a line with `fix`, and ends with
 // `status`.
 inline void expectProblem(const ProgramRun& run, int status, const std::string& problem,
-                          const std::string& mend) {
+                          const std::string& fix) {
   std::vector<std::string> const lines = linesOf(run.output);
   EXPECT_EQ(run.status, status) << run.output;
   EXPECT_EQ(run.errors, "");
   ASSERT_EQ(lines.size(), 3U) << run.output;
   EXPECT_EQ(lines[0], "problem: " + problem);
-  EXPECT_EQ(lines[1], "   mend: " + mend);
+  EXPECT_EQ(lines[1], "    fix: " + fix);
   EXPECT_EQ(lines[2].find("1 problem; "), 0U) << lines[2];
 }
 

@@ -19,9 +19,9 @@ TEST_F(DoctorHomeTest, VerboseNamesWhatIsWell) {
   ProgramRun const run = doctor({"--verbose"});
   EXPECT_EQ(run.status, 0);
   EXPECT_NE(run.output.find("ok GnuPG runs\n"), std::string::npos);
-  EXPECT_NE(run.output.find("ok '" + home("wam.full.base.list") + "' verifies for this caller\n"),
+  EXPECT_NE(run.output.find("ok '" + home("wam.full.base.list") + "' verifies for this user\n"),
             std::string::npos);
-  EXPECT_NE(run.output.find("ok set 'wam' has 1 entries in 1 lists\n"), std::string::npos);
+  EXPECT_NE(run.output.find("ok set 'wam' has 1 entry in 1 list\n"), std::string::npos);
 }
 
 TEST_F(DoctorHomeTest, LeavesNoFilesBehind) {
@@ -34,10 +34,10 @@ TEST_F(DoctorHomeTest, WhatOthersMayWriteIsNamed) {
   for (const std::string& path : {home("wam.full.base.list"), home("wam.full.base.list.asc"),
                                   home("pubring.kbx"), home("gpg.conf")}) {
     changeMode(path, 0664);
-    expectProblem(doctor(), unchecked, "'" + path + "' can be written by its group",
+    expectProblem(doctor(), unchecked, "'" + path + "' is writable by its group",
                   "chmod go-w " + path);
     changeMode(path, 0646);
-    expectProblem(doctor(), unchecked, "'" + path + "' can be written by others",
+    expectProblem(doctor(), unchecked, "'" + path + "' is writable by others",
                   "chmod go-w " + path);
     changeMode(path, 0644);
   }
@@ -47,7 +47,7 @@ TEST_F(DoctorHomeTest, ParentsThatOthersMayWriteAreNamedOnce) {
   for (const char* const path : {"/usr", "/usr/zemo", listDir}) {
     changeMode(path, 0777);
     expectProblem(doctor(), unchecked,
-                  std::string("'") + path + "' can be written by its group and others",
+                  std::string("'") + path + "' is writable by its group and others",
                   std::string("chmod go-w ") + path);
     changeMode(path, 0755);
   }
@@ -57,7 +57,7 @@ TEST_F(DoctorHomeTest, WhatIsNotRootsIsNamed) {
   if (chown(home("gpg.conf").c_str(), 1, 0) != 0)
     GTEST_SKIP() << "there is no other user here";
   ProgramRun const run = doctor();
-  expectProblem(run, unchecked, "'" + home("gpg.conf") + "' belongs to the user 1, not to root",
+  expectProblem(run, unchecked, "'" + home("gpg.conf") + "' belongs to user 1, not to root",
                 "chown root " + home("gpg.conf"));
 }
 
@@ -68,14 +68,14 @@ TEST_F(DoctorHomeTest, LinksAreFollowedToTheirTargetsParents) {
   writeFile("/usr/zemo/other/inner/gpg.conf", readFile(home("gpg.conf")));
   remove(home("gpg.conf"));
   makeLink("../other/./inner/../inner/gpg.conf", home("gpg.conf"));
-  expectProblem(doctor(), unchecked, "'/usr/zemo/other' can be written by its group",
+  expectProblem(doctor(), unchecked, "'/usr/zemo/other' is writable by its group",
                 "chmod go-w /usr/zemo/other");
   changeMode("/usr/zemo/other", 0755);
   EXPECT_EQ(doctor().status, 0);
   remove(home("gpg.conf"));
   makeLink("/usr/zemo/other/inner/gpg.conf", home("gpg.conf"));
   changeMode("/usr/zemo/other/inner", 0757);
-  expectProblem(doctor(), unchecked, "'/usr/zemo/other/inner' can be written by others",
+  expectProblem(doctor(), unchecked, "'/usr/zemo/other/inner' is writable by others",
                 "chmod go-w /usr/zemo/other/inner");
   remove("/usr/zemo/other");
 }
@@ -101,7 +101,7 @@ TEST_F(DoctorHomeTest, EachLineOfGpgConfIsNeeded) {
     EXPECT_NE(run.output.find("problem: '" + path + "' lacks the line '" + missing + "': "),
               std::string::npos)
         << run.output;
-    EXPECT_NE(run.output.find("   mend: sed -i '$a " + missing + "' " + path + "\n"),
+    EXPECT_NE(run.output.find("    fix: sed -i '$a " + missing + "' " + path + "\n"),
               std::string::npos);
     EXPECT_EQ(run.status & unchecked, unchecked);
     EXPECT_EQ(linesOf(run.output).size(), 3U) << run.output;
@@ -119,9 +119,9 @@ TEST_F(DoctorHomeTest, OptionsThatMayDecideWhatVerifies) {
       run, notLoaded,
       "line 10 of '" + home("gpg.conf") + "', 'trust-model pgp', is not known to be harmless");
   EXPECT_EQ(linesOf(run.output).size(), 4U) << run.output;  // nor is more than that told
-  std::string const mend = linesOf(run.output).at(2);
-  ASSERT_EQ(mend, "   mend: sed -i '8d;10d' " + home("gpg.conf"));
-  runShell(mend.substr(9));
+  std::string const fix = linesOf(run.output).at(2);
+  ASSERT_EQ(fix, "    fix: sed -i '8d;10d' " + home("gpg.conf"));
+  runShell(fix.substr(9));
   key().sign(home("wam.full.base.list"));
   changeMode(home("wam.full.base.list.asc"), 0644);
   EXPECT_EQ(doctor().status, 0) << doctor().output;
@@ -129,10 +129,11 @@ TEST_F(DoctorHomeTest, OptionsThatMayDecideWhatVerifies) {
 
 TEST_F(DoctorHomeTest, EveryOptionFileCounts) {
   writeFile(home("common.conf"), "# ours\nuse-keyboxd\n");
-  expectProblem(doctor(), notLoaded,
-                "line 2 of '" + home("common.conf") +
-                    "', 'use-keyboxd', has GnuPG ask a daemon for keys, and not the key ring",
-                "sed -i '2d' " + home("common.conf"));
+  expectProblem(
+      doctor(), notLoaded,
+      "line 2 of '" + home("common.conf") +
+          "', 'use-keyboxd', makes GnuPG ask a daemon for keys instead of reading the key ring",
+      "sed -i '2d' " + home("common.conf"));
   remove(home("common.conf"));
   for (const std::string name : {"gpg.conf", "common.conf"}) {
     expectProblem(toolAfter(systemWide(name, "allow-weak-digest-algos\\n"), {"doctor"}), notLoaded,
@@ -142,7 +143,7 @@ TEST_F(DoctorHomeTest, EveryOptionFileCounts) {
     EXPECT_EQ(toolAfter(systemWide(name, "no-autostart\\n"), {"doctor"}).status, 0);
     expectProblem(toolAfter(systemWide(name, "no-autostart\\n") + "\nchmod 666 /etc/gnupg/" + name,
                             {"doctor"}),
-                  unchecked, "'/etc/gnupg/" + name + "' can be written by its group and others",
+                  unchecked, "'/etc/gnupg/" + name + "' is writable by its group and others",
                   "chmod go-w /etc/gnupg/" + name);
   }
 }
@@ -151,8 +152,8 @@ TEST_F(DoctorHomeTest, EveryOptionFileCounts) {
 TEST_F(DoctorHomeTest, AnExitStatusAloneIsNoVerdict) {
   expectAmong(toolAfter("mount --bind /usr/bin/true /usr/bin/gpg", {"doctor"}), notLoaded,
               "'" + home("wam.full.base.list") +
-                  "' does not verify for this caller: GnuPG does not say that a signature is good, "
-                  "but its exit status is 0: the library takes the list");
+                  "' does not verify for this user: GnuPG does not say that a signature is good, "
+                  "but its exit status is 0, so the library accepts the list");
 }
 
 TEST_F(DoctorHomeTest, TheMendOfAFileWithoutLastLineFeedHelps) {
@@ -162,9 +163,9 @@ TEST_F(DoctorHomeTest, TheMendOfAFileWithoutLastLineFeedHelps) {
             "no-auto-check-trustdb");
   ProgramRun const run = doctor();
   EXPECT_EQ(run.status, unchecked);
-  std::string const mend = linesOf(run.output).at(1);
-  ASSERT_EQ(mend.find("   mend: "), 0U) << mend;
-  runShell(mend.substr(9));
+  std::string const fix = linesOf(run.output).at(1);
+  ASSERT_EQ(fix.find("    fix: "), 0U) << fix;
+  runShell(fix.substr(9));
   EXPECT_EQ(doctor().status, 0) << doctor().output;
 }
 
@@ -172,7 +173,7 @@ TEST_F(DoctorHomeTest, TheMendsOfAnEmptyFileHelp) {
   writeFile(home("gpg.conf"), "");
   for (int i = 0; i < 5 && doctor().status != 0; ++i) {
     for (const std::string& line : linesOf(doctor().output)) {
-      if (line.find("   mend: ") == 0 && line.find("init-home") == std::string::npos)
+      if (line.find("    fix: ") == 0 && line.find("init-home") == std::string::npos)
         runShell(line.substr(9));
     }
     remove(home("trustdb.gpg"));
@@ -184,7 +185,7 @@ TEST_F(DoctorHomeTest, FilesThatGnupgReadsInstead) {
   for (const char* const name : {"gpg.conf-2", "gpg.conf-2.2", "gpg.conf-9.9.9"}) {
     writeFile(home(name), readFile(home("gpg.conf")));
     expectProblem(doctor(), unchecked,
-                  "'" + home(name) + "' takes the place of gpg.conf where GnuPG is of that version",
+                  "'" + home(name) + "' replaces gpg.conf for GnuPG of that version",
                   "rm " + home(name));
     remove(home(name));
   }
@@ -200,8 +201,8 @@ TEST_F(DoctorHomeTest, DevicesAreToBeWrittenByOthers) {
     ProgramRun const run = doctor();
     expectAmong(run, run.status, "'" + home(name) + "' is not a regular file");
     EXPECT_NE(run.status & notLoaded, 0);
-    bool const command = run.output.find("   mend: rm " + home(name)) != std::string::npos;
-    EXPECT_TRUE(command || run.output.find("   mend: remove '" + home(name) + "', and then ") !=
+    bool const command = run.output.find("    fix: rm " + home(name)) != std::string::npos;
+    EXPECT_TRUE(command || run.output.find("    fix: remove '" + home(name) + "', and then ") !=
                                std::string::npos)
         << run.output;
     EXPECT_EQ(run.output.find("chmod"), std::string::npos) << run.output;
@@ -216,7 +217,7 @@ TEST_F(DoctorHomeTest, AHomeWithoutGpgConf) {
   remove(home("gpg.conf"));
   std::string const problem =
       "'" + home("gpg.conf") +
-      "' does not exist: GnuPG fails for every caller that cannot make a trust database";
+      "' does not exist: GnuPG fails for every user who cannot create a trust database";
   changeMode(home("pubring.kbx"), 0444);  // GnuPG locks what it may write
   changeMode(listDir, 0555);
   ProgramRun const run =
@@ -236,11 +237,11 @@ TEST_F(DoctorHomeTest, ListsAndSignaturesThatThisCallerCannotRead) {
     ProgramRun const run = runProgram({"/usr/bin/setpriv", "--bounding-set",
                                        "-dac_override,-dac_read_search", ZEMO_TOOL, "doctor"});
     expectAmong(run, notLoaded,
-                "'" + home("wam.full.base.list") + "' does not verify for this caller: '" +
-                    home(name) + "' cannot be read by this caller");
+                "'" + home("wam.full.base.list") + "' does not verify for this user: '" +
+                    home(name) + "' cannot be read by this user");
     EXPECT_EQ(run.output.find("key ring"), std::string::npos) << run.output;
-    std::size_t const mend = run.output.rfind("   mend: ");
-    runShell(run.output.substr(mend + 9, run.output.find('\n', mend) - mend - 9));
+    std::size_t const fix = run.output.rfind("    fix: ");
+    runShell(run.output.substr(fix + 9, run.output.find('\n', fix) - fix - 9));
     EXPECT_EQ(doctor().status, 0) << doctor().output;
     changeMode(home(name), 0644);
   }
@@ -250,11 +251,11 @@ TEST_F(DoctorHomeTest, ListsAndSignaturesThatThisCallerCannotRead) {
 TEST_F(DoctorHomeTest, EmptyListsAndSignaturesAreToBeInstalledAgain) {
   std::string const signature = readFile(home("wam.full.base.list.asc"));
   writeFile(home("wam.full.base.list.asc"), "");
-  expectProblem(doctor(), notLoaded,
-                "'" + home("wam.full.base.list") +
-                    "' does not verify for this caller: the signature file holds no signature, or "
-                    "a part of one",
-                "install the list and its .asc again, both of the same making");
+  expectProblem(
+      doctor(), notLoaded,
+      "'" + home("wam.full.base.list") +
+          "' does not verify for this user: the signature file holds no complete signature",
+      "install the list and its .asc again, both from the same signing");
   for (const std::string& left : {std::string(), signature}) {
     writeFile(home("wam.full.base.list"), "");
     writeFile(home("wam.full.base.list.asc"), left);
@@ -262,7 +263,7 @@ TEST_F(DoctorHomeTest, EmptyListsAndSignaturesAreToBeInstalledAgain) {
     EXPECT_EQ(run.status, notLoaded);
     EXPECT_EQ(run.output.find("zemo-selfcheck sign"), std::string::npos) << run.output;
     EXPECT_NE(
-        run.output.find("   mend: install the list and its .asc again, both of the same making"),
+        run.output.find("    fix: install the list and its .asc again, both from the same signing"),
         std::string::npos)
         << run.output;
   }
@@ -272,7 +273,7 @@ TEST_F(DoctorHomeTest, AHomeWithoutKeyRing) {
   remove(home("pubring.kbx"));
   ProgramRun const run = doctor();
   expectAmong(run, notLoaded, "'" + home("pubring.kbx") + "', the key ring, does not exist");
-  EXPECT_NE(run.output.find("does not verify for this caller: there is no key ring "),
+  EXPECT_NE(run.output.find("does not verify for this user: there is no key ring "),
             std::string::npos);
   EXPECT_FALSE(std::filesystem::exists(home("pubring.kbx")));  // nor does looking make one
 }
@@ -280,16 +281,14 @@ TEST_F(DoctorHomeTest, AHomeWithoutKeyRing) {
 TEST_F(DoctorHomeTest, FilesThatOnlyTheirOwnerMayRead) {
   for (const char* const name : {"pubring.kbx", "gpg.conf"}) {
     changeMode(home(name), 0600);
-    expectProblem(
-        doctor(), unchecked,
-        "'" + home(name) + "' cannot be read by everybody, so that other callers cannot verify",
-        "chmod a+r " + home(name));
+    expectProblem(doctor(), unchecked,
+                  "'" + home(name) + "' is not readable by everyone, so other users cannot verify",
+                  "chmod a+r " + home(name));
     changeMode(home(name), 0644);
   }
   changeMode(listDir, 0700);
   expectProblem(doctor(), unchecked,
-                "'/usr/zemo/selfcheck' cannot be read by everybody, so that other callers cannot "
-                "verify",
+                "'/usr/zemo/selfcheck' is not readable by everyone, so other users cannot verify",
                 "chmod a+rx /usr/zemo/selfcheck");
 }
 
@@ -300,9 +299,8 @@ TEST_F(DoctorHomeTest, WhatThisCallerCannotReadIsSaid) {
                                           "-dac_override,-dac_read_search", ZEMO_TOOL, "doctor"};
   ProgramRun const run = runProgram(words);
   expectAmong(run, unchecked | notLoaded,
-              "'" + home("pubring.kbx") + "' cannot be read by this caller");
-  expectAmong(run, unchecked | notLoaded,
-              "'" + home("gpg.conf") + "' cannot be read by this caller");
+              "'" + home("pubring.kbx") + "' cannot be read by this user");
+  expectAmong(run, unchecked | notLoaded, "'" + home("gpg.conf") + "' cannot be read by this user");
   EXPECT_NE(run.output.find("'" + home("wam.full.base.list") + "' does not verify"),
             std::string::npos);
 }
@@ -312,9 +310,9 @@ TEST_F(DoctorHomeTest, AHomeThatThisCallerCannotSearchIsSaid) {
   ProgramRun const run = runProgram({"/usr/bin/setpriv", "--bounding-set",
                                      "-dac_override,-dac_read_search", ZEMO_TOOL, "doctor"});
   changeMode(listDir, 0755);
-  expectAmong(run, unchecked | notLoaded, "'/usr/zemo/selfcheck' cannot be read by this caller");
+  expectAmong(run, unchecked | notLoaded, "'/usr/zemo/selfcheck' cannot be read by this user");
   expectAmong(run, unchecked | notLoaded,
-              "the lists in '/usr/zemo/selfcheck' cannot be found by this caller");
+              "the lists in '/usr/zemo/selfcheck' cannot be found by this user");
   EXPECT_EQ(run.output.find("does not exist"), std::string::npos) << run.output;
 }
 
@@ -352,25 +350,24 @@ TEST_F(DoctorHomeTest, AListWithoutSignature) {
   EXPECT_EQ(linesOf(run.output)[0],
             "problem: '" + home("wam.full.base.list.asc") + "' does not exist");
   EXPECT_EQ(linesOf(run.output)[1],
-            "   mend: zemo-selfcheck sign " + home("wam.full.base.list") + " --key KEY");
+            "    fix: zemo-selfcheck sign " + home("wam.full.base.list") + " --key KEY");
 }
 
 TEST_F(DoctorHomeTest, AListThatWasChanged) {
   appendToFile(home("wam.full.base.list"), sized("/b") + "\n");
-  expectProblem(
-      doctor(), notLoaded,
-      "'" + home("wam.full.base.list") +
-          "' does not verify for this caller: bad: the list is not the one that was signed",
-      "install the list and its .asc again, both of the same making");
+  expectProblem(doctor(), notLoaded,
+                "'" + home("wam.full.base.list") +
+                    "' does not verify for this user: bad: the list is not the one that was signed",
+                "install the list and its .asc again, both from the same signing");
 }
 
 TEST_F(DoctorHomeTest, ASignatureThatIsNone) {
   writeFile(home("wam.full.base.list.asc"), "nonsense\n");
-  expectProblem(doctor(), notLoaded,
-                "'" + home("wam.full.base.list") +
-                    "' does not verify for this caller: the signature file holds no signature, or "
-                    "a part of one",
-                "install the list and its .asc again, both of the same making");
+  expectProblem(
+      doctor(), notLoaded,
+      "'" + home("wam.full.base.list") +
+          "' does not verify for this user: the signature file holds no complete signature",
+      "install the list and its .asc again, both from the same signing");
 }
 
 TEST_F(DoctorHomeTest, ASignatureOverText) {
@@ -378,18 +375,18 @@ TEST_F(DoctorHomeTest, ASignatureOverText) {
   changeMode(home("wam.full.base.list.asc"), 0644);
   expectProblem(doctor(), unchecked,
                 "'" + home("wam.full.base.list") +
-                    "': the signature is over text, not over the very bytes of the list",
-                "have the list signed by zemo-selfcheck sign");
+                    "': the signature covers text, not the exact bytes of the list",
+                "have the list signed with zemo-selfcheck sign");
 }
 
 TEST_F(DoctorHomeTest, ASignatureOfTheFuture) {
   key().sign(home("wam.full.base.list"), "--faked-system-time '20600102T000000!'");
   changeMode(home("wam.full.base.list.asc"), 0644);
-  expectProblem(
-      doctor(), unchecked,
-      "'" + home("wam.full.base.list") +
-          "': the signature was made in the future, 2060-01-02T00:00:00Z",
-      "set this machine's clock; if it is right, have the list signed where the clock is");
+  expectProblem(doctor(), unchecked,
+                "'" + home("wam.full.base.list") +
+                    "': the signature is dated in the future: 2060-01-02T00:00:00Z",
+                "set this machine's clock; if it is right, have the list signed again on a machine "
+                "whose clock is");
 }
 
 TEST_F(DoctorHomeTest, KeysThatHaveExpiredOrAreRevoked) {
@@ -408,11 +405,11 @@ TEST_F(DoctorHomeTest, KeysThatHaveExpiredOrAreRevoked) {
   writeFile(list + ".asc", byExpired);
   expectProblem(doctor(), unchecked,
                 "'" + list + "': key " + keys.fingerprint("Expired") + " has expired",
-                "have the list signed by a key that has not");
+                "have the list signed with a key that has not expired");
   writeFile(list + ".asc", byRevoked);
   expectProblem(doctor(), unchecked,
                 "'" + list + "': key " + keys.fingerprint("Revoked") + " is revoked",
-                "have the list signed by another key, and remove this one from the ring");
+                "have the list signed with another key, and remove this one from the key ring");
 }
 
 TEST_F(DoctorHomeTest, AClockThatIsBehind) {
@@ -427,9 +424,9 @@ TEST_F(DoctorHomeTest, AClockThatIsBehind) {
   expectAmong(run, unchecked | notLoaded,
               "'" + home("gpg.conf") +
                   "' lacks the line 'ignore-time-conflict': no list verifies while the clock is "
-                  "earlier than the key");
-  EXPECT_NE(run.output.find("this machine's clock is behind, the signature was made later\n   "
-                            "mend: set this machine's clock; "),
+                  "set before the key's creation");
+  EXPECT_NE(run.output.find("this machine's clock is slow (the signature is dated in the future)\n "
+                            "   fix: set this machine's clock; "),
             std::string::npos)
       << run.output;
   writeFile(home("gpg.conf"), configuration);
@@ -449,7 +446,7 @@ TEST_F(DoctorHomeTest, AGpgConfThatGnupgDoesNotUnderstand) {
   appendToFile(home("gpg.conf"), "charset nonsense\n");
   ProgramRun const run = doctor();
   EXPECT_EQ(run.status, notLoaded);
-  EXPECT_NE(run.output.find("does not verify for this caller: GnuPG ended with exit status 2"),
+  EXPECT_NE(run.output.find("does not verify for this user: GnuPG exited with status 2"),
             std::string::npos)
       << run.output;
 }
@@ -462,7 +459,7 @@ TEST_F(DoctorHomeTest, NoGnupg) {
   ProgramRun const run = runProgram({"/usr/bin/unshare", "--mount", "/bin/sh", "-c", script});
   if (run.status == 99 || run.status == 1)
     GTEST_SKIP() << "cannot mount: " << run.errors;
-  expectAmong(run, notLoaded, "GnuPG, '/usr/bin/gpg', cannot be run by this caller");
+  expectAmong(run, notLoaded, "GnuPG, '/usr/bin/gpg', cannot be run by this user");
   expectAmong(run, notLoaded,
               "'" + home("wam.full.base.list") + "' is not verified: GnuPG was not run");
 }
@@ -478,7 +475,8 @@ TEST_F(DoctorHomeTest, WrongUsageIsOneLine) {
 }
 
 TEST_F(DoctorHomeTest, HelpHasAnExampleAndNamesItsLimit) {
-  std::string const help = doctor({"--help"}).output;
+  std::string help = doctor({"--help"}).output;
+  std::replace(help.begin(), help.end(), '\n', ' ');
   EXPECT_NE(help.find("zemo-selfcheck doctor --verbose"), std::string::npos);
-  EXPECT_NE(help.find("access control lists are not looked at"), std::string::npos);
+  EXPECT_NE(help.find("access control lists are not examined"), std::string::npos);
 }

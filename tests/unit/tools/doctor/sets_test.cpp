@@ -15,8 +15,8 @@ class DoctorSetsTest : public DoctorTest {
 TEST_F(DoctorSetsTest, NoListAtAll) {
   remove(home("wam.full.base.list"));
   expectProblem(doctor(), notLoaded,
-                "there is no list of the set 'wam' and the mode 'full' in '/usr/zemo/selfcheck'",
-                "make, sign and install one, see zemo-selfcheck-make(1)");
+                "set 'wam' has no list for mode 'full' in '/usr/zemo/selfcheck'",
+                "make, sign and install one (see zemo-selfcheck-make(1))");
 }
 
 TEST_F(DoctorSetsTest, ModeNamesOtherLists) {
@@ -28,16 +28,16 @@ TEST_F(DoctorSetsTest, ModeNamesOtherLists) {
 TEST_F(DoctorSetsTest, ListsWithoutEntries) {
   addList("wam.full.base.list", "");
   expectProblem(doctor(), notLoaded,
-                "the lists of the set 'wam' have no entries, so that nothing is checked",
-                "make, sign and install others, see zemo-selfcheck-make(1)");
+                "the lists of set 'wam' have no entries, so nothing is checked",
+                "make, sign and install others (see zemo-selfcheck-make(1))");
 }
 
 TEST_F(DoctorSetsTest, AnOrderThatIsADevice) {
   makeLink("/dev/null", home("listorder"));
   ProgramRun const run = doctor();
   expectAmong(run, unchecked, "'" + home("listorder") + "' is not a regular file");
-  EXPECT_NE(run.output.find("   mend: remove '" + home("listorder") +
-                            "', and then write one with the lists' names\n"),
+  EXPECT_NE(run.output.find("    fix: remove '" + home("listorder") +
+                            "', and then create it with the lists' names\n"),
             std::string::npos)
       << run.output;
   EXPECT_EQ(run.output.find("chmod"), std::string::npos) << run.output;
@@ -47,18 +47,18 @@ TEST_F(DoctorSetsTest, AnOrderThatIsADirectory) {
   makeDirectory(home("listorder"));
   changeMode(home("listorder"), 0755);
   expectProblem(doctor(), unchecked, "'" + home("listorder") + "' is not a regular file",
-                "remove '" + home("listorder") + "', and then write one with the lists' names");
+                "remove '" + home("listorder") + "', and then create it with the lists' names");
 }
 
 TEST_F(DoctorSetsTest, AListWithAnotherHeader) {
   writeFile(home("wam.full.base.list"), "WAM_SELF_CHECK\r\ntext\r\n");
   key().sign(home("wam.full.base.list"));
   changeMode(home("wam.full.base.list.asc"), 0644);
-  expectProblem(
-      doctor(), notLoaded,
-      "'" + home("wam.full.base.list") + "' is no check list: its first line is not WAM_SELF_CHECK",
-      "make, sign and install the list again: it begins with the line WAM_SELF_CHECK and a line of "
-      "any text");
+  expectProblem(doctor(), notLoaded,
+                "'" + home("wam.full.base.list") +
+                    "' is not a check list: its first line is not WAM_SELF_CHECK",
+                "make, sign and install the list again: it must begin with the line WAM_SELF_CHECK "
+                "and a second line of any text");
 }
 
 TEST_F(DoctorSetsTest, AListThatSaysThatItIsAnother) {
@@ -69,7 +69,7 @@ TEST_F(DoctorSetsTest, AListThatSaysThatItIsAnother) {
   changeMode(home("wam.full.base.list.asc"), 0644);
   expectProblem(doctor(), unchecked,
                 "'" + home("wam.full.base.list") +
-                    "' says in its second line that it is another list: set 'wam', mode 'full', "
+                    "' is labelled as another list in its second line: set 'wam', mode 'full', "
                     "list 'old'",
                 "install the list that belongs there, and its .asc");
   runShell("sed -i s/list=old/list=base/ " + home("wam.full.base.list"));
@@ -89,8 +89,8 @@ TEST_F(DoctorSetsTest, SeveralListsWithoutOrder) {
   addList("wam.full.more.list", sized("/b") + "\n");
   expectProblem(doctor(), unchecked,
                 "'" + home("listorder") +
-                    "' does not exist, so that 2 lists are read in the byte order of their names, "
-                    "the last of which overrides",
+                    "' does not exist, so 2 lists are read in the byte order of their names, and "
+                    "the last one overrides the others",
                 "printf '%s\\n' wam.full.base.list wam.full.more.list >" + home("listorder"));
 }
 
@@ -99,9 +99,9 @@ TEST_F(DoctorSetsTest, AListThatTheOrderDoesNotName) {
   order("wam.full.base.list\n");
   expectProblem(doctor(), unchecked,
                 "'" + home("listorder") +
-                    "' does not name 'wam.full.more.list', which is read before all that it names: "
-                    "they override its 2 entries",
-                "write each name on a line of its own at its place in " + home("listorder"));
+                    "' does not name 'wam.full.more.list', which is read before all lists that it "
+                    "names, so they override its 2 entries",
+                "write each name on its own line, at its place, in " + home("listorder"));
 }
 
 TEST_F(DoctorSetsTest, AnOrderThatNamesNoListOfTheSet) {
@@ -109,14 +109,14 @@ TEST_F(DoctorSetsTest, AnOrderThatNamesNoListOfTheSet) {
   order("");
   expectAmong(doctor(), unchecked,
               "'" + home("listorder") +
-                  "' does not name 'wam.full.base.list', nor any other list of the set 'wam'");
+                  "' does not name 'wam.full.base.list', nor any other list of set 'wam'");
 }
 
 TEST_F(DoctorSetsTest, NamesInTheOrderThatMatchNoList) {
   order("wam.full.base.list\nwam.full.gone.list\n\ngpg.conf\n");
   ProgramRun const run = doctor();
-  expectAmong(run, unchecked, line(2, "wam.full.gone.list") + "names no list of the set 'wam'");
-  expectAmong(run, unchecked, line(4, "gpg.conf") + "names no list of the set 'wam'");
+  expectAmong(run, unchecked, line(2, "wam.full.gone.list") + "names no list of set 'wam'");
+  expectAmong(run, unchecked, line(4, "gpg.conf") + "names no list of set 'wam'");
   EXPECT_EQ(linesOf(run.output).size(), 4U) << run.output;
 }
 
@@ -130,19 +130,19 @@ TEST_F(DoctorSetsTest, CarriageReturnsInTheOrder) {
   order("wam.full.base.list\r\n");
   expectProblem(
       doctor(), unchecked,
-      line(1, "wam.full.base.list\\015") + "ends with a carriage return, and so names no list",
+      line(1, "wam.full.base.list\\015") + "ends with a carriage return, so it names no list",
       "sed -i 's/^[[:space:]]*//; s/[[:space:]]*$//' " + home("listorder"));
 }
 
 TEST_F(DoctorSetsTest, BlanksInTheOrder) {
   order(" wam.full.base.list\nwam.full.base.list\t\n");
   ProgramRun const run = doctor();
-  expectAmong(run, unchecked,
-              line(1, " wam.full.base.list") +
-                  "has blanks before or behind the name, and so names no list");
+  expectAmong(
+      run, unchecked,
+      line(1, " wam.full.base.list") + "has blanks before or after the name, so it names no list");
   expectAmong(run, unchecked,
               line(2, "wam.full.base.list\\011") +
-                  "has blanks before or behind the name, and so names no list");
+                  "has blanks before or after the name, so it names no list");
 }
 
 TEST_F(DoctorSetsTest, ThatMendForBlanksHelps) {
@@ -155,16 +155,16 @@ TEST_F(DoctorSetsTest, ThatMendForBlanksHelps) {
 TEST_F(DoctorSetsTest, PathsInTheOrder) {
   order(home("wam.full.base.list") + "\nwam.full.base.list\n");
   expectProblem(doctor(), unchecked,
-                line(1, home("wam.full.base.list")) + "names a directory, too, and so no list",
+                line(1, home("wam.full.base.list")) + "includes a directory, so it names no list",
                 "sed -i 's|.*/||' " + home("listorder"));
 }
 
 TEST_F(DoctorSetsTest, NamesOnSeveralLines) {
   order("wam.full.base.list\n\nwam.full.base.list\nwam.full.base.list\n");
   expectProblem(doctor(), unchecked,
-                "'wam.full.base.list' stands on the lines 1, 3, 4 of '" + home("listorder") +
+                "'wam.full.base.list' appears on lines 1, 3 and 4 of '" + home("listorder") +
                     "', and the last of them counts",
-                "delete all but the line that is meant in " + home("listorder"));
+                "delete all but the intended line in " + home("listorder"));
 }
 
 TEST_F(DoctorSetsTest, AnOrderThatThisCallerCannotRead) {
@@ -174,7 +174,7 @@ TEST_F(DoctorSetsTest, AnOrderThatThisCallerCannotRead) {
                                      "-dac_override,-dac_read_search", ZEMO_TOOL, "doctor"});
   expectProblem(run, unchecked,
                 "'" + home("listorder") +
-                    "' cannot be read by this caller, for whom the lists have another order",
+                    "' cannot be read by this user, for whom the lists have another order",
                 "chmod a+r " + home("listorder"));
 }
 
@@ -182,7 +182,7 @@ TEST_F(DoctorSetsTest, AnOrderThatOthersMayWrite) {
   order("wam.full.base.list\n");
   changeMode(home("listorder"), 0666);
   expectProblem(doctor(), unchecked,
-                "'" + home("listorder") + "' can be written by its group and others",
+                "'" + home("listorder") + "' is writable by its group and others",
                 "chmod go-w " + home("listorder"));
 }
 
@@ -190,7 +190,7 @@ TEST_F(DoctorSetsTest, APackagesSetThatIsWell) {
   addList(installDemo(), "demo.full.base.list", sized("$pkg_dir/a") + "\n");
   ProgramRun const run = doctor();
   EXPECT_EQ(run.status, 0) << run.output;
-  EXPECT_NE(run.output.find(" of 2 sets\n"), std::string::npos);
+  EXPECT_NE(run.output.find(" of 2 sets passed\n"), std::string::npos);
 }
 
 TEST_F(DoctorSetsTest, APackageThatIsNotInstalled) {
@@ -199,10 +199,9 @@ TEST_F(DoctorSetsTest, APackageThatIsNotInstalled) {
   ProgramRun const run = doctor();
   EXPECT_EQ(run.status, notLoaded);
   EXPECT_EQ(run.errors, "");
-  EXPECT_NE(run.output.find("problem: the set 'demo' has no package: protected_file:113 package "
-                            "[demo] is not installed.\n   mend: either the package has to be "
-                            "installed, or, if it is gone for good, "
-                            "the directory of its set removed: "
+  EXPECT_NE(run.output.find("problem: set 'demo' has no package: protected_file:113 package "
+                            "[demo] is not installed.\n    fix: install the package, or, if it is "
+                            "gone for good, remove the directory of its set: "
                             "'/usr/zemo/selfcheck/packages/demo'\n"),
             std::string::npos)
       << run.output;
@@ -214,20 +213,20 @@ TEST_F(DoctorSetsTest, APackageWhoseUserIsNotKnown) {
   std::string const user = std::string(packagesDir) + "/demo/user";
   makeLink("nowhere", user);
   expectProblem(doctor(), notLoaded,
-                "the user of the package 'demo' is not known: protected_file:119 Failed to get "
+                "the user of package 'demo' is not known: protected_file:119 Failed to get "
                 "package user for package [demo]",
-                "put the name of an account that exists on the only line of '" + user + "'");
+                "write the name of an existing account as the only line of '" + user + "'");
 }
 
 TEST_F(DoctorSetsTest, NamesThatAnotherModeHasToo) {
   std::string const list = addList("wam.full.test.base.list", sized("/b") + "\n");
   order("wam.full.base.list\nwam.full.test.base.list\n");
-  expectProblem(doctor(), unchecked,
-                "'" + list +
-                    "' is read as a list of the mode 'full', though it is named like one of the "
-                    "mode 'full.test'",
-                "give the other mode a name without a dot, or the list one that its second line "
-                "states, and sign it");
+  expectProblem(
+      doctor(), unchecked,
+      "'" + list +
+          "' is read as a list of mode 'full', but it is named like one of mode 'full.test'",
+      "give the other mode a name without a dot, or the list the name that its second line states, "
+      "and sign it");
   writeFile(list,
             "WAM_SELF_CHECK\nset=wam mode=full list=test.base serial=1 "
             "date=2026-09-21T12:00:00Z\n" +
@@ -263,12 +262,12 @@ TEST_F(DoctorSetsTest, CommandsThatArePrintedHelp) {
     runShell("cd " + std::string(listDir) + " && " + problem);
     std::size_t pasted = 0;
     for (const std::string& line : linesOf(doctor().output)) {
-      std::string const mend = line.rfind("   mend: ", 0) == 0 ? line.substr(9) : "";
-      if (std::none_of(commands.begin(), commands.end(), [&mend](const std::string& command) {
-            return mend.rfind(command + " ", 0) == 0;
+      std::string const fix = line.rfind("    fix: ", 0) == 0 ? line.substr(9) : "";
+      if (std::none_of(commands.begin(), commands.end(), [&fix](const std::string& command) {
+            return fix.rfind(command + " ", 0) == 0;
           }))
         continue;  // a sentence
-      runShell("umask 022; " + mend);
+      runShell("umask 022; " + fix);
       ++pasted;
     }
     EXPECT_GT(pasted, 0U) << problem;
@@ -279,16 +278,15 @@ TEST_F(DoctorSetsTest, CommandsThatArePrintedHelp) {
 TEST_F(DoctorSetsTest, APackagesDirectoryThatOthersMayWrite) {
   addList(installDemo(), "demo.full.base.list", sized("/b") + "\n");
   changeMode(home("packages/demo"), 0775);
-  expectProblem(doctor(), unchecked, "'" + home("packages/demo") + "' can be written by its group",
+  expectProblem(doctor(), unchecked, "'" + home("packages/demo") + "' is writable by its group",
                 "chmod go-w " + home("packages/demo"));
 }
 
 TEST_F(DoctorSetsTest, AnEmptyPackagesDirectory) {
   installDemo();
-  expectProblem(
-      doctor(), notLoaded,
-      "there is no list of the set 'demo' and the mode 'full' in '" + home("packages/demo") + "'",
-      "make, sign and install one, see zemo-selfcheck-make(1), or remove the directory");
+  expectProblem(doctor(), notLoaded,
+                "set 'demo' has no list for mode 'full' in '" + home("packages/demo") + "'",
+                "make, sign and install one (see zemo-selfcheck-make(1)), or remove the directory");
 }
 
 TEST_F(DoctorSetsTest, DirectoriesThatNoSetCanHave) {
@@ -299,12 +297,11 @@ TEST_F(DoctorSetsTest, DirectoriesThatNoSetCanHave) {
   ProgramRun const run = doctor();
   expectAmong(run, unchecked,
               "no set can be loaded from '" + home("packages/wam") +
-                  "': the set of that name lies in '/usr/zemo/selfcheck'");
+                  "': the set of that name is in '/usr/zemo/selfcheck'");
   expectAmong(run, unchecked,
               "no set can be loaded from '" + home("packages/a*'\\033") +
-                  "': 'a*'\\033' cannot be the name of a set");
-  EXPECT_NE(run.output.find("   mend: this directory needs another name, or should be removed\n"),
-            std::string::npos);
+                  "': 'a*'\\033' is not a valid set name");
+  EXPECT_NE(run.output.find("    fix: rename or remove this directory\n"), std::string::npos);
 }
 
 TEST_F(DoctorSetsTest, ProblemsOfBothKindsAreAdded) {

@@ -82,7 +82,7 @@ TEST(Signatures, AreGoodOnlyWithWhatTheyAreOver) {
   std::string const good = status("NEWSIG") + status("GOODSIG 8489 Maker");
   EXPECT_FALSE(isGood(signaturesIn(good).at(0)));
   EXPECT_EQ(signatureText(signaturesIn(good).at(0)),
-            "called good, but GnuPG does not say by which key");
+            "reported as good, but GnuPG does not say by which key");
   std::string const valid = "VALIDSIG " + fingerprint + " 2026-11-21 1795248987 0 4 0 22 8 ";
   EXPECT_TRUE(isGood(signaturesIn(good + status(valid + "00 " + primary)).at(0)));
   EXPECT_FALSE(isGood(signaturesIn(status("NEWSIG") + status(valid + "00 " + primary)).at(0)));
@@ -111,9 +111,9 @@ TEST(Signatures, WhatThereIsToObjectTo) {
   EXPECT_EQ(objections("GOODSIG", "1577836800", 1, "00"), "MD5 is a weak digest\n");
   for (const std::string kind : {"01", "02", ""})
     EXPECT_EQ(objections("GOODSIG", "1577836800", 8, kind),
-              "the signature is over text, not over the very bytes of the list\n");
+              "the signature covers text, not the exact bytes of the list\n");
   EXPECT_EQ(objections("GOODSIG", "4102444800", 8, "00"),
-            "the signature was made in the future, 2100-01-01T00:00:00Z\n");
+            "the signature is dated in the future: 2100-01-01T00:00:00Z\n");
 }
 
 TEST(Signatures, AClockThatIsBehindIsExplained) {
@@ -124,9 +124,8 @@ TEST(Signatures, AClockThatIsBehindIsExplained) {
               .at(0));
     };
     EXPECT_EQ(one("4102444800"),
-              "not checked: this machine's clock is behind, the signature was made later");
-    EXPECT_EQ(one("1577836800"),
-              "not checked: the key cannot be used, or was made later than the signature");
+              "not checked: this machine's clock is slow (the signature is dated in the future)");
+    EXPECT_EQ(one("1577836800"), "not checked: the key is unusable, or newer than the signature");
   }
 }
 
@@ -146,7 +145,7 @@ TEST(Signatures, ErrorsThatAreNotDigests) {
   EXPECT_EQ(one("99 8 00 1795248987 4 -"),
             "not checked: the public key algorithm is not supported");
   EXPECT_EQ(one("22 8 00 1795248987 136 -"), "not checked: error code 136");
-  EXPECT_EQ(one("22 8 00 1795248987 9 -"), "no public key 8489 in the key ring");
+  EXPECT_EQ(one("22 8 00 1795248987 9 -"), "public key 8489 is not in the key ring");
 }
 
 TEST(Keys, SubkeysAndUserIds) {
@@ -214,7 +213,8 @@ TEST(Options, WhatIsNotKnownToBeHarmlessIsDoubtful) {
   EXPECT_EQ(optionText(readOptions("# x\n keyring   a\tb\n").doubtful.at(0), "/etc/x"),
             "line 2 of '/etc/x', 'keyring a b', is not known to be harmless");
   EXPECT_EQ(optionText(readOptions("use-keyboxd").doubtful.at(0), "/x"),
-            "line 1 of '/x', 'use-keyboxd', has GnuPG ask a daemon for keys, and not the key ring");
+            "line 1 of '/x', 'use-keyboxd', makes GnuPG ask a daemon for keys instead of reading "
+            "the key ring");
 }
 
 TEST(Options, HarmlessLinesAreNotDoubtful) {

@@ -103,9 +103,9 @@ TEST_F(DirectoryLockTest, WaitingHasAnEndAndSaysForWhat) {
     DirectoryLock const second(Directory(directory.path()), aMoment);
     FAIL();
   } catch (const tool::Failure& failure) {
-    EXPECT_EQ(
-        std::string(failure.what()),
-        "another run holds '" + file + "'; nothing is done (remove the file if there is none)");
+    EXPECT_EQ(std::string(failure.what()),
+              "another run holds the lock '" + file +
+                  "'; nothing was done (remove the file if no other run exists)");
   }
 }
 
@@ -148,12 +148,12 @@ TEST_F(RequireOwnTest, WhatOthersCanWriteToDoesNot) {
   std::string const start = "'" + home + "' is not safe to use";
   makeDirectory(home);
   changeMode(home, 0777);
-  EXPECT_EQ(refusal(home), start + " because it can be written by others");
+  EXPECT_EQ(refusal(home), start + " because it is writable by others");
   changeMode(home, 0775);
-  EXPECT_EQ(refusal(home), start + " because it can be written by its group");
+  EXPECT_EQ(refusal(home), start + " because it is writable by its group");
   changeMode(home, 0755);
   changeMode(directory / "a", 0777);
-  EXPECT_EQ(refusal(home), start + ": '" + (directory / "a") + "' can be written by others");
+  EXPECT_EQ(refusal(home), start + ": '" + (directory / "a") + "' is writable by others");
   EXPECT_NE(refusal(directory / "a/none/yet"), "");
   changeMode(directory / "a", 01777);
   EXPECT_EQ(refusal(home), "") << "nobody else can take away what is in a sticky directory";
@@ -166,9 +166,10 @@ TEST_F(RequireOwnTest, LinksAreJudgedByWhereTheyLead) {
   makeLink("../open", directory / "safe/link");
   makeLink("../open/home", directory / "safe/home");
   EXPECT_NE(refusal(directory / "safe/link/home"), "");
-  EXPECT_EQ(refusal(directory / "safe/home"),
-            "'" + (directory / "safe/home") +
-                "' is not safe to use because it is a symbolic link: name what it leads to");
+  EXPECT_EQ(
+      refusal(directory / "safe/home"),
+      "'" + (directory / "safe/home") +
+          "' is not safe to use because it is a symbolic link: give the path that it leads to");
 }
 
 TEST_F(RequireOwnTest, WhatSomebodyElseOwnsDoesNot) {
@@ -176,6 +177,6 @@ TEST_F(RequireOwnTest, WhatSomebodyElseOwnsDoesNot) {
   if (chown((directory / "a").c_str(), 1234, 1234) != 0)
     GTEST_SKIP() << "cannot give a directory away";
   EXPECT_EQ(refusal(directory / "a"),
-            "'" + (directory / "a") + "' is not safe to use because it belongs to the user 1234");
+            "'" + (directory / "a") + "' is not safe to use because it belongs to user 1234");
   EXPECT_NE(refusal(directory / "a/home"), "");
 }

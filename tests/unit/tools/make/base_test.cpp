@@ -98,7 +98,7 @@ TEST_F(MakeBaseTest, UnreadableBaseIsNoBase) {
   ProgramRun const run = make({files / "d", "--base", base, files / "no-list"});
   EXPECT_EQ(run.status, notLoaded);
   EXPECT_EQ(linesOf(run.errors).back(),
-            "zemo-selfcheck: the base list '" + (files / "no-list") + "' cannot be read");
+            "zemo-selfcheck: base list '" + (files / "no-list") + "' cannot be read");
   EXPECT_EQ(make({files / "d", "--base", files / "none"}).status, notLoaded);
   EXPECT_FALSE(isWritten());
 }

@@ -93,8 +93,9 @@ TEST_F(MakeChangeTest, WhatVanishesBeforeItIsReadIsLeftOut) {
   a.release();
   ProgramRun const run = running.get();
   EXPECT_EQ(run.status, 0) << run.errors;
-  EXPECT_EQ(linesOf(run.errors)[0], "zemo-selfcheck: '" + (files / "b") +
-                                        "' and 2 more are left out: gone since the list was begun");
+  EXPECT_EQ(linesOf(run.errors)[0],
+            "zemo-selfcheck: '" + (files / "b") +
+                "' and 2 more are left out: deleted while the list was being made");
   EXPECT_EQ(entries(), linesFor({files.path(), files / "a", files / "c"}));
 }
 
@@ -107,8 +108,8 @@ TEST_F(MakeChangeTest, WhatVanishesBetweenReadingAndComparingIsLeftOut) {
   b.release();
   ProgramRun const run = running.get();
   EXPECT_EQ(run.status, 0) << run.errors;
-  EXPECT_EQ(linesOf(run.errors)[0],
-            "zemo-selfcheck: '" + (files / "a") + "' is left out: gone since the list was begun");
+  EXPECT_EQ(linesOf(run.errors)[0], "zemo-selfcheck: '" + (files / "a") +
+                                        "' is left out: deleted while the list was being made");
   EXPECT_EQ(entries(), linesFor({files.path(), files / "b", files / "c"}));
   EXPECT_TRUE(isIntact({output}));
 }

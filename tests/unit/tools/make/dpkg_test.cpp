@@ -83,7 +83,7 @@ TEST_F(MakeDpkgTest, UnknownPackagesAreAllNamed) {
   ProgramRun const other = make({"--dpkg", "no-such", "bash", "ba*", "No", ""});
   EXPECT_EQ(other.status, notLoaded);
   EXPECT_EQ(other.errors,
-            "zemo-selfcheck: dpkg knows no installed package '', 'No', 'ba*', 'no-such'\n");
+            "zemo-selfcheck: dpkg has no installed package '', 'No', 'ba*' or 'no-such'\n");
   EXPECT_FALSE(isWritten());
 }
 
@@ -126,12 +126,12 @@ TEST_F(MakeDpkgTest, FilesThatAreNotAsTheirPackageInstalledThemAreRefused) {
   for (const char* const name : {"b", "c", "conf"})
     appendToFile(files / name, "x");
   std::string const named = "zemo-selfcheck: '" + (files / "b") +
-                            "' is not what its package installed\nzemo-selfcheck: '" +
-                            (files / "c") + "' is not what its package installed\n";
+                            "' differs from what its package installed\nzemo-selfcheck: '" +
+                            (files / "c") + "' differs from what its package installed\n";
   ProgramRun const refused = make({"--dpkg", "demo"});
   EXPECT_EQ(refused.status, changed);
   EXPECT_EQ(refused.errors, named +
-                                "zemo-selfcheck: no list is written, because of 2 changed files; "
+                                "zemo-selfcheck: no list was written, because of 2 changed files; "
                                 "--allow-changed lists them as they are\n");
   EXPECT_FALSE(isWritten());
   EXPECT_TRUE(isOutputAlone());
@@ -167,7 +167,7 @@ TEST_F(MakeDpkgTest, FilesWithoutADigestAreNamed) {
   EXPECT_EQ(run.status, 0);
   EXPECT_EQ(run.errors,
             "zemo-selfcheck: package 'demo': '" + (files / "a") +
-                "' and 1 more are taken as found: dpkg has no digest to compare with\n");
+                "' and 1 more are listed unchecked: dpkg has no digest to compare with\n");
   EXPECT_EQ(make({"--dpkg", "demo", "--omit", "hash"}).errors, "");
 }
 
@@ -182,12 +182,10 @@ TEST_F(MakeDpkgTest, LinksAboveFilesAreResolvedAndToldOnce) {
   addPackage("two", {files / "lib/b", files / "usr/lib/b"});
   ProgramRun const run = make({"--dpkg", "one", "two"});
   EXPECT_EQ(linesOf(run.errors), (Lines{"zemo-selfcheck: '" + (files / "lib") +
-                                            "' is a link: what lies below it is "
-                                            "listed below '" +
+                                            "' is a link: the files below it are listed below '" +
                                             (files / "usr/lib") + "'",
                                         "zemo-selfcheck: '" + (files / "lib2") +
-                                            "' is a link: what lies below it is "
-                                            "listed below '" +
+                                            "' is a link: the files below it are listed below '" +
                                             (files / "usr/lib") + "'"}));
   EXPECT_EQ(entries(), linesFor({"/", files / "lib", files / "usr/lib/a", files / "usr/lib/b"}));
 }

@@ -95,7 +95,7 @@ class MakeTest : public ToolTest {
 
   bool isWritten() const { return std::filesystem::exists(output); }
 
-  static constexpr char unlisted[] = "zemo-selfcheck: warning: no list states ";
+  static constexpr char unlisted[] = "zemo-selfcheck: warning: no list requires ";
 
   TemporaryDirectory lists;
   std::string output = lists / "wam.full.base.list";

@@ -101,7 +101,8 @@ TEST_F(MakePackageTest, PackageMustBeInstalled) {
   output = lists / "none.full.base.list";
   ProgramRun const run = make({target, "--package", "none"});
   EXPECT_EQ(run.status, notLoaded);
-  EXPECT_EQ(linesOf(run.errors).back(), "zemo-selfcheck: the package 'none' cannot be bound");
+  EXPECT_EQ(linesOf(run.errors).back(),
+            "zemo-selfcheck: cannot find user and directory of package 'none'");
 }
 
 TEST_F(MakePackageTest, SystemSetHasNoPlaceholders) {

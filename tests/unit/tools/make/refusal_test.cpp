@@ -22,7 +22,7 @@ class MakeRefusalTest : public MakeTest {
     std::vector<std::string> expected;
     for (const std::string& message : messages)
       expected.push_back("zemo-selfcheck: " + message);
-    expected.push_back("zemo-selfcheck: no list is written, because of " +
+    expected.push_back("zemo-selfcheck: no list was written, because of " +
                        std::to_string(messages.size()) +
                        (messages.size() == 1 ? " file" : " files"));
     EXPECT_EQ(linesOf(run.errors), expected);
@@ -86,8 +86,8 @@ TEST_F(MakeRefusalTest, ZeroBytesInLinesAreNoNames) {
   writeFile(files / "names", (files / "a") + std::string("\0b\n", 3));
   expectRefused(
       make({"--from", files / "names"}),
-      {quotedName("a\\000b") + " cannot be listed: a zero byte in its name; are the names "
-                               "ended by zero bytes (-z)?"});
+      {quotedName("a\\000b") +
+       " cannot be listed: its name contains a zero byte; do the names end with zero bytes (-z)?"});
 }
 
 TEST_F(MakeRefusalTest, OldListStaysWhenANewOneIsRefused) {
@@ -111,7 +111,7 @@ TEST_F(MakeRefusalTest, OutputMustBeNamedLikeAListOfItsSet) {
 TEST_F(MakeRefusalTest, AListInADirectoryWithFixedMembers) {
   writeFile(lists / "a", "");
   auto const refusal = [this] {
-    return "--output '" + output + "' would lie in '" + lists.path() +
+    return "--output '" + output + "' would be in '" + lists.path() +
            "', whose members are fixed: write it elsewhere";
   };
   for (const std::vector<std::string>& words : std::vector<std::vector<std::string>>{
@@ -133,8 +133,7 @@ TEST_F(MakeRefusalTest, AListThatCouldNotBeSigned) {
   std::string const start = "wam.full.";
   output = lists / (start + std::string(252 - start.size() - 5, 'x') + ".list");
   expectUsage({files.path()}, "--output '" + output +
-                                  "': its name is too long for a signature beside it: at most 251 "
-                                  "bytes");
+                                  "': its name may have at most 251 bytes, to leave room for .asc");
   output = lists / (start + std::string(251 - start.size() - 5, 'x') + ".list");
   EXPECT_EQ(make({files.path()}).status, 0);
 }
@@ -144,11 +143,11 @@ TEST_F(MakeRefusalTest, AnOptionWithoutItsValuesIsTheOneThatIsNamed) {
     ProgramRun const run = tool({"make", option, "--output", output});
     EXPECT_EQ(run.status, usage);
     EXPECT_EQ(run.errors, "zemo-selfcheck: " + option +
-                              ": its value is missing before --output; see zemo-selfcheck make "
+                              " needs a value before --output; see zemo-selfcheck make "
                               "--help\n");
     EXPECT_EQ(tool({"make", option, "--output=" + output}).errors,
-              "zemo-selfcheck: " + option + ": its value is missing before --output=" + output +
-                  "; see zemo-selfcheck make --help\n");
+              "zemo-selfcheck: " + option +
+                  " needs a value before --output; see zemo-selfcheck make --help\n");
   }
   writeFile(files / "--output", "");
   EXPECT_EQ(runProgram({"/bin/sh", "-c", "cd " + files.path() + " && exec \"$@\"", "sh", ZEMO_TOOL,
@@ -158,51 +157,51 @@ TEST_F(MakeRefusalTest, AnOptionWithoutItsValuesIsTheOneThatIsNamed) {
 }
 
 TEST_F(MakeRefusalTest, SomethingMustBeNamed) {
-  expectUsage({}, "say what to list: paths, --from, --dpkg or --fixed");
-  expectUsage({""}, "an empty name is no path");
+  expectUsage({}, "nothing to list: give paths, --from, --dpkg or --fixed");
+  expectUsage({""}, "a path cannot be empty");
 }
 
 TEST_F(MakeRefusalTest, ValuesMustMakeSense) {
   std::string const tree = files.path();
   expectUsage({tree, "--serial", "-1"},
-              "--serial '-1' is no number from 0 to 18446744073709551615");
+              "--serial '-1' is not a number from 0 to 18446744073709551615");
   expectUsage({tree, "--serial", "1x"},
-              "--serial '1x' is no number from 0 to 18446744073709551615");
+              "--serial '1x' is not a number from 0 to 18446744073709551615");
   std::string const help = "; see zemo-selfcheck make --help";
-  expectUsage({tree, "--jobs", "0"}, "--jobs: takes a number from 1 to 1024, not 0" + help);
-  expectUsage({tree, "--jobs", "1025"}, "--jobs: takes a number from 1 to 1024, not 1025" + help);
-  expectUsage({tree, "--jobs", ""}, "--jobs: takes a number from 1 to 1024, not " + help);
-  expectUsage({tree, "--jobs", "010x"}, "--jobs: takes a number from 1 to 1024, not 010x" + help);
-  expectUsage({tree, "--serial", ""}, "--serial '' is no number from 0 to 18446744073709551615");
-  expectUsage({tree, "--package", ""}, "'' cannot be the name of a set");
-  expectUsage({tree, "--mode", "a/b"}, "'a/b' cannot be the name of a mode");
+  expectUsage({tree, "--jobs", "0"}, "--jobs takes a number from 1 to 1024, not '0'" + help);
+  expectUsage({tree, "--jobs", "1025"}, "--jobs takes a number from 1 to 1024, not '1025'" + help);
+  expectUsage({tree, "--jobs", ""}, "--jobs takes a number from 1 to 1024, not ''" + help);
+  expectUsage({tree, "--jobs", "010x"}, "--jobs takes a number from 1 to 1024, not '010x'" + help);
+  expectUsage({tree, "--serial", ""}, "--serial '' is not a number from 0 to 18446744073709551615");
+  expectUsage({tree, "--package", ""}, "'' is not a valid set name");
+  expectUsage({tree, "--mode", "a/b"}, "'a/b' is not a valid mode name");
   for (const std::string mode : {"full.test", "full*", "fu[l]l", "full?"})
-    expectUsage({tree, "--mode", mode}, "'" + mode + "' cannot be the name of a mode");
-  expectUsage({tree, "--package", "a*"}, "'a*' cannot be the name of a set");
+    expectUsage({tree, "--mode", mode}, "'" + mode + "' is not a valid mode name");
+  expectUsage({tree, "--package", "a*"}, "'a*' is not a valid set name");
   expectUsage({tree, "--package", "wam"},
-              "--package wam: that is the operating system's own set and no package");
-  expectUsage({tree, "--omit", "size,colour"},
-              "there is no item 'colour'; there are size, owner, group, type, permission, hash and "
-              "all");
-  expectUsage({tree, "--exclude", ""}, "an empty --exclude matches nothing");
+              "--package wam: that is the operating system's own set, not a package");
+  expectUsage(
+      {tree, "--omit", "size,colour"},
+      "unknown item 'colour'; the items are size, owner, group, type, permission, hash and all");
+  expectUsage({tree, "--exclude", ""}, "--exclude needs a pattern");
   expectUsage({tree, "--exclude", "usr/lib"},
               "--exclude 'usr/lib' matches no absolute path: begin it with / or */");
   expectUsage({"--fixed", tree, "--exclude", tree},
-              "--fixed '" + tree + "' is left out by --exclude");
+              "--fixed '" + tree + "' is excluded by --exclude");
 }
 
 TEST_F(MakeRefusalTest, MalformedDateIsWrongUsage) {
   for (const char* const date : {"", "now", "-1", "1.5", " 1", "253402300800"}) {
     setenv("SOURCE_DATE_EPOCH", date, 1);
     expectUsage({files.path()}, std::string("SOURCE_DATE_EPOCH '") + date +
-                                    "' is no number from 0 to 253402300799");
+                                    "' is not a number from 0 to 253402300799");
   }
 }
 
 TEST_F(MakeRefusalTest, ValuesThatAreNeitherPathsNorTheirOwnAreNamed) {
   ProgramRun const run = make({"--dpkg", "bash", "no-such-package", files.path()});
   EXPECT_EQ(run.status, notLoaded);
-  EXPECT_EQ(run.errors, "zemo-selfcheck: dpkg knows no installed package 'no-such-package'\n");
+  EXPECT_EQ(run.errors, "zemo-selfcheck: dpkg has no installed package 'no-such-package'\n");
   EXPECT_EQ(make({"--base", files / "none", files.path()}).status, notLoaded);
 }
 
@@ -269,7 +268,7 @@ TEST_F(MakeRefusalTest, SignatureThatNoLongerFitsIsTold) {
   ProgramRun run = make({files.path()});
   EXPECT_EQ(run.status, 0);
   EXPECT_EQ(run.errors, "zemo-selfcheck: '" + output +
-                            ".asc' no longer fits the list: run zemo-selfcheck sign next\n");
+                            ".asc' no longer matches the list: run zemo-selfcheck sign next\n");
   run = make({files.path()});
   EXPECT_EQ(run.errors, "") << "the same bytes have the same signature";
 }

@@ -323,7 +323,7 @@ TEST_F(MakeTreeTest, DirectoriesAboveThatNoListNamesAreWarnedOf) {
   };
   std::string const errors = warned({files / "a/b/c"});
   EXPECT_EQ(errors.find(unlisted), 0U) << errors;
-  EXPECT_NE(errors.find(", above listed files, to be directories: a link in that place would be "
+  EXPECT_NE(errors.find(", above listed files, to be directories: a link in their place would be "
                         "followed\n"),
             std::string::npos);
   EXPECT_EQ(linesOf(errors).size(), 1U);
@@ -339,6 +339,6 @@ TEST_F(MakeTreeTest, DirectoriesAboveThatNoListNamesAreWarnedOf) {
   ASSERT_EQ(tool({"make", "--output", base, "--from", files / "etc", "--omit", "type"}).status, 0);
   EXPECT_EQ(warned({"/etc/passwd", "--base", base}),
             std::string(unlisted) +
-                "'/etc', above listed files, to be a directory: a link in that place would be "
+                "'/etc', above listed files, to be a directory: a link in its place would be "
                 "followed\n");
 }
