@@ -34,7 +34,7 @@ def parse(words: list[str]) -> argparse.Namespace:
     parser.add_argument("--quick", action="store_true", help="small workloads, two rounds, no aims")
     parser.add_argument("--work", type=Path, help="where to create the trees (default: TMPDIR)")
     parser.add_argument("--output", type=Path, help="where to write the results (default: the result folder of the build directory)")
-    parser.add_argument("--publish", action="store_true", help="copy the result to docs/")
+    parser.add_argument("--publish", action="store_true", help="copy the result to docs/ and bench/README.md")
     parser.add_argument("--prove", action="store_true", help="show that every contestant checks")
     options = parser.parse_args(words)
     options.only = options.only.split(",")
