@@ -6,7 +6,7 @@
 #include <zemo/selfcheck/self_check_files.h>
 
 int main(int argc, char** argv) {
-  openlog("check_files", LOG_PERROR, LOG_USER); /* show the library's log lines here, too */
+  openlog("check_files", LOG_PERROR, LOG_USER); /* also show the library's log lines here */
   VLIBSzList* paths = VLIBSzListAlloc(argc);
   SELFCHECK_RESULT* results = calloc((size_t)argc, sizeof *results);
   for (int i = 1; i < argc; i++)

@@ -68,7 +68,7 @@ def describe(result):
 
 
 def main(arguments):
-    # Shows the library's log lines here, too.
+    # Also show the library's log lines here.
     syslog.openlog("check_files", syslog.LOG_PERROR, syslog.LOG_USER)
     paths = [os.fsencode(argument) for argument in arguments]  # any bytes can be in a name
     try:

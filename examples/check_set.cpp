@@ -7,7 +7,7 @@
 using namespace ZEMO::SELF_CHECK;
 
 int main(int argc, char** argv) {
-  openlog("check_set", LOG_PERROR, LOG_USER);         // show the library's log lines here, too
+  openlog("check_set", LOG_PERROR, LOG_USER);         // also show the library's log lines here
   FileList list(argc > 1 ? argv[1] : "wam", "full");  // "wam": the operating system's own set
   if (!list.loadList(true))                           // true: verify every signature first
     return 2;
