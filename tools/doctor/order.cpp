@@ -145,7 +145,7 @@ class OrderCheck {
 
   const SetFiles& _files;
   Findings& _findings;
-  std::set<std::string> _names;  // of the lists' files
+  std::set<std::string> _names;  // file names of the lists
   Repeated _padded;
   Repeated _paths;
   Repeated _strangers;
