@@ -18,11 +18,11 @@ namespace tool {
 
 namespace {
 
-// More than anybody gives; the parser takes greater numbers for something else.
+// More than any user gives; the parser treats greater numbers differently.
 constexpr int manyValues = 1 << 20;
 
-// The parser takes the word "[a,b]", which may be the name of a file, apart into two. Begun by this
-// byte, as guarded() does, it stays whole.
+// The parser splits the word "[a,b]", which may be a file name, into two. With this byte in front,
+// which guarded() adds, the word stays whole.
 constexpr char guard = '\x01';
 
 std::string unguarded(std::string word) {
@@ -150,8 +150,8 @@ std::string helpText(const CLI::App& command, const std::string& name, std::size
   return help.text();
 }
 
-// The words of main()'s arguments, without the program's name, so that the parser leaves them
-// whole.
+// The words of main()'s arguments without the program's name, guarded so that the parser leaves
+// them whole.
 std::vector<std::string> guarded(int argc, const char* const* argv) {
   std::vector<std::string> words(argv + std::min(argc, 1), argv + argc);
   for (std::string& word : words) {
@@ -161,7 +161,7 @@ std::vector<std::string> guarded(int argc, const char* const* argv) {
   return words;
 }
 
-// `message`, which may quote such words, for people.
+// `message`, which may quote guarded words, as users must see it.
 std::string withoutGuards(std::string message) {
   message.erase(std::remove(message.begin(), message.end(), guard), message.end());
   return message;
@@ -241,7 +241,7 @@ std::string complaint(const CLI::App& command, const CLI::ParseError& error) {
   return message;
 }
 
-// What an end of parsing comes to.
+// The result of a parse that has ended early.
 Chosen answerTo(const CLI::ParseError& error, const CLI::App& program) {
   requireKnownCommand(program);
   if (error.get_exit_code() == 0) {  // --help or --version
@@ -307,7 +307,7 @@ void Arguments::choice(const char* name, std::initializer_list<const char*> choi
 
 void Arguments::number(const char* name, unsigned& target, unsigned least, unsigned most,
                        const char* text) {
-  // The parser's own numbers may be octal and hexadecimal.
+  // The parser would also accept octal and hexadecimal numbers.
   auto const take = [&target, name, least, most](const std::string& word) {
     unsigned number = 0;
     const char* const end = word.data() + word.size();
@@ -368,7 +368,7 @@ Arguments Commands::add(const char* name, const char* text, const char* more,
 Chosen Commands::parse(int argc, const char* const* argv) {
   try {
     std::vector<std::string> words = guarded(argc, argv);
-    std::reverse(words.begin(), words.end());  // which is how the parser wants them
+    std::reverse(words.begin(), words.end());  // the parser expects them reversed
     _program->parse(words);
   } catch (const CLI::ParseError& error) {
     return answerTo(error, *_program);

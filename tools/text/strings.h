@@ -1,4 +1,4 @@
-// Small verbs on texts.
+// Small functions on texts.
 
 #ifndef ZEMO_TOOLS_TEXT_STRINGS_H
 #define ZEMO_TOOLS_TEXT_STRINGS_H
