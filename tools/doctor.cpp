@@ -1,4 +1,4 @@
-// doctor: whether all that the library relies on is in order, and how to fix what is not.
+// doctor: checks that everything the library relies on is in order, and says how to fix it if not.
 
 #include <zemo/selfcheck.h>
 

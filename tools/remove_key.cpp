@@ -97,7 +97,7 @@ std::vector<Key> removeFrom(KeyRing& ring, const std::vector<std::string>& finge
 // Returns the bits to add to the exit status.
 int reportOrphans(const std::vector<std::string>& verifiedBefore) {
   std::string const doubt = doubtAbout(systemDirectory);
-  if (!doubt.empty()) {  // GnuPG is then not run
+  if (!doubt.empty()) {  // in this case GnuPG is not run
     say("unable to tell which lists still verify: " + doubt);
     return STATUS_UNCHECKED;
   }

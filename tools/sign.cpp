@@ -78,7 +78,7 @@ Signed readList(const std::string& path, const Directory& directory) {
   if (fstat(directory.get(), &above) != 0)
     throw Failure(STATUS_NOT_LOADED,
                   withReason("cannot examine " + inQuotes(directory.path()), errno));
-  // Signing it would publish it, by a name that the other one's owner knows nothing of.
+  // Signing it would publish it under a name that the file's owner does not know of.
   if (file.status().st_nlink > 1 && !strangerIn(above).empty())
     throw Failure(STATUS_NOT_LOADED,
                   inQuotes(path) + " has other hard links, in a directory that " +

@@ -58,7 +58,7 @@ void Walk::measure(bool loads) try {
   for (const std::string& path : lists) {
     SignatureCheck const check = checkSignature(path);
     if (!check.verified) {
-      if (loads)  // else the library has said so
+      if (loads)  // otherwise the library has reported it
         say("the metrics count " + inQuotes(path) + " as not verified" +
             (check.reason.empty() ? "" : ": " + check.reason));
       return;

@@ -31,10 +31,11 @@ class Findings {
   // Something is in order; written only in verbose mode.
   void well(const std::string& what);
 
-  // Something is not. `fix` is the command or the edit that helps.
+  // Something is not in order. `fix` is the command or the edit that fixes it.
   void problem(ExitStatus status, const std::string& what, const std::string& fix);
 
-  // The same for several problems that are fixed alike; with none of them, `otherwise` is well.
+  // The same for several problems with the same fix; if there are none, reports `otherwise` as in
+  // order.
   void problems(ExitStatus status, const Repeated& what, const std::string& fix,
                 const std::string& otherwise);
 

@@ -42,7 +42,7 @@ bool isCommand(const std::string& fix) {
   return startsWith(fix, "zemo-selfcheck ");
 }
 
-// `fix`, and what is at `path` has to go first.
+// `fix`, preceded by the removal of what is at `path`.
 std::string withRemoval(const std::string& path, const std::string& fix) {
   struct stat status = {};
   if (lstat(path.c_str(), &status) != 0)

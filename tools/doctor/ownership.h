@@ -23,9 +23,9 @@ class Ownership {
   // does not belong to root, or that others can write, is a problem and is reported once. Devices,
   // FIFOs and sockets are exempt, since everybody may write to /dev/null.
   //
-  // Returns true when the path leads to something of this kind. If not, that is a problem of
-  // `status`. `fix` makes what does not exist; of what is at `path` in its place, the fix says
-  // first that it has to be removed. If it is empty, that is all.
+  // Returns true if the path leads to a file of this kind. If not, this is a problem with `status`.
+  // `fix` creates the missing file; if something else is at `path`, the message first says to
+  // remove it. If `fix` is empty, the removal is the whole fix.
   bool look(const std::string& path, Kind kind, ExitStatus status, const std::string& fix);
 
  private:

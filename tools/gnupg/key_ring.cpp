@@ -190,7 +190,7 @@ void KeyRing::import(const std::string& file, const std::string& content) {
     refuse(file, "GnuPG does not accept all of it; it may be damaged");
   if (counts.keys == 0 && counts.revocations == 0)
     refuse(file, "it contains no public keys");
-  // GnuPG passes over keys that it cannot use, and succeeds.
+  // GnuPG skips keys that it cannot use, and still succeeds.
   Outcome const shown = quietly(gpg({"--with-colons", "--import-options", "show-only", "--import",
                                      "--", _scratch / "import"}),
                                 1);

@@ -147,7 +147,8 @@ bool isCalledGood(const Signature& signature) {
          signature.verdict == Verdict::GoodRevokedKey;
 }
 
-// GnuPG has no word for it: a key of the future is a bad one (2.2), a conflict of times, or none.
+// GnuPG has no message of its own for this: it reports a key from the future as a bad signature
+// (2.2), as a time conflict, or not at all.
 const char* const behind = "this machine's clock is slow (the signature is dated in the future)";
 
 bool isOfTheFuture(const Signature& signature) {

@@ -34,10 +34,11 @@ void occupyStandardDescriptors();
 // Writes to standard output, which may buffer it. flushOutput() reports failures.
 void writeOut(std::string_view text);
 
-// The columns of the terminal that `descriptor` is; 80 where it is none, or one that does not say.
+// The number of columns of the terminal `descriptor`; 80 if it is not a terminal or does not report
+// its width.
 std::size_t terminalWidth(int descriptor);
 
-// Writes out what standard output holds back. Throws Failure if anything could not be written.
+// Flushes standard output. Throws Failure if anything could not be written.
 void flushOutput();
 
 }  // namespace tool

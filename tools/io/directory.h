@@ -35,8 +35,8 @@ class Directory {
   int _error = 0;
 };
 
-// Why somebody other than root and the caller can change what has this status: "belongs to the user
-// 1000" or "is writable by others"; empty if nobody else can.
+// Why users other than root and the caller can change a file with this status: "belongs to the user
+// 1000" or "is writable by others"; empty if they cannot.
 std::string strangerIn(const struct stat& status);
 
 // True if `user` is the number that the kernel shows for all users without a number in this

@@ -24,7 +24,7 @@ class Arguments {
  public:
   explicit Arguments(CLI::App& command) : _command(command) {}
 
-  // All words that belong to no option; of those that are required there must be one.
+  // All words that do not belong to an option. If they are required, there must be at least one.
   void words(const char* name, std::vector<std::string>& target, const char* text);
   void requiredWords(const char* name, std::vector<std::string>& target, const char* text);
 
@@ -76,9 +76,9 @@ class Commands {
   Commands& operator=(Commands&& other) noexcept;
   ~Commands();
 
-  // Adds a command. For --help, `text` describes it in a line, and each line of `more` is a
-  // paragraph, but those that begin with a blank, which are examples. When the arguments name it,
-  // parsing them chooses `run`; nothing is done before that is called.
+  // Adds a command. For --help, `text` describes it in one line. Each line of `more` is a
+  // paragraph, except lines that begin with a blank, which are examples. If the arguments name the
+  // command, parsing them selects `run`; nothing is done until that is called.
   Arguments add(const char* name, const char* text, const char* more, std::function<int()> run);
 
   // Parses main()'s arguments. Throws UsageError if they are wrong.

@@ -90,7 +90,7 @@ std::vector<std::string> partsOf(const Advance& advance) {
   return parts;
 }
 
-// The terminal may be gone; the work goes on without it.
+// The terminal may be gone; the work continues without it.
 void writeToTerminal(const std::string& text) {
   (void)fwrite(text.data(), 1, text.size(), stderr);
 }
@@ -138,7 +138,8 @@ void Progress::show() {
   advance.totalFiles = _totalFiles;
   advance.totalBytes = _totalBytes;
   advance.seconds = std::chrono::duration<double>(now - _start).count();
-  // One column less than there are: many terminals begin a new line when the last one is written.
+  // One column less than the width, because many terminals start a new line when the last column is
+  // written.
   std::size_t const width = terminalWidth(STDERR_FILENO) - 1;
   writeToTerminal("\r" + progressText(advance, width) + "\x1b[K");
 }
