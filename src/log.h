@@ -1,7 +1,7 @@
-// Every line that the library writes to the system log, one function a line.
+// Every line that the library writes to the system log, one function per line.
 //
-// The texts, the module names and the line numbers are fixed: log filters and the people who read
-// logs know the messages by them. A number is therefore a constant that stays when code moves.
+// The texts, module names and line numbers are fixed, because log filters and administrators
+// recognise the messages by them. The numbers are therefore constants that stay when code moves.
 
 #ifndef ZEMO_SELFCHECK_SRC_LOG_H
 #define ZEMO_SELFCHECK_SRC_LOG_H

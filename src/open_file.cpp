@@ -31,13 +31,14 @@ time_t seconds() {
   return now.tv_sec;
 }
 
-// Opens the regular file `path`, on which another program (a file server, say) has a lease. It has
-// been told by the first try, and gives the lease back, or the kernel takes it. Trying again waits
-// for that and for nothing else: in an open that waits, the file could have become a FIFO.
+// Opens the regular file `path` on which another program (such as a file server) holds a lease. The
+// first attempt has notified that program, which gives the lease up, or the kernel breaks it.
+// Repeated attempts wait for exactly that. A blocking open could wait for something else: the file
+// could have become a FIFO.
 int openLeased(const char* path, int flags) {
   constexpr timespec pause = {0, 5'000'000};
-  // The kernel takes a lease after 45 seconds, if nobody has told it otherwise. By then a file's
-  // owner may have taken another one, again and again.
+  // By default, the kernel breaks a lease after 45 seconds. The limit is needed because the file's
+  // owner may take new leases again and again.
   constexpr time_t longest = 60;
   time_t const end = seconds() + longest;
   int fd = -1;
@@ -56,11 +57,11 @@ int openFile(const std::string& path, int flags) {
   return fd < 0 && errno == EWOULDBLOCK ? openLeased(path.c_str(), all) : fd;
 }
 
-// close() itself is where a thread may be cancelled, and a destructor must not be left by that.
+// close() is a cancellation point, and cancellation must not unwind out of a destructor.
 void closeFile(int fd) {
   int state = PTHREAD_CANCEL_ENABLE;
   (void)pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &state);
-  (void)close(fd);  // read only: nothing can get lost
+  (void)close(fd);  // opened read-only, so no data can be lost
   (void)pthread_setcancelstate(state, nullptr);
 }
 

@@ -1,4 +1,4 @@
-// Opening a file for reading, the way this library opens all of its files.
+// Opening files for reading; the library opens all of its files this way.
 
 #ifndef ZEMO_SELFCHECK_SRC_OPEN_FILE_H
 #define ZEMO_SELFCHECK_SRC_OPEN_FILE_H
@@ -7,15 +7,15 @@
 
 namespace ZEMO::SELF_CHECK {
 
-// Opens `path` for reading, close-on-exec, with the further `flags` of open(). Does not wait for
-// the writer of a FIFO, but does wait for a program that holds a lease on a regular file, for up to
-// a minute. Returns the descriptor, or -1.
+// Opens `path` for reading, close-on-exec, with the additional `flags` of open(). Does not wait for
+// the writer of a FIFO, but waits up to a minute for a program that holds a lease on a regular
+// file. Returns the descriptor, or -1.
 int openFile(const std::string& path, int flags);
 
-// Closes what openFile() has returned. A thread is not cancelled here.
+// Closes a descriptor from openFile(). Not a cancellation point.
 void closeFile(int fd);
 
-// True when `fd` is a regular file.
+// True if `fd` is a regular file.
 bool isRegularFile(int fd);
 
 }  // namespace ZEMO::SELF_CHECK

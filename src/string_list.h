@@ -9,7 +9,7 @@
 
 namespace ZEMO::SELF_CHECK {
 
-// Item `index`; empty where a core library has none although it counted one.
+// Item `index`; empty if the core library returns none although it counted one.
 inline std::string itemOf(const VLIBSzList& list, int index) {
   const char* const item = VLIBSzListGet(&list, index);
   return item != nullptr ? item : "";

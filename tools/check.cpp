@@ -1,4 +1,4 @@
-// check: compares all files that sets of lists name with their entries.
+// check: compares all files named by sets of lists with their entries.
 
 #include <cstdio>
 #include <memory>
@@ -70,7 +70,8 @@ std::unique_ptr<CheckReport> reportFor(const Options& options) {
   return options.format == "json" ? jsonReport() : textReport(options.nul);
 }
 
-// Whoever reads metrics takes them for those of the whole set, and a file has each sample once.
+// Readers of metrics assume that they cover whole sets, and a file may contain each sample only
+// once.
 void requireMeasurable(const CheckPlan& plan, const Options& options) {
   if (options.metrics->empty())
     throw UsageError("--metrics needs the name of a file");
@@ -87,7 +88,7 @@ void requireMeasurable(const CheckPlan& plan, const Options& options) {
   }
 }
 
-// What neither a report nor a message has told yet.
+// Says what neither the report nor a message has said yet.
 void explain(const Counters& counters, const Options& options) {
   bool const summed = !options.quiet && options.format != "paths";
   if (counters.partial && !summed)
@@ -97,9 +98,10 @@ void explain(const Counters& counters, const Options& options) {
                               : "nothing was checked: no entry is at or below --under");
 }
 
-// Returns what that adds to the exit status.
+// Returns the bits to add to the exit status.
 int writeMetricsOrSay(const std::string& file, const std::string& mode, std::vector<SetRun> runs) {
-  // A slow disk must not keep to itself what the check has found. flushOutput() reports a failure.
+  // Print the findings now, since a slow disk could delay the metrics. flushOutput() reports a
+  // failure.
   (void)fflush(stdout);
   try {
     writeMetrics(file, mode, std::move(runs));
@@ -139,14 +141,14 @@ int runCheck(const Options& options) {
   std::vector<SetRun> runs = checkSets(check, *report, counters, progress);
   int status = exitStatus(counters);
   auto const measure = [&] {
-    // Metrics without the sets of packages would look as if there were none.
+    // Metrics without the packages' sets would suggest that there are none.
     if (options.metrics && counters.setsUnknown)
       say("the metrics in " + inQuotes(*options.metrics) + " are left unchanged");
     else if (options.metrics)
       status |= writeMetricsOrSay(*options.metrics, options.mode, std::move(runs));
   };
-  // The summary states the exit status, so the metrics come first. A partial check has the bit of
-  // metrics that cannot be written already, and has to end soon.
+  // The summary states the exit status, so the metrics come first. The status of a partial check
+  // already has the bit for metrics that cannot be written, and a partial check must end soon.
   if (!counters.partial)
     measure();
   report->end(counters, status);

@@ -1,4 +1,4 @@
-// The commands of zemo-selfcheck. Each stands in the file of its name.
+// The commands of zemo-selfcheck. Each is in the file of the same name.
 
 #ifndef ZEMO_TOOLS_COMMANDS_H
 #define ZEMO_TOOLS_COMMANDS_H
@@ -7,7 +7,7 @@
 
 namespace tool {
 
-// Each adds a command, with its words and options, to the program.
+// Each function adds one command, with its words and options, to the program.
 void addCheck(Commands& program);
 void addFiles(Commands& program);
 void addVerify(Commands& program);

@@ -1,4 +1,4 @@
-// diff: what two lists or sets say differently.
+// diff: shows the differences between two lists or sets.
 
 #include <memory>
 #include <string>
@@ -33,7 +33,7 @@ struct Options {
 
 bool isSame(const Statement& before, const Statement& after) {
   if (before.removal)
-    return true;  // nothing else in such a line counts
+    return true;  // the other columns of such a line do not count
   for (const Column& column : columns) {
     if ((*before.entry).*column.text != (*after.entry).*column.text)
       return false;

@@ -1,4 +1,4 @@
-// doctor: whether all that the library relies on is in order, and how to fix what is not.
+// doctor: checks that everything the library relies on is in order, and says how to fix it if not.
 
 #include <zemo/selfcheck.h>
 
@@ -128,7 +128,7 @@ class Doctor {
       return;
     }
     {
-      std::vector<std::string> ignored;  // an unreadable listorder, of which checkOrder() tells
+      std::vector<std::string> ignored;  // checkOrder() reports an unreadable listorder
       CollectedLog const log(ignored);
       files.lists = listsOf(set, _mode);
     }
@@ -145,11 +145,11 @@ class Doctor {
     } catch (const Failure&) {
       if (isReadable(files.directory + "/listorder"))
         throw;
-      _findings.leftOut(files.directory + "/listorder");  // checkOrder() tells of it
+      _findings.leftOut(files.directory + "/listorder");  // checkOrder() reports it
     }
     files.orderPosition = orderPositions(files.orderLines);
     bool const verified = checkSignatures(files, _home, _ownership, _findings);
-    // Lists by strangers can be made to take any time and memory to look through.
+    // Lists from strangers could be made to take any amount of time and memory.
     bool const complete = verified && readLists(files);
     files.contents.resize(files.lists.size());
     checkOrder(files, _ownership, _findings);
@@ -162,7 +162,7 @@ class Doctor {
       checkMerged(files);
   }
 
-  // A file that is not regular does not verify, of which checkSignatures() tells.
+  // A file that is not regular does not verify; checkSignatures() reports this.
   bool readLists(SetFiles& files) {
     bool complete = true;
     for (const std::string& list : files.lists) {
@@ -188,7 +188,7 @@ class Doctor {
     return complete;
   }
 
-  // The pattern of a mode's lists takes in those of a mode whose name goes on after it with a dot.
+  // The pattern for a mode's lists also matches lists of a mode whose name continues with a dot.
   void checkNames(const SetFiles& files) {
     Repeated foreign;
     for (std::size_t i = 0; i < files.lists.size(); ++i) {

@@ -1,4 +1,4 @@
-// files: one line for each named file, by the library's plain C function.
+// files: prints one line for each named file, using the library's plain C function.
 
 #include <zemo/core.h>
 #include <zemo/selfcheck.h>
@@ -40,7 +40,7 @@ struct Flag {
   ExitStatus status;
 };
 
-// A path that no list names cannot be judged.
+// A path that no list names cannot be checked.
 const std::array<Flag, 9> flags = {{
     {0x001, "sizeError", STATUS_CHANGED},
     {0x002, "ownerError", STATUS_CHANGED},
@@ -69,7 +69,7 @@ std::string namesOf(uint32_t word) {
   return names.empty() ? "intact" : names;
 }
 
-// A stray member is not listed either; that is no second finding.
+// A stray member is also not listed, which is not a second finding.
 int statusOf(uint32_t word) {
   int status = 0;
   for (const Flag& flag : flags) {
@@ -101,7 +101,7 @@ int runFiles(const Options& options) {
       throw Failure(STATUS_NOT_LOADED, inQuotes(*options.from) + " contains no names");
   }
   for (const std::string& path : paths) {
-    // The library takes names that end at a zero byte.
+    // The library's names end at a zero byte.
     if (path.find('\0') != std::string::npos)
       throw Failure(STATUS_NOT_LOADED,
                     "the name " + inQuotes(path) + " contains a zero byte; see -z");

@@ -1,4 +1,4 @@
-// init-home: a GnuPG home that every caller can verify with.
+// init-home: makes a GnuPG home that every caller can use for verification.
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -45,15 +45,15 @@ struct Options {
   std::string home = systemDirectory;
 };
 
-// Directories that were not there before; they go again if the work on them fails or is ended by a
-// signal.
+// Directories that did not exist before. They are removed again if the work on them fails or is
+// ended by a signal.
 class MadeDirectories {
  public:
-  // Makes `path` and what is missing above it, each with the permissions 0755.
+  // Makes `path` and its missing parent directories, each with the permissions 0755.
   explicit MadeDirectories(const std::string& path) {
     try {
       make(path);
-    } catch (...) {  // the destructor of an object that is not complete does not run
+    } catch (...) {  // the destructor of an incomplete object does not run
       removeAll();
       throw;
     }
@@ -76,7 +76,7 @@ class MadeDirectories {
       make(parent);
       error = tryToMake(path);
     }
-    if (error != 0 && error != EEXIST)  // if that is no directory, opening it tells
+    if (error != 0 && error != EEXIST)  // if it is not a directory, opening it fails
       fail(path, error);
   }
 
@@ -87,7 +87,7 @@ class MadeDirectories {
       return errno;
     _made.push_back(std::make_unique<TemporaryPath>(path));
     Descriptor const made(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-    return made.get() >= 0 && fchmod(made.get(), 0755) == 0 ? 0 : errno;  // whatever the umask
+    return made.get() >= 0 && fchmod(made.get(), 0755) == 0 ? 0 : errno;  // regardless of the umask
   }
 
   [[noreturn]] static void fail(const std::string& path, int error) {
@@ -95,7 +95,7 @@ class MadeDirectories {
                   withReason("cannot create directory " + inQuotes(path), error));
   }
 
-  // The latest first; none goes into which somebody has put something meanwhile.
+  // Removes the latest first, and none that is no longer empty.
   void removeAll() {
     while (!_made.empty())
       _made.pop_back();
@@ -111,7 +111,7 @@ std::string ownConfiguration() {
   return content;
 }
 
-// The content of the gpg.conf at `path` that is there already, if it serves.
+// The content of the existing gpg.conf at `path`, if it is suitable.
 std::string keptConfiguration(const std::string& path, const RegularFile& file) {
   std::string content = file.content();
   OptionReading const reading = readOptions(content);
@@ -135,14 +135,14 @@ void warnOfClosedDirectories(const std::string& home) {
   }
 }
 
-// Everything that can be refused is refused before anything is written.
+// Rejects everything that can be rejected before it writes anything.
 void prepare(const std::string& home, const std::vector<std::string>& files) {
-  std::vector<std::string> contents;  // pipes may take their time
+  std::vector<std::string> contents;  // read first, because pipes may take long
   contents.reserve(files.size());
   for (const std::string& file : files)
     contents.push_back(readKeys(file));
 
-  requireOwn(home);  // before a directory is made below it
+  requireOwn(home);  // before a directory is made in it
   MadeDirectories made(home);
   Directory const directory = ownHome(home);
   DirectoryLock const lock(directory);
@@ -164,7 +164,7 @@ void prepare(const std::string& home, const std::vector<std::string>& files) {
   if (!keepsRing)
     newRing.emplace(ring.staged());
   if (configured) {
-    configured->publish();  // what is kept must be readable for every caller, too
+    configured->publish();  // an existing file must also be readable for every caller
   } else {
     AtomicFile file(directory, configurationFile, 0644);
     file.write(configuration);
@@ -177,7 +177,7 @@ void prepare(const std::string& home, const std::vector<std::string>& files) {
     ring.publish();
 }
 
-// The proof: GnuPG, run for this caller, reads the home as it is now.
+// Checks that GnuPG, run for this caller, can read the home as it is now.
 std::vector<Key> proveHome(const std::string& home) {
   try {
     return keysOfHome(home);

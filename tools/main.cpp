@@ -5,10 +5,10 @@
 #include "program.h"
 #include "run/log_relay.h"
 
-// Takes the place of the C library's for all libraries of this process. LOG_PERROR would write
-// names to the terminal as they are. It stands here, so that other programs that are made of this
-// one's parts have a syslog() of their own. The system's header gives its parameters names that are
-// reserved. NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name)
+// Replaces the C library's syslog() for all libraries of this process, because LOG_PERROR would
+// write names to the terminal unescaped. It is defined here so that other programs that use this
+// program's parts can have a syslog() of their own. The system's header gives its parameters
+// reserved names. NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name)
 extern "C" __attribute__((visibility("default"), format(printf, 2, 3))) void syslog(
     int priority, const char* format, ...) {
   va_list arguments;

@@ -1,4 +1,4 @@
-// make: writes a check list that states files as they are now.
+// make: writes a check list that describes files as they are now.
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -99,7 +99,7 @@ std::string summary(const MakePlan& plan, const Difference& difference) {
          (parts.empty() ? "no entries: nothing differs from the base lists" : parts);
 }
 
-// Empty if there is no such file, or none that could be a list.
+// Empty if there is no such file or it cannot be a list.
 std::string contentOf(const Directory& directory, const std::string& path) {
   try {
     std::optional<RegularFile> const file = RegularFile::ifThere(directory, path);
@@ -109,7 +109,7 @@ std::string contentOf(const Directory& directory, const std::string& path) {
   }
 }
 
-// Before hours are spent on what cannot be written in the end.
+// Called before hours may be spent on a list that could not be written in the end.
 void requireWritable(const std::string& output) {
   std::string const directory = directoryOf(output);
   if (access(directory.c_str(), W_OK | X_OK) != 0)
@@ -120,7 +120,7 @@ void requireWritable(const std::string& output) {
                   "cannot replace " + inQuotes(output) + ": it is not a regular file");
 }
 
-// Names what is not as its package installed it.
+// Reports files that are not as their package installed them. Throws unless the plan allows these.
 void requireUnchanged(const std::vector<Described>& found, const MakePlan& plan) {
   std::size_t number = 0;
   for (const Described& described : found) {
@@ -151,8 +151,9 @@ void warnOfUnlisted(const std::set<std::string>& directories) {
                          : "directories: a link in their place would be followed"));
 }
 
-// The list, written and proved, for what is `found`; from there, what vanishes meanwhile is taken
-// out. Nothing, with the reasons said and `status` the exit status, if what is on disk differs.
+// Writes and verifies the list for the files `found`, and takes files that vanish meanwhile out of
+// it. If the disk differs from the list, reports the differences, sets `status` to the exit status
+// and returns nothing.
 std::optional<AtomicFile> verifiedList(const MakePlan& plan, const Placeholders& placeholders,
                                        FileList::ProtectedFileMap const& before,
                                        std::vector<Described>& found, Difference& difference,

@@ -37,7 +37,7 @@ int parsedAndRun(int argc, const char* const* argv) {
     flushOutput();
   } catch (const Failure& failure) {
     say(failure.what());
-    status |= failure.status();  // what was found stays true
+    status |= failure.status();  // keep the status of what was found
   }
   return status;
 }
@@ -75,13 +75,13 @@ Commands allCommands() {
 
 int runProgram(int argc, const char* const* argv) {
   occupyStandardDescriptors();
-  // Ignored, as a caller may have left it, it takes the exit status of the programs that are run.
+  // A caller may have left it ignored, which loses the exit status of the programs that we run.
   (void)std::signal(SIGCHLD, SIG_DFL);
   startLogRelay();
   int const status = runAndReport(argc, argv);
   if (interrupted()) {
     (void)fflush(stdout);
-    _exit(status);  // threads that could not be stopped may still run, and must not see objects go
+    _exit(status);  // threads that could not be stopped still need the objects
   }
   return status;
 }

@@ -1,5 +1,5 @@
-// remove-key: retires keys by taking them out of the key ring. GnuPG's exit status accepts keys
-// that have expired or are revoked, so nothing less does.
+// remove-key: retires keys by removing them from the key ring. Nothing less is enough, because
+// GnuPG's exit status accepts expired and revoked keys.
 
 #include <zemo/selfcheck.h>
 
@@ -46,7 +46,7 @@ std::vector<std::string> wanted(const Options& options) {
   return fingerprints;
 }
 
-// The key, or why it cannot be removed.
+// The key with this fingerprint. Throws Failure, with the reason, if it cannot be removed.
 Key keyWith(const std::string& fingerprint, const std::vector<Key>& keys) {
   for (const Key& key : keys) {
     if (key.fingerprint == fingerprint)
@@ -76,7 +76,7 @@ std::vector<std::string> verifyingLists() {
   return lists;
 }
 
-// Whatever the path by which it is named.
+// True for any path that leads to the system's home.
 bool isSystemHome(const std::string& home) {
   std::error_code ignored;
   return std::filesystem::equivalent(home, systemDirectory, ignored);
@@ -94,10 +94,10 @@ std::vector<Key> removeFrom(KeyRing& ring, const std::vector<std::string>& finge
   return removed;
 }
 
-// Returns what that adds to the exit status.
+// Returns the bits to add to the exit status.
 int reportOrphans(const std::vector<std::string>& verifiedBefore) {
   std::string const doubt = doubtAbout(systemDirectory);
-  if (!doubt.empty()) {  // GnuPG is then not run
+  if (!doubt.empty()) {  // in this case GnuPG is not run
     say("unable to tell which lists still verify: " + doubt);
     return STATUS_UNCHECKED;
   }

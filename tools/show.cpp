@@ -1,4 +1,4 @@
-// show: the merged entries of sets, and the list that each comes from.
+// show: prints the merged entries of sets and the list that each comes from.
 
 #include <unistd.h>
 
@@ -41,15 +41,15 @@ struct Options {
   std::string format = "text";
 };
 
-// The paths that are wanted, and whether they have been found; none: all are.
+// The requested paths, and whether they were found. Without paths, all entries are wanted.
 class Filter {
  public:
-  // `path` begins with a slash. Slashes at its end are taken off, which makes "/" an empty text.
+  // `path` begins with a slash. Trailing slashes are removed, which makes "/" empty.
   void add(const std::string& path) {
     _found.emplace(path.substr(0, path.find_last_not_of('/') + 1), false);
   }
 
-  // An entry is wanted if it, or what is above it, was named. Notes what was found.
+  // True if the entry or a directory above it was requested. Records the path as found.
   bool wants(const std::string& path) {
     bool wanted = _found.empty() || note(path);
     for (std::size_t slash = path.find('/'); slash != std::string::npos && !_found.empty();
@@ -100,7 +100,7 @@ void writeJson(const std::string& set, const ProtectedFile& entry, const std::st
   writeRecord(record);
 }
 
-// Returns the number of entries that were shown.
+// Returns the number of entries shown.
 std::size_t showSet(const Options& options, const std::string& set, Filter& filter) {
   MergedSet const merged = mergedSet(set, options.mode, !options.noVerify);
   bool const escape = isatty(STDOUT_FILENO) == 1;

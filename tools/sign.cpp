@@ -1,18 +1,17 @@
-// sign: puts a signature beside each list.
+// sign: puts a signature next to each list.
 //
-// The list is opened and read once, and what has been read is what GnuPG signs and what is put in
-// place again. So the owner of the directory, who may be somebody else, cannot have other bytes
-// signed than those that were looked at, nor files copied that only the caller may read. List and
-// signature are each written beside their place, brought to the disk, and renamed, first the list,
-// then the signature. The list's content does not change by that. So a list that has a good
-// signature has one at every moment, the old one or the new one. A list that has been changed since
-// it was signed verifies from the moment of the last rename on; ended before that, sign can simply
-// be run again.
+// The list is opened and read once. GnuPG signs the bytes that were read, and the same bytes are
+// written back. So the directory's owner, who may be another user, cannot have other bytes signed
+// than those that were examined, nor have files copied that only the caller may read. List and
+// signature are each written to a temporary file, synced to disk and renamed, first the list, then
+// the signature. The list's content does not change. So a list with a good signature has one at
+// every moment, either the old or the new one. A list that was changed after it was signed verifies
+// from the last rename on; if sign is interrupted before that, it can simply be run again.
 //
-// Two runs of sign put their files in place one after another, and a list that is no longer what
-// has been signed stays as it is. A program that takes no notice of the lock and replaces the list
-// in the very moment between that look and the rename loses its change; the pair that is there then
-// verifies all the same.
+// Two runs of sign replace their files one after the other, and a list whose content no longer
+// matches the signed bytes is left as it is. If a program ignores the lock and replaces the list
+// between that comparison and the rename, its change is lost, but the resulting pair still
+// verifies.
 
 #include <sys/stat.h>
 
@@ -55,7 +54,7 @@ struct Options {
 };
 
 struct Signed {
-  Directory directory;  // that of the path, whatever that leads to by now
+  Directory directory;  // the path's directory, even if the path leads elsewhere by now
   std::string path;
   std::string content;
 };
@@ -72,14 +71,14 @@ void warnOfLabel(const std::string& path, const std::string& line) {
     say("warning: " + inQuotes(path) + " says in line 2 that it is " + inQuotes(name));
 }
 
-// The list's content, after it has been found to be a check list.
+// The content of the list, which is checked to be a check list.
 Signed readList(const std::string& path, const Directory& directory) {
   RegularFile const file(directory, path);
   struct stat above = {};
   if (fstat(directory.get(), &above) != 0)
     throw Failure(STATUS_NOT_LOADED,
                   withReason("cannot examine " + inQuotes(directory.path()), errno));
-  // Signing it would publish it, by a name that the other one's owner knows nothing of.
+  // Signing it would publish it under a name that the file's owner does not know of.
   if (file.status().st_nlink > 1 && !strangerIn(above).empty())
     throw Failure(STATUS_NOT_LOADED,
                   inQuotes(path) + " has other hard links, in a directory that " +
@@ -112,7 +111,7 @@ int runSign(const Options& options) {
   if (!home.empty())
     (void)ownHome(home);
   std::vector<Signed> lists;
-  std::map<std::string, Directory> directories;  // each is opened once, however many lists it has
+  std::map<std::string, Directory> directories;  // each is opened once, even with several lists
   for (const std::string& path : options.lists) {
     std::string const above = directoryOf(path);
     lists.push_back(readList(path, directories.try_emplace(above, above).first->second));

@@ -1,4 +1,4 @@
-// verify: the lists of a set, in the order in which they are read, and who signed them.
+// verify: prints the lists of a set in reading order, and their signers.
 
 #include <memory>
 #include <string>

@@ -1,6 +1,6 @@
 /*
- * ZEMO_EXPORT marks a declaration that a shared library offers to its callers; everything that is
- * not marked stays hidden.
+ * ZEMO_EXPORT marks a declaration that a shared library exports to its callers. Declarations
+ * without it stay hidden.
  *
  * Valid C11 and C++17.
  */

@@ -1,4 +1,4 @@
-// Everything that libzemoselfcheck offers; see the four headers.
+// Includes the whole public interface of libzemoselfcheck.
 
 #ifndef ZEMO_SELFCHECK_H
 #define ZEMO_SELFCHECK_H

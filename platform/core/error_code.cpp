@@ -2,8 +2,8 @@
 
 namespace {
 
-// In the static block, which a library loaded at run time has a small share of: no call into the
-// loader to find the variable, and no dependency on it.
+// In the static TLS block, which has a little room for libraries loaded at run time: access needs
+// no call into the loader and no dependency on it.
 __attribute__((tls_model("initial-exec"))) thread_local int lastError = VLIB_ERR_NONE;
 
 }  // namespace

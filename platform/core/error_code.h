@@ -1,4 +1,4 @@
-// Sets this thread's last error code and returns the result that tells of it.
+// Sets this thread's last error code and returns the result that reports a failure.
 
 #ifndef ZEMO_PLATFORM_CORE_ERROR_CODE_H
 #define ZEMO_PLATFORM_CORE_ERROR_CODE_H

@@ -1,13 +1,13 @@
 // Running a program and learning how it ended, in any caller.
 //
-// Waiting for a child of one's own is not safe in a library: a caller that ignores SIGCHLD, or that
-// reaps every child in a handler or thread, takes the exit status away. So the program's parent is
-// a process in between, which the caller's own waiting never meets: it ends without SIGCHLD, and
-// wait calls do not return such a child unless they ask for it (__WALL, __WCLONE).
+// Waiting for one's own child is not safe in a library: a caller that ignores SIGCHLD, or reaps
+// every child in a handler or thread, takes the exit status away. So the program's parent is an
+// intermediate process that the caller's own waiting never sees: it ends without SIGCHLD, and wait
+// calls do not return such a child unless they ask for it (__WALL, __WCLONE).
 //
 // Copying the address space of a large caller costs tens of milliseconds. So both processes share
-// it, and the thread that created each is suspended until it ends or executes a program (vfork's
-// semantics). launch.cpp is what they do.
+// it, and the thread that created each is suspended until that process ends or executes a program
+// (the semantics of vfork). launch.cpp has their code.
 
 #include <pthread.h>
 #include <sys/mman.h>
@@ -34,14 +34,14 @@ constexpr int knownOptions = VLIB_EXEC_WAIT | VLIB_EXEC_STDIN_NULL | VLIB_EXEC_S
                              VLIB_EXEC_STDERR_NULL | VLIB_EXEC_CLEAN_ENVIRONMENT |
                              VLIB_EXEC_ISOLATE;
 
-// The stacks of the two processes, each above a page that must not be touched.
+// The stacks of the two processes, each above a guard page.
 class Stacks {
  public:
   Stacks()
       : _memory(static_cast<char*>(mmap(nullptr, 2 * size, PROT_READ | PROT_WRITE,
                                         MAP_PRIVATE | MAP_ANONYMOUS | MAP_STACK, -1, 0))) {
     if (exist()) {
-      (void)mprotect(_memory, guardSize, PROT_NONE);  // without it a stack serves as well
+      (void)mprotect(_memory, guardSize, PROT_NONE);  // a stack without a guard works as well
       (void)mprotect(_memory + size, guardSize, PROT_NONE);
     }
   }
@@ -63,7 +63,7 @@ class Stacks {
   char* _memory;
 };
 
-// Keeps signals and cancellation away from this thread while others run on its memory.
+// Keeps signals and cancellation away from this thread while the processes run on its memory.
 class SignalBlocker {
  public:
   explicit SignalBlocker(sigset_t* before) : _before(before) {
@@ -92,7 +92,7 @@ int run(const char* program, int options, char* const* words) {
   Launch launch = {program, words, options, {}, stacks.secondEnd(), false, launchFailed};
   SignalBlocker const blocker(&launch.callerMask);
 
-  constexpr int noSignal = 0;  // the end of this child is nobody else's business
+  constexpr int noSignal = 0;  // the end of this child concerns only this thread
   pid_t const child =
       zemo::core::cloneSharing(zemo::core::launch, stacks.firstEnd(), noSignal, &launch);
   if (child < 0)
@@ -102,8 +102,9 @@ int run(const char* program, int options, char* const* words) {
   do {
     reaped = waitpid(child, &status, __WALL);
   } while (reaped < 0 && errno == EINTR);
-  // Somebody who waits for children of every kind may have been faster; then the memory tells. It
-  // does not where a debugging tool has made a copy of it for the child.
+  // Another thread that waits for all kinds of children may have reaped it first; the outcome in
+  // memory then counts. That fails only under a debugging tool that gives the child a copy of the
+  // memory.
   int outcome = launch.outcome;
   if (reaped == child)
     outcome = WIFEXITED(status) ? WEXITSTATUS(status) : launchFailed;
@@ -133,7 +134,7 @@ int VLIBExecl(const char* program, int options, ...) {
   auto** const words = static_cast<char**>(calloc(count, sizeof(char*)));
   if (words == nullptr)
     return failure(VLIB_ERR_OUT_OF_MEMORY);
-  words[0] = const_cast<char*>(program);  // execve takes, and does not touch, plain char pointers
+  words[0] = const_cast<char*>(program);  // execve takes, but does not modify, char pointers
   va_start(arguments, options);
   for (size_t i = 1; i + 1 < count; ++i)
     words[i] = va_arg(arguments, char*);

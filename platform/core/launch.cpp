@@ -1,7 +1,6 @@
-// Runs on the memory of a suspended thread, so: system calls only, no function of the C library
-// that keeps anything in memory. The calls go through syscall(), because sanitizers put functions
-// of their own in the place of close, waitpid and their like, which note what they see in that same
-// memory.
+// This code runs on the memory of a suspended thread, so it makes system calls only and calls no C
+// library function that keeps state in memory. The calls use syscall(), because sanitizers replace
+// close(), waitpid() and the like with functions that keep records in that same memory.
 
 #include "core/launch.h"
 
@@ -15,11 +14,10 @@
 #include <cerrno>
 #include <ctime>
 
-// Sanitizers would take what these functions do for the suspended thread's own doing.
+// Sanitizers would attribute the actions of these functions to the suspended thread.
 #define SHARES_MEMORY __attribute__((no_sanitize("address", "thread", "undefined")))
 
-// The C library's functions by the names that sanitizers leave alone.
-// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
+// The C library's functions under names that sanitizers do not replace.
 extern "C" int __clone(int (*function)(void*), void* stack, int flags, void* argument, ...);
 extern "C" int __sigaction(int signal, const struct sigaction* action, struct sigaction* old);
 // NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
@@ -41,7 +39,7 @@ SHARES_MEMORY void closeDescriptor(int fd) {
   (void)syscall(SYS_close, fd);
 }
 
-// Descriptors 0-2 that the options ask for become /dev/null.
+// Redirects the descriptors 0-2 that the options select to /dev/null.
 SHARES_MEMORY bool redirect(const Launch* launch) {
   constexpr int nullOption[] = {VLIB_EXEC_STDIN_NULL, VLIB_EXEC_STDOUT_NULL, VLIB_EXEC_STDERR_NULL};
   bool any = false;
@@ -68,16 +66,16 @@ SHARES_MEMORY bool redirect(const Launch* launch) {
 SHARES_MEMORY void closeFrom(int first) {
   if (syscall(SYS_close_range, first, ~0U, 0) == 0)
     return;
-  // A kernel or sandbox without that call. Descriptors above the limit are possible, but then the
-  // caller has lowered the limit since.
+  // The kernel or sandbox does not have that call. Descriptors above the limit can be open only if
+  // the caller has since lowered the limit.
   auto const limit = static_cast<int>(sysconf(_SC_OPEN_MAX));
   constexpr int atLeast = 65536;
   for (int fd = first; fd < (limit > atLeast ? limit : atLeast); ++fd)
     closeDescriptor(fd);
 }
 
-// The kernel's struct sigaction: handler, flags, restorer, mask. The C library's own call refuses
-// the two signals that the library keeps for itself.
+// The kernel's struct sigaction: handler, flags, restorer, mask. The C library's sigaction()
+// refuses the two signals that the library reserves for itself.
 using KernelAction = unsigned long[4];
 constexpr size_t kernelMaskSize = sizeof(unsigned long);
 
@@ -86,8 +84,8 @@ SHARES_MEMORY void setDefault(int signal) {
   (void)syscall(SYS_rt_sigaction, signal, action, nullptr, kernelMaskSize);
 }
 
-// A handler of the caller's must not run here, on the caller's memory, when signals are let in
-// again. Ignored signals stay ignored in an executed program; with isolation they do not.
+// The caller's handlers must not run here, on the caller's memory, once signals are unblocked
+// again. Executed programs inherit ignored signals; with isolation, these are reset as well.
 SHARES_MEMORY void resetSignals(bool ignoredToo) {
   constexpr unsigned long defaultHandler = 0;
   constexpr unsigned long ignore = 1;
@@ -101,8 +99,8 @@ SHARES_MEMORY void resetSignals(bool ignoredToo) {
 
 SHARES_MEMORY void doNothing(int) {}
 
-// A stop between here and the program's start would leave nobody to end it: whoever started this
-// process is suspended until then. A handler, unlike ignoring, ends with this process' own program.
+// If this process were stopped before the program starts, nothing could continue it: the parent is
+// suspended until then. A handler, unlike ignoring, ends when this process executes its program.
 SHARES_MEMORY void passOverStops() {
   constexpr int stops[] = {SIGTSTP, SIGTTIN, SIGTTOU};
   for (int const signal : stops) {
@@ -128,14 +126,14 @@ SHARES_MEMORY int becomeProgram(void* argument) {
   sigset_t const none = {};
   (void)syscall(SYS_rt_sigprocmask, SIG_SETMASK, isolated ? &none : &launch->callerMask, nullptr,
                 kernelMaskSize);
-  launch->executed = true;  // nobody reads it before the next call has succeeded or failed
+  launch->executed = true;  // read only after the next call has succeeded or failed
   (void)syscall(SYS_execve, launch->program, launch->words,
                 has(launch, VLIB_EXEC_CLEAN_ENVIRONMENT) ? cleanEnvironment : environ);
   launch->executed = false;
   return cannotExecute;
 }
 
-// Whether the child `program` exits with status 0, once it has ended.
+// Waits until the child `program` has ended. Returns true if it exited with status 0.
 SHARES_MEMORY bool exitsWithSuccess(pid_t program) {
   for (;;) {
     int status = 0;
@@ -146,8 +144,8 @@ SHARES_MEMORY bool exitsWithSuccess(pid_t program) {
     }
     if (!WIFSTOPPED(status))
       return WIFEXITED(status) && WEXITSTATUS(status) == 0;
-    // A stop from the terminal is for the caller, who cannot take it before the program has ended.
-    // One that comes from using the terminal in the background will come again at once.
+    // A stop from the terminal is meant for the caller, which cannot take it before the program has
+    // ended. A stop caused by using the terminal in the background will recur at once.
     if (WSTOPSIG(status) == SIGTTIN || WSTOPSIG(status) == SIGTTOU) {
       timespec const pause = {0, 100'000'000};
       (void)syscall(SYS_nanosleep, &pause, nullptr);
@@ -165,14 +163,14 @@ SHARES_MEMORY int cloneSharing(int (*process)(void*), char* stackEnd, int exitSi
 
 SHARES_MEMORY int launch(void* launchToDo) {
   auto* const launch = static_cast<Launch*>(launchToDo);
-  setDefault(SIGCHLD);  // ignored, it would have the program reaped unseen
+  setDefault(SIGCHLD);  // if ignored, the program would be reaped automatically
 
   pid_t const program = cloneSharing(becomeProgram, launch->programStackEnd, SIGCHLD, launch);
   if (program < 0)
     return launch->outcome = launchExhausted;
   bool success = launch->executed;
   if (has(launch, VLIB_EXEC_WAIT)) {
-    // This process' copies would keep pipes and sockets open that the caller closes meanwhile.
+    // This process's copies would keep pipes and sockets open that the caller closes meanwhile.
     closeFrom(0);
     success = exitsWithSuccess(program);
   }

@@ -1,5 +1,4 @@
-// The two processes by which a program is run on behalf of a caller, who need not be able to wait
-// for children.
+// The two processes that run a program for a caller that may be unable to wait for children.
 
 #ifndef ZEMO_PLATFORM_CORE_LAUNCH_H
 #define ZEMO_PLATFORM_CORE_LAUNCH_H
@@ -8,28 +7,28 @@
 
 namespace zemo::core {
 
-// What the caller and the two processes share.
+// The memory that the caller and the two processes share.
 struct Launch {
   const char* program;
   char* const* words;
   int options;            // VLIB_EXEC_ bits
-  sigset_t callerMask;    // the caller's, from before it blocked its signals
-  char* programStackEnd;  // where the stack of the second process ends
+  sigset_t callerMask;    // the caller's mask before it blocked its signals
+  char* programStackEnd;  // the end of the second process's stack
 
-  volatile bool executed;  // the program could be executed
+  volatile bool executed;  // the program was executed
   volatile int outcome;    // one of the values below
 };
 
 inline constexpr int launchSucceeded = 0;
 inline constexpr int launchFailed = 1;
-inline constexpr int launchExhausted = 2;  // there was no second process to be had
+inline constexpr int launchExhausted = 2;  // the second process could not be created
 
-// The first process' whole life, and its exit status: starts the second one, which executes the
-// program, and waits for its end if the options say so. REQUIRES: the caller's thread is suspended
-// and all signals are blocked.
+// The first process runs this function and exits with its result. It starts the second process,
+// which executes the program, and waits for its end if the options request it. Requires that the
+// caller's thread is suspended and all signals are blocked.
 int launch(void* launchToDo);
 
-// glibc's clone by the name that sanitizers do not put a function of their own in the place of.
+// glibc's clone(), under a name that sanitizers do not replace.
 int cloneSharing(int (*process)(void*), char* stackEnd, int exitSignal, Launch* argument);
 
 }  // namespace zemo::core

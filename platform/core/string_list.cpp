@@ -1,4 +1,4 @@
-// String lists. This library is for C callers and needs libc alone, so memory comes from malloc.
+// String lists. This library is for C callers and needs only libc, so memory comes from malloc().
 
 #include <climits>
 #include <cstdint>
@@ -11,9 +11,9 @@ namespace {
 
 using zemo::core::failure;
 
-// A list is one block, this record and then, for head.capacity items, where in the text each
-// starts. The text of all items is another. Neither is touched beyond its items, so room to spare
-// costs no time.
+// A list is one block: this record and then, for head.capacity items, the offset where each starts
+// in the text. The text of all items is another block. Memory beyond the items is never touched, so
+// spare room costs no time.
 struct StringList {
   VLIBSzList head;
   char* text;
@@ -32,14 +32,15 @@ const StringList* full(const VLIBSzList* list) {
   return reinterpret_cast<const StringList*>(list);
 }
 
-// A block with room for `items`; `list` (null for a new one) moves into it. Null, with `list` as it
-// was, when memory is exhausted.
+// Returns a block with room for `items`; `list` (null for a new one) moves into it. Returns null,
+// with `list` unchanged, if memory is exhausted.
 StringList* resized(StringList* list, int items) {
   return static_cast<StringList*>(
       realloc(list, sizeof(StringList) + static_cast<size_t>(items) * sizeof(size_t)));
 }
 
-// Makes room for `items` in `*list`, at least doubling it. False when memory is exhausted.
+// Makes room for `items` in `*list`. If it has to grow, it at least doubles. Returns false if
+// memory is exhausted.
 bool reserve(VLIBSzList** list, int items) {
   int const capacity = (*list)->capacity;
   if (items <= capacity)
@@ -54,8 +55,9 @@ bool reserve(VLIBSzList** list, int items) {
   return true;
 }
 
-// No text of so many bytes, its NUL included, has more items than `room`: each ends in one of them.
-// Others are counted. -1 when there are more than a list can hold.
+// Returns an upper bound for the number of items, or -1 if there are more than a list can hold.
+// Each item ends in one byte, so a text of at most `room` bytes, including its NUL, has at most
+// `room` items. Items of longer texts are counted.
 int itemsAtMost(const char* text, size_t size, const char* separators, int room) {
   if (size <= static_cast<size_t>(room))
     return room;
@@ -68,9 +70,9 @@ int itemsAtMost(const char* text, size_t size, const char* separators, int room)
   return count;
 }
 
-// Ends `item` at its first separator and returns where the next one starts, or null at the end.
+// Ends `item` at its first separator. Returns the start of the next item, or null at the end.
 char* nextItem(char* item, const char* separators) {
-  // The usual single separator is found faster by the function made for it.
+  // strchr() finds the usual single separator faster.
   char* const end = separators[0] != '\0' && separators[1] == '\0' ? strchr(item, separators[0])
                                                                    : strpbrk(item, separators);
   if (end == nullptr)
@@ -120,7 +122,7 @@ int VLIBSzListPush(VLIBSzList** list, const char* item) {
 
   StringList* const target = full(*list);
   char* const text = moved != nullptr ? moved : target->text;
-  memcpy(text + target->textSize, item, size);  // before the old text goes: it may hold the item
+  memcpy(text + target->textSize, item, size);  // before freeing the old text: it may hold the item
   if (moved != nullptr) {
     if (target->textSize > 0)
       memcpy(moved, target->text, target->textSize);

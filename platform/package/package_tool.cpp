@@ -24,9 +24,9 @@ bool isRegularFile(const std::string& path) {
   return stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode);
 }
 
-// Opens `path`. Waits for a program that has a lease on a regular file, up to a minute: the kernel
-// takes it after 45 seconds, if nobody has told it otherwise. Does not wait for the writer of a
-// FIFO. Returns the descriptor, or -1.
+// Opens `path`. If another program has a lease on a regular file, waits for it up to a minute; by
+// default, the kernel breaks the lease after 45 seconds. Does not wait for the writer of a FIFO.
+// Returns the descriptor, or -1.
 int openRegular(const std::string& path) {
   constexpr timespec pause = {0, 5'000'000};
   constexpr time_t longest = 60;
@@ -46,8 +46,8 @@ int openRegular(const std::string& path) {
   }
 }
 
-// Stores the content of the regular file `path`; of a longer file the first longestName + 2 bytes,
-// which tell that it is too long. Returns 0 or the error number.
+// Stores the content of the regular file `path`; of a longer file, only the first longestName + 2
+// bytes, which show that it is too long. Returns 0 or the error number.
 int readShortFile(const std::string& path, std::string& content) {
   int const fd = openRegular(path);
   if (fd < 0)
@@ -68,24 +68,24 @@ int readShortFile(const std::string& path, std::string& content) {
     else if (errno != EINTR)
       error = errno;
   }
-  (void)close(fd);  // read only: nothing can get lost
+  (void)close(fd);  // opened read-only, so no data can be lost
   if (error == 0)
     content.assign(buffer, size);
   return error;
 }
 
-// Whether there is nothing at all at `path`. A link to nothing is something.
+// Returns true if nothing exists at `path`. A dangling symbolic link counts as existing.
 bool isAbsent(const std::string& path) {
   struct stat st = {};
   return lstat(path.c_str(), &st) != 0 && errno == ENOENT;
 }
 
-// A path would end at a NUL in a name, and lead to another package.
+// A NUL in the name would end the path there and lead to another package.
 bool isPathText(const std::string& name) {
   return name.find('\0') == std::string::npos;
 }
 
-// What a password entry can have as a name: no blank, control character, ':' or '/'.
+// Valid names of password entries contain no blank, control character, ':' or '/'.
 bool isUserName(const std::string& text) {
   return !text.empty() && text.size() <= longestName &&
          std::none_of(text.begin(), text.end(), [](unsigned char c) {

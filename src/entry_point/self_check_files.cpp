@@ -1,4 +1,4 @@
-// The function for callers that do not use the classes.
+// The C entry point, for callers that do not use the classes.
 
 #include <zemo/selfcheck/file_list.h>
 #include <zemo/selfcheck/self_check_files.h>
@@ -21,8 +21,8 @@ std::vector<std::string> itemsOf(const VLIBSzList& list) {
 
 }  // namespace
 
-// Nothing but std::bad_alloc can be thrown in here, and that is meant to reach the caller. A
-// catch-all would also catch, and break, the cancellation of the calling thread.
+// Only std::bad_alloc can be thrown here, and it is meant to reach the caller. A catch-all handler
+// would also catch, and break, the cancellation of the calling thread.
 int SelfCheckFiles(VLIBSzList* paths, SELFCHECK_RESULT* results) {
   namespace log = ZEMO::SELF_CHECK::log;
 

@@ -1,5 +1,5 @@
-// The comparison of a whole set with the disk, and that of named files with their entries, one flag
-// word each.
+// Comparing a whole set with the disk, and named files with their entries, which gives one word of
+// flags per file.
 
 #include <zemo/selfcheck/file_list.h>
 
@@ -38,12 +38,12 @@ void setFlag(SELFCHECK_RESULT& result, CHECK_ERROR kind) {
     case CHECK_ERROR_NOT_EXIST:
       result.notExist = 1;
       break;
-    case CHECK_ERROR_UNKNOWN_FILE:  // says something about a member, not about the named path
+    case CHECK_ERROR_UNKNOWN_FILE:  // concerns a member, not the named path
       break;
   }
 }
 
-// Includes the records of earlier checks: an entry keeps them.
+// Includes the records of earlier checks, because an entry keeps them.
 SELFCHECK_RESULT resultOf(const ProtectedFile& entry) {
   SELFCHECK_RESULT result = {};
   for (const CheckError* error : entry._errors)
@@ -76,17 +76,17 @@ bool FileList::check(CHECK_ITEM items) {
 bool FileList::checkFiles(CHECK_ITEM items) const {
   bool intact = true;
   for (const auto& element : *_protectedFiles) {
-    // The hooks get this owner, not the map's: what they do to it must not change the map.
+    // The hooks get this pointer, not the map's, so that they cannot change the map through it.
     boost::shared_ptr<ProtectedFile> entry = element.second;
-    if (!entry)  // left behind by a named-file check for a path that is not listed
+    if (!entry)  // created by a named-file check for an unlisted path
       continue;
     bool changed = false;
     if (!entry->check(changed, items))
       log::checkFailed(entry->_path);
     if (!changed)
       continue;
-    // A hook may add hooks, which moves the others: each is called through a copy of its own, and
-    // those that are added now are called from the next entry on.
+    // A hook may add hooks, which moves the others, so call a copy of each. Hooks added now are
+    // called from the next entry on.
     for (std::size_t i = 0, count = _hooks.size(); i < count; ++i) {
       Hook const hook = _hooks[i];
       hook(entry, changed);

@@ -1,4 +1,4 @@
-// Which files a set's lists are, and in which order they are read.
+// Finding the files of a set's lists and their order.
 
 #include <glob.h>
 #include <zemo/core.h>
@@ -14,7 +14,7 @@
 
 namespace {
 
-// The number of the last line that names a path; lines count from 1.
+// Path to the number of the last line that names it; lines count from 1.
 using OrderTable = std::map<std::string, int32_t>;
 
 OrderTable readOrder(const std::string& listDir) {
@@ -31,7 +31,7 @@ OrderTable readOrder(const std::string& listDir) {
   }
   std::string name;
   for (int64_t number = 1; reader.next(name, PATH_MAX); ++number) {
-    if (name.size() < PATH_MAX)  // no file can have a longer one, and it may take all memory
+    if (name.size() < PATH_MAX)  // no file name is longer, and one could take all memory
       order[prefix + name] = static_cast<int32_t>(number);
   }
   return order;
@@ -41,7 +41,7 @@ OrderTable readOrder(const std::string& listDir) {
 class Matches {
  public:
   explicit Matches(const std::string& pattern) {
-    // Whatever the return code, the record then holds the paths that were found.
+    // Whatever the return code, the record now holds the paths that were found.
     (void)glob64(pattern.c_str(), GLOB_TILDE, nullptr, &_found);
   }
   ~Matches() { globfree64(&_found); }
@@ -60,8 +60,8 @@ class Matches {
 std::vector<std::string> glob(const std::string& listDir, const std::string& pattern) {
   OrderTable const order = readOrder(listDir);
 
-  // A file that the order does not name has position 0 and so stands before every named one, which
-  // overrides it.
+  // A file that the order does not name has position 0, so it comes before every named file, and
+  // the named files override it.
   std::vector<std::pair<uint64_t, std::string>> records;
   for (const char* match : Matches(pattern)) {
     std::string path = match;

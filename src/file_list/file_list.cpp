@@ -1,5 +1,5 @@
-// A list set as an object, and how it is loaded: found, verified, merged, its fixed directories
-// prepared.
+// The list set as an object, and its loading: find the lists, verify and merge them, prepare the
+// fixed directories.
 
 #include <zemo/selfcheck/file_list.h>
 
@@ -27,7 +27,8 @@ FileList::FileList(std::string name, std::string mode, FileList& source)
 FileList::~FileList() = default;
 
 void FileList::addHook(const Hook& hook) {
-  // Copies of what is kept call the one copy of the caller's, whose state stays one, too.
+  // Copies of this wrapper all call the one copy of the caller's hook, so its state is shared as
+  // well.
   auto const kept = boost::make_shared<Hook>(hook);
   _hooks.emplace_back([kept](boost::shared_ptr<ProtectedFile>& entry, bool& changed) {
     return (*kept)(entry, changed);
@@ -39,7 +40,7 @@ boost::shared_ptr<FileList::ProtectedFileMap> FileList::getProtectedFiles() cons
 }
 
 bool FileList::loadList(bool verifySignatures) {
-  // One pass, not repeated: "....//" leaves "../". The directory keeps the name as it was given.
+  // One pass, not repeated, so "....//" leaves "../". The directory keeps the name unchanged.
   std::string const fileName = boost::algorithm::replace_all_copy(_name, "../", "");
   std::string const pattern = _listDir + "/" + fileName + "." + _mode + ".*.list";
 

@@ -1,4 +1,4 @@
-// Which names a directory with fixed members may hold.
+// The names that a directory with fixed members may contain.
 
 #include <zemo/selfcheck/file_list.h>
 
@@ -14,8 +14,8 @@ using Map = FileList::ProtectedFileMap;
 constexpr std::string_view fixedMark = "FIXED";
 
 // Stores the last component of every direct child of the directory in `files`, in map order. In a
-// sorted map everything that begins with the directory's path stands right behind it, and so does
-// everything below one of its subdirectories, which is skipped as a whole.
+// sorted map, all paths that begin with the directory's path come right after it. The paths below a
+// subdirectory are also contiguous and are skipped as a whole.
 void findMembers(const Map& files, Map::const_iterator directory,
                  std::vector<std::string_view>& names) {
   names.clear();
@@ -23,14 +23,14 @@ void findMembers(const Map& files, Map::const_iterator directory,
   for (auto file = std::next(directory); file != files.end();) {
     const std::string& path = file->first;
     if (isDirectChild(parent, path)) {
-      // A named-file check has left elements without an entry behind: those paths are not listed.
+      // A named-file check may have added elements without an entry; their paths are not listed.
       if (file->second)
         names.push_back(
-            std::string_view(path).substr(path.rfind('/') + 1));  // all if there is none
+            std::string_view(path).substr(path.rfind('/') + 1));  // the whole path without a '/'
       ++file;
     } else if (path.compare(0, parent.size(), parent) == 0) {
-      // The first path that does not begin with "<subdirectory>/" is at or behind the one that has
-      // the character after '/' in its place.
+      // The first path that does not begin with "<subdirectory>/" is at or after the path with the
+      // next character in place of that '/'.
       std::string behind = path.substr(0, path.find('/', parent.size() + 1) + 1);
       ++behind.back();
       file = files.lower_bound(behind);
@@ -49,7 +49,8 @@ bool FileList::fillFixedDirInfo() {
       _fixedDirs.push_back(path);
   }
   std::vector<std::string_view> names;
-  // Also those of an earlier pass: their names are appended once more, which allows nothing new.
+  // This includes directories of an earlier pass: their names are appended again, which allows
+  // nothing new.
   for (const std::string& path : _fixedDirs) {
     auto const directory = files.find(path);
     if (directory == files.end() || !directory->second)

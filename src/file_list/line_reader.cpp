@@ -15,10 +15,10 @@ constexpr size_t bufferSize = size_t{64} * 1024;
 
 }  // namespace
 
-// The buffer comes first: were it made after the open and memory short, the descriptor would leak.
+// The buffer is allocated first: if that failed after the open, the descriptor would leak.
 LineReader::LineReader(const std::string& path) : _fd(-1), _buffer(bufferSize) {
   _fd = openFile(path, 0);
-  // A list that arrives through a pipe may be cut off anywhere without a read error to show for it.
+  // A list read from a pipe could be cut off anywhere without a read error.
   _readable = isOpen() && isRegularFile(_fd);
 }
 
@@ -36,7 +36,7 @@ bool LineReader::fill() {
   } while (count < 0 && errno == EINTR);
   _failed = count < 0;
   if (count <= 0) {
-    _readable = false;  // what is written behind the end from now on would begin within a line
+    _readable = false;  // data appended from now on would begin within a line
     return false;
   }
   _begin = 0;

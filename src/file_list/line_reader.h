@@ -10,11 +10,11 @@
 
 namespace ZEMO::SELF_CHECK {
 
-// The standard file streams would do, were it not that they hand their descriptor on to every
-// program that another thread starts, and wait for a writer when the path is a FIFO.
+// Standard file streams will not do: every program that another thread starts would inherit their
+// descriptor, and they wait for a writer if the path is a FIFO.
 class LineReader {
  public:
-  // Opens `path`. What is not a regular file opens, but has no lines.
+  // Opens `path`. Anything but a regular file opens as well, but has no lines.
   explicit LineReader(const std::string& path);
   ~LineReader();
   LineReader(const LineReader&) = delete;
@@ -22,10 +22,10 @@ class LineReader {
 
   bool isOpen() const { return _fd >= 0; }
 
-  // Stores the next line without its line feed, and of a longer one its first `longest` bytes. A
-  // last line needs no line feed, and behind a last line feed no further line begins. Returns
-  // false, with `line` unspecified, at the end of the file and on a read error, which also drops
-  // the line that it cuts short.
+  // Stores the next line without its line feed; of a longer line, only its first `longest` bytes.
+  // The last line needs no line feed, and a final line feed does not start another line. Returns
+  // false, with `line` unspecified, at the end of the file and on a read error. A line cut short by
+  // a read error is dropped.
   bool next(std::string& line, size_t longest = SIZE_MAX);
 
  private:
@@ -34,7 +34,7 @@ class LineReader {
   int _fd;
   bool _readable = false;
   std::vector<char> _buffer;
-  size_t _begin = 0;  // what has been read and not handed out is [_begin, _end) of _buffer
+  size_t _begin = 0;  // data read but not yet returned: [_begin, _end) of _buffer
   size_t _end = 0;
   bool _failed = false;
 };

@@ -1,4 +1,4 @@
-// How lists are read and merged into the set's map.
+// Reading lists and merging them into the set's map.
 
 #include <zemo/selfcheck/file_list.h>
 
@@ -14,8 +14,8 @@ namespace {
 
 constexpr char header[] = "WAM_SELF_CHECK";
 
-// Applies the lines of a list to a map. Lists are sorted, as a rule: then the place of each entry
-// is right behind that of the one before, and need not be searched for.
+// Applies the lines of a list to a map. Lists are usually sorted: each entry then belongs right
+// after the one before, and no search is needed.
 class Merge {
  public:
   explicit Merge(FileList::ProtectedFileMap& files) : _files(files), _place(files.end()) {}
@@ -40,7 +40,7 @@ class Merge {
   }
 
   FileList::ProtectedFileMap& _files;
-  FileList::ProtectedFileMap::iterator _place;  // before which the next entry belongs, perhaps
+  FileList::ProtectedFileMap::iterator _place;  // the next entry probably belongs before this one
 };
 
 }  // namespace
@@ -56,7 +56,7 @@ bool FileList::parseList(const std::string& list) {
     log::badHeader();
     return false;
   }
-  if (!reader.next(line)) {  // the second line is free text, but must be there
+  if (!reader.next(line)) {  // the second line is free text, but must exist
     log::noSecondLine();
     return false;
   }
@@ -65,7 +65,8 @@ bool FileList::parseList(const std::string& list) {
 
   Merge merge(*_protectedFiles);
   while (reader.next(line)) {
-    // A removal line is an entry line, too: its path is known only when placeholders are resolved.
+    // A removal line is also parsed as an entry: its path is known only once placeholders are
+    // resolved.
     auto entry = boost::make_shared<ProtectedFile>(line);
     if (!line.empty() && line.front() == '-')
       merge.remove(entry->_path);

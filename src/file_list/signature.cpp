@@ -1,4 +1,4 @@
-// Whether a list is the one that was signed.
+// Verifying the signatures of lists.
 
 #include <zemo/core.h>
 #include <zemo/selfcheck/file_list.h>
@@ -9,8 +9,8 @@
 namespace ZEMO::SELF_CHECK {
 namespace {
 
-// GnuPG's exit status is all that counts: its messages are thrown away, nothing that the caller has
-// set up can reach it, and the call returns after it has ended.
+// Only GnuPG's exit status matters: its messages are discarded, it inherits nothing that the caller
+// has set up, and the call returns after it has ended.
 constexpr int execOptions = VLIB_EXEC_WAIT | VLIB_EXEC_STDIN_NULL | VLIB_EXEC_STDOUT_NULL |
                             VLIB_EXEC_STDERR_NULL | VLIB_EXEC_CLEAN_ENVIRONMENT | VLIB_EXEC_ISOLATE;
 static_assert(execOptions == 187, "the option word that core libraries know this use by");

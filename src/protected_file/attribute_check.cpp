@@ -1,4 +1,4 @@
-// The comparison of a file's metadata with its entry.
+// Comparing a file's metadata with its entry.
 
 #include <cstdlib>
 
@@ -11,7 +11,7 @@ long decimal(const std::string& text) {
   return strtol(text.c_str(), nullptr, 10);
 }
 
-// Ids and modes are 32 bits wide; what a list states beyond that is cut off.
+// Ids and modes are 32 bits wide; higher bits of the listed number are ignored.
 uint32_t low32(const std::string& text, int base) {
   return static_cast<uint32_t>(strtoul(text.c_str(), nullptr, base));
 }

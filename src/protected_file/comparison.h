@@ -1,4 +1,4 @@
-// What the comparison of a file with its entry is made of.
+// The parts of comparing a file with its entry.
 
 #ifndef ZEMO_SELFCHECK_SRC_PROTECTED_FILE_COMPARISON_H
 #define ZEMO_SELFCHECK_SRC_PROTECTED_FILE_COMPARISON_H
@@ -10,7 +10,7 @@
 
 namespace ZEMO::SELF_CHECK {
 
-// The one-letter name of a file's type, as check lists write it.
+// The letter for a file's type in check lists.
 constexpr char typeLetter(mode_t mode) {
   switch (mode & S_IFMT) {
     case S_IFREG:
@@ -32,11 +32,11 @@ constexpr char typeLetter(mode_t mode) {
   }
 }
 
-// A number as text: what printf would print, at most 63 bytes of it. C formats and not streams,
-// because streams follow the C++ locale that the process has set, which may group digits.
+// Formats a number as printf() would, at most 63 bytes. Not a stream, because streams follow the
+// process's C++ locale, which may group digits.
 [[gnu::format(printf, 1, 2)]] std::string formatted(const char* format, ...);
 
-// A column that reads "-" is not compared; any other text is, the empty one included.
+// A column "-" is not compared; any other text is, even the empty one.
 inline bool isChecked(const std::string& column) {
   return column != "-";
 }
@@ -45,12 +45,12 @@ inline bool isChecked(const std::string& column) {
 void recordMismatch(ProtectedFile& entry, bool& changed, CHECK_ERROR kind, std::string expected,
                     std::string actual);
 
-// All of check() that the metadata `st` tells of, which is all but the content.
+// The part of check() that needs only the metadata `st`: everything but the content.
 void compareMetadata(ProtectedFile& entry, const struct stat& st, CHECK_ITEM items, bool& changed);
 
-// Like entry.checkHash(st, changed), but true when the comparison was made or there was nothing to
-// compare. If the content had to be read, stores in `read` the metadata that what was read has by
-// then, which may be another file than the one that `st` tells of.
+// Like entry.checkHash(st, changed), but returns true if the comparison was made or there was
+// nothing to compare. If the content had to be read, stores in `read` the metadata of the file that
+// was read, as of the end of reading. It may be another file than the one that `st` describes.
 bool compareContent(ProtectedFile& entry, const struct stat& st, bool& changed, struct stat& read);
 
 }  // namespace ZEMO::SELF_CHECK

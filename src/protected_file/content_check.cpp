@@ -1,4 +1,4 @@
-// The comparison of what a file contains with its entry's hash column.
+// Comparing a file's content with its entry's hash column.
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -26,7 +26,8 @@ struct CloseDirectory {
 
 using Directory = std::unique_ptr<DIR, CloseDirectory>;
 
-// Unlike opendir, does not follow a symbolic link that was put at the path since it was examined.
+// Unlike opendir(), does not follow a symbolic link that has replaced the directory since it was
+// examined.
 Directory openDirectory(const std::string& path) {
   int const fd = openFile(path, O_DIRECTORY | O_NOFOLLOW);
   Directory directory(fd < 0 ? nullptr : fdopendir(fd));
@@ -38,11 +39,13 @@ Directory openDirectory(const std::string& path) {
 // The names of members that are not allowed, each once, in the order in which they were found.
 class Strays {
  public:
-  // A set, so that a directory of a million members takes a second and not a week.
+  // A set, because with a linear search a directory of a million members would take a week instead
+  // of a second.
   explicit Strays(const std::vector<std::string>& allowed)
       : _allowed(allowed.begin(), allowed.end()) {}
 
-  // Finds them among the members that the stream has left. False when not all of these can be read.
+  // Finds stray members among the rest of the stream. Returns false if the stream cannot be read to
+  // its end.
   bool findIn(DIR* directory) {
     for (;;) {
       errno = 0;
@@ -77,17 +80,17 @@ bool isBefore(const timespec& a, const timespec& b) {
   return a.tv_sec < b.tv_sec || (a.tv_sec == b.tv_sec && a.tv_nsec < b.tv_nsec);
 }
 
-// Finds the strays of a directory. One that is renamed while the directory is read may be met by
-// neither name, so a directory that changed meanwhile is read again, and what any reading met
-// counts. A process that changes it all the time must not keep the check from ending: five readings
-// are the most. (A directory that has changed later than a wrong clock says takes them all.)
+// Finds the stray members of a directory. A member that is renamed while the directory is read may
+// be missed under both names. So a directory that changed meanwhile is read again, and the strays
+// of all readings count. A process that keeps changing the directory must not keep the check from
+// ending, so there are at most five readings. (A directory whose change time is ahead of a wrong
+// clock always takes five.)
 //
-// `read` gets the metadata after the last reading. False when the first fails; a later one finds
-// what it can.
+// Stores in `read` the metadata after the last complete reading. Returns false if the first reading
+// fails; if a later one does, the strays found so far count.
 bool findStrays(DIR* directory, timespec changeTime, Strays& strays, struct stat& read) {
   for (int reading = 1; reading <= 5; ++reading) {
-    // The clock of the change times: a change in the tick of the one before leaves the time as it
-    // is.
+    // The clock that change times are taken from. Two changes within one tick leave the same time.
     timespec started = {};
     (void)clock_gettime(CLOCK_REALTIME_COARSE, &started);
     struct stat after = {};
@@ -103,8 +106,8 @@ bool findStrays(DIR* directory, timespec changeTime, Strays& strays, struct stat
   return true;
 }
 
-// Like compareContent. A directory whose members cannot be read fails like an unreadable file or
-// link does: taking it for an empty one would call it intact. Strays found by then are recorded.
+// Like compareContent(). A directory whose members cannot be read fails like an unreadable file or
+// link: treating it as empty would call it intact. Strays found by then are still recorded.
 bool checkMembers(ProtectedFile& entry, const struct stat& st, bool& changed, struct stat& read) {
   Directory const directory = openDirectory(entry._path);
   if (!directory) {
@@ -119,7 +122,7 @@ bool checkMembers(ProtectedFile& entry, const struct stat& st, bool& changed, st
   return complete;
 }
 
-// Stores at most 1023 bytes of the link's target.
+// Stores the link's target, at most 1023 bytes of it.
 bool readTarget(const std::string& path, std::string& target) {
   char text[1024] = {};
   if (readlink(path.c_str(), text, sizeof text) < 0)
@@ -156,7 +159,7 @@ bool compareContent(ProtectedFile& entry, const struct stat& st, bool& changed, 
     case S_IFCHR:
       actual = formatted("%u,%u", major(st.st_rdev), minor(st.st_rdev));
       break;
-    default:  // block devices too: lists do not state their numbers
+    default:  // including block devices: lists do not contain their numbers
       return true;
   }
 

@@ -14,7 +14,7 @@ namespace {
 
 constexpr size_t largestBuffer = size_t{64} * 1024;
 
-// Waits, unlike openFile.
+// Unlike openFile(), waits for the writer of a FIFO.
 int openAnyFile(const std::string& path) {
   int fd = -1;
   do {
@@ -25,8 +25,7 @@ int openAnyFile(const std::string& path) {
 
 }  // namespace
 
-// NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init): setting the memory would cost what it
-// saves
+// NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init): clearing _near would cost the gain
 ReadBuffer::ReadBuffer(off_t size) : _size(sizeof _near) {
   if (size <= static_cast<off_t>(sizeof _near))
     return;
@@ -75,8 +74,8 @@ bool ContentReader::next(std::string_view& bytes) {
       return false;
     }
     _anyKind = true;
-    // Some file systems have regular files that can only be read in sequence. That must show at
-    // the first read: the sequence begins at the start of the file.
+    // Some file systems have regular files that can only be read sequentially. This must show at
+    // the first read, because a sequential read begins at the start of the file.
     if (count < 0 && error == ESPIPE && _offset == 0) {
       _atOffsets = false;
       count = read();
@@ -89,7 +88,7 @@ bool ContentReader::next(std::string_view& bytes) {
   return true;
 }
 
-// A read at an offset takes nothing out of a FIFO or socket: it fails.
+// A read at an offset fails on a FIFO or socket and so consumes nothing from it.
 ssize_t ContentReader::read() {
   ssize_t count = -1;
   do {
@@ -99,10 +98,10 @@ ssize_t ContentReader::read() {
   return count;
 }
 
-// Whether reading this many bytes agrees with a regular file of the announced size. While it does,
-// the kind of file need not be asked for, which would take a twentieth of the time that a small
-// file takes: what is not a regular file fails, or ends at another size, or never ends. (A block
-// device of this size would have to hold the listed content, too, to pass.)
+// True if reading this many bytes is consistent with a regular file of the announced size. As long
+// as it is, there is no need to ask for the type of file, which would take a twentieth of the time
+// that a small file takes. Anything but a regular file fails, ends at another size, or never ends.
+// (A block device of this size would also have to contain the listed content to pass.)
 bool ContentReader::isAsAnnounced(ssize_t count) const {
   if (count < 0 || _size == 0)
     return false;

@@ -1,4 +1,4 @@
-// The bytes of a file, for its digest.
+// Reads the bytes of a file for its digest.
 
 #ifndef ZEMO_SELFCHECK_SRC_PROTECTED_FILE_CONTENT_READER_H
 #define ZEMO_SELFCHECK_SRC_PROTECTED_FILE_CONTENT_READER_H
@@ -13,8 +13,8 @@
 
 namespace ZEMO::SELF_CHECK {
 
-// Memory to read a file into. Aligned, because the kernel copies several times slower into memory
-// that is not, such as that of standard streams.
+// Memory to read a file into. It is aligned because the kernel copies several times slower into
+// unaligned memory, such as that of standard streams.
 class ReadBuffer {
  public:
   // For a file of about `size` bytes.
@@ -32,29 +32,30 @@ class ReadBuffer {
 
   size_t _size;
   std::unique_ptr<char, Free> _far;
-  // Getting memory takes a fortieth of the time that a small file takes. It also serves where there
-  // is no other memory. Not larger, because callers' threads may have the smallest of stacks, 16
-  // KiB.
+  // Avoids an allocation, which takes a fortieth of the time that a small file takes, and serves as
+  // the buffer if an allocation fails. Kept small because the stacks of callers' threads may have
+  // the minimum size, 16 KiB.
   alignas(alignment) char _near[size_t{4} * 1024];
 };
 
-// Reads a file from its start to its end. Logs when the file cannot be opened or is not of the kind
-// that was asked for, and nothing else.
+// Reads a file from start to end. Logs if the file cannot be opened or is of the wrong type, and
+// nothing else.
 class ContentReader {
  public:
-  // Whatever `path` leads to. Waits where opening or reading it does. `path` must outlive this.
+  // Reads any type of file that `path` leads to. Waits if opening or reading the file waits. `path`
+  // must outlive this object.
   explicit ContentReader(const std::string& path);
 
-  // The regular file of `size` bytes that was at `path` a moment ago. Does not follow or wait for
-  // what has taken its place; reading that fails, unless it is a block device of exactly this size.
-  // `path` must outlive this.
+  // Reads the regular file of `size` bytes that was at `path` a moment ago. If something else has
+  // replaced it, does not follow it or wait for it, and reading fails, unless it is a block device
+  // of exactly this size. `path` must outlive this object.
   ContentReader(const std::string& path, off_t size);
 
   ~ContentReader();
   ContentReader(const ContentReader&) = delete;
   ContentReader& operator=(const ContentReader&) = delete;
 
-  // Stores the bytes that follow, none at the end; they are valid until the next call. False when
+  // Stores the next bytes, or none at the end; they are valid until the next call. Returns false if
   // the file cannot be read.
   bool next(std::string_view& bytes);
 
@@ -67,8 +68,8 @@ class ContentReader {
 
   const std::string& _path;
   int _fd;
-  bool _anyKind;    // any kind of file will do, or it is known to be of the right one
-  bool _atOffsets;  // reads do not depend on the file's position
+  bool _anyKind;    // any type will do, or the type is known to be right
+  bool _atOffsets;  // reads use offsets, not the file's position
   off_t _size;      // as announced
   off_t _offset = 0;
   ReadBuffer _buffer;

@@ -18,8 +18,9 @@ struct FreeDigest {
 };
 using Digest = std::unique_ptr<EVP_MD_CTX, FreeDigest>;
 
-// Looked up once, because the look-up costs more than the digest of a small file. It is never given
-// back: libcrypto may have cleaned up before this library is unloaded, and keeps it itself anyway.
+// Looked up once, because the look-up costs more than the digest of a small file. Never freed:
+// libcrypto may have cleaned up before this library is unloaded, and keeps the object itself in any
+// case.
 const EVP_MD* sha1() {
   static const EVP_MD* const fetched = EVP_MD_fetch(nullptr, "SHA1", nullptr);
   return fetched != nullptr ? fetched : EVP_sha1();
@@ -43,8 +44,8 @@ bool update(EVP_MD_CTX* digest, std::string_view bytes) {
   return EVP_DigestUpdate(digest, bytes.data(), bytes.size()) == 1;
 }
 
-// False on a read error, too: half a digest is none. It has no log line of its own; the caller's
-// line without an "Open file" line before it tells of it.
+// Returns false on a read error as well: half a digest is useless. A read error has no log line of
+// its own: the caller's line, without an "Open file" line before it, reports it.
 bool digestContent(ContentReader& content, std::string& digest) {
   Digest const context(EVP_MD_CTX_new());
   if (!context || EVP_DigestInit_ex(context.get(), sha1(), nullptr) != 1)

@@ -9,9 +9,9 @@
 
 namespace ZEMO::SELF_CHECK {
 
-// Like calculateHash, for a path that was a regular file of `size` bytes a moment ago: fails,
-// instead of following or waiting, when it has become anything else. Whatever `size` says, the file
-// is read to its end. Stores in `read`, if given, the metadata that the file then has.
+// Like calculateHash(), for a path that was a regular file of `size` bytes a moment ago: if
+// anything else has replaced it, fails instead of following it or waiting. Reads the file to its
+// end, whatever `size` is. If `read` is given, stores there the file's metadata after reading.
 bool calculateRegularFileHash(const std::string& path, off_t size, std::string& digest,
                               struct stat* read = nullptr);
 

@@ -1,4 +1,4 @@
-// How one line of a check list becomes an entry.
+// Turning one line of a check list into an entry.
 
 #include <zemo/core.h>
 #include <zemo/selfcheck/protected_file.h>
@@ -20,14 +20,14 @@ struct FreeStringList {
 };
 using StringList = std::unique_ptr<VLIBSzList, FreeStringList>;
 
-// The columns of `line`, or null, logged, when it cannot be split.
+// Returns the columns of `line`, or null after logging if it cannot be split.
 StringList split(const std::string& line) {
   StringList columns(VLIBSzListAlloc(columnRoom));
   if (!columns) {
     log::outOfMemoryForColumns();
     return nullptr;
   }
-  // Splitting may move the list, so its owner lets go of it meanwhile.
+  // Splitting may move the list, so its owner releases it meanwhile.
   VLIBSzList* list = columns.release();
   int const result = VLIBStrTok(line.c_str(), "\t", &list);
   columns.reset(list);
@@ -53,7 +53,7 @@ void resolvePlaceholders(ProtectedFile& entry, const PkgInfo& package) {
   resolveId(entry._owner, package.uid);
   resolveId(entry._group, package.gid);
   resolveDirectory(entry._path, package.targetDir);
-  // Only a link's hash column is a path; in any other it is a digest, a device or a keyword.
+  // Only a link's hash column is a path; all others are a digest, a device or a keyword.
   if (entry._type == "l")
     resolveDirectory(entry._hash, package.targetDir);
 }
@@ -66,8 +66,8 @@ ProtectedFile::ProtectedFile(std::string line) {
   if (!columns)
     return;
 
-  // The list's own count decides, not the splitter's result: a core library is free to report
-  // success in another way than by the count.
+  // The list's own count decides, not the splitter's result: another core library may report
+  // success by a value other than the count.
   if (columns->count >= columnCount) {
     _path = itemOf(*columns, 0);
     if (!_path.empty() && _path.front() == '-')

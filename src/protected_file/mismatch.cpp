@@ -1,4 +1,4 @@
-// The records of what differs, and their text.
+// The records of mismatches and their text.
 
 #include <zemo/selfcheck/check_error.h>
 
@@ -22,7 +22,7 @@ std::string formatted(const char* format, ...) {
 
 void recordMismatch(ProtectedFile& entry, bool& changed, CHECK_ERROR kind, std::string expected,
                     std::string actual) {
-  // Owned until it stands in the vector, so that a vector that cannot grow leaks nothing.
+  // Owned here until the vector holds it, so that nothing leaks if the vector cannot grow.
   std::unique_ptr<CheckError> error(
       new CheckError{kind, entry._path, std::move(expected), std::move(actual)});
   entry._errors.push_back(error.get());
@@ -49,11 +49,11 @@ std::string CheckError::type2String(CHECK_ERROR error) {
     case CHECK_ERROR_UNKNOWN_FILE:
       return "is unknown file";
   }
-  return "";  // a caller can ask for any number
+  return "";  // callers may pass any number
 }
 
 std::string CheckError::toString() {
-  // The "/" is always written, even behind a directory path that ends in one.
+  // The "/" is always added, even after a directory path that ends in one.
   if (_error == CHECK_ERROR_UNKNOWN_FILE)
     return _filePath + "/" + _actual + " " + type2String(_error);
   return _filePath + " " + type2String(_error) + " expect[" + _expected + "] but get[" + _actual +

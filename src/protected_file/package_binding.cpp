@@ -1,4 +1,4 @@
-// Which package the placeholders of package lists stand for.
+// Binding the placeholders of package lists to a package.
 
 #include <pwd.h>
 #include <zemo/core.h>
@@ -12,21 +12,21 @@
 namespace ZEMO::SELF_CHECK {
 namespace {
 
-// The system notification program. Nothing in the library runs it.
+// The system notification program. The library never runs it.
 [[maybe_unused]] const std::string notifyProgram = "/usr/zemo/bin/zemowamnotify";
 
-// Stores the ids of the package's user. Returns false, logged and with `info` unchanged, when they
-// cannot be found out.
+// Stores the ids of the package's user. Returns false, after logging and with `info` unchanged, if
+// they cannot be determined.
 bool bindUser(const std::string& package, PkgInfo& info) {
   std::string const user = ZEMOPackageTool::PMSGetPkgUserName(package);
-  // A package without a user of its own keeps whatever ids were bound before.
+  // For a package without its own user, the previously bound ids stay.
   if (user.empty() && VLIBErrGet() == ZEMO_PACKAGE_NO_USER)
     return true;
 
-  // A user without a password entry counts like no user at all: binding the ids of another package
-  // instead would check the files against the wrong owner.
+  // A user without a password entry is an error, unlike a package without a user: keeping the ids
+  // of another package would check the files against the wrong owner.
   //
-  // Not getpwnam_r: the binding that is filled here must not be used by two threads at once either.
+  // Not getpwnam_r(): two threads must not use the binding at the same time anyway.
   const passwd* const account = user.empty() ? nullptr : getpwnam(user.c_str());
   if (account == nullptr) {
     log::noPackageUser(package);

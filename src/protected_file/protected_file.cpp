@@ -1,4 +1,4 @@
-// The comparison of an entry with the file on disk.
+// Comparing an entry with the file on disk.
 
 #include <sys/stat.h>
 #include <zemo/selfcheck/protected_file.h>
@@ -30,8 +30,8 @@ bool ProtectedFile::check(bool& changed, CHECK_ITEM items) {
 
   struct stat read = st;
   bool const compared = compareContent(*this, st, changed, read);
-  // What had the right metadata may have given way to what has the right content: then neither was
-  // intact.
+  // The file with the right metadata may have been replaced by another with the right content; then
+  // neither was intact.
   if (_errors.size() == records && !isSame(st, read))
     compareMetadata(*this, read, items, changed);
   return compared;

@@ -104,7 +104,7 @@ FileList::Hook Accepted::hook() const {
 std::string pathOf(const CheckError& error) {
   if (error._error != CHECK_ERROR_UNKNOWN_FILE)
     return error._filePath;
-  // The root directory is the one that ends in a slash.
+  // Only the root directory ends in a slash.
   return error._filePath + (error._filePath == "/" ? "" : "/") + error._actual;
 }
 

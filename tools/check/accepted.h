@@ -1,9 +1,9 @@
-// The differences that somebody knows and accepts.
+// Known differences that the administrator accepts.
 //
-// The file has one line for each: a path, or the start of paths ending in a slash, and optionally,
-// after a TAB, the kinds of mismatch, separated by commas (size, owner, group, type, permission,
-// hash, missing, stray; without them all). Paths are written as this program prints them
-// (text/escape.h). Empty lines, and lines that begin with #, are passed over.
+// The file has one line per difference: a path, or the start of paths ending in a slash, optionally
+// followed by a TAB and the kinds of mismatch, separated by commas (size, owner, group, type,
+// permission, hash, missing, stray; all kinds by default). Paths are written as this program prints
+// them (text/escape.h). Empty lines and lines that begin with # are ignored.
 
 #ifndef ZEMO_TOOLS_CHECK_ACCEPTED_H
 #define ZEMO_TOOLS_CHECK_ACCEPTED_H
@@ -21,24 +21,25 @@ class Accepted {
   // Accepts nothing.
   Accepted() = default;
 
-  // Reads the file. Throws Failure(STATUS_USAGE), naming the line, if it is not of that form, and
+  // Reads the file. Throws Failure(STATUS_USAGE), naming the line, if its form is wrong, and
   // Failure(STATUS_NOT_LOADED) if it cannot be read.
   explicit Accepted(const std::string& file);
 
-  // The mismatch is accepted. A stray member is named by its own path.
+  // Returns true if the mismatch is accepted. A stray member is named by its own path.
   bool covers(const ZEMO::SELF_CHECK::CheckError& error) const;
 
-  // Accepts an entry all of whose mismatches are covered. Refers to this object.
+  // A hook that accepts an entry if all of its mismatches are covered. The hook refers to this
+  // object.
   ZEMO::SELF_CHECK::FileList::Hook hook() const;
 
  private:
   void add(const std::string& line, const std::string& where);
 
-  // The bits are 1 << CHECK_ERROR; the keys are paths, and starts of paths with their slash.
+  // Keys: paths, and starts of paths with their slash. Values: bits 1 << CHECK_ERROR.
   std::unordered_map<std::string, uint32_t> _kinds;
 };
 
-// The path that a mismatch is about: a stray member's own, or that of the entry.
+// The path of a mismatch: a stray member's own path, or else the entry's.
 std::string pathOf(const ZEMO::SELF_CHECK::CheckError& error);
 
 }  // namespace tool

@@ -35,7 +35,7 @@ class JsonReport : public CheckReport {
   void begin(const CheckPlan& plan) override {
     Json record;
     record["record"] = "start";
-    record["format"] = 1;  // raised when a record loses a member or changes its meaning
+    record["format"] = 1;  // incremented when a record loses a member or changes meaning
     record["program"] = "zemo-selfcheck";
     record["version"] = ZEMO_VERSION;
     record["time"] = utcText(std::time(nullptr));

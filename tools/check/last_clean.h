@@ -1,4 +1,5 @@
-// What a file of metrics says of the last clean run, which the next one goes on to say.
+// Reads the time of the last clean run from the previous metrics file, so that new metrics can
+// repeat it.
 
 #ifndef ZEMO_TOOLS_CHECK_LAST_CLEAN_H
 #define ZEMO_TOOLS_CHECK_LAST_CLEAN_H
@@ -9,8 +10,9 @@
 
 namespace tool {
 
-// The time in the sample of this set and mode in `content`, any bytes; 0 if there is none that
-// metricsText() could have written, or it is later than `now`.
+// The time in the sample of this set and mode in `content`, which may be any bytes. Returns 0 if
+// `content` has no such sample that metricsText() could have written, or if the time is later than
+// `now`.
 std::time_t lastCleanIn(std::string_view content, const std::string& set, const std::string& mode,
                         std::time_t now);
 

@@ -12,8 +12,8 @@ using namespace ZEMO::SELF_CHECK;
 namespace tool {
 namespace {
 
-// Whether a regular file of this size is not what the list states. Entries of other types
-// have no size to compare.
+// True if a regular file of this size does not match the list. Entries of other types have no size
+// to compare.
 bool differs(const ProtectedFile& entry, uint64_t size) {
   const std::string& listed = entry._size;
   if (listed == "-")
@@ -24,7 +24,7 @@ bool differs(const ProtectedFile& entry, uint64_t size) {
   return read.ec != std::errc() || read.ptr != end || number != size;
 }
 
-// Whether nobody but root can write to a file that is like its entry. It need not be looked at
+// True if only root can write to a file that matches its entry. Such a file need not be examined
 // before its check, which would take a tenth of the time that small files take.
 bool isRoots(const ProtectedFile& entry) {
   constexpr unsigned writers = 022;
@@ -34,8 +34,8 @@ bool isRoots(const ProtectedFile& entry) {
   return entry._owner == "0" && (permission & writers) == 0;
 }
 
-// Whether another program has a lease on the regular file. Asking tells that program to give it
-// back. As long as `held` is open nobody can take one that is in the way of reading.
+// True if another program has a lease on the regular file. Asking notifies that program, which
+// gives the lease up. While `held` is open, nobody can take a lease that prevents reading.
 bool isLeased(const std::string& path, Descriptor& held) {
   held = Descriptor(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_NOCTTY | O_CLOEXEC));
   return held.get() < 0 && errno == EWOULDBLOCK;
@@ -65,7 +65,7 @@ Delay delayOf(const ProtectedFile& entry, CHECK_ITEM wanted, Descriptor& held) {
       lstat(entry._path.c_str(), &status) != 0 || !S_ISREG(status.st_mode))
     return delay;
   delay.size = static_cast<uint64_t>(status.st_size);
-  // Only a file's owner can take a lease on it, and root, who need not.
+  // Only a file's owner and root can take a lease on it, and root has no need to.
   if (status.st_uid != 0 && isLeased(entry._path, held))
     delay.reason = Delay::Reason::LEASE;
   else if (differs(entry, delay.size))

@@ -1,4 +1,4 @@
-// Files that are read after all others, because those who own them could keep a check busy.
+// Files that are read after all others, because their owners could keep a check busy.
 
 #ifndef ZEMO_TOOLS_CHECK_LATER_H
 #define ZEMO_TOOLS_CHECK_LATER_H
@@ -13,18 +13,18 @@
 
 namespace tool {
 
-// Why the content of a file is not compared with those of the others.
+// The reason why a file's content is not compared together with the others.
 struct Delay {
   enum class Reason {
     NONE,
-    SIZE,   // it is a regular file of another size than its entry's
+    SIZE,   // a regular file whose size differs from its entry's
     LEASE,  // another program has a lease on it
   };
   Reason reason = Reason::NONE;
-  uint64_t size = 0;  // of the file, for SIZE
+  uint64_t size = 0;  // of the file, if the reason is SIZE
 };
 
-// The limits for all files of a run together that are read after the others.
+// The limits on reading late files, for all files of a run together.
 class LateBudget {
  public:
   static constexpr uint64_t bytesAtAll = uint64_t{1} << 30U;
@@ -33,10 +33,12 @@ class LateBudget {
   explicit LateBudget(uint64_t bytes = bytesAtAll, int64_t wait = longestWait)
       : _bytes(bytes), _wait(wait) {}
 
-  // Whether this many more bytes may be read; then they count as read. For one thread at a time.
+  // Returns true if this many more bytes may be read, and counts them as read. For one thread at a
+  // time.
   bool takes(uint64_t bytes);
 
-  // False when all waiting for leases has to end. The first call begins it. Any thread may call it.
+  // Returns false once all waiting for leases must end. The first call starts the time. Any thread
+  // may call this.
   bool mayWait();
 
  private:
@@ -45,13 +47,13 @@ class LateBudget {
   std::atomic<int64_t> _end{0};
 };
 
-// Looks at the entry's file before its check. Where nothing is to be said of it, or it cannot be
-// looked at, or root alone can write to it by its entry, there is no reason. `held` keeps others
-// from taking a lease on the file while it lives; root's files need none.
+// Examines the entry's file before its check. There is no reason for a delay if nothing is wrong,
+// the file cannot be examined, or its entry lets only root write to it. `held` keeps others from
+// taking a lease on the file as long as it exists; files of root need none.
 Delay delayOf(const ZEMO::SELF_CHECK::ProtectedFile& entry, ZEMO::SELF_CHECK::CHECK_ITEM wanted,
               Descriptor& held);
 
-// The line for an entry that was not checked for that reason.
+// The message for an entry that was not checked for this reason.
 std::string notCompared(const std::string& path, const Delay& delay);
 
 }  // namespace tool

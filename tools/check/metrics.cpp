@@ -13,10 +13,11 @@
 namespace tool {
 namespace {
 
-// No file of ours is larger.
+// Metrics files of this program are never larger.
 constexpr std::size_t largest = std::size_t{16} << 20U;
 
-// A device, which has effects when it is opened, or a link, whose target would not change.
+// Refuses a device, which may have side effects when opened, and a link, whose target would not
+// change.
 void refuseIrregular(const std::string& file) {
   struct stat status = {};
   if (lstat(file.c_str(), &status) == 0 && !S_ISREG(status.st_mode))
@@ -24,8 +25,8 @@ void refuseIrregular(const std::string& file) {
                   "cannot replace " + inQuotes(file) + ": it is not a regular file");
 }
 
-// The old file; empty if there is none, or it is too large. Throws if the new one must not take its
-// place: somebody named another file.
+// The old file's content; empty if there is none or it is too large. Throws if the new file must
+// not replace it, because the user named an unrelated file.
 std::string contentBefore(const Directory& directory, const std::string& file) {
   refuseIrregular(file);
   std::optional<RegularFile> const old = RegularFile::ifThere(directory, file);
@@ -41,7 +42,7 @@ std::string contentBefore(const Directory& directory, const std::string& file) {
 }  // namespace
 
 void requireMetricsFile(const std::string& file) {
-  refuseIrregular(file);  // first, since the reason is another where nobody may write beside it
+  refuseIrregular(file);  // first, for the right reason where the directory is not writable
   Directory const directory(directoryOf(file));
   AtomicFile const probe(directory, file, 0644);
   (void)contentBefore(directory, file);

@@ -1,4 +1,4 @@
-// The file of metrics that a check leaves for node_exporter's textfile collector.
+// The metrics file that a check writes for node_exporter's textfile collector.
 
 #ifndef ZEMO_TOOLS_CHECK_METRICS_H
 #define ZEMO_TOOLS_CHECK_METRICS_H
@@ -10,13 +10,13 @@
 
 namespace tool {
 
-// Throws Failure(STATUS_NOT_LOADED) if writeMetrics() could not write to `file` now, or what is
-// there is neither empty nor a file of metrics of ours.
+// Throws Failure(STATUS_NOT_LOADED) if writeMetrics() could not write to `file` now, or if the
+// existing file is neither empty nor a metrics file of this program.
 void requireMetricsFile(const std::string& file);
 
-// Puts the file in the place of the one that the run before has left, from which the times of the
-// last clean runs are taken over. Everybody may read it. Throws as requireMetricsFile() does,
-// if that has become so; what is there then stays.
+// Replaces the file of the previous run and carries over its times of last clean runs. The new file
+// is readable by everybody. Throws as requireMetricsFile() does if its conditions no longer hold;
+// the existing file then stays.
 void writeMetrics(const std::string& file, const std::string& mode, std::vector<SetRun> runs);
 
 }  // namespace tool

@@ -22,7 +22,7 @@ constexpr std::array<CHECK_ERROR, 8> kinds = {
     CHECK_ERROR_PERMISSION, CHECK_ERROR_HASH,  CHECK_ERROR_NOT_EXIST, CHECK_ERROR_UNKNOWN_FILE,
 };
 
-// Names as this program prints them everywhere, so without line feeds, in the format's quotes.
+// Names as this program prints them everywhere, and so without line feeds, in the format's quotes.
 std::string label(const char* name, const std::string& value) {
   std::string text = std::string(name) + "=\"";
   for (char const c : escaped(value)) {
@@ -63,7 +63,7 @@ struct Metric {
   Value (*value)(const SetRun& run);
 };
 
-// All but the mismatches, which have one more label.
+// All metrics except the mismatches, which have one more label.
 const std::array<Metric, 13> metrics = {{
     {"entries", "Entries of the set.",
      [](const SetRun& run) -> Value { return std::to_string(run.facts.entries); }},

@@ -12,16 +12,16 @@
 
 namespace tool {
 
-// Verified, checked as a whole, and nothing found but what is accepted.
+// True if the set was verified and completely checked, and only accepted mismatches were found.
 bool isClean(const SetRun& run);
 
-// All samples of the runs, which are of different sets; each metric with its HELP and TYPE.
+// All samples of the runs, each of which has its own set; each metric comes with its HELP and TYPE.
 std::string metricsText(const std::string& mode, const std::vector<SetRun>& runs);
 
-// `content` begins as all texts of metricsText() do.
+// True if `content` begins like every text of metricsText().
 bool isMetricsText(const std::string& content);
 
-// The start of the line that holds the set's lastClean, up to the value.
+// The start of the line with the set's lastClean, up to the value.
 std::string lastCleanSample(const std::string& set, const std::string& mode);
 
 }  // namespace tool

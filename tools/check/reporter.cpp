@@ -11,8 +11,8 @@ namespace tool {
 
 void Reporter::tell(std::size_t index) {
   EntryOutcome& outcome = _walk.outcomes[index];
-  if (outcome.carriedOut && !outcome.changed) {  // as almost all of them, so: quickly
-    if (++_counters.checked == 1)                // then no longer "nothing was checked"
+  if (outcome.carriedOut && !outcome.changed) {  // the fast path for almost all entries
+    if (++_counters.checked == 1)                // the status is no longer "nothing was checked"
       noteStatus();
     return;
   }
@@ -27,7 +27,7 @@ void Reporter::tell(std::size_t index) {
   noteStatus();
 }
 
-// The library has logged why, unless there is nothing that it could have loaded.
+// The library has logged the reason, unless there was nothing to load.
 void Reporter::tellNotLoaded() {
   const std::string& mode = _walk.options->plan.mode;
   ++_counters.notLoaded;
@@ -41,7 +41,7 @@ void Reporter::tellNotLoaded() {
   _report.notLoaded(_walk.set);
 }
 
-// That of an end before everything is told.
+// Notes the status for a process that ends before everything is reported.
 void Reporter::noteStatus() {
   endSoonAfterInterruption(exitStatus(_counters) | STATUS_UNCHECKED);
 }
@@ -51,7 +51,7 @@ void Reporter::tellMismatches(Walk::Entry& entry, EntryOutcome& outcome) {
   std::vector<Finding> findings;
   for (CheckError* error : entry->_errors)
     findings.push_back({error, accepted.covers(*error)});
-  // The hook decides on the entry as a whole, as it does for the library's own check of a set.
+  // The hook decides on the whole entry, as in the library's own check of a set.
   _walk.hook(entry, outcome.changed);
   if (outcome.changed)
     count(findings);

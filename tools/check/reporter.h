@@ -1,4 +1,4 @@
-// The outcomes of checks, told.
+// Reporting the outcomes of checks.
 
 #ifndef ZEMO_TOOLS_CHECK_REPORTER_H
 #define ZEMO_TOOLS_CHECK_REPORTER_H
@@ -13,16 +13,16 @@
 
 namespace tool {
 
-// Reports and counts the outcomes of a walk. For the thread that reports alone.
+// Reports and counts the outcomes of a walk. Only the reporting thread uses it.
 class Reporter {
  public:
   Reporter(Walk& walk, CheckReport& report, Counters& counters, Progress& progress)
       : _walk(walk), _report(report), _counters(counters), _progress(progress) {}
 
-  // Tells why the walk has nothing to check.
+  // Reports why the walk has nothing to check.
   void tellNotLoaded();
 
-  // Tells what the check of the entry, which is done, has found.
+  // Reports the outcome of the entry's check, which must be done.
   void tell(std::size_t index);
 
  private:

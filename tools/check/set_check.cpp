@@ -14,12 +14,12 @@
 namespace tool {
 namespace {
 
-// How long an interrupted check goes on to tell what is done.
+// How long an interrupted check continues to report completed entries.
 constexpr std::chrono::milliseconds lastWords(500);
 
 using Clock = std::chrono::steady_clock;
 
-// One set on its way through the check.
+// The progress of one set through the check.
 struct Course {
   enum class State { LOADING, READY, NOT_LOADED, INTERRUPTED };
 
@@ -28,26 +28,27 @@ struct Course {
     run.set = set;
   }
 
-  std::unique_ptr<Walk> walk;  // none when all is told
+  std::unique_ptr<Walk> walk;  // null once everything is reported
   SetRun run;
   State state = State::LOADING;
   Clock::time_point start = Clock::now();
-  bool opened = false;   // its report has begun
-  Counters before;       // then
-  std::size_t next = 0;  // the entry that is to be told next
+  bool opened = false;   // its report has been started
+  Counters before;       // the counters at that time
+  std::size_t next = 0;  // the next entry to report
 };
 
-// All sets of a run. The next set is loaded, and its threads start, when nothing of the one before
-// waits to be begun, or nothing of it has ended for a second: no file, however long it takes, keeps
-// another set from being checked. This thread tells what is found, in the order of sets and paths.
+// All sets of a run. The next set is loaded, and its threads start, once all entries of the
+// previous set have been started, or none of its entries has ended for a second: no file, however
+// slow, keeps another set from being checked. This thread reports the findings, in the order of
+// sets and paths.
 class SetsCheck {
  public:
   SetsCheck(const std::shared_ptr<const CheckOptions>& options, CheckReport& report,
             Counters& counters, Progress& progress)
       : _options(options), _report(report), _counters(counters), _progress(progress) {}
 
-  // The threads cannot be stopped in the middle of a large file. They keep what they use until the
-  // process ends.
+  // The threads cannot be stopped in the middle of a large file. The data that they use therefore
+  // stays until the process ends.
   ~SetsCheck() {
     for (Course& course : _courses) {
       if (interrupted())
@@ -80,8 +81,8 @@ class SetsCheck {
   }
 
  private:
-  // Verification may wait for GnuPG, and a check for a disk; this thread must stay free to be
-  // interrupted.
+  // Verification may wait for GnuPG, and a check may wait for a disk; this thread must remain
+  // interruptible.
   void load(Course& course) {
     Walk* const walk = course.walk.get();
     walk->workers = std::make_unique<Workers>(1, 1, [walk](std::size_t) { walk->load(); });
@@ -89,7 +90,7 @@ class SetsCheck {
       walk->workers->wait();
       tell();
     }
-    // Ctrl-C ends GnuPG, too, which may look like a bad signature.
+    // Ctrl-C also ends GnuPG, which may look like a bad signature.
     if (!walk->workers->allDone() || (!walk->facts.loaded && interrupted())) {
       course.state = Course::State::INTERRUPTED;
     } else if (!walk->facts.loaded || walk->list.getProtectedFiles()->empty()) {
@@ -120,7 +121,7 @@ class SetsCheck {
     }
   }
 
-  // Tells what is done and not told, as far as nothing before it is missing.
+  // Reports completed entries that are not reported yet, up to the first that is not done.
   void tell() {
     for (; _front < _courses.size() && !interrupted(); ++_front) {
       Course& course = _courses[_front];
@@ -150,7 +151,7 @@ class SetsCheck {
       _progress.total(walk.entries.size(), walk.bytes());
   }
 
-  // Returns whether all are told.
+  // Returns true once all are reported.
   bool tellEntries(Course& course) {
     Walk& walk = *course.walk;
     Reporter reporter(walk, _report, _counters, _progress);
@@ -181,7 +182,8 @@ class SetsCheck {
     run.ended = std::time(nullptr);
   }
 
-  // After an interruption: what is done behind what is not, as far as there is time.
+  // After an interruption, reports completed entries even after entries that are not done, as time
+  // permits.
   void tellLastWords() {
     auto const end = Clock::now() + lastWords;
     for (; _front < _courses.size(); ++_front) {
@@ -210,7 +212,7 @@ class SetsCheck {
         reporter.tell(next);
         continue;
       }
-      whole = false;  // and it is not told later either, should it be done by then
+      whole = false;  // nor is it reported later, even if done by then
       if (walk.outcomes[next].begun.load(std::memory_order_relaxed))
         say("interrupted while checking " + inQuotes(walk.entries[next]->_path));
     }
@@ -235,7 +237,7 @@ class SetsCheck {
   Counters& _counters;
   Progress& _progress;
   std::vector<Course> _courses;
-  std::size_t _front = 0;  // the first set of which not all is told
+  std::size_t _front = 0;  // the first set that is not completely reported
 };
 
 }  // namespace

@@ -47,8 +47,8 @@ void Walk::load() try {
   say(outOfMemory);
 }
 
-// Asks GnuPG once more, for what the library does not hear: its words, by which alone a list counts
-// as verified here. Where one does not, nobody knows the oldest signature.
+// Runs GnuPG again to read its status lines, which the library discards: here only they make a list
+// count as verified. If a list does not verify, the oldest signature is unknown.
 void Walk::measure(bool loads) try {
   std::vector<std::string> const lists = listsOf(set, options->plan.mode);
   facts.lists = lists.size();
@@ -58,7 +58,7 @@ void Walk::measure(bool loads) try {
   for (const std::string& path : lists) {
     SignatureCheck const check = checkSignature(path);
     if (!check.verified) {
-      if (loads)  // else the library has said so
+      if (loads)  // otherwise the library has reported it
         say("the metrics count " + inQuotes(path) + " as not verified" +
             (check.reason.empty() ? "" : ": " + check.reason));
       return;
@@ -91,7 +91,8 @@ void Walk::check(std::size_t index) {
   }
 }
 
-// A file is read as a whole or not at all. Of one that is not, all but the content is compared.
+// A file is read completely or not at all. If it is not read, everything except the content is
+// compared.
 void Walk::checkLater(std::size_t index) {
   constexpr std::chrono::milliseconds pause(5);
   const Entry& entry = entries[index];

@@ -1,4 +1,4 @@
-// One set on its way through the threads: loaded, and its entries checked.
+// Loading one set and checking its entries on threads.
 
 #ifndef ZEMO_TOOLS_CHECK_WALK_H
 #define ZEMO_TOOLS_CHECK_WALK_H
@@ -23,16 +23,16 @@ inline const char* const outOfMemory = "out of memory";
 
 // One entry's result, written by the thread that checks it.
 struct EntryOutcome {
-  std::atomic<bool> begun{false};  // to be told apart from what waits, when it is not done
-  Delay delay;                     // with a reason: the entry is among the later ones
-  uint64_t paid = 0;               // bytes that may be read though the entry states another size
+  std::atomic<bool> begun{false};  // tells a running check from a waiting one
+  Delay delay;                     // if it has a reason, the entry is checked later
+  uint64_t paid = 0;               // bytes that may be read although the size differs
   bool carriedOut = false;
   bool changed = false;
-  bool exhausted = false;  // there was not memory enough
+  bool exhausted = false;  // there was not enough memory
   std::vector<std::string> log;
 };
 
-// Everything that the threads use. They may outlive the check, see SetsCheck.
+// Everything that the threads use. They may outlive the check; see SetsCheck.
 struct Walk {
   using Entry = boost::shared_ptr<ZEMO::SELF_CHECK::ProtectedFile>;
 
@@ -49,20 +49,20 @@ struct Walk {
   SetFacts facts;
   std::vector<Entry> entries;
   std::unique_ptr<EntryOutcome[]> outcomes;
-  std::vector<std::size_t> later;    // indices of the entries that are checked after the others
-  std::unique_ptr<Workers> workers;  // last, so that its threads end before what they use
-  std::unique_ptr<Workers> laterWorkers;  // of the later ones, once the others are done
+  std::vector<std::size_t> later;         // indices of entries that are checked after the others
+  std::unique_ptr<Workers> workers;       // last, so that its threads end before the data they use
+  std::unique_ptr<Workers> laterWorkers;  // for the later entries, once the others are done
 
   void load();
   void check(std::size_t index);
-  // To be called once, when all others are done.
+  // Must be called once, when all other entries are done.
   void beginLater();
-  // Whether the entry's outcome stands.
+  // True if the entry's outcome is final.
   bool done(std::size_t index) const;
   bool isQuick(std::size_t index) const;
-  // What a check of all entries reads, as far as the lists tell.
+  // The number of bytes that a check of all entries reads, as far as the lists say.
   uint64_t bytes() const;
-  // What all checks have read that were carried out by now.
+  // The number of bytes that the checks completed so far have read.
   uint64_t bytesRead() const;
 
  private:

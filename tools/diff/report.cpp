@@ -13,7 +13,7 @@ void writeLine(const std::string& line) {
   writeOut(line + "\n");
 }
 
-// The line of the list, as far as it means anything.
+// The parts of the list's line that have a meaning.
 std::string lineOf(const std::string& path, const Statement& statement) {
   if (statement.removal)
     return "-" + escaped(path);

@@ -1,4 +1,4 @@
-// The differences, written down.
+// Reports of differences.
 
 #ifndef ZEMO_TOOLS_DIFF_REPORT_H
 #define ZEMO_TOOLS_DIFF_REPORT_H
@@ -16,8 +16,8 @@ struct Counts {
   std::size_t same = 0;
 };
 
-// Writes to standard output what differs, one path after another. All are for `path`; an entry that
-// became a removal line, or the other way round, is removed and added.
+// Writes the differences to standard output, path by path. Each function is called for `path`; an
+// entry that became a removal line, or the reverse, is reported as removed and added.
 class DiffReport {
  public:
   DiffReport() = default;
@@ -27,13 +27,13 @@ class DiffReport {
 
   virtual void added(const std::string& path, const Statement& statement) = 0;
   virtual void removed(const std::string& path, const Statement& statement) = 0;
-  // Two entries, of which at least one column differs.
+  // Two entries that differ in at least one column.
   virtual void changed(const std::string& path, const Statement& before,
                        const Statement& after) = 0;
   virtual void summary(const Side& before, const Side& after, const Counts& counts) = 0;
 };
 
-// For people: every name is escaped.
+// For people; every name is escaped.
 class TextReport : public DiffReport {
  public:
   void added(const std::string& path, const Statement& statement) override;

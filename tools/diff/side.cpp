@@ -17,7 +17,7 @@ Side readSide(const std::string& name, const std::string& mode, bool verify) {
   if (namesList(name)) {
     ListFile const list = readListFile(name);
     side.label = list.label;
-    // The last line of a path stands for it, as when the library reads the list.
+    // The last line for a path counts, as when the library reads the list.
     for (const ListLine& line : list.lines)
       side.statements[line.entry->_path] = {line.removal, line.entry};
     return side;

@@ -1,4 +1,4 @@
-// One of the two things that `diff` compares.
+// One of the two sides that `diff` compares.
 
 #ifndef ZEMO_TOOLS_DIFF_SIDE_H
 #define ZEMO_TOOLS_DIFF_SIDE_H
@@ -12,25 +12,24 @@
 
 namespace tool {
 
-// What a list says last of a path. A removal line takes the path's earlier entries away; its other
-// columns mean nothing.
+// The last statement of a list about a path. A removal line removes the path's earlier entries; its
+// other columns have no meaning.
 struct Statement {
   bool removal = false;
   boost::shared_ptr<ZEMO::SELF_CHECK::ProtectedFile> entry;
 };
 
 struct Side {
-  std::string name;                             // as it was given
-  std::optional<std::string> label;             // line 2, of a list
+  std::string name;                             // as given
+  std::optional<std::string> label;             // line 2, for a list
   std::map<std::string, Statement> statements;  // by path
 };
 
-// True when `name` means the file of a list, and no set: it has a slash or ends in ".list".
+// True if `name` refers to a list file, not a set: it contains a slash or ends in ".list".
 bool namesList(const std::string& name);
 
-// Reads a list, with its placeholders as they are written, or merges a set, with its placeholders
-// resolved. Throws Failure(STATUS_NOT_LOADED) if that fails, UsageError if nothing can have this
-// name.
+// Reads a list, leaving its placeholders unresolved, or merges a set, resolving its placeholders.
+// Throws Failure(STATUS_NOT_LOADED) if that fails, or UsageError if neither can have this name.
 Side readSide(const std::string& name, const std::string& mode, bool verify);
 
 }  // namespace tool

@@ -11,7 +11,7 @@ using ZEMO::SELF_CHECK::ProtectedFile;
 namespace tool {
 namespace {
 
-// A plain number of at most `most`.
+// True for a plain number not above `most`.
 bool isNumber(const std::string& text, int base, uint64_t most) {
   uint64_t number = 0;
   const char* const end = text.data() + text.size();
@@ -33,7 +33,7 @@ bool isDevice(const std::string& text) {
          isNumber(text.substr(comma + 1), 10, UINT32_MAX);
 }
 
-// Why nothing of the entry's type can have this content; empty if it can.
+// Why no file of the entry's type can have this content; empty if one can.
 std::string wrongContent(const ProtectedFile& entry) {
   const std::string& text = entry._hash;
   if (entry._type == "f" && text != "FIXED" && !isDigest(text))  // reported elsewhere

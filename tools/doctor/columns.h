@@ -1,4 +1,4 @@
-// The columns of an entry line, but the path.
+// The columns of an entry line except the path.
 
 #ifndef ZEMO_TOOLS_DOCTOR_COLUMNS_H
 #define ZEMO_TOOLS_DOCTOR_COLUMNS_H
@@ -10,8 +10,8 @@
 
 namespace tool {
 
-// The faults of columns that no file can be like, or that are compared as something else than
-// they say: "the owner 'www-data' is not a number". Placeholders of packages are fine.
+// The faults of columns that no file can match, or that are compared as something other than what
+// they say, such as "the owner 'www-data' is not a number". Package placeholders are accepted.
 std::vector<std::string> wrongColumns(const ZEMO::SELF_CHECK::ProtectedFile& entry);
 
 }  // namespace tool

@@ -19,20 +19,20 @@ bool contains(const std::string& text, const char* part) {
   return text.find(part) != std::string::npos;
 }
 
-// True when `path` is not what realpath() would make of it, links aside.
+// True if realpath() would change `path`, even without links.
 bool isUnusual(const std::string& path) {
   return path.front() != '/' || (path.size() > 1 && path.back() == '/') || contains(path, "//") ||
          contains(path, "/./") || contains(path, "/../") || endsWith(path, "/.") ||
          endsWith(path, "/..");
 }
 
-// In owner and group: hardly an account of that name.
+// In owner and group, where an account of that name is unlikely.
 bool hasIdPlaceholder(const ProtectedFile& entry) {
   auto const isId = [](const std::string& id) { return id == "$pkg" || id == "$pkg_sys"; };
   return isId(entry._owner) || isId(entry._group);
 }
 
-// In a path or a link's target, which are fine for a file of that very name.
+// In a path or a link's target, where a file may really have that name.
 bool hasDirectoryPlaceholder(const ProtectedFile& entry) {
   return contains(entry._path, directoryPlaceholder) ||
          (entry._type == "l" && contains(entry._hash, directoryPlaceholder));
@@ -164,8 +164,8 @@ class EntryCheck {
   }
 
   const SetFiles& _files;
-  std::vector<bool> _ordered;                      // per list: `listorder` gives it a place
-  std::unordered_map<std::string, Place> _places;  // where a path was stated last
+  std::vector<bool> _ordered;                      // per list: `listorder` names it
+  std::unordered_map<std::string, Place> _places;  // the last statement of a path
   Repeated _short;
   Repeated _empty;
   Repeated _unusual;

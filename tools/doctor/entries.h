@@ -1,4 +1,4 @@
-// The lines of a set's lists.
+// Checks the lines of a set's lists.
 
 #ifndef ZEMO_TOOLS_DOCTOR_ENTRIES_H
 #define ZEMO_TOOLS_DOCTOR_ENTRIES_H
@@ -8,9 +8,9 @@
 
 namespace tool {
 
-// Looks for lines that the library takes for something else than what was meant, and for paths of
-// which only the byte order of list names decides what holds. That a list which `listorder` names
-// overrides an earlier one is meant.
+// Finds lines that the library probably understands differently than intended, and paths for which
+// only the byte order of list names decides which entry counts. A list that `listorder` names may
+// override an earlier one; that is intended.
 void checkEntries(const SetFiles& files, Findings& findings);
 
 }  // namespace tool

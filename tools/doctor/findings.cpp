@@ -8,7 +8,7 @@ namespace {
 
 constexpr std::size_t shownOfAKind = 10;
 
-// So long that a path of every length is shown whole.
+// Long enough to show a path of any length in full.
 constexpr std::size_t longestLine = 20000;
 
 std::string bounded(const std::string& text) {
@@ -69,7 +69,7 @@ std::string shellWord(const std::string& name) {
       "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789/._-+,:@%";
   if (!name.empty() && name.find_first_not_of(plain) == std::string::npos)
     return name;
-  // Shells read the octal digits of escaped() in this form of quotes.
+  // Shells understand the octal digits of escaped() in this form of quotes.
   std::string word = "$'";
   for (char const c : escaped(name))
     word += c == '\'' ? std::string("\\047") : std::string(1, c);

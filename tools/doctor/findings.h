@@ -1,4 +1,4 @@
-// What `doctor` has to say, written to standard output as it is found.
+// The findings of `doctor`, written to standard output as they are found.
 
 #ifndef ZEMO_TOOLS_DOCTOR_FINDINGS_H
 #define ZEMO_TOOLS_DOCTOR_FINDINGS_H
@@ -10,14 +10,14 @@
 
 namespace tool {
 
-// Problems of one kind, of which there may be very many.
+// Problems of one kind; there may be very many.
 class Repeated {
  public:
-  // `what` must have its names escaped, as in all functions here.
+  // Names in `what` must be escaped, as in all functions here.
   void add(const std::string& what);
 
   std::size_t count() const { return _count; }
-  const std::vector<std::string>& first() const { return _first; }  // ten at most
+  const std::vector<std::string>& first() const { return _first; }  // at most ten
 
  private:
   std::vector<std::string> _first;
@@ -28,27 +28,28 @@ class Findings {
  public:
   explicit Findings(bool verbose) : _verbose(verbose) {}
 
-  // Something is as it should be; written in verbose mode only.
+  // Something is in order; written only in verbose mode.
   void well(const std::string& what);
 
-  // Something is not. `fix` is the command or the edit that helps.
+  // Something is not in order. `fix` is the command or the edit that fixes it.
   void problem(ExitStatus status, const std::string& what, const std::string& fix);
 
-  // The same for several problems that are fixed alike; with none of them, `otherwise` is well.
+  // The same for several problems with the same fix; if there are none, reports `otherwise` as in
+  // order.
   void problems(ExitStatus status, const Repeated& what, const std::string& fix,
                 const std::string& otherwise);
 
-  // `path` could not be looked at, of which another check tells.
+  // `path` could not be examined; another check reports this.
   void leftOut(const std::string& path) { _leftOut = path; }
 
-  // The same, and `status` is what a problem that has been told comes to for `path`.
+  // The same; for `path`, an already reported problem counts as `status`.
   void follows(ExitStatus status, const std::string& path) {
     _status |= status;
     leftOut(path);
   }
 
-  // To be called at the end. If no other check has told of what was left out, it could not be
-  // looked at for a moment only, and is not known to be well.
+  // Must be called at the end. If no other check has reported a path that was left out, the path
+  // was only briefly inaccessible and is not known to be in order.
   void settle();
 
   int status() const { return _status; }
@@ -63,10 +64,10 @@ class Findings {
   std::string _leftOut;
 };
 
-// `name` as one word of a shell's command line that a terminal shows as it is.
+// `name` as one word of a shell command line, which a terminal can display safely.
 std::string shellWord(const std::string& name);
 
-// The library's log lines in `lines`, escaped, as a reason.
+// The library's log lines in `lines`, escaped, for use as a reason.
 std::string reasonFrom(const std::vector<std::string>& lines);
 
 }  // namespace tool

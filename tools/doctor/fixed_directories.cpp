@@ -22,7 +22,7 @@ bool isListed(const Entries& entries, const std::string& path) {
   return found != entries.end() && found->entry->_path == path;
 }
 
-// Adds the entries that lie beside `directory` and lend it their names.
+// Adds the entries next to `directory` whose paths continue its path and so allow more names in it.
 void addLooseChildren(const Entries& entries, const std::string& directory, Repeated& loose) {
   std::string const inside = directory + "/";
   auto element = firstNotBefore(entries, directory);
@@ -31,7 +31,7 @@ void addLooseChildren(const Entries& entries, const std::string& directory, Repe
     const std::string& path = element->entry->_path;
     std::size_t const slash = path.find('/', directory.size());
     if (slash != std::string::npos) {
-      // Its members, and what lies below others: passed over as a whole.
+      // Its members and everything below other members are skipped as a whole.
       std::string behind = path.substr(0, slash);
       behind += static_cast<char>('/' + 1);
       element = firstNotBefore(entries, behind);

@@ -1,4 +1,4 @@
-// The directories whose members are fixed.
+// Checks the directories with fixed members.
 
 #ifndef ZEMO_TOOLS_DOCTOR_FIXED_DIRECTORIES_H
 #define ZEMO_TOOLS_DOCTOR_FIXED_DIRECTORIES_H
@@ -10,9 +10,9 @@
 
 namespace tool {
 
-// Looks for FIXED entries that are no directories, by their type or on disk, and for names that
-// such a directory may hold though no entry lies in it: the library takes every path that goes on
-// behind the directory's without a slash for a member, too.
+// Finds FIXED entries that are not directories, by their type or on disk, and names that such a
+// directory may contain although no entry is in it: the library also treats every path that
+// continues the directory's path without a slash as a member.
 void checkFixedDirectories(const std::string& set, const MergedSet& merged, Findings& findings);
 
 }  // namespace tool

@@ -51,11 +51,11 @@ bool checkProgram(Findings& findings) {
   return true;
 }
 
-// What only its owner may read serves nobody else.
+// A file that only its owner can read is of no use to other users.
 void checkReadable(const std::string& path, Findings& findings) {
   struct stat status = {};
   if (stat(path.c_str(), &status) != 0) {
-    findings.leftOut(path);  // Ownership tells of it
+    findings.leftOut(path);  // Ownership reports it
     return;
   }
   bool const directory = S_ISDIR(status.st_mode);
@@ -71,7 +71,7 @@ void checkReadable(const std::string& path, Findings& findings) {
     findings.well(inQuotes(path) + " can be read by every user");
 }
 
-// All files that GnuPG opens to verify. False if one of them is no regular file.
+// Checks all files that GnuPG opens to verify. Returns false if one of them is not a regular file.
 bool checkFiles(Ownership& ownership) {
   bool usable = true;
   for (const std::string& path : gnupgFilesOf(systemDirectory)) {
@@ -107,13 +107,13 @@ void checkKeyRing(Findings& findings) {
 std::string fixByLine(const std::string& line) {
   struct stat status = {};
   std::string const file = shellWord(configurationPath);
-  // The file's last line may have no line feed. sed adds that, but nothing to an empty file.
+  // The file's last line may lack its line feed. sed adds it, but does nothing to an empty file.
   if (stat(configurationPath.c_str(), &status) == 0 && status.st_size > 0)
     return "sed -i '$a " + line + "' " + file;
   return "echo '" + line + "' >>" + file;
 }
 
-// The lines that an option file has and should not have.
+// Reports the lines that an option file should not have.
 void checkHarmless(const std::string& path, const OptionReading& reading, HomeState& state,
                    Findings& findings) {
   Repeated doubtful;
@@ -171,7 +171,7 @@ HomeState checkHome(Ownership& ownership, Findings& findings) {
   HomeState state;
   bool const runs = checkProgram(findings);
   checkReadable(systemDirectory, findings);
-  // What is in a directory that this caller cannot look into is not known to be missing.
+  // If this caller cannot list the directory, its files are not known to be missing.
   if (!isReadable(systemDirectory)) {
     findings.leftOut(systemDirectory);
     return state;

@@ -1,4 +1,4 @@
-// GnuPG, and its home for all sets: key ring and gpg.conf.
+// Checks GnuPG and its home for all sets: key ring and gpg.conf.
 
 #ifndef ZEMO_TOOLS_DOCTOR_HOME_H
 #define ZEMO_TOOLS_DOCTOR_HOME_H
@@ -10,12 +10,12 @@ namespace tool {
 
 // Findings about the home that are not repeated for each list.
 struct HomeState {
-  bool runs = false;      // else GnuPG cannot be run, or would wait for ever on an irregular file
-  bool doubtful = false;  // options may decide what verifies, so that no list counts as verified
-  bool trusting = true;   // else GnuPG may fail for the lack of a trust database
+  bool runs = false;      // if false, GnuPG cannot run, or would block on an irregular file
+  bool doubtful = false;  // options may decide what verifies, so no list counts as verified
+  bool trusting = true;   // if false, GnuPG may fail for lack of a trust database
 };
 
-// Looks at all of it, in the home, which must be a directory.
+// Checks everything in the home, which must be a directory.
 HomeState checkHome(Ownership& ownership, Findings& findings);
 
 }  // namespace tool

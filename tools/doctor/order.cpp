@@ -51,12 +51,12 @@ class OrderCheck {
   }
 
   void lines() {
-    std::map<std::string, std::vector<std::string>> numbers;  // of the lines with this name
+    std::map<std::string, std::vector<std::string>> numbers;  // of the lines with a name, by name
     std::set<std::string> repeated;
     for (std::size_t i = 0; i < _files.orderLines.size(); ++i) {
       std::string const& line = _files.orderLines[i];
       if (line.empty())
-        continue;  // allowed, and without effect
+        continue;  // allowed, but has no effect
       std::vector<std::string>& known = numbers[line];
       if (!known.empty())
         repeated.insert(line);
@@ -145,7 +145,7 @@ class OrderCheck {
 
   const SetFiles& _files;
   Findings& _findings;
-  std::set<std::string> _names;  // of the lists' files
+  std::set<std::string> _names;  // file names of the lists
   Repeated _padded;
   Repeated _paths;
   Repeated _strangers;

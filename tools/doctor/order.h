@@ -1,4 +1,4 @@
-// The file `listorder` of a set.
+// Checks the file `listorder` of a set.
 
 #ifndef ZEMO_TOOLS_DOCTOR_ORDER_H
 #define ZEMO_TOOLS_DOCTOR_ORDER_H
@@ -9,8 +9,8 @@
 
 namespace tool {
 
-// Looks for lines that give no list its place, and for lists without a place. Names of another
-// mode's lists are fine: all modes share the file. So is a single list without the file.
+// Finds lines that do not position any list, and lists without a position. Names of another mode's
+// lists are accepted, because all modes share the file. A single list needs no `listorder`.
 void checkOrder(const SetFiles& files, Ownership& ownership, Findings& findings);
 
 }  // namespace tool

@@ -15,9 +15,9 @@
 namespace tool {
 namespace {
 
-constexpr int linkLimit = 40;  // the kernel's own
+constexpr int linkLimit = 40;  // the kernel's own limit
 
-// Puts the names in `path` in front of those in `names`.
+// Inserts the names in `path` before those in `names`.
 void prepend(std::deque<std::string>& names, const std::string& path) {
   std::vector<std::string> more;
   std::istringstream stream(path);
@@ -42,7 +42,7 @@ bool isCommand(const std::string& fix) {
   return startsWith(fix, "zemo-selfcheck ");
 }
 
-// `fix`, and what is at `path` has to go first.
+// `fix`, preceded by the removal of what is at `path`.
 std::string withRemoval(const std::string& path, const std::string& fix) {
   struct stat status = {};
   if (lstat(path.c_str(), &status) != 0)
@@ -73,7 +73,7 @@ bool Ownership::look(const std::string& path, Kind kind, ExitStatus status,
 bool Ownership::follow(const std::string& path, Kind kind, std::string& failure, bool& hidden) {
   std::deque<std::string> names;
   prepend(names, path);
-  std::string at;  // without links; empty is the root directory
+  std::string at;  // without links; empty means the root directory
   struct stat status = {};
   int links = 0;
   for (;;) {
@@ -97,7 +97,7 @@ bool Ownership::follow(const std::string& path, Kind kind, std::string& failure,
         return false;
       }
     }
-    while (!names.empty() && names.front() == "..") {  // out of a link's target
+    while (!names.empty() && names.front() == "..") {  // from a link's target
       at.erase(at.empty() ? 0 : at.rfind('/'));
       names.pop_front();
     }

@@ -1,5 +1,5 @@
-// Who can change a file: its owner, those whom its permission lets write, and those who can replace
-// it or a directory above it. Access control lists are not looked at.
+// Checks which users can change a file: its owner, users with write permission, and users who can
+// replace the file or a directory above it. Access control lists are not examined.
 
 #ifndef ZEMO_TOOLS_DOCTOR_OWNERSHIP_H
 #define ZEMO_TOOLS_DOCTOR_OWNERSHIP_H
@@ -19,13 +19,13 @@ class Ownership {
  public:
   explicit Ownership(Findings& findings) : _findings(findings) {}
 
-  // Looks at `path`, an absolute one, and at every directory and link on the way to it. What is
-  // not root's, or others may write to, is a problem, told once however often it is met; devices,
-  // FIFOs and sockets are not looked at for that, since /dev/null is to be written by everybody.
+  // Examines the absolute path `path` and every directory and link on the way to it. A file that
+  // does not belong to root, or that others can write, is a problem and is reported once. Devices,
+  // FIFOs and sockets are exempt, since everybody may write to /dev/null.
   //
-  // Returns true when the path leads to something of this kind. If not, that is a problem of
-  // `status`. `fix` makes what does not exist; of what is at `path` in its place, the fix says
-  // first that it has to be removed. If it is empty, that is all.
+  // Returns true if the path leads to a file of this kind. If not, this is a problem with `status`.
+  // `fix` creates the missing file; if something else is at `path`, the message first says to
+  // remove it. If `fix` is empty, the removal is the whole fix.
   bool look(const std::string& path, Kind kind, ExitStatus status, const std::string& fix);
 
  private:
@@ -33,11 +33,11 @@ class Ownership {
   void judge(const std::string& path, const struct stat& status);
 
   Findings& _findings;
-  std::map<std::string, bool> _judged;  // by path, whether it is well
-  bool _allWell = true;                 // on the way that is being looked at
+  std::map<std::string, bool> _judged;  // by path: true if in order
+  bool _allWell = true;                 // on the way being examined
 };
 
-// True when this process may read `path`, and, if it is a directory, look into it.
+// True if this process may read `path` and, if it is a directory, search it.
 bool isReadable(const std::string& path);
 
 }  // namespace tool

@@ -21,7 +21,7 @@ class ParentCheck {
          end = path.rfind('/', end - 1)) {
       std::string const directory = path.substr(0, end);
       if (!_seen.insert(directory).second)
-        return;  // and so has been all above it
+        return;  // and everything above it was examined as well
       judge(directory);
     }
     if (_seen.insert("/").second)

@@ -1,4 +1,4 @@
-// The directories above the files that a set names.
+// Checks the directories above the files that a set names.
 
 #ifndef ZEMO_TOOLS_DOCTOR_PARENTS_H
 #define ZEMO_TOOLS_DOCTOR_PARENTS_H
@@ -10,10 +10,10 @@
 
 namespace tool {
 
-// Looks for directories above entries that others than root, and the user and group of the package
-// that is bound, can change: who can put a link in a directory's place leads a check elsewhere.
-// An entry in a directory with the sticky bit stays its owner's. Directories that this caller
-// cannot examine are left out.
+// Finds directories above entries that users other than root, and the user and group of the bound
+// package, can change: such a user could replace a directory with a link that leads a check
+// elsewhere. In a directory with the sticky bit, only an entry's owner can replace it. Directories
+// that this caller cannot examine are left out.
 void checkParents(const std::string& set, const MergedSet& merged, Findings& findings);
 
 }  // namespace tool

@@ -1,4 +1,4 @@
-// The files of a set, as the doctor has read them.
+// The files of a set as `doctor` has read them.
 
 #ifndef ZEMO_TOOLS_DOCTOR_SET_FILES_H
 #define ZEMO_TOOLS_DOCTOR_SET_FILES_H
@@ -16,10 +16,10 @@ struct SetFiles {
   std::string set;
   std::string mode;
   std::string directory;
-  std::vector<std::string> lists;                    // paths, in the order in which they are read
-  std::vector<std::optional<ListFile>> contents;     // of each, if it could be read
+  std::vector<std::string> lists;                    // paths, in reading order
+  std::vector<std::optional<ListFile>> contents;     // of each list, if readable
   std::vector<std::string> orderLines;               // of `listorder`
-  std::map<std::string, std::size_t> orderPosition;  // orderPositions() of those lines
+  std::map<std::string, std::size_t> orderPosition;  // orderPositions() of these lines
 };
 
 }  // namespace tool

@@ -21,7 +21,7 @@ const char* const setClock = "set this machine's clock; if it is right, have the
 const char* const elsewhere =
     "run zemo-selfcheck verify for the reason, and correct the key ring or gpg.conf";
 
-// GnuPG fails after signatures that it has not called bad.
+// True if GnuPG fails although it has not called any signature bad.
 bool lacksTrust(const SignatureCheck& check) {
   return !check.accepted && !check.signatures.empty() &&
          std::all_of(check.signatures.begin(), check.signatures.end(), [](const Signature& one) {
@@ -34,7 +34,7 @@ struct Diagnosis {
   std::string fix;
 };
 
-// Why GnuPG does not verify the list.
+// Determines why GnuPG does not verify the list.
 Diagnosis diagnose(const SignatureCheck& check, const std::string& list) {
   for (const std::string& file : {list, list + ".asc"}) {
     if (!isReadable(file))
@@ -57,7 +57,7 @@ Diagnosis diagnose(const SignatureCheck& check, const std::string& list) {
   return {check.reason, elsewhere};
 }
 
-// Objections to signatures that the library accepts.
+// Reports objections to signatures that the library accepts.
 void tellObjections(const std::string& list, const SignatureCheck& check, Findings& findings) {
   for (const Signature& signature : check.signatures) {
     for (const Objection& objection : objectionsTo(signature))
@@ -71,7 +71,7 @@ void checkLabel(const SetFiles& files, std::size_t index, Findings& findings) {
   std::string const& list = files.lists[index];
   std::optional<Label> const label = parseLabel(files.contents[index]->label);
   if (!label)
-    return;  // any text may stand there
+    return;  // any text is allowed there
   if (isLabelOf(*label, list, files.set, files.mode)) {
     findings.well(inQuotes(list) + " is labelled as this list in its second line");
     return;
@@ -105,9 +105,9 @@ bool checkSignatures(const SetFiles& files, const HomeState& home, Ownership& ow
       findings.follows(STATUS_NOT_LOADED, list);
       continue;
     }
-    // First, because it does not let GnuPG make a key ring where there is none.
+    // First, because this does not let GnuPG create a missing key ring.
     SignatureCheck const check = checkSignature(list);
-    std::vector<std::string> ignored;  // diagnose() tells more
+    std::vector<std::string> ignored;  // diagnose() says more
     CollectedLog const log(ignored);
     if (check.verified && verifier.checkSign(list)) {
       findings.well(inQuotes(list) + " verifies for this user");

@@ -1,4 +1,4 @@
-// The lists of a set and their signatures, as files.
+// Checks the lists of a set and their signatures as files.
 
 #ifndef ZEMO_TOOLS_DOCTOR_SIGNATURES_H
 #define ZEMO_TOOLS_DOCTOR_SIGNATURES_H
@@ -10,13 +10,13 @@
 
 namespace tool {
 
-// Looks at every list and its signature, and verifies it as the library does, unless the home keeps
-// GnuPG from that. GnuPG may make a trust database in its home then, as at every verification.
-// Returns whether all verify.
+// Examines every list and its signature, and verifies it as the library does, unless the home
+// prevents GnuPG from doing so. As in every verification, GnuPG may create a trust database in its
+// home. Returns true if all lists verify.
 bool checkSignatures(const SetFiles& files, const HomeState& home, Ownership& ownership,
                      Findings& findings);
 
-// Looks at the second line of every list that could be read, whether it says that it is another.
+// Checks for every readable list that its second line does not claim to be another list.
 void checkLabels(const SetFiles& files, Findings& findings);
 
 }  // namespace tool

@@ -1,4 +1,4 @@
-// Digest algorithms by the numbers that signatures have for them.
+// Digest algorithms by their numbers in signatures.
 
 #ifndef ZEMO_TOOLS_GNUPG_ALGORITHMS_H
 #define ZEMO_TOOLS_GNUPG_ALGORITHMS_H
@@ -10,10 +10,10 @@ namespace tool {
 constexpr int digestUnknown = 0;
 constexpr int digestSha512 = 10;
 
-// "SHA512"; "digest NUMBER" for one that has no name here.
+// The name, such as "SHA512"; "digest NUMBER" for an algorithm that has no name here.
 std::string digestName(int number);
 
-// Two texts with one digest can be made: MD5, SHA-1, RIPEMD-160.
+// True if collisions can be made: MD5, SHA-1, RIPEMD-160.
 bool isWeakDigest(int number);
 
 }  // namespace tool

@@ -24,7 +24,7 @@ const char* const gnupg = "/usr/bin/gpg";
 
 constexpr std::size_t keysLimit = std::size_t{64} << 20U;
 
-// All that GnuPG may write with the options below.
+// All files that GnuPG may write with the options below.
 const std::vector<std::string> scratchNames = {"gpg.conf",        "pubring.kbx", "pubring.kbx~",
                                                "pubring.kbx.tmp", "random_seed", "trustdb.gpg",
                                                "tofu.db",         "import"};
@@ -49,7 +49,7 @@ Outcome quietly(std::vector<std::string> words, int captured) {
   return run(command);
 }
 
-// IMPORT_RES has counts: keys that were read first, revocations ninth, secret keys tenth.
+// IMPORT_RES contains counts: keys read are first, revocations ninth, secret keys tenth.
 struct Imported {
   long long keys = 0;
   long long revocations = 0;
@@ -121,7 +121,7 @@ std::string readKeys(const std::string& file) {
   auto const fail = [&file](const char* reason) {
     throw Failure(STATUS_NOT_LOADED, "cannot read " + inQuotes(file) + ": " + reason);
   };
-  // Without waiting for the writer of a FIFO that has none.
+  // Do not wait for a writer if the FIFO has none.
   bool const input = file == "-";
   Descriptor const opened(input ? -1
                                 : open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
@@ -131,7 +131,7 @@ std::string readKeys(const std::string& file) {
     refuse(errno);
   if (!input && !S_ISREG(status.st_mode) && !S_ISFIFO(status.st_mode))
     fail("it is neither a regular file nor a pipe");
-  if (!input && fcntl(source, F_SETFL, 0) != 0)  // one that has a writer is waited for
+  if (!input && fcntl(source, F_SETFL, 0) != 0)  // if it has a writer, wait for its data
     refuse(errno);
   std::string content;
   std::array<char, 65536> buffer;  // NOLINT(cppcoreguidelines-pro-type-member-init) filled by read
@@ -151,18 +151,18 @@ std::string readKeys(const std::string& file) {
 
 KeyRing::KeyRing(const Directory& home)
     : _home(home), _found(RegularFile::ifThere(home, ringIn(home.path()))), _scratch(scratchNames) {
-  // Not "trust-model always": with that, GnuPG makes no trust database, and fails for the lack of
-  // one when it imports a revocation. A key of the future is one for a machine whose clock is
+  // Not "trust-model always": with it, GnuPG makes no trust database, and then fails to import a
+  // revocation because there is none. A key seems to be from the future if this machine's clock is
   // behind.
   writeWholeFile(_scratch / "gpg.conf",
                  "no-auto-key-retrieve\nno-auto-check-trustdb\nignore-time-conflict\n");
   if (_found)
     writeWholeFile(_scratch / "pubring.kbx", _found->content());
-  (void)keys();  // makes an empty ring if there is none, and fails for a damaged one
+  (void)keys();  // creates an empty ring if none exists; fails for a damaged one
 }
 
 std::vector<std::string> KeyRing::gpg(const std::vector<std::string>& words) const {
-  // Nobody else works on the copy; locks would be files with names that are not known before.
+  // Nothing else uses the copy, and lock files would have unpredictable names.
   std::vector<std::string> all = {
       gnupg, "--homedir", _scratch.path(), "--batch", "--no-autostart", "--lock-never", "--yes"};
   all.insert(all.end(), words.begin(), words.end());
@@ -190,7 +190,7 @@ void KeyRing::import(const std::string& file, const std::string& content) {
     refuse(file, "GnuPG does not accept all of it; it may be damaged");
   if (counts.keys == 0 && counts.revocations == 0)
     refuse(file, "it contains no public keys");
-  // GnuPG passes over keys that it cannot use, and succeeds.
+  // GnuPG skips keys that it cannot use, and still succeeds.
   Outcome const shown = quietly(gpg({"--with-colons", "--import-options", "show-only", "--import",
                                      "--", _scratch / "import"}),
                                 1);

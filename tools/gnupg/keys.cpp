@@ -20,7 +20,7 @@ std::vector<std::string> fieldsOf(const std::string& line) {
   return fields;
 }
 
-// User ids have colons, control bytes and backslashes as in C: \x3a, \n, \\.
+// Listings write colons, control bytes and backslashes in user ids as in C: \x3a, \n, \\.
 std::string withoutBackslashes(const std::string& text) {
   static const std::string letters = "nrfvb0\\";
   static const std::string bytes("\n\r\f\v\b\0\\", 7);
@@ -54,7 +54,7 @@ std::vector<Key> keysIn(const std::string& listing) {
       key.revoked = fields[1] == "r";
       key.created = static_cast<std::time_t>(numberIn(fields[5]));
       key.expires = static_cast<std::time_t>(numberIn(fields[6]));
-      // A key that is revoked is not said to have expired as well.
+      // GnuPG does not report a revoked key as expired as well.
       key.expired = fields[1] == "e";
       keys.push_back(std::move(key));
       ofPrimary = true;

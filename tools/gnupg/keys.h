@@ -19,7 +19,7 @@ struct Key {
   std::time_t expires = 0;  // 0: never
 };
 
-// The keys, public or secret, in the output of a --with-colons listing.
+// The keys, public or secret, in a --with-colons listing.
 std::vector<Key> keysIn(const std::string& listing);
 
 // "FINGERPRINT 'user id', 'user id' (expired 2026-01-01T00:00:00Z)", with user ids escaped.

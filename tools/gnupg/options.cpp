@@ -10,9 +10,9 @@
 namespace tool {
 namespace {
 
-// Options that leave alone with which keys, and how, signatures are verified: they refuse more, are
-// about messages, or about signing and encrypting. Everything that is not here is taken for
-// harmful, also what GnuPG does not know: the next version may.
+// Options that do not affect how, or with which keys, signatures are verified: they reject more,
+// concern messages, or concern signing and encrypting. Everything else counts as harmful, even
+// options that GnuPG does not know, because a later version may.
 constexpr const char* harmlessLines[] = {
     "always-trust",  // the old name of "trust-model always"
     "armor",
@@ -39,7 +39,7 @@ constexpr const char* harmlessLines[] = {
     "with-fingerprint",
 };
 
-// The same with any value.
+// The same for options with any value.
 constexpr const char* harmlessOptions[] = {
     "cert-digest-algo",
     "charset",
@@ -54,7 +54,7 @@ constexpr const char* harmlessOptions[] = {
     "s2k-digest-algo",
 };
 
-// The line's words with one blank between them; empty for a comment.
+// The line's words separated by single blanks; empty for a comment.
 std::string plain(const std::string& line) {
   std::istringstream words(line);
   std::string text;

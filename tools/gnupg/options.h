@@ -1,5 +1,5 @@
-// The lines of GnuPG's option files: those that a home's gpg.conf must have to serve every caller,
-// and those that may stand there besides.
+// The lines of GnuPG's option files: those that a home's gpg.conf must have to work for every
+// caller, and those that it may also have.
 
 #ifndef ZEMO_TOOLS_GNUPG_OPTIONS_H
 #define ZEMO_TOOLS_GNUPG_OPTIONS_H
@@ -13,10 +13,10 @@ namespace tool {
 
 struct NeededOption {
   const char* line;
-  const char* reason;  // what happens without it
+  const char* reason;  // the consequence of its absence
 };
 
-// The first is the trust model.
+// The trust model comes first.
 inline constexpr std::array<NeededOption, 6> neededOptions = {{
     {"trust-model always", "GnuPG needs a trust database, and fails for users who cannot write it"},
     {"weak-digest SHA1", "a forged list with the SHA-1 of a signed one would verify"},
@@ -34,19 +34,18 @@ struct OptionLine {
 struct OptionReading {
   std::vector<const NeededOption*> held;
   std::vector<const NeededOption*> missing;
-  std::vector<OptionLine> doubtful;  // not known to leave alone what verifies
+  std::vector<OptionLine> doubtful;  // may affect what verifies
 };
 
-// Reads the content of an option file as GnuPG does: blanks around and between words do not matter,
-// and comments are lines of their own.
+// Reads the content of an option file as GnuPG does: blanks around and between words are ignored,
+// and a comment needs a line of its own.
 OptionReading readOptions(const std::string& content);
 
 // "line 5 of '/etc/gnupg/gpg.conf', 'skip-verify', is not known to be harmless"
 std::string optionText(const OptionLine& doubtful, const std::string& file);
 
-// Why what GnuPG says with this home is not to be relied upon: the first doubtful line of all
-// option files that it reads, or one of them that cannot be read. Empty if there is nothing of that
-// kind.
+// Why GnuPG's statements with this home cannot be relied upon: the first doubtful line of all
+// option files that it reads, or a file that cannot be read. Empty if there is no such reason.
 std::string doubtAbout(const std::string& home);
 
 }  // namespace tool

@@ -53,7 +53,7 @@ void takeUnchecked(const StatusLine& line, Signature& signature) {
   signature.verdict = noKey ? Verdict::NoPublicKey : Verdict::NotChecked;
 }
 
-// Lines that say of a signature how it stands: KEYWORD KEYID USERID.
+// Lines with the verdict on a signature: KEYWORD KEYID USERID.
 struct Word {
   const char* keyword;
   Verdict verdict;
@@ -79,12 +79,12 @@ void take(const StatusLine& line, Signature& signature) {
   else if (line.keyword == "ERRSIG")
     takeUnchecked(line, signature);
   else if (line.keyword == "KEYEXPIRED" && signature.keyExpired == 0)
-    signature.keyExpired = timeIn(line.word(0));  // 0 comes for a subkey that lives on by itself
+    signature.keyExpired = timeIn(line.word(0));  // 0 for a subkey that has not expired itself
   else if (line.keyword == "KEY_CONSIDERED" && signature.primary.empty())
     signature.primary = line.word(0);
 }
 
-// Why the file cannot be read, or nothing.
+// Why the file cannot be read; empty if it can.
 std::string unreadable(const std::string& what, const std::string& path) {
   Descriptor const file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
   if (file.get() >= 0)
@@ -92,7 +92,7 @@ std::string unreadable(const std::string& what, const std::string& path) {
   return withReason("the " + what + " " + inQuotes(path) + " cannot be read", errno);
 }
 
-// What keeps GnuPG from a verdict on a signature, where its status lines have no word for it.
+// Why GnuPG reaches no verdict on a signature, if no status line says so.
 std::string reasonFor(const std::vector<StatusLine>& lines, const SignatureCheck& check, int status,
                       const std::string& list) {
   for (const std::string& reason :
@@ -125,8 +125,8 @@ std::string reasonFor(const std::vector<StatusLine>& lines, const SignatureCheck
                  : "";
 }
 
-// Whether what the file holds is no detached signature but a signed text, in armour or not. What
-// GnuPG says of those, and whether it calls their signature good, depends on its version.
+// True if the file does not hold a detached signature but a signed text, armoured or not. GnuPG's
+// output for these, including whether it calls their signature good, depends on its version.
 bool holdsText(const std::string& signature) {
   std::ifstream file(signature, std::ios::binary);
   std::string start(4096, '\0');
@@ -135,7 +135,7 @@ bool holdsText(const std::string& signature) {
   if (start.find("-----BEGIN PGP SIGNED MESSAGE-----") != std::string::npos ||
       start.find("-----BEGIN PGP MESSAGE-----") != std::string::npos)
     return true;
-  // Else a packet's first byte, whose highest bit is set and which has the packet's kind.
+  // Otherwise, the first byte of a packet has its highest bit set and contains the packet's type.
   unsigned const first = start.empty() ? 0U : static_cast<unsigned char>(start.front());
   constexpr unsigned signatureKind = 2;
   unsigned const kind = (first & 0x40U) != 0 ? first & 0x3fU : (first & 0x3cU) >> 2U;
@@ -147,7 +147,8 @@ bool isCalledGood(const Signature& signature) {
          signature.verdict == Verdict::GoodRevokedKey;
 }
 
-// GnuPG has no word for it: a key of the future is a bad one (2.2), a conflict of times, or none.
+// GnuPG has no message of its own for this: it reports a key from the future as a bad signature
+// (2.2), as a time conflict, or not at all.
 const char* const behind = "this machine's clock is slow (the signature is dated in the future)";
 
 bool isOfTheFuture(const Signature& signature) {
@@ -240,7 +241,7 @@ SignatureCheck checkSignature(const std::string& list) {
     check.reason.insert(0, "GnuPG was not run: ");
     return check;
   }
-  // GnuPG would make an empty one, which other users cannot read.
+  // GnuPG would create an empty one, which other users cannot read.
   if (VLIBFileExist((systemDirectory + "/pubring.kbx").c_str()) == 0 &&
       VLIBFileExist((systemDirectory + "/pubring.gpg").c_str()) == 0) {
     check.reason = "there is no key ring in " + inQuotes(systemDirectory) +

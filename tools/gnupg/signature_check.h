@@ -1,4 +1,4 @@
-// What GnuPG says of a list and its signature.
+// GnuPG's verdict on a list and its signature.
 
 #ifndef ZEMO_TOOLS_GNUPG_SIGNATURE_CHECK_H
 #define ZEMO_TOOLS_GNUPG_SIGNATURE_CHECK_H
@@ -15,35 +15,35 @@ namespace tool {
 struct Signature {
   enum class Verdict {
     Good,
-    GoodExpiredKey,  // GnuPG's exit status does not mind,
-    GoodRevokedKey,  // neither here
+    GoodExpiredKey,  // GnuPG still exits with 0
+    GoodRevokedKey,  // likewise
     Expired,
     Bad,
     NoPublicKey,
     NotChecked,  // see `error`
-    None,        // GnuPG ended before it came to one
+    None,        // GnuPG ended before a verdict
   };
   Verdict verdict = Verdict::None;
   std::string keyId;        // of the signing key
-  std::string fingerprint;  // of the signing key; empty if the signature does not tell
+  std::string fingerprint;  // of the signing key; empty if the signature does not state it
   std::string primary;      // fingerprint of the primary key; empty if unknown
   std::string userId;       // any bytes
   int digest = digestUnknown;
-  std::time_t made = 0;        // 0: not known
+  std::time_t made = 0;        // 0: unknown
   std::time_t expires = 0;     // the signature; 0: never
-  std::time_t keyExpired = 0;  // 0: it has not, or the time is not known
-  bool ofText = false;  // not over the very bytes: carriage returns at line ends are not signed
-  bool valid = false;   // GnuPG has said by which key, when and over what it was made
-  long long error = 0;  // libgpg-error's code, with NotChecked
+  std::time_t keyExpired = 0;  // 0: not expired, or time unknown
+  bool ofText = false;         // made in text mode: carriage returns at line ends are not signed
+  bool valid = false;          // GnuPG has reported key, time and content
+  long long error = 0;         // libgpg-error's code, with NotChecked
 };
 
-// The signature verifies, which is so for expired and revoked keys as well.
+// True if the signature verifies, which includes expired and revoked keys.
 bool isGood(const Signature& signature);
 
-// "good", or why it is not.
+// "good", or the reason why it is not.
 std::string signatureText(const Signature& signature);
 
-// What there is to object to in a signature that isGood().
+// An objection to a signature that isGood().
 struct Objection {
   std::string what;
   std::string remedy;
@@ -51,21 +51,21 @@ struct Objection {
 std::vector<Objection> objectionsTo(const Signature& signature);
 
 struct SignatureCheck {
-  bool accepted = false;              // exit status 0, all that the library looks at
-  bool verified = false;              // and GnuPG has called every signature good, and there is one
-  std::vector<Signature> signatures;  // as far as GnuPG came
-  bool holdsNone = false;             // the signature file has no whole detached signature
-  std::string reason;  // why not verified, where the signatures do not tell; names are escaped
+  bool accepted = false;  // exit status 0, the library's only criterion
+  bool verified = false;  // accepted, and GnuPG calls every signature, at least one, good
+  std::vector<Signature> signatures;  // those that GnuPG reached
+  bool holdsNone = false;             // the file has no complete detached signature
+  std::string reason;  // why not verified, if the signatures do not say; names are escaped
 };
 
-// The signatures that `status`, output of gpg --verify on its status descriptor, tells of.
+// The signatures that `status` reports, the output of gpg --verify on its status descriptor.
 std::vector<Signature> signaturesIn(const std::string& status);
 
 // Runs GnuPG on `list` and `list`.asc exactly as the library does: /usr/bin/gpg with the system's
-// home, a clean environment, its messages discarded; its exit status decides. Without a signature
-// file or a key ring it is not run, nor where there is a doubtAbout() the home, nor where one of
-// the files that it would open is not a regular one, for whose writer it could wait for ever.
-// Throws Failure if it cannot be.
+// home, a clean environment, its messages discarded; its exit status decides. Does not run GnuPG if
+// there is no signature file or key ring, if there is a doubtAbout() the home, or if a file that
+// GnuPG would open is not regular, because GnuPG could wait forever for its writer. Throws Failure
+// if GnuPG cannot be run.
 SignatureCheck checkSignature(const std::string& list);
 
 }  // namespace tool

@@ -37,15 +37,14 @@ Key onlyKey(const std::string& name, const std::vector<Key>& keys) {
   return keys.front();
 }
 
-// GnuPG's standard input is not the terminal, by which it would find out where to ask for a
-// passphrase.
+// GnuPG's standard input is not the terminal, so it cannot find out where to ask for a passphrase.
 void nameTerminal() {
   const char* const terminal = ttyname(STDIN_FILENO);
   if (terminal != nullptr)
-    (void)setenv("GPG_TTY", terminal, 0);  // without it GnuPG says what it lacks
+    (void)setenv("GPG_TTY", terminal, 0);  // if this fails, GnuPG reports what is missing
 }
 
-// The words of the sign operation, or GnuPG's exit status where it has none.
+// The failure text of the sign operation, or else GnuPG's exit status.
 std::string reasonIn(const std::vector<StatusLine>& lines, int status) {
   std::string const reason = failureIn(lines, "sign");
   return reason.empty() ? "GnuPG exited with status " + std::to_string(status) : reason;
@@ -60,7 +59,7 @@ Signer::Signer(const std::string& key, const std::string& home) : _home(home) {
   Outcome const found =
       runFor(gpg({"--batch", "--with-colons", "--list-secret-keys", "--", key}), 1, false);
   _key = onlyKey(key, keysIn(found.output));
-  // The fingerprint, because another key may get the same name any time.
+  // Use the fingerprint, because another key may get the same name at any time.
   _localUser = key.back() == '!' ? key : _key.fingerprint;
 }
 

@@ -1,4 +1,4 @@
-// Making signatures with a secret key of the caller's.
+// Making signatures with the caller's secret keys.
 
 #ifndef ZEMO_TOOLS_GNUPG_SIGNER_H
 #define ZEMO_TOOLS_GNUPG_SIGNER_H
@@ -13,15 +13,15 @@ namespace tool {
 // GnuPG with the caller's own environment: agent, pinentry, terminal and locale.
 class Signer {
  public:
-  // `key` is any name that GnuPG knows keys by; with an exclamation mark at its end, that very
-  // subkey is taken. `home` is GnuPG's own default if it is empty. Throws UsageError if `key` names
-  // several secret keys, Failure(STATUS_NOT_LOADED) if it names none.
+  // `key` is any name by which GnuPG finds keys; with a trailing exclamation mark, exactly that
+  // subkey is used. If `home` is empty, GnuPG uses its own default. Throws UsageError if `key`
+  // matches several secret keys, Failure(STATUS_NOT_LOADED) if it matches none.
   Signer(const std::string& key, const std::string& home);
 
   const Key& key() const { return _key; }
 
-  // An armoured detached signature of `content` with the digest SHA-512, which has been verified
-  // against it. Throws Failure(STATUS_NOT_LOADED) for `name`, if GnuPG makes none.
+  // An armoured detached signature of `content` with the digest SHA-512, verified against
+  // `content`. Throws Failure(STATUS_NOT_LOADED), naming `name`, if GnuPG does not make one.
   std::string signatureOf(const std::string& content, const std::string& name) const;
 
  private:

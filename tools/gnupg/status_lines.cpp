@@ -34,7 +34,7 @@ std::string withoutPercents(const std::string& text) {
   return result;
 }
 
-// Blanks that follow each other enclose an empty word, so that nothing of a user id is lost.
+// Adjacent blanks enclose an empty word, so that user ids are preserved completely.
 std::vector<std::string> split(const std::string& text) {
   std::vector<std::string> words;
   std::size_t start = 0;

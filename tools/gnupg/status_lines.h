@@ -10,27 +10,28 @@ namespace tool {
 
 struct StatusLine {
   std::string keyword;
-  std::vector<std::string> words;  // split at blanks, as they are
+  std::vector<std::string> words;  // split at blanks, not decoded
 
-  // Word `index`, empty if there are fewer.
+  // Word `index`; empty if there are fewer.
   const std::string& word(std::size_t index) const;
 
-  // The words from `index` on with the blanks between them, which is how user ids are written, with
-  // %XX taken back.
+  // The words from `index` on, including the blanks between them, with %XX decoded. User ids are
+  // written this way.
   std::string textFrom(std::size_t index) const;
 };
 
-// The status lines in `output`, in their order. All other lines are left out.
+// The status lines in `output`, in order. All other lines are ignored.
 std::vector<StatusLine> statusLines(const std::string& output);
 
-// A word that is a decimal number; 0 if it is none.
+// The value of a decimal number; 0 if `word` is not one.
 long long numberIn(const std::string& word);
 
-// What the error code (libgpg-error's, with or without its source) at the end of a FAILURE or ERROR
-// line, or in an ERRSIG line, stands for; "error code NUMBER" for codes that have no words here.
+// The meaning of the error code (libgpg-error's, with or without its source) at the end of a
+// FAILURE or ERROR line, or in an ERRSIG line; "error code NUMBER" for codes that have no text
+// here.
 std::string errorText(long long code);
 
-// The reason of the last FAILURE line for this operation, empty if there is none.
+// The reason in the last FAILURE line for this operation; empty if there is none.
 std::string failureIn(const std::vector<StatusLine>& lines, const std::string& operation);
 
 }  // namespace tool

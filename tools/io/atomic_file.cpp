@@ -21,14 +21,14 @@ namespace {
 
 constexpr std::size_t blockSize = std::size_t{1} << 16U;
 
-// Short, since the target's name may be as long as a name can be, and like no list's.
+// Short, because the target's name may have the maximum length, and unlike the name of any list.
 const std::string temporaryStart = ".zemo-";
 constexpr std::string_view letters =
     "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789";
 constexpr std::size_t randomLetters = 6;
 
 constexpr std::time_t oldAge =
-    86400;  // seconds; a writer whose lock does not count is done by then
+    86400;  // seconds; even a writer without a working lock is done by then
 
 // Empty if there is no source of random numbers.
 std::string randomName() {
@@ -51,7 +51,7 @@ bool isOld(const struct stat& status) {
          std::time(nullptr) - status.st_mtime > oldAge;
 }
 
-// Removes what writers have left that ended without a chance to remove it themselves.
+// Removes temporary files that writers could not remove themselves.
 void removeStale(const Directory& directory) {
   for (const std::string& name : directory.members()) {
     struct stat status = {};
@@ -73,7 +73,7 @@ int synced(int descriptor) {
   return result;
 }
 
-// Some file systems report a failed write only when a descriptor is closed.
+// Some file systems report a failed write only on close.
 int closedOnce(int descriptor) {
   int const copy = fcntl(descriptor, F_DUPFD_CLOEXEC, 0);
   return copy >= 0 && close(copy) != 0 && errno != EINTR ? -1 : 0;
@@ -92,7 +92,7 @@ AtomicFile::AtomicFile(Directory directory, std::string path, mode_t mode)
   HeldSignals const untilNoted;
   open();
   _guard = std::make_unique<TemporaryPath>(joined(_directory.path(), _name));
-  // Only a process that may read the file can hold the lock. Some file systems have none.
+  // Only processes that may read the file can hold the lock. Some file systems have no locks.
   (void)flock(_file.get(), LOCK_EX | LOCK_NB);
   _temporary = "/proc/self/fd/" + std::to_string(_file.get());
   if (access(_temporary.c_str(), F_OK) != 0)
@@ -145,7 +145,7 @@ void AtomicFile::finish() {
 }
 
 void AtomicFile::commit() {
-  // Before it is synced: a crash must not leave a file that others cannot read.
+  // Before the sync: a crash must not leave a file that others cannot read.
   if (fchmod(_file.get(), _mode) != 0)
     fail("cannot write", errno);
   finish();
@@ -157,7 +157,8 @@ void AtomicFile::commit() {
 
 void AtomicFile::syncDirectory() const {
   int const error = _directory.sync();
-  // A directory may be written but not read, and its file system may know no such request.
+  // The directory may be writable but not readable, and its file system may not support the
+  // request.
   if (error != 0 && error != EACCES && error != EINVAL)
     fail("cannot sync, so that after a crash the old file may be back:", error);
 }

@@ -1,4 +1,4 @@
-// A file that is there whole or not at all, whatever happens while it is written.
+// A file that exists completely or not at all, even if writing it is interrupted.
 
 #ifndef ZEMO_TOOLS_IO_ATOMIC_FILE_H
 #define ZEMO_TOOLS_IO_ATOMIC_FILE_H
@@ -15,32 +15,32 @@
 
 namespace tool {
 
-// Writes to a temporary file beside the target and puts it in the target's place by commit().
-// Without that, the temporary file is removed when this goes, and when a signal ends the program
-// that it did not handle or ignore (temporary_path.h). One that a power cut has left is removed by
-// the next AtomicFile in its directory, once it is a day old and no writer holds its lock. To be
-// made and destroyed by one thread.
+// Writes to a temporary file in the target's directory; commit() puts it in the target's place.
+// Without commit(), the destructor removes the temporary file, and so does a signal that ends the
+// program and was neither handled nor ignored by it (temporary_path.h). A temporary file left by a
+// power failure is removed by the next AtomicFile in its directory, once it is a day old and no
+// writer holds its lock. The same thread must construct and destroy the object.
 //
 // All operations throw Failure(STATUS_NOT_LOADED), naming the target.
 class AtomicFile {
  public:
-  // `mode` holds from commit() on, whatever the umask; until then nobody else can read the file. A
-  // target that is a link is replaced, not followed.
+  // `mode` applies from commit() on, regardless of the umask; until then only the owner can read
+  // the file. If the target is a link, it is replaced, not followed.
   AtomicFile(const std::string& path, mode_t mode);
 
-  // The same for the last component of `path` in `directory`, which is the rest of it.
+  // The same for the last component of `path` in `directory`, which is the rest of `path`.
   AtomicFile(Directory directory, std::string path, mode_t mode);
 
-  // A path that leads to the temporary file, whatever becomes of its name.
+  // A path that leads to the temporary file even if that is renamed or removed.
   const std::string& temporary() const { return _temporary; }
 
   void write(std::string_view data);
 
-  // Brings what was written onto the disk. The temporary file can be read from now on, and nothing
-  // more be written.
+  // Writes everything to the disk. Afterwards the temporary file can be read, and nothing more can
+  // be written to it.
   void finish();
 
-  // finish(), with the mode, and gives the temporary file the target's name.
+  // Sets the mode, calls finish() and renames the temporary file to the target.
   void commit();
 
  private:

@@ -28,7 +28,7 @@ int Descriptor::release() {
 
 void Descriptor::close() {
   if (_number >= 0)
-    (void)::close(_number);  // Linux closes it, whatever the result
+    (void)::close(_number);  // Linux closes it regardless of the result
   _number = -1;
 }
 
@@ -36,8 +36,8 @@ void occupyStandardDescriptors() {
   for (int number = 0; number <= 2; ++number) {
     if (fcntl(number, F_GETFD) >= 0 || errno != EBADF)
       continue;
-    // open() gives the lowest free number, this one. The wrong direction keeps reads and writes
-    // failing.
+    // open() returns the lowest free number, which is this one. It is opened in the wrong direction
+    // so that reads and writes still fail.
     if (open("/dev/null", number == 0 ? O_WRONLY : O_RDONLY) < 0)  // NOLINT(android-cloexec-open)
       return;
   }
@@ -58,7 +58,7 @@ void flushOutput() {
   if (fflush(stdout) == 0 && ferror(stdout) == 0)
     return;
   std::string const what = "cannot write to standard output";
-  // An earlier write has failed if this one did not, and its reason is gone.
+  // If this flush succeeded, an earlier write failed and its reason is lost.
   throw Failure(STATUS_UNCHECKED, errno != 0 ? withReason(what, errno) : what);
 }
 

@@ -9,7 +9,7 @@
 
 namespace tool {
 
-// An open descriptor, closed when this goes; -1 is none.
+// An open descriptor, closed by the destructor; -1 is none.
 class Descriptor {
  public:
   explicit Descriptor(int number = -1) : _number(number) {}
@@ -27,17 +27,18 @@ class Descriptor {
   int _number;
 };
 
-// Occupies those of the descriptors 0 to 2 that are closed, so that no file that is opened later
-// gets their number and the program's output. Writing to one that was closed still fails.
+// Occupies the closed ones among the descriptors 0 to 2, so that no file opened later gets such a
+// number and receives the program's output. Writing to a descriptor that was closed still fails.
 void occupyStandardDescriptors();
 
-// Writes to standard output, which may hold it back. flushOutput() tells of a failure.
+// Writes to standard output, which may buffer it. flushOutput() reports failures.
 void writeOut(std::string_view text);
 
-// The columns of the terminal that `descriptor` is; 80 where it is none, or one that does not say.
+// The number of columns of the terminal `descriptor`; 80 if it is not a terminal or does not report
+// its width.
 std::size_t terminalWidth(int descriptor);
 
-// Writes out what standard output holds back. Throws Failure if anything could not be written.
+// Flushes standard output. Throws Failure if anything could not be written.
 void flushOutput();
 
 }  // namespace tool

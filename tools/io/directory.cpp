@@ -15,15 +15,15 @@
 namespace tool {
 namespace {
 
-// In a user namespace, files of users that have no number there, such as the machine's root, show
-// this one.
+// In a user namespace, files of users without a number there, such as the machine's root, have this
+// owner.
 uid_t overflowUser() {
   uid_t user = 65534;
   std::ifstream("/proc/sys/kernel/overflowuid") >> user;
   return user;
 }
 
-// `path` without links, as far as it exists.
+// `path` with links resolved as far as it exists.
 std::string realPath(const std::string& path) {
   std::unique_ptr<char, void (*)(void*)> const real(realpath(path.c_str(), nullptr), free);
   if (real != nullptr)
@@ -53,7 +53,7 @@ std::vector<std::string> Directory::members() const {
                                                    closedir);
   if (stream == nullptr)
     return names;
-  (void)file.release();  // the stream's now
+  (void)file.release();  // the stream owns it now
   while (const dirent* const member = readdir(stream.get()))
     names.emplace_back(member->d_name);
   return names;
@@ -99,10 +99,10 @@ void requireOwn(const std::string& path) {
     if (std::string const reason = strangerIn(status); !reason.empty())
       refuse(path, path, "because it " + reason);
   }
-  // Without links, each directory of the path is one that decides where it leads.
+  // Without links, these directories alone decide where the path leads.
   for (std::string above = realPath(directoryOf(path));; above = directoryOf(above)) {
     if (lstat(above.c_str(), &status) == 0) {
-      // Of a directory with the sticky bit, others cannot take away what is not theirs.
+      // In a directory with the sticky bit, users cannot remove files of others.
       bool const sticky = (status.st_mode & S_ISVTX) != 0;
       bool const unknown = isWithoutNumber(status.st_uid);
       if (unknown)

@@ -1,4 +1,4 @@
-// A directory that is opened once, and who could exchange what is in one.
+// A directory that is opened once, and tests whether other users could replace a file.
 
 #ifndef ZEMO_TOOLS_IO_DIRECTORY_H
 #define ZEMO_TOOLS_IO_DIRECTORY_H
@@ -13,20 +13,20 @@
 
 namespace tool {
 
-// What is done in it is done in this very directory, whatever its path leads to meanwhile.
+// All operations use this very directory, even if its path leads elsewhere by then.
 class Directory {
  public:
-  // Follows links. Where that fails, get() is -1, and error() says why.
+  // Follows links. On failure, get() is -1 and error() gives the reason.
   explicit Directory(std::string path);
 
   const std::string& path() const { return _path; }
   int get() const { return _opened->get(); }
   int error() const { return _error; }
 
-  // The names of its members; none if they cannot be read.
+  // The names of its members; empty if they cannot be read.
   std::vector<std::string> members() const;
 
-  // Brings its names onto the disk. Returns an errno value, or 0.
+  // Writes the directory to the disk. Returns 0 or an errno value.
   int sync() const;
 
  private:
@@ -35,17 +35,17 @@ class Directory {
   int _error = 0;
 };
 
-// Why somebody other than root and the caller can change what has this status: "belongs to the user
-// 1000" or "is writable by others"; empty if nobody else can.
+// Why users other than root and the caller can change a file with this status: "belongs to the user
+// 1000" or "is writable by others"; empty if they cannot.
 std::string strangerIn(const struct stat& status);
 
-// `user` is what the kernel shows for all users that have no number in this process's user
-// namespace. Of such an owner nobody here knows whether it is root.
+// True if `user` is the number that the kernel shows for all users without a number in this
+// process's user namespace. It is unknown whether such an owner is root.
 bool isWithoutNumber(uid_t user);
 
-// Throws Failure(STATUS_NOT_LOADED) if somebody other than root and the caller owns or can write to
-// what is at `path`, or could put another in its place, by a directory above it. What does not
-// exist yet is passed over. The last component must not be a link.
+// Throws Failure(STATUS_NOT_LOADED) if users other than root and the caller own or can write to the
+// file at `path`, or could replace it through a directory above it. Parts that do not exist yet are
+// skipped. The last component must not be a link.
 void requireOwn(const std::string& path);
 
 }  // namespace tool

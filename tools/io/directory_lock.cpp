@@ -18,8 +18,8 @@ const char* const lockName = ".zemo-lock";
 
 }  // namespace
 
-// The one that holds the lock of the file removes its name before it lets go; so the lock counts
-// only as long as the name leads to the file.
+// The holder of the lock removes the file before it releases the lock. So the lock counts only
+// while the name still leads to the file.
 bool DirectoryLock::isTaken() {
   HeldSignals const untilNoted;
   Descriptor file(openat(_directory.get(), lockName,
@@ -55,7 +55,7 @@ DirectoryLock::DirectoryLock(Directory directory, std::chrono::milliseconds pati
   bool told = false;
   while (!isTaken()) {
     int const error = errno;
-    // In a directory that several users may write to, the file of another one cannot be opened.
+    // In a directory that several users can write to, another user's file cannot be opened.
     bool const isHeld =
         error == EWOULDBLOCK ||
         (error == EACCES && faccessat(_directory.get(), ".", W_OK | X_OK, AT_EACCESS) == 0);

@@ -1,4 +1,4 @@
-// One at a time, among the runs of this program.
+// Mutual exclusion among runs of this program.
 
 #ifndef ZEMO_TOOLS_IO_DIRECTORY_LOCK_H
 #define ZEMO_TOOLS_IO_DIRECTORY_LOCK_H
@@ -12,13 +12,14 @@
 
 namespace tool {
 
-// While one lives, others for the same directory wait in their constructor. Other programs take no
-// notice. It is the lock of a file in the directory that its owner alone can open, so that nobody
-// else can hold it; the file goes with it. On a file system without locks it does nothing.
+// While a DirectoryLock exists, constructors of others for the same directory wait. Other programs
+// are not affected. It locks a file in the directory that only its owner can open, so that no other
+// user can hold the lock; the destructor removes the file. On a file system without locks it has no
+// effect.
 class DirectoryLock {
  public:
-  // Says after a second that it waits. Throws Failure(STATUS_NOT_LOADED) if the file cannot be
-  // made, or the lock is not free after `patience`.
+  // Prints a message after waiting for a second. Throws Failure(STATUS_NOT_LOADED) if the file
+  // cannot be made, or the lock is not free after `patience`.
   explicit DirectoryLock(Directory directory,
                          std::chrono::milliseconds patience = std::chrono::minutes(1));
 
@@ -27,7 +28,7 @@ class DirectoryLock {
 
   Directory _directory;
   Descriptor _file;
-  std::unique_ptr<TemporaryPath> _guard;  // goes first: the file is ours until it is closed
+  std::unique_ptr<TemporaryPath> _guard;  // destroyed first: the file is ours until it is closed
 };
 
 }  // namespace tool

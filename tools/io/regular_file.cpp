@@ -101,7 +101,7 @@ std::string irregular(const std::string& path) {
 
 std::vector<std::string> otherConfigurationsIn(const std::string& home) {
   std::vector<std::string> paths;
-  std::error_code error;  // a home that cannot be read fails soon enough
+  std::error_code error;  // an unreadable home fails later anyway
   std::filesystem::directory_iterator const end;
   for (std::filesystem::directory_iterator member(home, error); !error && member != end;
        member.increment(error)) {

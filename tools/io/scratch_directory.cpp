@@ -33,9 +33,9 @@ ScratchDirectory::ScratchDirectory(const std::vector<std::string>& names)
 }
 
 ScratchDirectory::~ScratchDirectory() {
-  std::error_code ignored;  // what cannot be removed stays, and harms nobody
+  std::error_code ignored;  // files that cannot be removed stay and do no harm
   std::filesystem::remove_all(_path, ignored);
-  // Without a descriptor to look into the directory, what is known to be in it goes, and then it.
+  // Without a descriptor for listing the directory, remove the known names and then the directory.
   while (!_temporaryPaths.empty())
     _temporaryPaths.pop_back();
 }

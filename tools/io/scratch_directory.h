@@ -1,4 +1,4 @@
-// A private directory for what other programs write on the way.
+// A private directory for intermediate files of other programs.
 
 #ifndef ZEMO_TOOLS_IO_SCRATCH_DIRECTORY_H
 #define ZEMO_TOOLS_IO_SCRATCH_DIRECTORY_H
@@ -11,8 +11,9 @@
 
 namespace tool {
 
-// A new directory below TMPDIR or /tmp that nobody else can enter. It goes with all that is in it;
-// where a signal ends the program, the files `names` go, and then the directory.
+// A new directory below TMPDIR or /tmp that only its owner can enter. The destructor removes it
+// with everything in it. If a signal ends the program, the files `names` are removed, and then the
+// directory.
 class ScratchDirectory {
  public:
   // Throws Failure(STATUS_NOT_LOADED) if it cannot be made.
@@ -29,7 +30,7 @@ class ScratchDirectory {
   std::vector<std::unique_ptr<TemporaryPath>> _temporaryPaths;
 };
 
-// Writes a file with this content, readable by its owner alone. Throws Failure(STATUS_NOT_LOADED).
+// Writes a file with this content, readable only by its owner. Throws Failure(STATUS_NOT_LOADED).
 void writeWholeFile(const std::string& path, const std::string& content);
 
 }  // namespace tool

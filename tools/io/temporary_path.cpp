@@ -14,20 +14,20 @@
 namespace tool {
 namespace {
 
-// The signals that people and machines send to end a program, or that a write causes.
+// The signals that users and systems send to end a program, or that a write causes.
 constexpr std::array<int, 7> endings = {SIGHUP,  SIGINT,  SIGQUIT, SIGPIPE,
                                         SIGTERM, SIGXCPU, SIGXFSZ};
 
-// A fixed table, because a signal handler may neither wait nor allocate. More files than it has
-// places for are removed at the regular end alone.
+// A fixed table, because a signal handler must neither wait nor allocate. Files that do not fit
+// into it are removed only when the program ends normally.
 std::array<std::atomic<char*>, 64> table{};
 
-// False if it is a directory in which something is. What else cannot be removed stays.
+// Returns false for a directory that is not empty. Anything else that cannot be removed stays.
 bool removeNow(const char* path) {
   return unlink(path) == 0 || errno != EISDIR || rmdir(path) == 0 || errno != ENOTEMPTY;
 }
 
-// The latest first: files come after the directory that they are in.
+// Removes the latest first: files are added after the directory that contains them.
 bool removeAll() {
   bool removed = true;
   for (auto place = table.rbegin(); place != table.rend(); ++place) {
@@ -42,12 +42,12 @@ extern "C" void removeAllAndEnd(int signal) {
   int const error = errno;
   removeTemporaryPaths();
   errno = error;
-  (void)raise(signal);  // SA_RESETHAND has put the default back; it ends the program on return
+  (void)raise(signal);  // SA_RESETHAND restored the default, which ends the program on return
 }
 
 using Handler = void (*)(int);
 
-// Gives those of the signals that have the handler `before` the handler `after`.
+// Replaces the handler `before` of the signals with the handler `after`; other handlers stay.
 void replaceHandlers(Handler before, Handler after) {
   for (int const signal : endings) {
     struct sigaction action = {};
@@ -72,7 +72,7 @@ bool nothingLeft() {
 TemporaryPath::TemporaryPath(const std::string& path) : _path(strdup(path.c_str())) {
   if (_path == nullptr)
     throw std::bad_alloc();
-  // The last free place after all that are taken, so that the order stays.
+  // The first free place after all used ones, so that the order is kept.
   std::size_t free = table.size();
   while (free > 0 && table[free - 1].load() == nullptr)
     --free;
@@ -99,7 +99,7 @@ void TemporaryPath::keep() {
     replaceHandlers(removeAllAndEnd, SIG_DFL);
 }
 
-// A program that was started, and is being ended as well, may just have made one of the files
+// A program that we started, and that is also being ended, may just have created one of the files
 // again.
 void removeTemporaryPaths() {
   constexpr int tries = 50;

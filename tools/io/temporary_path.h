@@ -1,4 +1,4 @@
-// Files that must not stay behind when the program ends half way.
+// Files that must not remain if the program is interrupted.
 
 #ifndef ZEMO_TOOLS_IO_TEMPORARY_PATH_H
 #define ZEMO_TOOLS_IO_TEMPORARY_PATH_H
@@ -8,29 +8,28 @@
 
 namespace tool {
 
-// Removes the file or empty directory at a path when it goes, and also when a signal such as
-// SIGINT, SIGTERM, SIGHUP or SIGPIPE ends the program meanwhile, which it still does. Where a
-// signal is ignored or has a handler already, that stays: the program then goes on, and ends by its
-// own doing. To be used on one thread.
+// The destructor removes the file or empty directory at a path. So does a signal such as SIGINT,
+// SIGTERM, SIGHUP or SIGPIPE, which still ends the program. A signal that is ignored or already has
+// a handler is left alone: the program then continues and ends on its own. For use on one thread.
 class TemporaryPath {
  public:
-  // Nothing needs to exist at `path` yet, now or later.
+  // Nothing needs to exist at `path`, now or later.
   explicit TemporaryPath(const std::string& path);
   ~TemporaryPath();
   TemporaryPath(const TemporaryPath&) = delete;
   TemporaryPath& operator=(const TemporaryPath&) = delete;
 
-  // What is at the path stays.
+  // Leaves the file at the path in place.
   void keep();
 
  private:
   char* _path;
 };
 
-// Removes them all at once. For signal handlers that end the process.
+// Removes all of them at once. For signal handlers that end the process.
 void removeTemporaryPaths();
 
-// Holds these signals back while it lives: between making a file and noting it.
+// Blocks these signals while it exists, between creating a file and registering it.
 class HeldSignals {
  public:
   HeldSignals();

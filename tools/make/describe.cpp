@@ -50,8 +50,8 @@ std::string octal(mode_t permission) {
   return text.data();
 }
 
-// Why the library could not read the content of this file: it does not say so. 0 if it can be read
-// by now.
+// Why the library could not read this file's content, since it does not say so. 0 if the file is
+// readable by now.
 int reasonOfFailure(const std::string& path, mode_t mode) {
   std::array<char, 65536> buffer;  // NOLINT(cppcoreguidelines-pro-type-member-init) filled by read
   if (S_ISLNK(mode))
@@ -62,7 +62,7 @@ int reasonOfFailure(const std::string& path, mode_t mode) {
     return errno;
   struct stat status = {};
   if (fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode))
-    return ESTALE;  // something else has taken its place
+    return ESTALE;  // another file has replaced it
   for (;;) {
     ssize_t const count = read(file.get(), buffer.data(), buffer.size());
     if (count == 0)
@@ -72,7 +72,7 @@ int reasonOfFailure(const std::string& path, mode_t mode) {
   }
 }
 
-// In lower case; empty if the file cannot be read, or this machine's cryptography refuses MD5.
+// In lower case; empty if the file cannot be read or this machine's cryptography rejects MD5.
 std::string md5Of(const std::string& path) {
   Descriptor const file(
       open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
@@ -97,18 +97,19 @@ std::string md5Of(const std::string& path) {
   return hexadecimal(std::string(digest.begin(), digest.begin() + length));
 }
 
-// The file, or a directory above it, is not there any more.
+// True if the error means that the file or a directory above it no longer exists.
 bool isAbsence(int error) {
   return error == ENOENT || error == ENOTDIR;
 }
 
-// What the library compares a content column with. It is asked to compare an empty one, so that the
-// list states what checks will see, cut off where they cut off, and read as carefully as they read.
+// The text that the library compares with a content column. It is obtained by letting the library
+// compare an empty column, so that the list states what checks will see: truncated where they
+// truncate, and read as carefully as they read.
 bool readContent(const std::string& path, const struct stat& status, std::string& content) {
   ProtectedFile probe("");
   probe._path = path;
   bool changed = false;
-  std::vector<std::string> log;  // its failures are told in our own words
+  std::vector<std::string> log;  // we report its failures in our own words
   CollectedLog const collected(log);
   if (probe.checkHash(status, changed) || probe._errors.empty())
     return false;
@@ -166,7 +167,7 @@ bool Describer::isTarget(const std::string& path, const std::string& target) con
   return false;
 }
 
-// Fills the column for the content. False, with the problem added, if that cannot be done.
+// Fills in the column for the content. If that fails, adds a problem and returns false.
 bool Describer::describeContent(ProtectedFile& entry, const struct stat& status, const Found& found,
                                 bool& changed) const {
   if (found.fixed)
@@ -188,7 +189,7 @@ bool Describer::describeContent(ProtectedFile& entry, const struct stat& status,
   return !S_ISLNK(status.st_mode) || isTarget(entry._path, entry._hash);
 }
 
-// Content that cannot be read or compared is added to the problems, and counts as unchanged.
+// Content that cannot be read or compared is added to the problems and counts as unchanged.
 bool Describer::isChanged(const std::string& path, const std::set<std::string>& digests) const {
   std::string const digest = md5Of(path);
   if (digest.empty())

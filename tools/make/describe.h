@@ -1,4 +1,4 @@
-// Entries for files as they are on disk.
+// Makes entries for files as they are on disk.
 
 #ifndef ZEMO_TOOLS_MAKE_DESCRIBE_H
 #define ZEMO_TOOLS_MAKE_DESCRIBE_H
@@ -18,25 +18,25 @@
 
 namespace tool {
 
-// One file, with its placeholders resolved.
+// One file, with placeholders resolved.
 struct Described {
   std::string path;
   boost::shared_ptr<ZEMO::SELF_CHECK::ProtectedFile> entry;  // null if it has vanished
-  char type = '-';  // its letter, also where the entry's column is omitted
+  char type = '-';  // its letter, even if the entry's column is omitted
   bool fixed = false;
-  bool changed = false;  // its content is stated, and not what its package installed
+  bool changed = false;  // its content is listed and differs from what its package installed
 };
 
-// Looks at every file, on plan.jobs threads, and reads those whose digests are wanted. The result
-// is in the inventory's order. What cannot be read or written into a list is added to `problems`.
+// Examines every file on plan.jobs threads, and reads those whose digests are wanted. The result is
+// in the inventory's order. Files that cannot be read or listed are added to `problems`.
 std::vector<Described> describe(const Inventory& inventory, const MakePlan& plan,
                                 const Placeholders& placeholders, Progress& progress,
                                 Problems& problems);
 
-// The paths of those that have vanished.
+// The paths of the files that have vanished.
 std::set<std::string> vanishedIn(const std::vector<Described>& found);
 
-// Takes the files at these paths out of `found`, and says so.
+// Removes the files at these paths from `found` and reports it.
 void leaveOut(const std::set<std::string>& gone, std::vector<Described>& found);
 
 }  // namespace tool

@@ -17,7 +17,7 @@ namespace {
 
 bool isRemoved(const std::string& path, const MakePlan& plan) {
   if (path.empty() || path.front() != '/')
-    return false;  // a damaged line; doctor tells of it
+    return false;  // a damaged line; doctor reports it
   return std::any_of(plan.trees.begin(), plan.trees.end(),
                      [&](const std::string& tree) { return isAtOrBelow(tree, path); }) ||
          std::any_of(plan.fixed.begin(), plan.fixed.end(),
@@ -79,7 +79,7 @@ std::set<std::string> unlistedParents(const FileList::ProtectedFileMap& base,
       bool const isOfSystem = !packageDirectory.empty() && above != packageDirectory &&
                               isAtOrBelow(above, packageDirectory);
       if (!isOfSystem && listed.count(above) == 0 && !unlisted.insert(above).second)
-        break;  // those above it have been looked at
+        break;  // the directories above it were examined before
     }
   }
   return unlisted;

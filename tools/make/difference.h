@@ -1,4 +1,5 @@
-// What a list has to say so that it and the lists before it together state what was found.
+// The statements that a list needs so that, together with the lists before it, it describes the
+// files found.
 
 #ifndef ZEMO_TOOLS_MAKE_DIFFERENCE_H
 #define ZEMO_TOOLS_MAKE_DIFFERENCE_H
@@ -22,20 +23,21 @@ struct Difference {
 // Merges the base lists into `list`. Throws Failure(STATUS_NOT_LOADED) if one cannot be read.
 void mergeBases(const MakePlan& plan, ZEMO::SELF_CHECK::FileList& list);
 
-// The entries that are not in `base` with the very same columns; and, of those in `base` that are
-// not in `found`, the ones to remove: what lies at or below a tree of the plan or is a member of
-// one of its fixed directories, and, if there are names from elsewhere, what is gone from the disk.
+// The entries that `base` does not contain with identical columns, and the entries of `base` to
+// remove. An entry is removed if it is not in `found` and is at or below a tree of the plan, or is
+// a member of one of its fixed directories, or, if names come from another source, no longer exists
+// on disk.
 Difference differenceTo(const ZEMO::SELF_CHECK::FileList::ProtectedFileMap& base,
                         const std::vector<Described>& found, const MakePlan& plan);
 
-// The directories above the files that were `found` that neither `base` nor this list states to be
-// directories, but the root directory and those above a package's own: nothing tells when a link
-// takes the place of one. In byte order.
+// The directories above the files `found` that neither `base` nor this list states to be
+// directories: nothing would show that a link has replaced one. The root directory and those above
+// a package's own are left out. In byte order.
 std::set<std::string> unlistedParents(const ZEMO::SELF_CHECK::FileList::ProtectedFileMap& base,
                                       const std::vector<Described>& found,
                                       const std::string& packageDirectory);
 
-// Nothing is at `path` any more.
+// True if nothing exists at `path` any more.
 bool isGone(const std::string& path);
 
 }  // namespace tool

@@ -21,7 +21,7 @@ constexpr std::size_t digestSize = 32;  // MD5 in hexadecimal digits
 struct Deb {
   std::string name;  // without architecture
   std::string architecture;
-  std::string unique;  // as dpkg names it
+  std::string unique;  // dpkg's unique name
   bool installed = false;
   std::map<std::string, std::string> conffiles;  // with their digests
 };
@@ -47,7 +47,7 @@ Outcome query(std::vector<std::string> words, const std::vector<std::string>& de
   return run(command);
 }
 
-// Takes the word `end` and the blank before it off the end of `line`.
+// Removes the word `end` and the blank before it from the end of `line`.
 bool takeWord(std::string& line, const std::string& end) {
   std::string const blankAnd = " " + end;
   if (line.size() < blankAnd.size() ||
@@ -57,7 +57,7 @@ bool takeWord(std::string& line, const std::string& end) {
   return true;
 }
 
-// " PATH DIGEST[ obsolete][ remove-on-upgrade]"; the path may have blanks.
+// Parses " PATH DIGEST[ obsolete][ remove-on-upgrade]"; the path may contain blanks.
 void addConffile(std::string line, std::map<std::string, std::string>& conffiles) {
   bool const removed = takeWord(line, "remove-on-upgrade");
   bool const obsolete = takeWord(line, "obsolete");
@@ -66,7 +66,7 @@ void addConffile(std::string line, std::map<std::string, std::string>& conffiles
     conffiles[line.substr(1, digest - 1)] = line.substr(digest + 1);
 }
 
-// dpkg-query takes names for patterns; what is no name matches nothing here.
+// dpkg-query treats names as patterns. Texts that are not package names match nothing here.
 bool isDebName(const std::string& text) {
   return !text.empty() &&
          text.find_first_not_of("abcdefghijklmnopqrstuvwxyz0123456789+-.:") == std::string::npos;
@@ -79,8 +79,8 @@ std::vector<Deb> debsMatching(const std::vector<std::string>& names) {
   std::copy_if(names.begin(), names.end(), std::back_inserter(asked), isDebName);
   std::vector<Deb> debs;
   if (asked.empty())
-    return debs;  // without names, dpkg-query would list all
-  // Its exit status tells that some are unknown, but not which.
+    return debs;  // without names, dpkg-query would list all packages
+  // Its exit status says that some are unknown, but not which.
   Outcome const answer = query({"--show", "--showformat", format}, asked, false);
   for (const std::string& line : splitLines(answer.output)) {
     if (line.empty())
@@ -137,7 +137,7 @@ std::vector<Deb> debsNamed(const std::vector<std::string>& names) {
   return debs;
 }
 
-// The lines that dpkg-query --listfiles writes for each package. A blank line parts two packages.
+// The lines that dpkg-query --listfiles prints for each package. A blank line separates packages.
 std::vector<std::vector<std::string>> fileLines(const std::vector<Deb>& debs) {
   std::vector<std::string> names;
   names.reserve(debs.size());
@@ -156,18 +156,18 @@ std::vector<std::vector<std::string>> fileLines(const std::vector<Deb>& debs) {
   return blocks;
 }
 
-// What the package's md5sums say, by the names that the files have in dpkg: lines of a digest, two
+// The digests in the package's md5sums, by dpkg's names of the files. Each line has a digest, two
 // blanks, and a path without its first slash.
 std::map<std::string, std::string> digestsOf(const Deb& deb) {
   std::map<std::string, std::string> digests;
   for (const auto& [name, digest] : deb.conffiles) {
-    if (digest.size() == digestSize)  // dpkg also writes words there
+    if (digest.size() == digestSize)  // dpkg also prints words there
       digests[name] = digest;
   }
   Command command;
   command.words = {"dpkg-query", "--control-show", deb.unique, "md5sums"};
   command.showErrors = false;
-  Outcome const answer = run(command);  // fails where there are none
+  Outcome const answer = run(command);  // fails if there are none
   for (const std::string& line : splitLines(answer.output)) {
     std::size_t const blanks = line.find("  ");
     if (blanks == digestSize)
@@ -176,8 +176,8 @@ std::map<std::string, std::string> digestsOf(const Deb& deb) {
   return digests;
 }
 
-// Where `note`, the line behind a path, says that the path's file lies instead; else empty. A
-// package that diverts others keeps its own file where it is.
+// The place that `note`, the line after a path, gives for the path's diverted file; empty if it
+// gives none. The package that diverts keeps its own file in place.
 std::string diversion(const std::string& note) {
   static const std::string middle = " to: ";
   std::size_t const at = note.find(middle);
@@ -195,7 +195,7 @@ std::vector<DebFiles> filesOf(const std::vector<std::string>& debs) {
   std::vector<std::vector<std::string>> const blocks = fileLines(named);
   DirectoryLinks links;
   for (std::size_t i = 0; i < named.size(); ++i) {
-    std::map<std::string, std::string> places;  // of the files, by the names they have in dpkg
+    std::map<std::string, std::string> places;  // of the files, by dpkg's names
     std::string last;
     for (const std::string& line : blocks[i]) {
       if (line.front() == '/')

@@ -1,4 +1,4 @@
-// What dpkg's database says about the files of packages.
+// The files of packages according to dpkg's database.
 
 #ifndef ZEMO_TOOLS_MAKE_DPKG_H
 #define ZEMO_TOOLS_MAKE_DPKG_H
@@ -10,23 +10,23 @@
 
 namespace tool {
 
-// One package that dpkg has installed. All paths are where the files really lie: diversions, and
-// links among the directories above them, are resolved.
+// One package that dpkg has installed. All paths are the real ones: diversions and directory links
+// are resolved.
 struct DebFiles {
   std::string name;  // with the architecture, if dpkg needs it
   std::vector<std::string> paths;
-  std::set<std::string> conffiles;  // without obsolete ones, which no longer belong to it
-  // What it installed, by path: MD5, in lower case. Nothing signs this database.
+  std::set<std::string> conffiles;  // without obsolete ones, which it no longer owns
+  // MD5 of the files that it installed, by path, in lower case. This database is not signed.
   std::map<std::string, std::string> digests;
 };
 
-// The files of these packages ("libc6" stands for all its architectures, "libc6:i386" for one).
-// Says once for each link that a path led through where it leads. Throws Failure(STATUS_NOT_LOADED)
-// if dpkg-query cannot be run or does not know them all.
+// The files of these packages ("libc6" means all its architectures, "libc6:i386" just one).
+// Reports, once per link, where a link on a path leads. Throws Failure(STATUS_NOT_LOADED) if
+// dpkg-query cannot be run or does not know a package.
 std::vector<DebFiles> filesOf(const std::vector<std::string>& debs);
 
-// Where paths lead whose directories may be links. The last component is never followed. Says once
-// for each such link where it leads.
+// Resolves paths whose directories may be links. The last component is never followed. Reports,
+// once per link, where it leads.
 class DirectoryLinks {
  public:
   std::string resolved(const std::string& path);
@@ -35,7 +35,7 @@ class DirectoryLinks {
   std::string resolvedDirectory(const std::string& directory);
 
   std::map<std::string, std::string> _known;
-  std::set<std::string> _told;  // the links that have been named
+  std::set<std::string> _told;  // the links that were reported
 };
 
 }  // namespace tool

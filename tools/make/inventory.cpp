@@ -25,16 +25,16 @@ namespace {
 
 using Directory = std::unique_ptr<DIR, int (*)(DIR*)>;
 
-// Does not follow a link that has taken the directory's place since it was examined.
+// Does not follow a link that has replaced the directory since it was examined.
 Directory openDirectory(const std::string& path) {
   Descriptor file(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
   Directory stream(file.get() < 0 ? nullptr : fdopendir(file.get()), closedir);
   if (stream != nullptr)
-    (void)file.release();  // the stream's now
+    (void)file.release();  // the stream owns it now
   return stream;
 }
 
-// The ways in which a list and its signature may be met.
+// The paths under which the walk may find a list and its signature.
 std::set<std::string> namesOfOutput(const std::string& output) {
   std::set<std::string> names = {output};
   std::string const directory = directoryOf(output);
@@ -77,7 +77,7 @@ class Collector {
   Inventory _inventory;
 };
 
-// Null if the path is the list's own.
+// Returns null if the path is the list's own.
 Found* Collector::add(const std::string& path, const struct stat& status) {
   if (_output.count(path) != 0) {
     _progress.clear();
@@ -93,7 +93,7 @@ Found* Collector::add(const std::string& path, const struct stat& status) {
   return &found->second;
 }
 
-// Looks at a path that has been named. False if it is not to be listed.
+// Examines a path that the user has named. Returns false if it must not be listed.
 bool Collector::examine(const std::string& path, struct stat& status) {
   if (_plan.exclusions.cover(path))
     return false;
@@ -117,7 +117,7 @@ std::vector<std::string> Collector::addMembers(const std::string& directory) {
   std::vector<std::string> directories;
   Directory const stream = openDirectory(directory);
   if (stream == nullptr) {
-    if (errno != ENOENT)  // one that has vanished is left out when it is to be described
+    if (errno != ENOENT)  // describing it leaves out a vanished one
       _problems.cannotRead(directory, errno);
     return directories;
   }
@@ -215,7 +215,7 @@ void Collector::tell(const DebFiles& files, std::size_t number, const std::strin
 
 Inventory takeInventory(const MakePlan& plan, const FileList::ProtectedFileMap& base,
                         Progress& progress, Problems& problems) {
-  // Before the disk is walked: this may fail as a whole.
+  // Before the walk, because this may fail as a whole.
   std::vector<std::string> names;
   if (plan.from)
     names = readNames(*plan.from, plan.nul);

@@ -1,4 +1,4 @@
-// Which files a list is to name.
+// Finds the files that a list must contain.
 
 #ifndef ZEMO_TOOLS_MAKE_INVENTORY_H
 #define ZEMO_TOOLS_MAKE_INVENTORY_H
@@ -19,26 +19,26 @@ namespace tool {
 struct Found {
   uint64_t bytes = 0;             // of a regular file
   bool fixed = false;             // a directory whose members are fixed
-  bool config = false;            // what it contains is up to the machine's administrator
-  std::set<std::string> digests;  // what packages installed here; of several, each has its own
+  bool config = false;            // its content is up to the administrator
+  std::set<std::string> digests;  // of the content that packages installed; one for each package
 };
 
 // By path, in byte order.
 using Inventory = std::map<std::string, Found>;
 
-// Finds what `plan` names. Trees are walked without following links, into other file systems, too.
-// The list itself and its signature are left out, and so is what vanishes meanwhile. A name that
-// nothing on disk has is no problem if `base` has entries at or below it: the list will remove
-// those. Throws Failure(STATUS_NOT_LOADED) if the sources of names cannot be read.
+// Finds the files that `plan` names. Trees are walked without following links, but into other file
+// systems. The list itself, its signature and files that vanish meanwhile are left out. A name
+// without a file on disk is not a problem if `base` has entries at or below it: the list will
+// remove them. Throws Failure(STATUS_NOT_LOADED) if the sources of names cannot be read.
 Inventory takeInventory(const MakePlan& plan,
                         const ZEMO::SELF_CHECK::FileList::ProtectedFileMap& base,
                         Progress& progress, Problems& problems);
 
-// Throws UsageError if the list would become a member of a directory whose members are fixed.
+// Throws UsageError if the list would become a member of a directory with fixed members.
 void requireOutputOutside(const MakePlan& plan,
                           const ZEMO::SELF_CHECK::FileList::ProtectedFileMap& base);
 
-// Directories whose members `base` fixes stay such, where they are directories still.
+// Keeps directories with fixed members in `base` fixed, as long as they are still directories.
 void keepFixed(const ZEMO::SELF_CHECK::FileList::ProtectedFileMap& base, Inventory& inventory);
 
 }  // namespace tool

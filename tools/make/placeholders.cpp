@@ -13,7 +13,7 @@ namespace {
 
 const std::string directoryMark = "$pkg_dir";
 
-// No file belongs to it; of a package without a user, the binding keeps it.
+// An id that owns no file. It stays in the binding if the package has no user.
 constexpr uint32_t nobodysId = UINT32_MAX;
 
 }  // namespace
@@ -58,8 +58,7 @@ std::string Placeholders::line(const ProtectedFile& entry) const {
   ProtectedFile written("");
   written._path = directory(entry._path);
   written._size = entry._size;
-  // The library resolves the directory in the targets of what the list calls a link, and nowhere
-  // else.
+  // The library resolves the directory only in the targets of entries with the type of a link.
   written._hash = entry._type == "l" ? directory(entry._hash) : entry._hash;
   written._type = entry._type;
   written._permission = entry._permission;

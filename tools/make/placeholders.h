@@ -1,4 +1,5 @@
-// What a package's list writes instead of ids and directories that differ from machine to machine.
+// The placeholders that a package's list has instead of ids and directories that differ between
+// machines.
 
 #ifndef ZEMO_TOOLS_MAKE_PLACEHOLDERS_H
 #define ZEMO_TOOLS_MAKE_PLACEHOLDERS_H
@@ -13,29 +14,30 @@ namespace tool {
 
 class Placeholders {
  public:
-  // None: all is written as it is.
+  // No placeholders: everything is written unchanged.
   Placeholders() = default;
 
-  // Those of an installed package. Throws Failure(STATUS_NOT_LOADED) if it is not installed, or its
-  // user unknown.
+  // The placeholders of an installed package. Throws Failure(STATUS_NOT_LOADED) if it is not
+  // installed or its user is unknown.
   explicit Placeholders(const std::string& package);
 
-  // The line that the library resolves into `entry`.
+  // The line from which the library makes `entry`.
   std::string line(const ZEMO::SELF_CHECK::ProtectedFile& entry) const;
 
-  // `path`, or a link's target, as it is written.
+  // `path`, or a link's target, as the list writes it.
   std::string directory(const std::string& path) const;
 
   // The package's directory; empty if there is none.
   const std::string& packageDirectory() const { return _directory; }
 
-  // `path`, or a link's target, cannot be written: a part of it would be taken for a placeholder.
+  // True if `path`, or a link's target, cannot be written because a part of it would be treated as
+  // a placeholder.
   bool confuses(const std::string& path) const;
 
  private:
   std::string id(const std::string& column, uint32_t packageId) const;
 
-  // `path` begins with the package's directory.
+  // True if `path` begins with the package's directory.
   bool isInside(const std::string& path) const;
 
   bool _isSet = false;

@@ -19,7 +19,7 @@ namespace {
 constexpr std::string_view signatureEnding = ".asc";
 constexpr uint64_t lastSecond = 253402300799;  // of the year 9999
 
-// `text` as a decimal number from `least` to `most`. `what` names it.
+// `text` as a decimal number from `least` to `most`. Messages call it `what`.
 uint64_t numberOf(const std::string& text, const std::string& what, uint64_t least, uint64_t most) {
   uint64_t number = 0;
   const char* const end = text.data() + text.size();
@@ -30,7 +30,7 @@ uint64_t numberOf(const std::string& text, const std::string& what, uint64_t lea
   return number;
 }
 
-// Now, or what a build that has to be repeatable says that it is.
+// The current time, or the time that a reproducible build specifies.
 std::time_t dateOfList() {
   const char* const given = getenv("SOURCE_DATE_EPOCH");
   if (given == nullptr)
@@ -63,8 +63,8 @@ bool isDirectory(const std::string& path) {
   return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
-// An option that takes several values also takes the paths that follow it. Words that cannot be its
-// own are given back, so that the order of options and paths does not matter.
+// An option with several values also consumes the paths that follow it. Words that cannot be its
+// own are returned to the paths, so that the order of options and paths does not matter.
 MakeOptions withPathsGivenBack(MakeOptions options) {
   auto const giveBack = [&options](std::vector<std::string>& values, auto const& isPath) {
     auto const end = std::stable_partition(

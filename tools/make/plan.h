@@ -1,4 +1,4 @@
-// What `make` is asked for.
+// The arguments of `make`.
 
 #ifndef ZEMO_TOOLS_MAKE_PLAN_H
 #define ZEMO_TOOLS_MAKE_PLAN_H
@@ -16,7 +16,7 @@
 
 namespace tool {
 
-// The arguments, word by word.
+// The arguments as given.
 struct MakeOptions {
   std::string output;
   std::vector<std::string> paths;
@@ -36,19 +36,19 @@ struct MakeOptions {
   bool noProgress = false;
 };
 
-// The same, checked; all paths are absolute.
+// The checked arguments; all paths are absolute.
 struct MakePlan {
   std::string output;
   std::vector<std::string> trees;
-  std::optional<std::string> from;  // where to read further names
-  bool nul = false;                 // they are ended by zero bytes
+  std::optional<std::string> from;  // the source of further names
+  bool nul = false;                 // those names end with zero bytes
   std::vector<std::string> debs;    // names of packages that dpkg has installed
-  bool conffiles = false;           // state what configuration files contain
-  bool allowChanged = false;        // and what is not as its package installed it
+  bool conffiles = false;           // list the content of configuration files
+  bool allowChanged = false;        // list files that are not as their package installed them
   Exclusions exclusions;
   std::vector<std::string> fixed;
   ZEMO::SELF_CHECK::CHECK_ITEM omitted = {};
-  bool forPackage = false;  // the list is one of a package's set
+  bool forPackage = false;  // the list belongs to a package's set
   std::string mode;
   std::vector<std::string> bases;
   Label label;
@@ -56,7 +56,7 @@ struct MakePlan {
   bool progress = true;
 };
 
-// Throws UsageError for wrong arguments. On disk, only the base lists and the output are looked at.
+// Throws UsageError for wrong arguments. Examines only the base lists and the output on disk.
 MakePlan planOf(const MakeOptions& given);
 
 }  // namespace tool

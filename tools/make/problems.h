@@ -1,4 +1,4 @@
-// Why a list cannot be written: all reasons, not only the first.
+// The reasons why a list cannot be written: all of them, not only the first.
 
 #ifndef ZEMO_TOOLS_MAKE_PROBLEMS_H
 #define ZEMO_TOOLS_MAKE_PROBLEMS_H
@@ -11,14 +11,14 @@ namespace tool {
 
 class Problems {
  public:
-  // The file at `path` cannot be listed, because of `reason`, which is said as it is. Of several
-  // reasons for one path the first stays. May be called by any thread.
+  // Adds that the file at `path` cannot be listed because of `reason`, which is printed unchanged.
+  // Only the first reason for a path is kept. Any thread may call this.
   void add(const std::string& path, const std::string& reason);
 
   // The same for a call that failed with the errno value `error`.
   void cannotRead(const std::string& path, int error);
 
-  // If there are any, says them all, in byte order of their paths, and throws
+  // If there are any problems, prints all of them in byte order of their paths and throws
   // Failure(STATUS_UNCHECKED).
   void refuse();
 

@@ -23,7 +23,7 @@ using Map = FileList::ProtectedFileMap;
                                        "; has a base list changed?");
 }
 
-// The lines that are meant, by path: those of the base lists as far as they stay, and ours.
+// The intended lines by path: the remaining ones of the base lists, and ours.
 std::map<std::string, std::string> meantLines(const MakePlan& plan,
                                               const std::vector<Described>& found,
                                               const Difference& written) {
@@ -51,7 +51,7 @@ void requireSame(const std::map<std::string, std::string>& meant, const Map& rea
   }
 }
 
-// The entries to check, with the size of each file.
+// The entries to check, and each file's size.
 std::vector<ProtectedFile*> entriesToCheck(const Map& read, const std::vector<Described>& found,
                                            const Difference& written) {
   std::set<std::string> paths;
@@ -74,7 +74,7 @@ uint64_t sizeOf(const ProtectedFile& entry) {
 
 struct Checked {
   bool carriedOut = false;
-  std::vector<std::string> log;  // what the library said of it
+  std::vector<std::string> log;  // the library's messages about it
 };
 
 std::vector<Checked> checkAll(const std::vector<ProtectedFile*>& entries, unsigned jobs,
@@ -98,7 +98,7 @@ std::vector<Checked> checkAll(const std::vector<ProtectedFile*>& entries, unsign
   return checked;
 }
 
-// As the library found them, but stray members, which come last, in byte order.
+// In the library's order, but with stray members last, in byte order.
 std::vector<std::string> mismatchesOf(const ProtectedFile& entry) {
   std::vector<std::string> attributes;
   std::vector<std::string> strays;

@@ -18,11 +18,11 @@ namespace tool {
 
 namespace {
 
-// More than anybody gives; the parser takes greater numbers for something else.
+// More than any user gives; the parser treats greater numbers differently.
 constexpr int manyValues = 1 << 20;
 
-// The parser takes the word "[a,b]", which may be the name of a file, apart into two. Begun by this
-// byte, as guarded() does, it stays whole.
+// The parser splits the word "[a,b]", which may be a file name, into two. With this byte in front,
+// which guarded() adds, the word stays whole.
 constexpr char guard = '\x01';
 
 std::string unguarded(std::string word) {
@@ -31,8 +31,8 @@ std::string unguarded(std::string word) {
   return word;
 }
 
-// An option for several values, one each time that it is given. The parser does not take values
-// apart where it expects no further ones.
+// An option for several values, one for each time it is given. The parser does not split values if
+// it expects no further ones.
 CLI::Option* severalOf(CLI::App& command, const char* name, const char* type,
                        std::vector<std::string>& target, const char* text) {
   return command.add_option(name, target, text)
@@ -67,12 +67,12 @@ std::string descriptionOf(const CLI::Option& option) {
   return option.get_required() ? text + " (required)" : text;
 }
 
-// Text in lines of limited width.
+// Builds text in lines of limited width.
 class HelpText {
  public:
   explicit HelpText(std::size_t width) : _width(width), _column(std::min(width / 3, widestNames)) {}
 
-  // The first line begins with `start`, and the others are indented as far.
+  // The first line begins with `start`; the others are indented by its width.
   void paragraph(const std::string& start, const std::string& text) {
     std::string before = start;
     for (const std::string& line : wrapped(text, _width - start.size())) {
@@ -83,8 +83,8 @@ class HelpText {
 
   void line(const std::string& text) { _text += text + "\n"; }
 
-  // A name and its meaning, next to it or, if the name is long, below it. The first of several rows
-  // with the same heading has that above it.
+  // A name and its meaning: in the same line or, if the name is long, below it. If several rows
+  // have the same heading, it is printed above the first.
   void row(const std::string& heading, const std::string& name, const std::string& meaning) {
     if (heading != _heading)
       line("\n" + heading + ":");
@@ -104,7 +104,7 @@ class HelpText {
   static constexpr std::size_t widestNames = 26;
 
   std::size_t _width;
-  std::size_t _column;  // where meanings begin
+  std::size_t _column;  // the column of meanings
   std::string _heading;
   std::string _text;
 };
@@ -123,8 +123,8 @@ std::string usageOf(const CLI::App& command, const std::string& name) {
   return name + options + words;
 }
 
-// The text of --help for the program or one of its commands, which is called `name`, in lines of at
-// most `width` columns, or of 40 where there are fewer. Lines of its examples stay as they are.
+// The text of --help for the program or one of its commands, called `name`, in lines of at most
+// `width` columns; a smaller `width` than 40 counts as 40. Lines of examples stay as they are.
 std::string helpText(const CLI::App& command, const std::string& name, std::size_t width) {
   constexpr std::size_t least = 40;
   HelpText help(std::max(width, least));
@@ -150,8 +150,8 @@ std::string helpText(const CLI::App& command, const std::string& name, std::size
   return help.text();
 }
 
-// The words of main()'s arguments, without the program's name, so that the parser leaves them
-// whole.
+// The words of main()'s arguments without the program's name, guarded so that the parser leaves
+// them whole.
 std::vector<std::string> guarded(int argc, const char* const* argv) {
   std::vector<std::string> words(argv + std::min(argc, 1), argv + argc);
   for (std::string& word : words) {
@@ -161,7 +161,7 @@ std::vector<std::string> guarded(int argc, const char* const* argv) {
   return words;
 }
 
-// `message`, which may quote such words, for people.
+// `message`, which may quote guarded words, as users must see it.
 std::string withoutGuards(std::string message) {
   message.erase(std::remove(message.begin(), message.end(), guard), message.end());
   return message;
@@ -175,7 +175,8 @@ std::string unknownOption(const std::string& word) {
   return "unknown option " + escaped(word.substr(0, word.find('=')));
 }
 
-// The parser does not report a word before the command; it only misses the command, or shows help.
+// The parser does not report an unknown word before the command: it only reports the missing
+// command, or shows help.
 void requireKnownCommand(const CLI::App& program) {
   std::vector<std::string> const words = program.remaining();
   if (words.empty())
@@ -194,8 +195,8 @@ std::string seeHelp(const CLI::App& command) {
   return "; see zemo-selfcheck " + (isProgram ? "" : command.get_name() + " ") + "--help";
 }
 
-// The parser takes any word that follows an option for its value, even another option. Says which
-// option lacks its value for that reason; empty if none does.
+// The parser treats any word after an option as its value, even another option. Returns a message
+// that names the option whose value is missing for this reason; empty if there is none.
 std::string missingValue(const CLI::App& command) {
   for (const CLI::Option* option : command.get_options()) {
     for (const std::string& word : option->results()) {
@@ -208,8 +209,8 @@ std::string missingValue(const CLI::App& command) {
   return "";
 }
 
-// Says why the words of a command are wrong. The parser's own messages differ from version to
-// version, and agree on the option that they begin with; those of flags only name it.
+// Says why the words of a command are wrong. The parser's own messages differ between versions, but
+// begin with the option that they are about; messages about flags only contain the flag's name.
 std::string complaint(const CLI::App& command, const CLI::ParseError& error) {
   std::vector<std::string> const unexpected = command.remaining();
   if (!unexpected.empty()) {
@@ -241,7 +242,7 @@ std::string complaint(const CLI::App& command, const CLI::ParseError& error) {
   return message;
 }
 
-// What an end of parsing comes to.
+// The result of a parse that has ended early.
 Chosen answerTo(const CLI::ParseError& error, const CLI::App& program) {
   requireKnownCommand(program);
   if (error.get_exit_code() == 0) {  // --help or --version
@@ -307,7 +308,7 @@ void Arguments::choice(const char* name, std::initializer_list<const char*> choi
 
 void Arguments::number(const char* name, unsigned& target, unsigned least, unsigned most,
                        const char* text) {
-  // The parser's own numbers may be octal and hexadecimal.
+  // The parser would also accept octal and hexadecimal numbers.
   auto const take = [&target, name, least, most](const std::string& word) {
     unsigned number = 0;
     const char* const end = word.data() + word.size();
@@ -368,7 +369,7 @@ Arguments Commands::add(const char* name, const char* text, const char* more,
 Chosen Commands::parse(int argc, const char* const* argv) {
   try {
     std::vector<std::string> words = guarded(argc, argv);
-    std::reverse(words.begin(), words.end());  // which is how the parser wants them
+    std::reverse(words.begin(), words.end());  // the parser expects them reversed
     _program->parse(words);
   } catch (const CLI::ParseError& error) {
     return answerTo(error, *_program);

@@ -1,5 +1,5 @@
-// The words and options that commands take. The library that parses them is kept behind this,
-// because it is compiled anew in every file that includes it.
+// The words and options that commands accept. The parser library is hidden behind this interface,
+// because every file that includes it compiles it again.
 
 #ifndef ZEMO_TOOLS_RUN_ARGUMENTS_H
 #define ZEMO_TOOLS_RUN_ARGUMENTS_H
@@ -17,23 +17,23 @@ class App;
 
 namespace tool {
 
-// What one command takes. Every operation adds something; `text` describes it for --help, `type`
-// stands there for its value, and `target`, which has to live until the command has run, gets what
-// is given.
+// The arguments of one command. Every operation adds one: `text` describes it for --help, `type`
+// stands for its value there, and `target` receives the given value. `target` must exist until the
+// command has run.
 class Arguments {
  public:
   explicit Arguments(CLI::App& command) : _command(command) {}
 
-  // All words that belong to no option; of those that are required there must be one.
+  // All words that do not belong to an option. If they are required, there must be at least one.
   void words(const char* name, std::vector<std::string>& target, const char* text);
   void requiredWords(const char* name, std::vector<std::string>& target, const char* text);
 
-  // One word, which must be there.
+  // One required word.
   void word(const char* name, std::string& target, const char* text);
 
   void flag(const char* name, bool& target, const char* text);
 
-  // An option with one value. What `target` holds before is shown as its default.
+  // An option with one value. The previous value of `target` is shown as the default.
   void value(const char* name, const char* type, std::string& target, const char* text);
   void value(const char* name, const char* type, std::optional<std::string>& target,
              const char* text);
@@ -50,24 +50,24 @@ class Arguments {
   void values(const char* name, const char* type, std::vector<std::string>& target,
               const char* text);
 
-  // One value each time that it is given.
+  // An option that may be repeated, with one value each time.
   void repeated(const char* name, const char* type, std::vector<std::string>& target,
                 const char* text);
 
-  // The same, and each value is a list with commas.
+  // The same, but each value is a list separated by commas.
   void list(const char* name, const char* type, std::vector<std::string>& target, const char* text);
 
  private:
   CLI::App& _command;
 };
 
-// What the arguments ask for.
+// The command that the arguments select.
 struct Chosen {
   std::string command;       // empty for help and the version
   std::function<int()> run;  // returns the exit status
 };
 
-// The program to which commands are added.
+// The program, which commands are added to.
 class Commands {
  public:
   // `text` describes the program for --help, which ends with `more`.
@@ -76,26 +76,26 @@ class Commands {
   Commands& operator=(Commands&& other) noexcept;
   ~Commands();
 
-  // Adds a command. For --help, `text` describes it in a line, and each line of `more` is a
-  // paragraph, but those that begin with a blank, which are examples. When the arguments name it,
-  // parsing them chooses `run`; nothing is done before that is called.
+  // Adds a command. For --help, `text` describes it in one line. Each line of `more` is a
+  // paragraph, except lines that begin with a blank, which are examples. If the arguments name the
+  // command, parsing them selects `run`; nothing is done until that is called.
   Arguments add(const char* name, const char* text, const char* more, std::function<int()> run);
 
-  // Parses main()'s arguments. Throws UsageError where they are wrong.
+  // Parses main()'s arguments. Throws UsageError if they are wrong.
   Chosen parse(int argc, const char* const* argv);
 
   struct Option {
     std::string command;
-    std::string name;  // the long one, without dashes
+    std::string name;  // the long name, without dashes
     bool takesValue;
   };
 
-  // Those of all commands.
+  // The options of all commands.
   std::vector<Option> options() const;
 
  private:
   std::unique_ptr<CLI::App> _program;
-  std::unique_ptr<Chosen> _chosen;  // which the parser sets
+  std::unique_ptr<Chosen> _chosen;  // set by the parser
 };
 
 }  // namespace tool

@@ -12,8 +12,8 @@
 namespace tool {
 namespace {
 
-// systemd says in JOURNAL_STREAM which file the journal reads from. A program that inherits the
-// variable may have another standard error.
+// In JOURNAL_STREAM, systemd says which file the journal reads from. A program that inherits the
+// variable may have a different standard error.
 bool journalReadsErrors() {
   const char* const stream = getenv("JOURNAL_STREAM");
   struct stat status = {};
@@ -33,7 +33,7 @@ void say(std::string_view line) {
   std::string text = marked ? "<3>zemo-selfcheck: " : "zemo-selfcheck: ";
   text += line;
   text += '\n';
-  // One call, so that lines of several threads do not mix. Nobody is left to tell of its failure.
+  // One call, so that lines of different threads do not mix. A failure cannot be reported anywhere.
   (void)fwrite(text.data(), 1, text.size(), stderr);
 }
 

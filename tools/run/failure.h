@@ -1,4 +1,4 @@
-// How the program ends, and how its commands say that they cannot go on.
+// The exit status, the exceptions that end a command, and messages on standard error.
 
 #ifndef ZEMO_TOOLS_RUN_FAILURE_H
 #define ZEMO_TOOLS_RUN_FAILURE_H
@@ -9,21 +9,21 @@
 
 namespace tool {
 
-// The exit status is a set of these bits; none of them means that all was found as it should be.
+// The exit status is a set of these bits; none of them means that everything is in order.
 enum ExitStatus : int {
   STATUS_INTACT = 0,
   STATUS_CHANGED = 1,      // something differs
   STATUS_MISSING = 2,      // something is missing
-  STATUS_STRAY = 4,        // a directory with fixed members holds another one
+  STATUS_STRAY = 4,        // a directory with fixed members contains a stray member
   STATUS_UNCHECKED = 8,    // something could not be checked, read or written
   STATUS_NOT_LOADED = 16,  // nothing was done, or a set could not be loaded or verified
   STATUS_USAGE = 64,       // the arguments are wrong, and nothing was done
 };
 
-// Ends the command with `status`, after `what` has been written to standard error.
+// Ends the command with `status` after writing `what` to standard error.
 class Failure : public std::runtime_error {
  public:
-  // `what` is written as it is: names in it must have been escaped (or inQuotes(), below).
+  // `what` is written unchanged, so names in it must be escaped (see inQuotes() below).
   Failure(ExitStatus status, const std::string& what);
 
   ExitStatus status() const { return _status; }
@@ -38,14 +38,14 @@ class UsageError : public Failure {
   explicit UsageError(const std::string& what);
 };
 
-// Writes one line to standard error, after the program's name; for the journal as one of the
-// priority LOG_ERR. Any thread may call it.
+// Writes one line to standard error, after the program's name; in the journal it has the priority
+// LOG_ERR. Any thread may call this.
 void say(std::string_view line);
 
 // `name` escaped, in single quotes, for a message.
 std::string inQuotes(std::string_view name);
 
-// "`what`: the reason that `error`, an errno value, stands for".
+// "`what`: the reason", where `error` is an errno value.
 std::string withReason(const std::string& what, int error);
 
 }  // namespace tool

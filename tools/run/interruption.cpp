@@ -11,15 +11,15 @@
 namespace tool {
 namespace {
 
-// Any thread may get the signal.
+// Any thread may receive the signal.
 std::atomic<bool> noted{false};
 static_assert(std::atomic<bool>::is_always_lock_free);
 
 std::atomic<int> lastStatus{-1};
 static_assert(std::atomic<int>::is_always_lock_free);
 
-// timeout(1), for one, sends its signal to the program and then to the program's whole group. What
-// comes after the first changes nothing: a second after that the program ends in any case.
+// timeout(1), for example, sends its signal to the program and then to the program's whole group.
+// Signals after the first change nothing: the program ends at most a second after the first.
 extern "C" void note(int /*signal*/) {
   if (!noted.exchange(true) && lastStatus.load() >= 0)
     alarm(1);
@@ -39,7 +39,7 @@ void watchForInterruption() {
       continue;
     action = {};
     action.sa_handler = note;
-    action.sa_flags = SA_RESTART;               // the library's reads go on
+    action.sa_flags = SA_RESTART;               // so that the library's reads continue
     (void)sigaction(signal, &action, nullptr);  // cannot fail for these signals
   }
 }

@@ -13,7 +13,7 @@ namespace {
 
 thread_local std::vector<std::string>* collected = nullptr;
 
-// What the C library's syslog does, by its variant with a list of arguments.
+// Does the same as the C library's syslog(), using its variant with a list of arguments.
 __attribute__((format(printf, 2, 3))) void send(int priority, const char* format, ...) {
   va_list arguments;
   va_start(arguments, format);

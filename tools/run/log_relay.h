@@ -1,5 +1,5 @@
-// The library's log lines. It gives them to syslog(); this program's syslog() (main.cpp) passes
-// them on to the system log and shows them on standard error, too, with their names escaped.
+// The library's log lines. The library passes them to syslog(); this program's syslog() (main.cpp)
+// passes them on to the system log and also shows them on standard error, with their names escaped.
 
 #ifndef ZEMO_TOOLS_RUN_LOG_RELAY_H
 #define ZEMO_TOOLS_RUN_LOG_RELAY_H
@@ -10,8 +10,8 @@
 
 namespace tool {
 
-// While one lives, this thread's log lines are appended to `lines` instead of being shown. The
-// system log gets them all the same.
+// While such an object exists, this thread's log lines are appended to `lines` instead of being
+// shown. They still go to the system log.
 class CollectedLog {
  public:
   explicit CollectedLog(std::vector<std::string>& lines);
@@ -20,10 +20,10 @@ class CollectedLog {
   CollectedLog& operator=(const CollectedLog&) = delete;
 };
 
-// Names the program to the system log.
+// Sets the program's name in the system log.
 void startLogRelay();
 
-// What the program's syslog() does.
+// Implements the program's syslog().
 [[gnu::format(printf, 2, 0)]] void relayLogLine(int priority, const char* format,
                                                 va_list arguments);
 

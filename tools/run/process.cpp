@@ -27,7 +27,8 @@ class FileActions {
   FileActions(const FileActions&) = delete;
   FileActions& operator=(const FileActions&) = delete;
 
-  // Their results are those of malloc; a missing step would give the program our streams.
+  // These calls fail only for lack of memory. They are checked because, with a step missing, the
+  // program would get our streams.
   void null(int descriptor, int direction) {
     check(posix_spawn_file_actions_addopen(&_actions, descriptor, "/dev/null", direction, 0));
   }
@@ -86,7 +87,7 @@ int waitFor(pid_t child) {
   int status = 0;
   while (waitpid(child, &status, 0) < 0) {
     if (errno != EINTR)
-      return 255;  // its status went to somebody else
+      return 255;  // something else has reaped it
   }
   return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
@@ -99,7 +100,7 @@ Outcome run(const Command& command) {
     cannotRun(command, errno);
   Descriptor reading(ends[0]);
   Descriptor writing(ends[1]);
-  // dup2 onto the same number would leave it to be closed when the program starts.
+  // dup2() onto the same number would leave the descriptor to be closed when the program starts.
   if (writing.get() == command.captured) {
     Descriptor other(fcntl(writing.get(), F_DUPFD_CLOEXEC, command.captured + 1));
     if (other.get() < 0)
@@ -125,7 +126,7 @@ Outcome run(const Command& command) {
   writing.close();
   Outcome outcome;
   int const unread = readToEnd(reading.get(), outcome.output);
-  reading.close();  // a program that goes on to write then ends, and does not wait for a reader
+  reading.close();  // a program that writes more then ends instead of blocking
   outcome.status = waitFor(child);
   if (unread != 0)
     throw Failure(STATUS_NOT_LOADED,

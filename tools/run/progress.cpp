@@ -13,7 +13,7 @@
 namespace tool {
 namespace {
 
-// A file costs about as much as reading so many bytes, whatever its size.
+// A file costs about as much time as reading this many bytes, regardless of its size.
 constexpr double bytesPerFile = 32768;
 
 // 1234567 as 1,234,567.
@@ -41,7 +41,7 @@ Unit unitFor(double bytes) {
   return units.back();
 }
 
-// One digit behind the point where it tells something.
+// One digit after the point if it is significant.
 std::string inUnit(double bytes, const Unit& unit) {
   double const value = bytes / unit.size;
   std::array<char, 64> text{};
@@ -81,7 +81,7 @@ std::vector<std::string> partsOf(const Advance& advance) {
              inUnit(bytes, unit) + " of " + inUnit(totalBytes, unit) + " " + unit.name};
   }
   if (advance.seconds < 1)
-    return parts;  // too early to tell
+    return parts;  // too early for an estimate
   parts.push_back(amount(bytes / advance.seconds) + "/s");
   double const done = bytes + bytesPerFile * static_cast<double>(advance.files);
   double const all = totalBytes + bytesPerFile * static_cast<double>(advance.totalFiles);
@@ -90,7 +90,7 @@ std::vector<std::string> partsOf(const Advance& advance) {
   return parts;
 }
 
-// The terminal may be gone; the work goes on without it.
+// The terminal may be gone; the work continues without it.
 void writeToTerminal(const std::string& text) {
   (void)fwrite(text.data(), 1, text.size(), stderr);
 }
@@ -138,7 +138,8 @@ void Progress::show() {
   advance.totalFiles = _totalFiles;
   advance.totalBytes = _totalBytes;
   advance.seconds = std::chrono::duration<double>(now - _start).count();
-  // One column less than there are: many terminals begin a new line when the last one is written.
+  // One column less than the width, because many terminals start a new line when the last column is
+  // written.
   std::size_t const width = terminalWidth(STDERR_FILENO) - 1;
   writeToTerminal("\r" + progressText(advance, width) + "\x1b[K");
 }

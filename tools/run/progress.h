@@ -1,4 +1,4 @@
-// How far a long piece of work has got, on one line of a terminal that is written again and again.
+// The progress of long work, on one line of a terminal that is rewritten again and again.
 
 #ifndef ZEMO_TOOLS_RUN_PROGRESS_H
 #define ZEMO_TOOLS_RUN_PROGRESS_H
@@ -10,7 +10,7 @@
 
 namespace tool {
 
-// What has been done of what, and in which time. Totals of 0 are not known.
+// The work done, the total, and the time taken. A total of 0 is unknown.
 struct Advance {
   uint64_t files = 0;
   uint64_t totalFiles = 0;
@@ -19,13 +19,13 @@ struct Advance {
   double seconds = 0;  // since the work began
 };
 
-// "12,345 of 50,000 files, 1.2 of 2.3 GB, 350 MB/s, 0:05 left"; of that, from the left, the parts
-// that fit into `width` characters.
+// "12,345 of 50,000 files, 1.2 of 2.3 GB, 350 MB/s, 0:05 left"; only as many parts, from the left,
+// as fit into `width` characters.
 std::string progressText(const Advance& advance, std::size_t width);
 
-// Shows nothing unless it is wanted and standard error is a terminal. advance() may be called by
-// any thread; the others by one, which calls clear() before it writes anything else to the
-// terminal.
+// Shows progress only if it is wanted and standard error is a terminal. Any thread may call
+// advance(). A single thread calls the other functions, and calls clear() before it writes anything
+// else to the terminal.
 class Progress {
  public:
   explicit Progress(bool wanted);
@@ -33,19 +33,19 @@ class Progress {
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
 
-  // Whether anything is ever shown, so that work that only this needs can be left out.
+  // True if progress is shown at all. Otherwise, work that only serves progress can be skipped.
   bool wanted() const { return _wanted; }
 
-  // How much there is to do in all; begins anew, at nothing done.
+  // Sets the total amount of work and resets the work done to nothing.
   void total(uint64_t files, uint64_t bytes);
 
-  // So many more have been done.
+  // Adds this much to the work done.
   void advance(uint64_t files, uint64_t bytes);
 
-  // Writes the line, unless it has been written in the last tenth of a second.
+  // Writes the line, unless it was written within the last tenth of a second.
   void show();
 
-  // Takes the line off the terminal. The next show() writes it again.
+  // Removes the line from the terminal. The next show() writes it again.
   void clear();
 
  private:

@@ -19,7 +19,7 @@ Workers::Workers(std::size_t count, unsigned threads, Work work, IsQuick isQuick
   try {
     while (_threads.size() < _wanted)
       _threads.emplace_back([this] { serve(); });
-  } catch (const std::exception&) {  // no more threads, or no memory for one
+  } catch (const std::exception&) {  // no more threads, or not enough memory for one
     if (_threads.empty())
       serve();
   }
@@ -31,7 +31,7 @@ Workers::~Workers() {
     thread.join();
 }
 
-// How many items from `begin` on may go together.
+// Returns how many items, starting with `begin`, may be taken together.
 std::size_t Workers::neighbours(std::size_t begin, std::size_t most) const {
   std::size_t size = 0;
   while (size < most && _isQuick && _isQuick(begin + size))
@@ -39,8 +39,9 @@ std::size_t Workers::neighbours(std::size_t begin, std::size_t most) const {
   return std::max<std::size_t>(size, 1);
 }
 
-// Several quick ones at once while many are left, because threads that take them in turn get in
-// each other's way. Never one behind a slow one, which would wait though other threads are idle.
+// Takes several quick items at once while many are left, because threads that take single items
+// contend with each other. Never takes an item together with a slow one before it: it would have to
+// wait although other threads may be idle.
 Workers::Range Workers::take() {
   constexpr std::size_t most = 32;
   std::size_t const shares = 16 * _wanted;

@@ -1,4 +1,4 @@
-// Threads that share the items of one piece of work.
+// Threads that share the items of one job.
 
 #ifndef ZEMO_TOOLS_RUN_WORKERS_H
 #define ZEMO_TOOLS_RUN_WORKERS_H
@@ -14,35 +14,37 @@
 
 namespace tool {
 
-// Calls `work(i)` for every i below `count`, each once, on up to `threads` threads, in about the
-// order of i. The thread that made it goes on, and reads the results of the items that are done().
+// Calls `work(i)` once for every i below `count`, on up to `threads` threads, in about the order of
+// i. The thread that made the object continues, and reads the results of items that are done().
 class Workers {
  public:
   using Work = std::function<void(std::size_t)>;
   using IsQuick = std::function<bool(std::size_t)>;
 
-  // Where fewer threads can be started, those do it all; where none can, the constructor itself
-  // does. Neighbours that are quick may be given to one thread together; others go one by one.
+  // If fewer threads can be started, those do all the work; if none can, the constructor itself
+  // does it. Neighbouring quick items may be given to one thread together; others are given singly.
   // Both functions are called on any of the threads.
   Workers(std::size_t count, unsigned threads, Work work, IsQuick isQuick = nullptr);
 
-  // Starts no further items and waits for those that are being worked on.
+  // Starts no further items and waits for those in progress.
   ~Workers();
   Workers(const Workers&) = delete;
   Workers& operator=(const Workers&) = delete;
 
-  // The item's work has ended, and what it wrote can be read.
+  // True if the item's work has ended and its results can be read.
   bool done(std::size_t item) const { return _done[item].load(std::memory_order_acquire); }
 
   bool allDone() const { return left() == 0; }
 
-  // How many are not done; those that are given to one thread together count until all of them are.
+  // The number of items that are not done. Items given to one thread together count until all of
+  // them are done.
   std::size_t left() const { return _left.load(std::memory_order_acquire); }
 
-  // Every item's work has begun, or is the next of a thread that is at work.
+  // True if every item's work has begun or is next on a thread that is working.
   bool allBegun() const { return _next.load() >= _count; }
 
-  // Waits until all is done, or for a 50th of a second. Throws what an item's work has thrown.
+  // Waits until everything is done, but at most a 50th of a second. Throws what an item's work has
+  // thrown.
   void wait();
 
  private:
@@ -64,13 +66,13 @@ class Workers {
   std::atomic<std::size_t> _next{0};
   std::atomic<bool> _stopped{false};
   std::atomic<std::size_t> _left;
-  std::mutex _mutex;  // for what follows
+  std::mutex _mutex;  // for the following members
   std::condition_variable _ended;
   std::exception_ptr _thrown;
   std::vector<std::thread> _threads;
 };
 
-// The most threads that anybody may ask for.
+// The maximum number of threads that users may request.
 constexpr unsigned mostJobs = 1024;
 
 // The number of processors that this process may use.

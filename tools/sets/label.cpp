@@ -20,7 +20,7 @@ std::string field(const std::string& name) {
   return text;
 }
 
-// Takes " KEY=VALUE", or "KEY=VALUE" at the start of the line, off `rest`.
+// Removes " KEY=VALUE", or "KEY=VALUE" at the start of the line, from `rest` and returns the value.
 std::optional<std::string> takeField(std::string& rest, const std::string& key, bool first) {
   std::string const start = (first ? "" : " ") + key + "=";
   if (rest.compare(0, start.size(), start) != 0)
@@ -38,7 +38,7 @@ std::string utcText(std::time_t time) {
   std::array<char, 40> text{};
   if (gmtime_r(&time, &parts) == nullptr ||
       std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &parts) == 0)
-    return "-";  // a year beyond what an int counts
+    return "-";  // a year beyond the range of int
   return text.data();
 }
 
@@ -70,7 +70,7 @@ std::optional<Label> parseLabel(const std::string& line) {
   if (strptime(date->c_str(), "%Y-%m-%dT%H:%M:%SZ", &parts) == nullptr)
     return std::nullopt;
   label.date = timegm(&parts);
-  // What is not the one way to write these values is not this form.
+  // There is only one way to write these values; anything else does not have this form.
   if (labelLine(label) != line)
     return std::nullopt;
   return label;

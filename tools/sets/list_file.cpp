@@ -16,12 +16,12 @@ using namespace ZEMO::SELF_CHECK;
 namespace tool {
 namespace {
 
-// While one lives, the library leaves placeholders as they are written.
+// While such an object exists, the library leaves placeholders unresolved.
 class WithoutPackage {
  public:
   WithoutPackage() : _binding(ProtectedFile::_pkginfo) { forgetPackage(); }
-  // Member by member, because PkgInfo is only copied as a whole, and memory for that may be
-  // exhausted.
+  // Member by member, because PkgInfo can only be copied as a whole, and there may not be enough
+  // memory for that.
   ~WithoutPackage() {
     PkgInfo& current = ProtectedFile::_pkginfo;
     current.isSet = _binding.isSet;

@@ -1,4 +1,4 @@
-// A check list as a file: its lines one by one, which the library merges away.
+// A check list as a file: its individual lines, which merging by the library loses.
 
 #ifndef ZEMO_TOOLS_SETS_LIST_FILE_H
 #define ZEMO_TOOLS_SETS_LIST_FILE_H
@@ -13,11 +13,11 @@ namespace tool {
 
 inline const std::string listHeader = "WAM_SELF_CHECK";
 
-// One line after the second. `entry` has the columns as they are written, placeholders and all.
+// One line after the second. `entry` has the columns as written, with unresolved placeholders.
 struct ListLine {
-  std::size_t number = 0;  // in the file, from 1
+  std::size_t number = 0;  // counted from 1 in the file
   bool removal = false;
-  bool complete = false;  // has its seven columns
+  bool complete = false;  // has seven columns
   boost::shared_ptr<ZEMO::SELF_CHECK::ProtectedFile> entry;
 };
 
@@ -26,14 +26,14 @@ struct ListFile {
   std::vector<ListLine> lines;
 };
 
-// Reads the list at `path`. Throws Failure(STATUS_NOT_LOADED) if it cannot be read or is no check
-// list.
+// Reads the list at `path`. Throws Failure(STATUS_NOT_LOADED) if it cannot be read or is not a
+// check list.
 ListFile readListFile(const std::string& path);
 
-// The same of what has been read from `path`.
+// The same for `content`, which was read from `path`.
 ListFile listIn(const std::string& content, const std::string& path);
 
-// The entry as a line of a list, without line feed.
+// The entry as a line of a list, without a line feed.
 std::string entryLine(const ZEMO::SELF_CHECK::ProtectedFile& entry);
 
 }  // namespace tool

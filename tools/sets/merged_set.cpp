@@ -21,8 +21,8 @@ void verifyAll(const FileList& files, const MergedSet& merged) {
   }
 }
 
-// The map's entries, of which those that were not in `before` come from `list`. `before` keeps its
-// entries alive, so that a new one cannot have the address of an old one.
+// The map's entries; those that are not in `before` come from `list`. `before` keeps its entries
+// alive, so a new entry cannot have the address of an old one.
 std::vector<MergedEntry> attributed(const FileList::ProtectedFileMap& files,
                                     const std::vector<MergedEntry>& before, std::size_t list) {
   std::vector<MergedEntry> entries;

@@ -1,4 +1,4 @@
-// A set as the library merges it, and the list that each of its entries comes from.
+// A set as the library merges it, and each entry's list.
 
 #ifndef ZEMO_TOOLS_SETS_MERGED_SET_H
 #define ZEMO_TOOLS_SETS_MERGED_SET_H
@@ -13,17 +13,18 @@ namespace tool {
 
 struct MergedEntry {
   boost::shared_ptr<ZEMO::SELF_CHECK::ProtectedFile> entry;  // never null
-  std::size_t list = 0;                                      // its place in MergedSet::lists
+  std::size_t list = 0;                                      // index in MergedSet::lists
 };
 
 struct MergedSet {
-  std::vector<std::string> lists;    // paths, in the order in which they are read
-  std::vector<MergedEntry> entries;  // in byte order of their paths; placeholders are resolved
+  std::vector<std::string> lists;    // paths, in reading order
+  std::vector<MergedEntry> entries;  // in byte order of paths; placeholders are resolved
 };
 
-// Finds the set's lists, verifies all of them if `verify` is true, and merges them. A package that
-// was bound before is forgotten first; the set's own stays bound. Throws Failure(STATUS_NOT_LOADED)
-// if there is no list or one does not verify or parse; the library has logged why.
+// Finds the set's lists, verifies all of them if `verify` is true, and merges them. First removes
+// the binding of a previous package; the binding of the set's own package stays. Throws
+// Failure(STATUS_NOT_LOADED) if there is no list, or one does not verify or parse; the library has
+// logged the reason.
 MergedSet mergedSet(const std::string& set, const std::string& mode, bool verify);
 
 }  // namespace tool

@@ -17,12 +17,12 @@
 namespace tool {
 namespace {
 
-// What the library's pattern matcher does not take for itself. A blank is fine.
+// True if the library's pattern matcher treats the name literally. A blank is allowed.
 bool isPlain(const std::string& name) {
   return !name.empty() && name.find_first_of("/*?[]\\") == std::string::npos;
 }
 
-// Whether there is nothing at all at `path`. A link to nothing is something.
+// True if nothing exists at `path`. A dangling link counts as existing.
 bool isAbsent(const std::string& path) {
   struct stat status = {};
   return lstat(path.c_str(), &status) != 0 && errno == ENOENT;
@@ -41,8 +41,7 @@ std::vector<std::string> directoriesIn(const std::string& directory) {
     struct stat status = {};
     if (name == "." || name == "..")
       continue;
-    // A member that cannot be examined may be a directory, and a link to nothing may have led to
-    // one.
+    // A member that cannot be examined may be a directory, and a dangling link may have led to one.
     bool const known = fstatat(dirfd(stream.get()), member->d_name, &status, 0) == 0;
     if (known ? S_ISDIR(status.st_mode)
               : errno != ENOENT || !isAbsent(std::string(directory).append("/").append(name)))
@@ -70,7 +69,7 @@ void requireSetName(const std::string& name) {
 }
 
 void requireModeName(const std::string& mode) {
-  // The lists of a mode "full.x" would be lists of the mode "full", too.
+  // The lists of a mode "full.x" would also be lists of the mode "full".
   if (!isPlain(mode) || mode.find('.') != std::string::npos)
     throw UsageError(inQuotes(mode) + " is not a valid mode name");
 }
@@ -87,7 +86,7 @@ ChosenSets chosenSets(const std::vector<std::string>& named, bool all) {
     } catch (const Failure& failure) {
       chosen.unknown = failure.what();
     }
-    // It has its lists elsewhere.
+    // The system's own set has its lists elsewhere.
     sets.erase(std::remove(sets.begin(), sets.end(), systemSet), sets.end());
   }
   std::for_each(named.begin(), named.end(), requireSetName);
@@ -102,7 +101,7 @@ std::vector<std::string> packageDirectories() {
 
 std::vector<std::string> listsOf(const std::string& set, const std::string& mode) {
   if (!canNameSet(set))
-    return {};  // it would be taken for a pattern
+    return {};  // it would be treated as a pattern
   std::string const directory = setDirectory(set);
   return ZEMO::SELF_CHECK::glob(directory, directory + "/" + set + "." + mode + ".*.list");
 }

@@ -4,7 +4,7 @@ using ZEMO::SELF_CHECK::ProtectedFile;
 
 namespace tool {
 
-// A permission is octal, and JSON has no octal numbers.
+// A permission is octal, which JSON numbers cannot express.
 const std::array<Column, 6> columns = {{
     {"size", &ProtectedFile::_size, true},
     {"hash", &ProtectedFile::_hash, false},

@@ -1,4 +1,4 @@
-// The columns of an entry in a JSON record.
+// Writing an entry's columns to a JSON record.
 
 #ifndef ZEMO_TOOLS_TEXT_ENTRY_JSON_H
 #define ZEMO_TOOLS_TEXT_ENTRY_JSON_H
@@ -12,20 +12,20 @@
 
 namespace tool {
 
-// A column of an entry, in the order in which lists have them.
+// A column of an entry; the order is that in lists.
 struct Column {
   const char* name;
   std::string ZEMO::SELF_CHECK::ProtectedFile::*text;
-  bool number;  // is written as a number where it is one
+  bool number;  // written as a number if it is one
 };
 
-// All columns but the path.
+// All columns except the path.
 extern const std::array<Column, 6> columns;
 
-// Puts the column of `entry` under its name; left out if it is "-", not checked.
+// Adds the column of `entry` under its name; left out if it is "-", not checked.
 void putColumn(Json& record, const ZEMO::SELF_CHECK::ProtectedFile& entry, const Column& column);
 
-// Puts all columns but the path.
+// Adds all columns except the path.
 void putColumns(Json& record, const ZEMO::SELF_CHECK::ProtectedFile& entry);
 
 }  // namespace tool

@@ -25,16 +25,16 @@ struct Range {
   uint32_t last;
 };
 
-// Characters that a terminal obeys, what breaks a line or changes the direction of writing, and
-// what is not seen: two names that differ by it alone would look the same.
+// Characters that control a terminal, break a line, change the writing direction or are invisible:
+// two names that differ only in these would look the same.
 constexpr Range notPrintable[] = {
     {0x0, 0x1f},        {0x7f, 0x9f},  // control characters
     {0xad, 0xad},                      // soft hyphen
     {0x61c, 0x61c},                    // Arabic letter mark
-    {0x200b, 0x200f},                  // of no width, and marks of direction
+    {0x200b, 0x200f},                  // zero width, and direction marks
     {0x2028, 0x202e},                  // line and paragraph separator, embedded directions
     {0x2060, 0x206f},                  // invisible operators, isolated directions
-    {0xfeff, 0xfeff},                  // of no width: the byte order mark
+    {0xfeff, 0xfeff},                  // zero width: the byte order mark
     {0xe0000, 0xe007f},                // tags
 };
 
@@ -61,7 +61,7 @@ std::size_t utf8Length(std::string_view text) {
     return 1;
   std::size_t const length = first >= 0xf0 ? 4 : first >= 0xe0 ? 3 : 2;
   if (first < 0xc2 || first > 0xf4 || text.size() < length)
-    return 0;  // a continuation, an overlong form, beyond Unicode, or cut off
+    return 0;  // a continuation, an overlong form, beyond Unicode, or truncated
   for (std::size_t i = 1; i < length; ++i) {
     if ((byteAt(text, i) & 0xc0U) != 0x80)
       return 0;

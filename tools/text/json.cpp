@@ -54,7 +54,7 @@ void putNumber(Json& record, const std::string& name, const std::string& column)
 }
 
 void writeRecord(const Json& record) {
-  // In ASCII, so that a terminal obeys no name.
+  // In ASCII, so that no name can control a terminal.
   writeOut(record.dump(-1, ' ', true) + "\n");
 }
 

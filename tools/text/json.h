@@ -9,24 +9,24 @@
 
 namespace tool {
 
-// Keeps the order in which members are put in.
+// Keeps the order in which members are added.
 using Json = nlohmann::ordered_json;
 
-// `bytes` with U+FFFD for each byte that is no UTF-8, which JSON has no other way to write.
+// `bytes` with U+FFFD for each byte that is not UTF-8, because JSON cannot represent such bytes.
 std::string jsonText(const std::string& bytes);
 
-// Puts jsonText(bytes) under `name` and, if that is not the same, all of the bytes in hexadecimal
-// digits under `name`_hex.
+// Adds jsonText(bytes) under `name` and, if that differs from `bytes`, all of the bytes in
+// hexadecimal digits under `name`_hex.
 void putText(Json& record, const std::string& name, const std::string& bytes);
 
-// The same for several texts: arrays under `name` and, if any of them is not the same, `name`_hex.
+// The same for several texts: arrays under `name` and, if any of them differs, `name`_hex.
 void putTexts(Json& record, const std::string& name, const std::vector<std::string>& texts);
 
-// Puts a column of an entry under `name`: a decimal number as a number if it is written as one
-// writes numbers, all else as text.
+// Adds a column of an entry under `name`: as a number if it is a decimal number in normal notation,
+// otherwise as text.
 void putNumber(Json& record, const std::string& name, const std::string& column);
 
-// Writes the record as one line to standard output.
+// Writes the record to standard output as one line.
 void writeRecord(const Json& record);
 
 }  // namespace tool

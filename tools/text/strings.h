@@ -1,4 +1,4 @@
-// Small verbs on texts.
+// Small functions on texts.
 
 #ifndef ZEMO_TOOLS_TEXT_STRINGS_H
 #define ZEMO_TOOLS_TEXT_STRINGS_H
@@ -15,10 +15,10 @@ std::string counted(std::size_t number, const char* one, const char* many);
 // "a", "a and b", "a, b and c".
 std::string listed(const std::vector<std::string>& words, const char* conjunction = "and");
 
-// Lines of at most `width` columns; a longer word has a line of its own.
+// `text` in lines of at most `width` columns; a longer word has its own line.
 std::vector<std::string> wrapped(const std::string& text, std::size_t width);
 
-// Two digits a byte, in lower case.
+// Two digits per byte, in lower case.
 std::string hexadecimal(std::string_view bytes);
 
 bool startsWith(std::string_view text, std::string_view start);

@@ -17,7 +17,7 @@
 namespace tool {
 namespace {
 
-// `line` as somebody may have meant it.
+// `line` as its author may have meant it.
 std::string meantBy(std::string line) {
   std::size_t const end = line.find_last_not_of(" \t\r");
   line.erase(end == std::string::npos ? 0 : end + 1);
@@ -94,7 +94,7 @@ bool isPinned(const Signature& signature, const std::vector<std::string>& pinned
   });
 }
 
-// Every signature is held to the demands: a good one does not make up for another.
+// Every signature must meet the demands: a good one does not compensate for another.
 void objectTo(const Signature& signature, const Demands& demands,
               std::vector<std::string>& objections) {
   if (!isGood(signature))

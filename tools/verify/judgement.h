@@ -1,4 +1,4 @@
-// What there is to say of one list: its place, its label, its signatures.
+// The judgement on one list: its place, its label, its signatures.
 
 #ifndef ZEMO_TOOLS_VERIFY_JUDGEMENT_H
 #define ZEMO_TOOLS_VERIFY_JUDGEMENT_H
@@ -13,13 +13,13 @@
 
 namespace tool {
 
-// What `listorder` makes of a list.
+// The position that `listorder` gives a list.
 struct Place {
-  std::size_t line = 0;    // that names it; 0: none does, and it is read before all that are named
-  std::size_t almost = 0;  // the line that would name it but for blanks, a carriage return or "./"
+  std::size_t line = 0;    // that names it; 0: none, so it is read before all named lists
+  std::size_t almost = 0;  // that would name it without blanks, a carriage return or "./"
   bool orderExists = false;
-  bool orderIrregular = false;  // it is a directory, a FIFO or the like, and orders nothing
-  std::string unreadable;       // why the file cannot be read
+  bool orderIrregular = false;  // it is a directory, a FIFO or the like, and has no effect
+  std::string unreadable;       // why `listorder` cannot be read
 };
 
 // Line 2 of a list.
@@ -27,7 +27,7 @@ struct Binding {
   enum class State { Bound, OtherList, NoLabel, NoList };
   State state = State::NoLabel;
   std::optional<Label> label;
-  std::string reason;  // NoList: why the library cannot read it; names are escaped
+  std::string reason;  // for NoList: why the library cannot read it; names are escaped
 };
 
 struct Judgement {
@@ -35,7 +35,7 @@ struct Judgement {
   Place place;
   Binding binding;
   SignatureCheck check;
-  std::vector<std::string> objections;  // what the library does not mind
+  std::vector<std::string> objections;  // faults that the library accepts
 };
 
 struct Demands {
@@ -43,11 +43,11 @@ struct Demands {
   std::vector<std::string> pinned;  // fingerprints of signing keys or their primary keys
 };
 
-// Looks at every list of the set in the order in which the library reads them.
+// Examines every list of the set in the order in which the library reads them.
 std::vector<Judgement> judgeLists(const std::string& set, const std::string& mode,
                                   const Demands& demands);
 
-// The library accepts its signature, and can read it.
+// True if the library accepts its signature and can read it.
 bool isUsable(const Judgement& judgement);
 
 }  // namespace tool

@@ -1,4 +1,4 @@
-// What `verify` finds, in words.
+// The findings of `verify` in words.
 
 #ifndef ZEMO_TOOLS_VERIFY_REPORT_H
 #define ZEMO_TOOLS_VERIFY_REPORT_H
@@ -9,8 +9,8 @@
 
 namespace tool {
 
-// One line that names the list and says how it stands, and indented ones that say why; each ends
-// with a line feed, and names are escaped.
+// One line with the list's name and verdict, then indented lines with the reasons. Each ends with a
+// line feed, and names are escaped.
 std::string reportOn(const Judgement& judgement);
 
 }  // namespace tool

@@ -1,8 +1,8 @@
-// What a check compares (CHECK_ITEM), what it can find wrong (CHECK_ERROR), and the record of one
-// found mismatch (CheckError).
+// The attributes that a check compares (CHECK_ITEM), the kinds of mismatch that it can find
+// (CHECK_ERROR), and the record of one mismatch (CheckError).
 //
-// Threads: a CheckError is never changed after it was made, so any number of threads may read it
-// while its ProtectedFile lives.
+// Threads: a CheckError never changes after it was made, so any number of threads may read it while
+// its ProtectedFile exists.
 
 #ifndef ZEMO_SELFCHECK_CHECK_ERROR_H
 #define ZEMO_SELFCHECK_CHECK_ERROR_H
@@ -14,8 +14,8 @@
 
 namespace ZEMO::SELF_CHECK {
 
-// The attributes that a caller wants compared: any of these bits, ORed. They are compared in the
-// order of the bits. Bits above 32 mean nothing by themselves.
+// The attributes to compare: any of these bits, ORed. They are compared in the order of the bits.
+// Bits above 32 have no effect of their own.
 enum CHECK_ITEM : int32_t {
   CHECK_ITEM_SIZE = 1,         // size in bytes, of regular files and symbolic links
   CHECK_ITEM_OWNER = 2,        // numeric owner id, not of symbolic links
@@ -34,8 +34,8 @@ constexpr CHECK_ITEM& operator|=(CHECK_ITEM& a, CHECK_ITEM b) {
   return a = a | b;
 }
 
-// The kinds of mismatch; not bits, and not numbered like the items. 7 is unused and has no name:
-// nothing produces it, and a name would invite somebody to.
+// The kinds of mismatch. They are not bits, and their numbers differ from those of the items. 7 is
+// unused and deliberately has no name: nothing produces it.
 enum CHECK_ERROR : int32_t {
   CHECK_ERROR_SIZE = 1,
   CHECK_ERROR_HASH = 2,
@@ -47,17 +47,17 @@ enum CHECK_ERROR : int32_t {
   CHECK_ERROR_UNKNOWN_FILE = 9,  // a directory has a member that the lists do not allow
 };
 
-// One mismatch between a protected file and its list entry. Checks fill all four members when they
-// make a record; they belong to the ProtectedFile in whose _errors they stand.
+// One mismatch between a protected file and its list entry. The check that makes a record fills all
+// four members. The ProtectedFile whose _errors contain the record owns it.
 class ZEMO_EXPORT CheckError {
  public:
   CHECK_ERROR _error;
-  std::string _filePath;  // the entry's path; for an unknown file, that of the directory
-  std::string _expected;  // the entry's own text; empty for NOT_EXIST and UNKNOWN_FILE
-  std::string _actual;    // what is on disk; empty for NOT_EXIST; the bare name of an unknown file
+  std::string _filePath;  // the entry's path; for an unknown file, its directory's path
+  std::string _expected;  // the entry's text; empty for NOT_EXIST and UNKNOWN_FILE
+  std::string _actual;    // the state on disk; empty for NOT_EXIST; an unknown file's bare name
 
-  // Returns the text of a kind, such as "size" or "not exist"; the empty string for a value that
-  // is no kind.
+  // Returns the text of a kind, such as "size" or "not exist", or the empty string for a value that
+  // is not a kind.
   std::string type2String(CHECK_ERROR error);
 
   // Returns the record as one line without a line end: "PATH KIND expect[...] but get[...]", or

@@ -1,13 +1,13 @@
 /*
- * SelfCheckFiles: are these installed files still what the maker shipped?
+ * SelfCheckFiles: check whether installed files are still as the maker shipped them.
  *
- * The files are compared with the operating system's own check-list set: the lists
- * /usr/zemo/selfcheck/wam.full.*.list, in the order of the file `listorder` in that directory,
- * each with a GnuPG signature that verifies against the key ring in that directory. Lists of
- * packages are not consulted.
+ * The files are compared with the operating system's own set of check lists: the lists
+ * /usr/zemo/selfcheck/wam.full.*.list, in the order that the file `listorder` in that directory
+ * gives. Each list must have a GnuPG signature that verifies against the key ring in that
+ * directory. Package lists are not consulted.
  *
- * Every call reads, verifies and parses the whole set, so check many paths with one call rather
- * than with many.
+ * Every call reads, verifies and parses the whole set, so check many paths with one call instead of
+ * making many calls.
  *
  * Valid C11 and C++17.
  */
@@ -23,24 +23,26 @@ extern "C" {
 #endif
 
 /*
- * Checks every path of `paths` against the operating system's own list set and stores one result
- * per path, in order, in `results`.
+ * Checks every path of `paths` against the operating system's own set and stores one result per
+ * path, in order, in `results`.
  *
- * `paths` holds absolute paths, which are looked up byte for byte: no normalisation, no links
- * followed, no trailing slash removed. A list without items still loads and verifies the set.
- * `results` points to an array of at least as many elements as `paths` has items; both stay the
- * caller's.
+ * `paths` holds absolute paths, which are looked up byte for byte: they are not normalised, links
+ * are not followed, and trailing slashes are not removed. Even if `paths` has no items, the set is
+ * loaded and verified. `results` points to an array with at least as many elements as `paths` has
+ * items. The caller keeps ownership of both.
  *
- * Returns 0 when every path was checked; missing, changed and unlisted files are reported in the
- * results. Returns -1, with the reason in the system log and `results` untouched, when an argument
- * is NULL, when the set has no lists or one of them does not verify or parse, or when the content
- * of a listed file cannot be read. When memory is exhausted it throws std::bad_alloc, which a C++
- * caller can catch and which ends a C program, or returns -1 where the system, libcrypto or GnuPG
- * were the ones to find none; it throws nothing else. One case is neither, only logged: a line of a
- * list for which there is no memory to split it is left out of the set.
+ * Returns 0 if every path was checked; the results report missing, changed and unlisted files.
+ * Returns -1, with the reason in the system log and `results` unchanged, if an argument is NULL, if
+ * the set has no lists or one of them does not verify or parse, or if the content of a listed file
+ * cannot be read.
  *
- * Threads: may be called from several threads at once, as long as no thread loads a package's list
- * set (ZEMO::SELF_CHECK::FileList) at the same time.
+ * If memory is exhausted, throws std::bad_alloc, which a C++ caller can catch and which terminates
+ * a C program; if the system, libcrypto or GnuPG ran out of memory, returns -1 instead. One case
+ * does neither: a list line that cannot be split for lack of memory is logged and left out of the
+ * set. Throws nothing else.
+ *
+ * Threads: may be called from several threads at once, provided that no thread loads a package's
+ * list set (ZEMO::SELF_CHECK::FileList) at the same time.
  */
 ZEMO_EXPORT int SelfCheckFiles(VLIBSzList* paths, SELFCHECK_RESULT* results);
 

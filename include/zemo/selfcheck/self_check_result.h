@@ -1,5 +1,5 @@
 /*
- * SELFCHECK_RESULT: what a check of one named path has found.
+ * SELFCHECK_RESULT: the result of checking one named path.
  *
  * Valid C11 and C++17.
  */
@@ -9,9 +9,9 @@
 #include <stdint.h>
 
 /*
- * One 32-bit word of flags, bit 0 first. All zero means that the path is listed and nothing about
- * it was found wrong. Members that a directory with fixed members must not have set no flag on the
- * directory: name such a member to get 0x180, or check the whole set.
+ * One 32-bit word of flags, bit 0 first. All zero means that the path is listed and no mismatch was
+ * found. Stray members of a directory with fixed members set no flag on the directory: pass the
+ * stray member's own path to get 0x180, or check the whole set.
  */
 typedef struct SELFCHECK_RESULT {
   uint32_t sizeError : 1;       /* 0x001: the size differs */
