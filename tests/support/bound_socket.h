@@ -1,4 +1,4 @@
-// A socket as a file.
+// Sockets in the file system.
 
 #ifndef ZEMO_TESTS_SUPPORT_BOUND_SOCKET_H
 #define ZEMO_TESTS_SUPPORT_BOUND_SOCKET_H
@@ -10,7 +10,7 @@
 
 #include <string>
 
-// Makes a socket, with nobody behind it, at `path`.
+// Creates a socket at `path` on which nobody listens.
 inline void bindSocket(const std::string& path) {
   sockaddr_un address = {};
   address.sun_family = AF_UNIX;

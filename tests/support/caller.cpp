@@ -35,7 +35,7 @@ using std::chrono::steady_clock;
 
 constexpr std::chrono::seconds tooLong{60};
 constexpr std::chrono::milliseconds interval{5};
-constexpr int savedDescriptors = 500;  // out of the way of those that tests look at
+constexpr int savedDescriptors = 500;  // above those that tests examine
 
 int failures() {
   return ::testing::UnitTest::GetInstance()->current_test_info()->result()->total_part_count();
@@ -52,7 +52,7 @@ int failures() {
   (void)fflush(stdout);
   int const status = failures() > before ? 1 : 0;
 #ifdef ZEMO_COVERAGE
-  exit(status);  // at exit the counters are written
+  exit(status);  // the coverage counters are written at exit
 #else
   _exit(status);
 #endif
@@ -65,7 +65,7 @@ int statusOfChild(const std::function<void()>& body) {
     throw std::runtime_error("cannot fork");
   if (child == 0)
     runChild(body);
-  (void)setpgid(child, child);  // fails when the child has been faster
+  (void)setpgid(child, child);  // fails if the child was faster
 
   auto const deadline = steady_clock::now() + tooLong;
   int status = 0;

@@ -1,4 +1,4 @@
-// Callers with peculiarities, each in a process of its own.
+// Callers with unusual properties, each in its own process.
 
 #ifndef ZEMO_TESTS_SUPPORT_CALLER_H
 #define ZEMO_TESTS_SUPPORT_CALLER_H
@@ -8,24 +8,24 @@
 #include <string>
 #include <thread>
 
-// Runs `body` in a child process, which leads a process group of its own. Expectations that fail in
-// it fail this test. A child that takes too long is killed with its group, because a call under
-// test that hangs holds every other signal back.
+// Runs `body` in a child process that leads its own process group. Expectations that fail in it
+// fail this test. A child that takes too long is killed with its group, because a call under test
+// that hangs holds back every other signal.
 void inCaller(const std::function<void()>& body);
 
-// The same, for a body that is to be ended by a signal: its number, or 0 when none came.
+// The same for a body that a signal should end. Returns the signal's number, or 0 if none came.
 int signalThatEnds(const std::function<void()>& body);
 
-// Whether the program runs under a tool that gives child processes a copy of the memory.
+// True if the program runs under a tool that gives child processes a copy of the memory.
 bool underValgrind();
 
-// Whether the program is built with a sanitizer that needs much memory.
+// True if the program is built with a sanitizer that needs much memory.
 extern const bool sanitized;
 
-// Waits until something exists at `path`, but not for ever.
+// Waits until something exists at `path`; false if that takes too long.
 bool appears(const std::string& path);
 
-// Ends the whole program when it lives too long: the call under test hangs.
+// Ends the whole program if it runs for too long because the call under test hangs.
 class Watchdog {
  public:
   Watchdog();
@@ -38,7 +38,7 @@ class Watchdog {
   std::thread _thread;
 };
 
-// While it lives, descriptor `fd` leads to the file at `path`, or is closed for an empty `path`.
+// While it exists, descriptor `fd` refers to the file at `path`, or is closed if `path` is empty.
 class Descriptor {
  public:
   explicit Descriptor(int fd, const std::string& path = "");
@@ -51,10 +51,10 @@ class Descriptor {
   int _saved;
 };
 
-// Makes the system call `number` fail with `error` in this process and its children, for ever.
+// Makes the system call `number` fail with `error` in this process and its children, permanently.
 void refuseSystemCall(int number, int error);
 
-// The same, where the bits `mask` of the argument `index` are `value`.
+// The same, but only if the bits `mask` of the argument `index` are `value`.
 void refuseSystemCall(int number, int error, int index, unsigned int mask, unsigned int value);
 
 #endif

@@ -1,4 +1,4 @@
-// What the checks of an entry have found, as text.
+// The findings of an entry's checks, as text.
 
 #ifndef ZEMO_TESTS_SUPPORT_ERRORS_OF_H
 #define ZEMO_TESTS_SUPPORT_ERRORS_OF_H
@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-// One line a record, oldest first: the path, the kind, the expected and the actual text.
+// One line per record, oldest first: the path, the kind, the expected and the actual text.
 inline std::vector<std::string> errorsOf(const ZEMO::SELF_CHECK::ProtectedFile& entry) {
   std::vector<std::string> lines;
   for (ZEMO::SELF_CHECK::CheckError* const error : entry._errors)

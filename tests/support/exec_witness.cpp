@@ -1,5 +1,5 @@
-// A program that writes what it was started with into the file that its first word names: records
-// of a name, '=' and a value, each ended by a null character.
+// Writes how it was started to the file named by its first word: records of a name, '=' and a
+// value, each ended by a null character.
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -17,7 +17,7 @@ std::string record(const std::string& name, const std::string& value) {
   return name + "=" + value + '\0';
 }
 
-// Looks at every number instead of listing a directory, which would need a descriptor itself.
+// Tries every number instead of listing a directory, which would itself need a descriptor.
 std::string descriptors() {
   std::string records;
   for (int fd = 0; fd <= highestDescriptor; ++fd) {

@@ -28,7 +28,7 @@ std::string octal(mode_t mode) {
   return text;
 }
 
-// Another way to the same digest than the library's.
+// Computes the digest independently of the library.
 std::string sha1Of(const std::string& content) {
   unsigned char value[SHA_DIGEST_LENGTH];
   SHA1(reinterpret_cast<const unsigned char*>(content.data()), content.size(), value);

@@ -1,4 +1,4 @@
-// Small verbs on files. All of them throw when they cannot do what they say.
+// Small operations on files. All of them throw if they fail.
 
 #ifndef ZEMO_TESTS_SUPPORT_FILES_H
 #define ZEMO_TESTS_SUPPORT_FILES_H
@@ -14,21 +14,21 @@ void makeDirectory(const std::string& path);  // and its parents; one that exist
 void makeLink(const std::string& target, const std::string& path);
 void makeFifo(const std::string& path);
 void changeMode(const std::string& path, mode_t mode);
-void remove(const std::string& path);           // with all that is in it
+void remove(const std::string& path);           // with everything in it
 struct stat statusOf(const std::string& path);  // by lstat
 
 // The entry line that describes the file at `path` as it is, in all columns.
 std::string entryLine(const std::string& path);
 
-// The entry line of these columns.
+// An entry line with these columns.
 std::string entryLine(const std::string& path, const std::string& size, const std::string& hash,
                       const std::string& type, const std::string& permission,
                       const std::string& owner, const std::string& group);
 
-// The number of open descriptors of this process.
+// The number of this process's open descriptors.
 int openDescriptors();
 
-// While it lives, this thread may not read files against their permissions, even as root.
+// While it exists, this thread cannot read files against their permissions, even as root.
 class WithoutFileCapabilities {
  public:
   WithoutFileCapabilities();

@@ -1,4 +1,4 @@
-// Which paths lie in a directory with fixed members.
+// A model that decides which paths are in a directory with fixed members.
 
 #ifndef ZEMO_TESTS_SUPPORT_FIXED_DIRECTORIES_MODEL_H
 #define ZEMO_TESTS_SUPPORT_FIXED_DIRECTORIES_MODEL_H

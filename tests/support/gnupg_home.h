@@ -11,39 +11,39 @@
 class GnupgHome {
  public:
   GnupgHome();
-  ~GnupgHome();  // ends the home's agent
+  ~GnupgHome();  // stops the home's agent
   GnupgHome(const GnupgHome&) = delete;
   GnupgHome& operator=(const GnupgHome&) = delete;
 
   const std::string& path() const { return _home.path(); }
 
-  // Makes a key that signs. `options` are GnuPG's, such as --faked-system-time.
+  // Creates a signing key. `options` are GnuPG's, such as --faked-system-time.
   void make(const std::string& userId, const std::string& algorithm = "ed25519",
             const std::string& expires = "never", const std::string& options = "",
             const std::string& passphrase = "");
 
-  // Adds a subkey that signs.
+  // Adds a signing subkey.
   void addSubkey(const std::string& userId, const std::string& options = "");
 
   void revoke(const std::string& userId);
 
-  // Fingerprint `index` of the key: 0 is the primary's.
+  // Fingerprint `index` of the key; 0 is the primary key's.
   std::string fingerprint(const std::string& userId, std::size_t index = 0) const;
 
-  // Writes `list`.asc with these GnuPG options, -u among them.
+  // Writes `list`.asc with these GnuPG options, which include -u.
   void sign(const std::string& list, const std::string& options) const;
 
-  // Writes the public keys to `file`, and returns that.
+  // Writes the public keys to `file` and returns `file`.
   std::string exported(const std::vector<std::string>& userIds, const std::string& file) const;
 
-  // Writes the secret key to `file`, and returns that.
+  // Writes the secret key to `file` and returns `file`.
   std::string exportedSecret(const std::string& userId, const std::string& file) const;
 
-  // From now on the agent asks this shell script for passphrases: it answers requests of one line.
+  // From now on the agent asks this shell script, which answers one-line requests, for passphrases.
   void askBy(const std::string& answerToGetpin) const;
 
  private:
-  // The start of a command line.
+  // The beginning of a command line.
   std::string gpg() const;
 
   TemporaryDirectory _home;
@@ -52,7 +52,7 @@ class GnupgHome {
 // The names in a directory, sorted.
 std::vector<std::string> namesIn(const std::string& directory);
 
-// What standard output of the shell command is.
+// The standard output of the shell command.
 std::string outputOf(const std::string& command);
 
 #endif

@@ -6,7 +6,7 @@
 #include <locale>
 #include <string>
 
-// While it lives, streams write 123 as 1,2,3.
+// While it exists, streams write 123 as 1,2,3.
 class GroupedDigits {
  public:
   GroupedDigits() : _before(std::locale::global(std::locale(std::locale(), new Punctuation))) {}

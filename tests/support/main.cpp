@@ -1,5 +1,5 @@
-// The main function of every test program: moves the program into a private root, unless it is in
-// one already, so that it can be started by hand like any other.
+// The main function of every test program. It moves the program into a private root unless it is in
+// one already, so the program can be started by hand like any other.
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -16,7 +16,7 @@ int main(int argc, char** argv) {
   if (onlyLists || getenv("ZEMO_PRIVATE_ROOT") != nullptr)
     return RUN_ALL_TESTS();
 
-  // GoogleTest has taken its options out of argv; the program that is executed reads them again.
+  // GoogleTest has removed its options from argv; the program that is executed needs them again.
   std::vector<std::string> words = ::testing::internal::GetArgvs();
   words.at(0) = std::filesystem::read_symlink("/proc/self/exe");
   words.insert(words.begin(), {ZEMO_PRIVATE_ROOT_SCRIPT, "--or-without"});

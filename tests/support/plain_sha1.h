@@ -1,4 +1,4 @@
-// SHA-1 written out from its definition: another way to the same digest than the library's.
+// SHA-1 written from its definition, independent of the library's implementation.
 
 #ifndef ZEMO_TESTS_SUPPORT_PLAIN_SHA1_H
 #define ZEMO_TESTS_SUPPORT_PLAIN_SHA1_H

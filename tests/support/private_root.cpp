@@ -14,7 +14,7 @@ namespace {
 
 void empty(const std::string& directory) {
   for (const auto& member : std::filesystem::directory_iterator(directory))
-    ::remove(member.path());  // not the standard library's, which removes no full directory
+    ::remove(member.path());  // std::remove does not remove a directory with members
 }
 
 dev_t deviceOf(const char* path) {
@@ -22,7 +22,7 @@ dev_t deviceOf(const char* path) {
   return lstat(path, &status) == 0 ? status.st_dev : 0;
 }
 
-// The same proof as that of scripts/private-root --verify.
+// The same proof as in scripts/private-root --verify.
 bool proved() {
   struct stat marker = {};
   struct statfs root = {};

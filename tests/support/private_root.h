@@ -7,13 +7,13 @@
 
 #include <string>
 
-// Whether this is a private root, proved by its mounts and not by the environment alone. False
-// where none could be made. Ends the process where the environment names one that is not there,
-// because what the tests would empty then is the machine's.
+// True if this is a private root, proved by its mounts and not by the environment alone. False if
+// none could be created. Ends the process if the environment names a private root that does not
+// exist, because tests would then empty the machine's own directories.
 bool inPrivateRoot();
 
-// A fixture whose tests find /usr/zemo/selfcheck and /var/packages empty. They are skipped where no
-// private root can be made.
+// A fixture whose tests find /usr/zemo/selfcheck and /var/packages empty. The tests are skipped if
+// no private root can be created.
 class PrivateRootTest : public ::testing::Test {
  public:
   static constexpr char listDir[] = "/usr/zemo/selfcheck";
@@ -22,8 +22,8 @@ class PrivateRootTest : public ::testing::Test {
  protected:
   void SetUp() override;
 
-  // Writes the check list `name` (such as "wam.full.base.list") with these entry lines into
-  // listDir, or into `directory`, and returns its path.
+  // Writes the check list `name` (such as "wam.full.base.list") with these entry lines to listDir,
+  // or to `directory`, and returns its path.
   static std::string writeList(const std::string& name, const std::string& lines);
   static std::string writeList(const std::string& directory, const std::string& name,
                                const std::string& lines);

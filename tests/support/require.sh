@@ -1,6 +1,6 @@
 # shellcheck shell=bash
-# Ends the test as skipped where no private root could be made, and as failed where the environment names one that
-# is not there.
+# Ends the test as skipped if no private root could be created, and as failed if the environment names one that does
+# not exist.
 require_private_root() {
   if [ "${ZEMO_PRIVATE_ROOT:-}" != yes ]; then
     echo "[  SKIPPED ] ${0##*/} (needs a private root)"
@@ -9,7 +9,7 @@ require_private_root() {
   "$(dirname "${BASH_SOURCE[0]}")/../../scripts/private-root" --verify || exit 1
 }
 
-# require PROGRAM...: ends the test as skipped where one is missing, and as failed where all were to be there.
+# require PROGRAM...: ends the test as skipped if a program is missing, and as failed if all must be present.
 require() {
   local program
   for program in "$@"; do

@@ -1,11 +1,12 @@
-// The package binding is one for the whole process; this keeps it from reaching from test to test.
+// The package binding is global to the process; this keeps it from leaking from one test to the
+// next.
 
 #ifndef ZEMO_TESTS_SUPPORT_RESTORED_BINDING_H
 #define ZEMO_TESTS_SUPPORT_RESTORED_BINDING_H
 
 #include <zemo/selfcheck/protected_file.h>
 
-// Puts the binding back that was in force when it was made.
+// Restores the binding that was in force when the object was created.
 class RestoredBinding {
  public:
   RestoredBinding() : _before(ZEMO::SELF_CHECK::ProtectedFile::_pkginfo) {}

@@ -9,7 +9,7 @@
 #include <cstring>
 #include <vector>
 
-// The whole word, so that a bit which belongs to no flag is seen, too.
+// The whole word, so that a bit that belongs to no flag also shows.
 inline uint32_t maskOf(const SELFCHECK_RESULT& result) {
   static_assert(sizeof result == sizeof(uint32_t));
   uint32_t mask = 0;
@@ -24,7 +24,7 @@ inline std::vector<uint32_t> masksOf(const std::vector<SELFCHECK_RESULT>& result
   return masks;
 }
 
-// The result that reads as `mask`.
+// The result whose mask is `mask`.
 inline SELFCHECK_RESULT resultFrom(uint32_t mask) {
   SELFCHECK_RESULT result;
   memcpy(&result, &mask, sizeof result);

@@ -17,7 +17,7 @@
 
 class SignedSetTest : public PrivateRootTest {
  public:
-  // Making a key takes longer than a test, so the tests of a program share it.
+  // Creating a key takes longer than a test, so the tests of a program share one.
   static void SetUpTestSuite() { key() = std::make_unique<SigningKey>(); }
   static void TearDownTestSuite() { key().reset(); }
 

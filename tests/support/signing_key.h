@@ -9,16 +9,16 @@
 
 class SigningKey {
  public:
-  // Makes a new key, in a home directory of its own.
+  // Creates a new key in its own home directory.
   SigningKey();
-  ~SigningKey();  // ends the key's agent
+  ~SigningKey();  // stops the key's agent
   SigningKey(const SigningKey&) = delete;
   SigningKey& operator=(const SigningKey&) = delete;
 
   // The home directory.
   const std::string& home() const { return _home.path(); }
 
-  // Puts the public key into the key ring in `homeDirectory`.
+  // Adds the public key to the key ring in `homeDirectory`.
   void trustedBy(const std::string& homeDirectory) const;
 
   // Writes the detached signature of `list`, made with these GnuPG options, to `list`.asc.
@@ -28,10 +28,10 @@ class SigningKey {
   TemporaryDirectory _home;
 };
 
-// Runs a command by the shell; throws when its exit status is not 0.
+// Runs a command in the shell; throws if its exit status is not 0.
 void runShell(const std::string& command);
 
-// `text` as one word for the shell.
+// Quotes `text` as one word for the shell.
 std::string quoted(const std::string& text);
 
 #endif

@@ -81,7 +81,7 @@ StartedProgram::StartedProgram(const std::vector<std::string>& words, Stream out
   if (output == terminal || errors == terminal) {
     _terminal = std::make_unique<Terminal>();
     input = _terminal->path();
-    // The first terminal that the leader of a session opens is the one that Ctrl-C comes from.
+    // Ctrl-C comes from the first terminal that the leader of a session opens.
     posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID);
   }
   int const create = O_WRONLY | O_CREAT | O_TRUNC;

@@ -1,4 +1,5 @@
-// A program that runs while the test goes on: to send it signals, and to give it a terminal.
+// A program that runs while the test continues, so that the test can send it signals and give it a
+// terminal.
 
 #ifndef ZEMO_TESTS_SUPPORT_STARTED_PROGRAM_H
 #define ZEMO_TESTS_SUPPORT_STARTED_PROGRAM_H
@@ -14,7 +15,7 @@
 #include "support/program.h"
 #include "support/temporary_directory.h"
 
-// A pseudo-terminal of 80 columns that writes bytes as they are.
+// A pseudo-terminal of 80 columns that passes bytes on unchanged.
 class Terminal {
  public:
   Terminal();
@@ -24,18 +25,18 @@ class Terminal {
 
   const std::string& path() const { return _path; }
 
-  // What somebody types; "\x03" is Ctrl-C.
+  // Types `text` as a user would; "\x03" is Ctrl-C.
   void type(const std::string& text) const;
 
-  // Takes in what the program has written; waits for it for up to so many milliseconds.
+  // Reads what the program has written, waiting up to this many milliseconds for it.
   void read(int milliseconds);
 
-  // All that was read.
+  // Everything read so far.
   const std::string& screen() const { return _screen; }
 
  private:
   int _master;
-  int _slave;  // held open, or the end of the program would look like an error
+  int _slave;  // kept open; otherwise the end of the program would look like an error
   std::string _path;
   std::string _screen;
 };
@@ -44,8 +45,9 @@ class StartedProgram {
  public:
   enum Stream { file, terminal };
 
-  // Starts the program with these words. Standard output and error are files or the terminal, which
-  // is standard input, too, if one of them is it. Throws when it cannot be started.
+  // Starts the program with these words. Standard output and standard error are files or the
+  // terminal; if either is the terminal, so is standard input. Throws if the program cannot be
+  // started.
   explicit StartedProgram(const std::vector<std::string>& words, Stream output = file,
                           Stream errors = file);
   ~StartedProgram();  // kills it if it still runs
@@ -56,10 +58,10 @@ class StartedProgram {
   void signal(int number) const;
   Terminal& screen() { return *_terminal; }
 
-  // True when the program has ended within so many seconds.
+  // True if the program ends within this many seconds.
   bool endsWithin(double seconds);
 
-  // What came out of it, after its end; what went to the terminal is not in it.
+  // The program's output, after its end, without what went to the terminal.
   ProgramRun run() const;
 
  private:
@@ -70,7 +72,7 @@ class StartedProgram {
   int _status = 0;
 };
 
-// Waits until `condition` holds, for ten seconds at most; false if it does not by then.
+// Waits up to ten seconds until `condition` holds; false if it does not.
 template <typename Condition>
 bool eventually(Condition condition) {
   auto const end = std::chrono::steady_clock::now() + std::chrono::seconds(10);

@@ -15,7 +15,7 @@ TemporaryDirectory::TemporaryDirectory() : _maker(getpid()) {
 
 TemporaryDirectory::~TemporaryDirectory() {
   if (getpid() != _maker)
-    return;                 // the copy that a child process has
+    return;                 // the copy in a child process
   std::error_code ignored;  // a member that cannot be removed must not hide the test's own result
   std::filesystem::remove_all(_path, ignored);
 }

@@ -1,4 +1,4 @@
-// A directory of one test's own, which goes with it.
+// A directory of one test, which is removed with this object.
 
 #ifndef ZEMO_TESTS_SUPPORT_TEMPORARY_DIRECTORY_H
 #define ZEMO_TESTS_SUPPORT_TEMPORARY_DIRECTORY_H

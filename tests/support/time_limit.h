@@ -1,11 +1,11 @@
-// A limit for tests of what must not block.
+// A time limit for tests of calls that must not block.
 
 #ifndef ZEMO_TESTS_SUPPORT_TIME_LIMIT_H
 #define ZEMO_TESTS_SUPPORT_TIME_LIMIT_H
 
 #include <unistd.h>
 
-// Ends the test program, instead of the tests waiting for ever, when it lives for longer than this.
+// Ends the test program if this object lives for longer, so that no test waits forever.
 class TimeLimit {
  public:
   explicit TimeLimit(unsigned seconds = 60) { alarm(seconds); }

@@ -1,4 +1,4 @@
-// The program zemo-selfcheck, run as a program in the private root.
+// The program zemo-selfcheck, run in the private root.
 
 #ifndef ZEMO_TESTS_SUPPORT_TOOL_FIXTURE_H
 #define ZEMO_TESTS_SUPPORT_TOOL_FIXTURE_H
@@ -24,7 +24,7 @@ class ToolTest : public PrivateRootTest {
     return runProgram(words, input);
   }
 
-  // The same in a mount namespace of its own, after the shell script `before` there.
+  // The same in a separate mount namespace, after the shell script `before` has run there.
   static ProgramRun toolAfter(const std::string& before, const std::vector<std::string>& words) {
     std::vector<std::string> all = {"/usr/bin/unshare",       "--mount", "/bin/sh", "-ec",
                                     before + "\nexec \"$@\"", "sh",      ZEMO_TOOL};
@@ -32,13 +32,13 @@ class ToolTest : public PrivateRootTest {
     return runProgram(all);
   }
 
-  // A script for that: /etc has nothing but the file `name` in its directory gnupg.
+  // A script for toolAfter: /etc contains only the file `name` in its directory gnupg.
   static std::string systemWide(const std::string& name, const std::string& content) {
     return "mount -t tmpfs -o mode=755 none /etc\nmkdir /etc/gnupg\nprintf '" + content +
            "' >/etc/gnupg/" + name;
   }
 
-  // An entry of which only the size counts.
+  // An entry that checks only the size.
   static std::string sized(const std::string& path, const std::string& size) {
     return entryLine(path, size, "-", "f", "-", "-", "-");
   }

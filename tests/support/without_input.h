@@ -1,4 +1,4 @@
-// Descriptor 0 as one that open() may return.
+// Programs without standard input, in which open() may return descriptor 0.
 
 #ifndef ZEMO_TESTS_SUPPORT_WITHOUT_INPUT_H
 #define ZEMO_TESTS_SUPPORT_WITHOUT_INPUT_H
@@ -6,7 +6,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-// While it lives, the program has no standard input.
+// While it exists, the program has no standard input.
 class WithoutInput {
  public:
   WithoutInput() : _saved(fcntl(0, F_DUPFD_CLOEXEC, 3)) { (void)close(0); }
@@ -17,7 +17,7 @@ class WithoutInput {
   WithoutInput(const WithoutInput&) = delete;
   WithoutInput& operator=(const WithoutInput&) = delete;
 
-  // Whether descriptor 0 is closed still, or again.
+  // True if descriptor 0 is closed, still or again.
   static bool isFree() { return fcntl(0, F_GETFD) < 0; }
 
  private:

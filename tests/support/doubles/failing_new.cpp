@@ -60,8 +60,7 @@ long liveAllocations() {
   return live;
 }
 
-// Nothing that is tested asks for more than malloc's alignment, so the aligned ones stay the C++
-// library's.
+// No tested code needs more than malloc's alignment, so the aligned forms stay the C++ library's.
 void* operator new(std::size_t size) {
   return allocateOrThrow(size);
 }

@@ -1,21 +1,21 @@
-// The program's operator new, which fails when it is told to and keeps count. The library's
-// allocations come here, too.
+// The program's operator new, which fails on request and counts allocations. It also serves the
+// library's allocations.
 
 #ifndef ZEMO_TESTS_SUPPORT_DOUBLES_FAILING_NEW_H
 #define ZEMO_TESTS_SUPPORT_DOUBLES_FAILING_NEW_H
 
 #include <cstddef>
 
-// From now on, the `n`-th allocation of this thread fails, and it alone; 0: none does.
+// From now on, only the `n`-th allocation of this thread fails; 0: none does.
 void failAllocation(long n);
 
 // From now on, the `n`-th allocation by any thread of at least `size` bytes fails; 0: none does.
 void failLargeAllocation(long n, std::size_t size);
 
-// True when the failure that was asked for has happened.
+// True if the requested failure has happened.
 bool allocationHasFailed();
 
-// The allocations of this thread that have not been freed yet.
+// The number of this thread's allocations that have not been freed yet.
 long liveAllocations();
 
 #endif

@@ -1,5 +1,5 @@
-// The core library with faults: test programs that link this have VLIBSzListAlloc and VLIBStrTok in
-// the place of the library's own. They do what those do, until they are told to fail.
+// The core library with faults. Test programs that link this get VLIBSzListAlloc and VLIBStrTok
+// from here instead of from the library. Both work as usual until told to fail.
 
 #ifndef ZEMO_TESTS_SUPPORT_DOUBLES_FAULTY_CORE_H
 #define ZEMO_TESTS_SUPPORT_DOUBLES_FAULTY_CORE_H

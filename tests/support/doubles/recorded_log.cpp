@@ -11,7 +11,7 @@ namespace {
 std::mutex mutex;
 std::vector<LogLine> lines;
 
-// Takes apart what the library passes: strings and ints only.
+// Splits the arguments that the library passes, which are only strings and ints.
 std::vector<std::string> argumentsOf(const char* format, va_list values) {
   std::vector<std::string> arguments;
   for (const char* c = format; *c != '\0'; ++c) {
@@ -30,7 +30,7 @@ std::vector<std::string> argumentsOf(const char* format, va_list values) {
 
 }  // namespace
 
-// Weak: a test program can have one of its own.
+// Weak, so that a test program can define its own.
 extern "C" __attribute__((weak)) void syslog(int priority, const char* format, ...) {
   va_list values;
   va_start(values, format);

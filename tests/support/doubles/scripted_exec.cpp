@@ -23,7 +23,7 @@ int reallyExec(const ExecCall& call) {
   static auto* const real = reinterpret_cast<decltype(&VLIBExecl)>(dlsym(RTLD_NEXT, "VLIBExecl"));
   const std::vector<std::string>& words = call.words;
   auto const word = [&](size_t i) { return i < words.size() ? words[i].c_str() : nullptr; };
-  // What follows the first null pointer is not looked at.
+  // Words after the first null pointer are ignored.
   return real(call.program.c_str(), call.options, word(0), word(1), word(2), word(3), word(4),
               static_cast<char*>(nullptr));
 }

@@ -1,5 +1,5 @@
-// Running programs, recorded: test programs that link this have VLIBExecl in the place of the core
-// library's own.
+// Running programs, recorded. Test programs that link this get VLIBExecl from here instead of from
+// the core library.
 
 #ifndef ZEMO_TESTS_SUPPORT_DOUBLES_SCRIPTED_EXEC_H
 #define ZEMO_TESTS_SUPPORT_DOUBLES_SCRIPTED_EXEC_H
@@ -14,14 +14,14 @@ struct ExecCall {
   std::vector<std::string> words;
 };
 
-// What VLIBExecl was called with, oldest first. Tests clear it.
+// The calls of VLIBExecl, oldest first. Tests clear it.
 extern std::vector<ExecCall> execCalls;
 
-// Decides what VLIBExecl returns, without running anything; empty: 0.
+// Decides what VLIBExecl returns without running anything; if empty, it returns 0.
 extern std::function<int(const ExecCall&)> execResult;
 
-// What execResult may be, to run the program after all: the core library's own VLIBExecl, with up
-// to five words.
+// A value for execResult that does run the program, with the core library's own VLIBExecl and up to
+// five words.
 int reallyExec(const ExecCall& call);
 
 #endif

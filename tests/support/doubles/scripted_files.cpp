@@ -31,7 +31,7 @@ ssize_t read(int fd, void* buffer, std::size_t size) {
 }
 
 int open(const char* path, int flags, ...) {
-  // The mode of a new file is of no use to code that opens what exists.
+  // Only existing files are opened, so the mode of a new file does not matter.
   static auto* const real =
       reinterpret_cast<int (*)(const char*, int, ...)>(dlsym(RTLD_NEXT, "open64"));
   if (everyFileIsLeased) {
@@ -46,7 +46,7 @@ int open(const char* path, int flags, ...) {
   return real(path, flags, 0600);
 }
 
-// Fortification turns an open without a mode into this.
+// Fortification replaces an open without a mode with this.
 extern "C" int checkedOpen(const char* path, int flags) __asm__("__open64_2");
 int checkedOpen(const char* path, int flags) {
   return open(path, flags);

@@ -1,4 +1,4 @@
-// A package library (libzemopkg.so.1) whose answers tests write.
+// A package library (libzemopkg.so.1) with answers that tests set.
 
 #ifndef ZEMO_TESTS_SUPPORT_DOUBLES_SCRIPTED_PACKAGE_H
 #define ZEMO_TESTS_SUPPORT_DOUBLES_SCRIPTED_PACKAGE_H
@@ -11,7 +11,7 @@
 
 struct ScriptedPackage {
   std::string user;   // what PMSGetPkgUserName returns
-  int errorCode = 0;  // what it leaves as the last error code when `user` is empty
+  int errorCode = 0;  // the last error code that it leaves if `user` is empty
 };
 
 // The installed packages, by name.

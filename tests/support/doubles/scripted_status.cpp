@@ -5,7 +5,7 @@
 std::map<std::string, struct stat> scriptedStatus;
 thread_local std::vector<std::string> examinedPaths;
 
-// lstat64 by its other name: file sizes have 64 bits.
+// lstat64 under its other name: file sizes have 64 bits.
 int lstat(const char* path, struct stat* st) noexcept {
   static auto* const real =
       reinterpret_cast<int (*)(const char*, struct stat*)>(dlsym(RTLD_NEXT, "lstat64"));

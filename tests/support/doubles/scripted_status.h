@@ -1,5 +1,5 @@
-// lstat with scripted answers, for files that tests cannot make: test programs that link this have
-// it in the place of the C library's own.
+// lstat with scripted answers, for files that tests cannot create. Test programs that link this use
+// it instead of the C library's.
 
 #ifndef ZEMO_TESTS_SUPPORT_DOUBLES_SCRIPTED_STATUS_H
 #define ZEMO_TESTS_SUPPORT_DOUBLES_SCRIPTED_STATUS_H
@@ -10,10 +10,10 @@
 #include <string>
 #include <vector>
 
-// What lstat says about these paths; about all others, it says the truth.
+// The answers for these paths. All other paths get their true status.
 extern std::map<std::string, struct stat> scriptedStatus;
 
-// The paths that this thread has called lstat with, oldest first.
+// The paths for which this thread has called lstat, oldest first.
 extern thread_local std::vector<std::string> examinedPaths;
 
 #endif

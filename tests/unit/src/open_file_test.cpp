@@ -20,7 +20,7 @@
 
 namespace {
 
-// How long the pauses were that passed at once, which they do while every file is leased.
+// The total of the pauses, which end at once while every file is leased.
 timespec pausedFor = {};
 
 }  // namespace
@@ -32,7 +32,7 @@ int nanosleep(const timespec* pause, timespec* left) {
   pausedFor.tv_nsec += pause->tv_nsec;
   pausedFor.tv_sec += pause->tv_sec + pausedFor.tv_nsec / 1'000'000'000;
   pausedFor.tv_nsec %= 1'000'000'000;
-  everyFileIsLeased = pausedFor.tv_sec < 3600;  // long enough to tell
+  everyFileIsLeased = pausedFor.tv_sec < 3600;  // far beyond any wait
   return 0;
 }
 
@@ -48,8 +48,7 @@ namespace {
 
 using namespace ZEMO::SELF_CHECK;
 
-// A process that has a lease on a file and gives it back, a little later, when the kernel asks for
-// it.
+// A process that holds a lease on a file and gives it back shortly after the kernel asks for it.
 class LeaseHolder {
  public:
   explicit LeaseHolder(const std::string& path) {
@@ -111,7 +110,7 @@ TEST_F(OpenFileTest, LeaseIsWaitedFor) {
   (void)close(fd);
 }
 
-// Names below /proc/self/fd would be those of another table.
+// Names below /proc/self/fd would refer to another table.
 TEST_F(OpenFileTest, LeaseIsWaitedForInAThreadWithDescriptorsOfItsOwn) {
   LeaseHolder const holder(_path);
   ASSERT_TRUE(holder.holds());
@@ -124,7 +123,7 @@ TEST_F(OpenFileTest, LeaseIsWaitedForInAThreadWithDescriptorsOfItsOwn) {
   EXPECT_EQ(digest, "040f06fd774092478d450774f5ba30c5da78acc8");
 }
 
-TEST_F(OpenFileTest, WhatHasTakenTheLeasedFilesPlaceIsNotWaitedFor) {
+TEST_F(OpenFileTest, FileThatReplacedTheLeasedOneIsNotWaitedFor) {
   std::string const link = _directory / "link";
   LeaseHolder const holder(_path);
   ASSERT_TRUE(holder.holds());
@@ -150,7 +149,7 @@ TEST_F(OpenFileTest, LeasedFileThatIsGoneIsNotWaitedFor) {
   EXPECT_TRUE(openErrors.empty());
 }
 
-TEST_F(OpenFileTest, WhatIsNoRegularFileIsNotTriedAgain) {
+TEST_F(OpenFileTest, FileThatIsNotRegularIsNotTriedAgain) {
   std::string const fifo = _directory / "fifo";
   makeFifo(fifo);
   openErrors = {EWOULDBLOCK};
@@ -178,8 +177,8 @@ TEST_F(OpenFileTest, OtherErrorThanTheLeaseEndsTheWait) {
   openErrors.clear();
 }
 
-// As on a file whose owner takes a new one whenever the kernel has taken the last.
-TEST_F(OpenFileTest, LeasesAreWaitedForForAMinute) {
+// As on a file whose owner takes a new lease whenever the kernel has broken the last.
+TEST_F(OpenFileTest, LeasesAreWaitedForUpToAMinute) {
   everyFileIsLeased = true;
   int const fd = openFile(_path, 0);
   everyFileIsLeased = false;
@@ -189,7 +188,7 @@ TEST_F(OpenFileTest, LeasesAreWaitedForForAMinute) {
   pausedFor = {};
 }
 
-// What errno holds says nothing then.
+// The value of errno then says nothing.
 TEST_F(OpenFileTest, DescriptorZeroIsOneLikeAnyOther) {
   WithoutInput const without;
   for (int const error : {EINTR, EWOULDBLOCK}) {
@@ -203,7 +202,7 @@ TEST_F(OpenFileTest, DescriptorZeroIsOneLikeAnyOther) {
   }
 }
 
-TEST_F(OpenFileTest, DescriptorZeroIsTakenBehindALease) {
+TEST_F(OpenFileTest, DescriptorZeroIsTakenAfterALease) {
   WithoutInput const without;
   int const before = openDescriptors();
   openErrors = {EWOULDBLOCK};
@@ -276,7 +275,7 @@ TEST_F(OpenFileTest, MissingFileIsFailure) {
   EXPECT_LT(openFile(_directory / "missing", 0), 0);
 }
 
-TEST_F(OpenFileTest, NoDescriptorIsNoRegularFile) {
+TEST_F(OpenFileTest, NoDescriptorIsNotARegularFile) {
   EXPECT_FALSE(isRegularFile(-1));
 }
 

@@ -1,4 +1,4 @@
-// zemo-selfcheck diff: what two lists or sets say differently.
+// zemo-selfcheck diff: the differences between two lists or sets.
 
 #include <nlohmann/json.hpp>
 
@@ -146,7 +146,7 @@ TEST_F(DiffTest, ANameWithListAtItsEndIsAFileHere) {
   EXPECT_EQ(runProgram({"/bin/sh", "-c", command}).status, 0);
 }
 
-TEST_F(DiffTest, WhatCannotBeReadIsNoSuccess) {
+TEST_F(DiffTest, UnreadableInputIsNotASuccess) {
   writeList(files.path(), "good.list", "");
   writeFile(files / "bad.list", "nonsense\n");
   makeFifo(files / "fifo.list");
@@ -180,7 +180,7 @@ TEST_F(DiffTest, HelpHasAnExample) {
   EXPECT_NE(tool({"diff", "--help"}).output.find("zemo-selfcheck diff old/"), std::string::npos);
 }
 
-TEST_F(DiffTest, ManyEntriesTakeNoTime) {
+TEST_F(DiffTest, ManyEntriesAreFast) {
   std::string before;
   std::string after;
   for (int i = 0; i < 60000; ++i) {

@@ -1,4 +1,4 @@
-// zemo-selfcheck files: one line a path.
+// zemo-selfcheck files: one line per path.
 
 #include "support/signing_key.h"
 #include "support/tool_fixture.h"
@@ -93,12 +93,12 @@ TEST_F(FilesCommandTest, NameWithAZeroByteIsRefused) {
   EXPECT_EQ(run.output, "");
 }
 
-TEST_F(FilesCommandTest, BracketsAreNoList) {
+TEST_F(FilesCommandTest, BracketsAreNotAList) {
   ProgramRun const run = tool({"files", "[" + (files / "a") + ",/nowhere]"});
   EXPECT_EQ(run.output, "0x080 notListed [" + (files / "a") + ",/nowhere]\n");
 }
 
-TEST_F(FilesCommandTest, NoNamesAreNoSuccess) {
+TEST_F(FilesCommandTest, NoNamesAreNotASuccess) {
   EXPECT_EQ(tool({"files", "--from", "-"}).status, notLoaded);
   EXPECT_EQ(tool({"files", "--from", files / "none"}).status, notLoaded);
   EXPECT_EQ(tool({"files", "--from", "", files / "a"}).errors,

@@ -1,4 +1,5 @@
-// zemo-selfcheck init-home: a home that every caller can verify with, and nothing left in it.
+// zemo-selfcheck init-home: a home that every caller can verify with, and that contains nothing
+// else.
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -200,7 +201,7 @@ TEST_F(InitHomeCommandTest, RefusesEveryOptionFileThatMayDecideWhatVerifies) {
   EXPECT_EQ(readFile(home + "/pubring.kbx"), ring);
 }
 
-TEST_F(InitHomeCommandTest, NamesKeysThatGnupgPassesOver) {
+TEST_F(InitHomeCommandTest, NamesKeysThatGnupgSkips) {
   std::string const whole = readFile(maker());
   auto const length = static_cast<unsigned char>(whole.at(1));
   writeFile(files / "part.gpg", whole.substr(0, 2U + length));  // without user ids
@@ -214,7 +215,7 @@ TEST_F(InitHomeCommandTest, NamesKeysThatGnupgPassesOver) {
   EXPECT_FALSE(std::filesystem::exists(home));
 }
 
-TEST_F(InitHomeCommandTest, TakesKeysOfTheFutureAndSaysThatTheClockIsBehind) {
+TEST_F(InitHomeCommandTest, TakesKeysFromTheFutureAndSaysThatTheClockIsBehind) {
   std::string const file = keys().exported({"Future"}, files / "future.gpg");
   ProgramRun const run = tool({"init-home", "--import", file});
   EXPECT_EQ(run.status, 0);
@@ -279,7 +280,7 @@ TEST_F(InitHomeCommandTest, BlanksBetweenWordsDoNotMatter) {
   EXPECT_EQ(readFile(home + "/gpg.conf"), other);
 }
 
-TEST_F(InitHomeCommandTest, RefusesWhatIsNoRegularFileWithoutWaiting) {
+TEST_F(InitHomeCommandTest, RefusesWhatIsNotARegularFileWithoutWaiting) {
   for (const std::string name : {"gpg.conf", "pubring.kbx", "trustdb.gpg"}) {
     makeDirectory(home);
     makeFifo(home + "/" + name);
@@ -308,7 +309,7 @@ TEST_F(InitHomeCommandTest, RefusesAHomeThatOthersCanWriteTo) {
   EXPECT_TRUE(namesIn(home).empty());
 }
 
-// Its gpg.conf makes GnuPG write files, for anyone who runs it.
+// The gpg.conf of the home makes GnuPG write files for anyone who runs it.
 TEST_F(InitHomeCommandTest, RefusesAHomeThatSomebodyElseOwns) {
   makeDirectory(home);
   writeFile(home + "/gpg.conf", configuration + "log-file " + (files / "written") + "\n");
@@ -326,7 +327,7 @@ TEST_F(InitHomeCommandTest, RefusesAHomeThatSomebodyElseOwns) {
   EXPECT_FALSE(std::filesystem::exists(files / "written"));
 }
 
-// Making a file readable must not make another one so.
+// Making one file readable must not make another readable.
 TEST_F(InitHomeCommandTest, FollowsNoLinkToWhatItMakesReadable) {
   ASSERT_EQ(tool({"init-home", "--homedir", home}).status, 0);
   for (const std::string name : {"gpg.conf", "pubring.kbx"}) {
@@ -346,7 +347,7 @@ TEST_F(InitHomeCommandTest, FollowsNoLinkToWhatItMakesReadable) {
   EXPECT_EQ(tool({"init-home", "--homedir", files / "link"}).status, notLoaded);
 }
 
-TEST_F(InitHomeCommandTest, AnotherUsersLockHoldsNothingUp) {
+TEST_F(InitHomeCommandTest, AnotherUsersLockDoesNotBlock) {
   ASSERT_EQ(tool({"init-home", "--homedir", home, "--import", maker()}).status, 0);
   int const opened = open(home.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   ASSERT_EQ(flock(opened, LOCK_EX), 0);
@@ -380,7 +381,7 @@ TEST_F(InitHomeCommandTest, EndlessPipesAreRefused) {
   EXPECT_TRUE(namesIn(listDir).empty());
 }
 
-// /usr/bin/gpg is another program in a mount namespace of its own.
+// In a separate mount namespace, /usr/bin/gpg is another program.
 TEST_F(InitHomeCommandTest, ASignalLeavesNoNewDirectory) {
   writeFile(files / "gpg", "#!/bin/sh\necho $$ >" + quoted(files / "pid") + "\nexec sleep 20\n",
             0755);
@@ -403,7 +404,7 @@ TEST_F(InitHomeCommandTest, ASignalLeavesNoNewDirectory) {
   EXPECT_FALSE(std::filesystem::exists(files / "new"));
 }
 
-// GnuPG reads the copy but not the home: again another program in its place.
+// GnuPG can read the copy but not the home: again, another program replaces it.
 TEST_F(InitHomeCommandTest, AProofThatFailsInTheEndSaysWhatHasBeenDone) {
   runShell("cp /usr/bin/gpg " + quoted(files / "real-gpg"));
   writeFile(files / "gpg",
@@ -422,7 +423,7 @@ TEST_F(InitHomeCommandTest, AProofThatFailsInTheEndSaysWhatHasBeenDone) {
   EXPECT_EQ(namesIn(home), (std::vector<std::string>{"gpg.conf", "pubring.kbx"}));
 }
 
-// The home serves whoever cannot write to it, and none of them leaves anything in it.
+// The home serves users who cannot write to it, and none of them leaves anything in it.
 class InitHomeCallersTest : public InitHomeCommandTest {
  protected:
   void SetUp() override {
@@ -471,7 +472,7 @@ TEST_F(InitHomeCommandTest, HelpHasAnExample) {
   EXPECT_THAT(tool({"init-home", "--help"}).output, HasSubstr("Example"));
 }
 
-TEST_F(InitHomeCommandTest, AFileInTheDirectorysPlace) {
+TEST_F(InitHomeCommandTest, AFileInPlaceOfTheDirectory) {
   writeFile(files / "new", "");
   EXPECT_EQ(tool({"init-home", "--homedir", home}).status, notLoaded);
   EXPECT_EQ(tool({"init-home", "--homedir", files / "new"}).status, notLoaded);

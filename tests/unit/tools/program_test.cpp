@@ -1,4 +1,4 @@
-// zemo-selfcheck without a command, or with one that there is not.
+// zemo-selfcheck without a command, or with an unknown one.
 
 #include <algorithm>
 #include <utility>
@@ -184,7 +184,7 @@ TEST_F(ProgramTest, HelpThatCannotBeWrittenIsNoSuccess) {
   EXPECT_NE(run.errors, "");
 }
 
-// Standard error is a file, and JOURNAL_STREAM names that one, another one or none.
+// Standard error is a file, and JOURNAL_STREAM names that file, another file or none.
 TEST_F(ProgramTest, LinesHaveAPriorityForTheJournalOnly) {
   const std::string message = "zemo-selfcheck: cannot open '/nowhere': No such file or directory\n";
   for (const auto& [stream, errors] : std::vector<std::pair<std::string, std::string>>{

@@ -1,4 +1,4 @@
-// zemo-selfcheck remove-key: keys go from the ring, all of them or none.
+// zemo-selfcheck remove-key: removes all given keys from the ring, or none.
 
 #include "support/gnupg_home.h"
 #include "support/signing_key.h"
@@ -132,7 +132,7 @@ TEST_F(RemoveKeyCommandTest, AnotherHome) {
   EXPECT_EQ(namesIn(files / "h"), (std::vector<std::string>{"gpg.conf", "pubring.kbx"}));
 }
 
-TEST_F(RemoveKeyCommandTest, ASetThatCannotBeDoesNotKeepTheKey) {
+TEST_F(RemoveKeyCommandTest, AnImpossibleSetDoesNotKeepTheKey) {
   makeDirectory(std::string(listDir) + "/packages/a*b");
   ProgramRun const run = tool({"remove-key", key("Maker")});
   EXPECT_EQ(run.status, 0);

@@ -82,7 +82,7 @@ TEST_F(ShowTest, APathWithoutEntryIsNamed) {
   EXPECT_EQ(show({"/nowhere"}).status, unchecked | notLoaded);
 }
 
-TEST_F(ShowTest, AnEmptySetIsNoSuccess) {
+TEST_F(ShowTest, AnEmptySetIsNotASuccess) {
   writeList("wam.full.base.list", "");
   ProgramRun const run = show({});
   EXPECT_EQ(run.status, notLoaded);
@@ -90,7 +90,7 @@ TEST_F(ShowTest, AnEmptySetIsNoSuccess) {
   EXPECT_EQ(run.errors, "zemo-selfcheck: there are no entries\n");
 }
 
-TEST_F(ShowTest, ASetWithoutListsIsNoSuccess) {
+TEST_F(ShowTest, ASetWithoutListsIsNotASuccess) {
   ProgramRun const run = show({"demo"});
   EXPECT_EQ(run.status, notLoaded);
   EXPECT_EQ(run.errors,
@@ -110,7 +110,7 @@ TEST_F(ShowTest, AllShowsEverySetAndFailuresDoNotHideTheOthers) {
             std::string::npos);
 }
 
-TEST_F(ShowTest, AllShowsTheSystemsSetWherePackagesCannotBeRead) {
+TEST_F(ShowTest, AllShowsTheSystemsSetIfPackagesCannotBeRead) {
   writeList("wam.full.base.list", sized("/a", "1") + "\n");
   makeLink("/nowhere", std::string(listDir) + "/packages");
   ProgramRun const run = show({"--all"});
@@ -165,7 +165,7 @@ TEST_F(ShowTest, JsonLeavesOutWhatIsNotChecked) {
       (json{{"record", "entry"}, {"set", "wam"}, {"path", "/b"}, {"list", "wam.full.base.list"}}));
 }
 
-TEST_F(ShowTest, JsonKeepsBytesThatAreNoUtf8AndNumbersThatAreNone) {
+TEST_F(ShowTest, JsonKeepsInvalidUtf8AndInvalidNumbers) {
   writeList("wam.full.base.list", entryLine("/\xff", "012", "-", "-", "-", "x", "-") + "\n");
   json const record = json::parse(show({"--format=json"}).output);
   EXPECT_EQ(record["path"], "/\xef\xbf\xbd");
@@ -225,7 +225,7 @@ TEST_F(ShowTest, WrongUsageIsOneLine) {
   }
 }
 
-TEST_F(ShowTest, AFullDiskIsNoSuccess) {
+TEST_F(ShowTest, AFullDiskIsNotASuccess) {
   writeList("wam.full.base.list", sized("/a", "1") + "\n");
   std::string const command = quoted(ZEMO_TOOL) + " show --no-verify >/dev/full";
   EXPECT_EQ(runProgram({"/bin/sh", "-c", command}).status, unchecked);
@@ -237,7 +237,7 @@ TEST_F(ShowTest, HelpHasAnExample) {
   EXPECT_NE(run.output.find("zemo-selfcheck show /etc"), std::string::npos);
 }
 
-TEST_F(ShowTest, ManyEntriesInManyListsTakeNoTime) {
+TEST_F(ShowTest, ManyEntriesInManyListsAreFast) {
   std::string lines;
   for (int i = 0; i < 60000; ++i)
     lines += sized("/many/" + std::to_string(i), "1") + "\n";

@@ -1,4 +1,4 @@
-// zemo-selfcheck sign: a new pair or the old one, and nothing besides.
+// zemo-selfcheck sign: the new pair or the old one, and no other files.
 
 #include "support/gnupg_home.h"
 #include "support/signing_key.h"
@@ -106,7 +106,7 @@ TEST_F(SignCommandTest, SubkeysAreTheirKeys) {
               HasSubstr("key        " + keys().fingerprint("Subbed") + " "));
 }
 
-TEST_F(SignCommandTest, LabelsThatDoNotFitAreWarnedOf) {
+TEST_F(SignCommandTest, LabelsThatDoNotFitCauseAWarning) {
   write(path, "free text");
   ProgramRun const none = sign(path, "Maker");
   EXPECT_EQ(none.status, 0);
@@ -117,7 +117,7 @@ TEST_F(SignCommandTest, LabelsThatDoNotFitAreWarnedOf) {
               HasSubstr("says in line 2 that it is 'wam.full.base.list'"));
 }
 
-TEST_F(SignCommandTest, AllListsAreLookedAtBeforeTheFirstIsSigned) {
+TEST_F(SignCommandTest, AllListsAreExaminedBeforeTheFirstIsSigned) {
   std::string const broken = std::string(listDir) + "/wam.full.broken.list";
   writeFile(broken, "something else\n");
   ProgramRun const run = tool({"sign", path, broken, "--key", "Maker", "--homedir", keys().path()});
@@ -138,7 +138,7 @@ TEST_F(SignCommandTest, MissingListsLinksAndDirectories) {
   EXPECT_EQ(sign(listDir, "Maker").status, notLoaded);
 }
 
-// Signing publishes a list. One that its owner keeps secret can have a name in other people's
+// Signing publishes a list. A list that its owner keeps secret can have a name in other users'
 // directories.
 TEST_F(SignCommandTest, AListWithOtherNamesInADirectoryThatOthersCanWriteTo) {
   std::string const secret = files / "secret";
@@ -253,18 +253,18 @@ TEST_F(SignCommandTest, ADirectoryThatCannotBeWritten) {
   EXPECT_THAT(run.errors, HasSubstr("cannot write '" + path + "': Permission denied"));
 }
 
-// Of a list that has a signature both the old one and the new one fit at every moment.
+// If a list is signed already, the old and the new signature both fit the list at every moment.
 TEST_F(SignCommandTest, AStopBetweenTheTwoRenamesLeavesAPairThatVerifies) {
   ASSERT_EQ(sign(path, "Maker").status, 0);
   std::string const oldSignature = readFile(path + ".asc");
   ino_t const oldList = statusOf(path).st_ino;
   ASSERT_EQ(sign(path, "Second").status, 0);
-  EXPECT_NE(statusOf(path).st_ino, oldList);  // renamed over, and so there is such a moment
+  EXPECT_NE(statusOf(path).st_ino, oldList);  // renamed over, so there is such a moment
   writeFile(path + ".asc", oldSignature);
   EXPECT_EQ(tool({"verify", "--key", keys().fingerprint("Maker")}).status, 0);
 }
 
-// The second rename fails: nothing can take the place of a directory.
+// The second rename fails: nothing can replace a directory.
 TEST_F(SignCommandTest, AFailureBetweenTheTwoRenamesKeepsTheList) {
   std::string const content = readFile(path);
   makeDirectory(path + ".asc/member");

@@ -1,4 +1,4 @@
-// zemo-selfcheck verify: every kind of signature, place and label, by real GnuPG.
+// zemo-selfcheck verify: every kind of signature, place and label, with real GnuPG.
 
 #include "support/gnupg_home.h"
 #include "support/signing_key.h"
@@ -41,7 +41,7 @@ class VerifyCommandTest : public ToolTest {
     configure("weak-digest SHA1\n");
   }
 
-  // A list of the set wam, labelled as it is named, with one entry.
+  // A list of the set wam with one entry, labelled with its own name.
   static std::string list(const std::string& name) {
     return labelled(name, "set=wam mode=full list=" + name + " serial=7 date=2026-09-21T12:00:00Z");
   }
@@ -63,7 +63,7 @@ class VerifyCommandTest : public ToolTest {
     return keys().fingerprint(id, index);
   }
 
-  // verify --strict with --key for each.
+  // Runs verify --strict with --key for each fingerprint.
   static ProgramRun strictly(const std::vector<std::string>& fingerprints) {
     std::vector<std::string> words = {"verify", "--strict"};
     for (const std::string& fingerprint : fingerprints)
@@ -74,7 +74,7 @@ class VerifyCommandTest : public ToolTest {
   static const std::string ringPath;
 
  private:
-  // Of all keys but the stranger's; the revocation reaches signers no more.
+  // All keys except the stranger's. The revocation does not reach the signers' home.
   static std::string makeRing() {
     static TemporaryDirectory const directory;
     GnupgHome ring;
@@ -96,7 +96,7 @@ const std::string VerifyCommandTest::ringPath = std::string(listDir) + "/pubring
 
 }  // namespace
 
-TEST_F(VerifyCommandTest, SetsThatCannotBeFoundAreNotSaidToBeAbsent) {
+TEST_F(VerifyCommandTest, SetsThatCannotBeFoundAreNotReportedAsAbsent) {
   signedList("base", "-u Maker");
   makeLink("/nowhere", std::string(listDir) + "/packages");
   ProgramRun const all = tool({"verify", "--all"});
@@ -124,7 +124,7 @@ TEST_F(VerifyCommandTest, ASetWithoutListsIsNotVerified) {
   EXPECT_EQ(run.errors, "");
 }
 
-TEST_F(VerifyCommandTest, AGoodListIsTold) {
+TEST_F(VerifyCommandTest, AGoodListIsReported) {
   std::string const path = list("base");
   keys().sign(path, "-u =Old --digest-algo SHA384 --faked-system-time '20200102T030405!'");
   ProgramRun const run = tool({"verify"});
@@ -268,7 +268,7 @@ TEST_F(VerifyCommandTest, EverySignatureInAFileCounts) {
   EXPECT_THAT(half.output, HasSubstr("public key " + key("Stranger") + " is not in the key ring"));
 }
 
-TEST_F(VerifyCommandTest, SignatureFilesThatHoldNone) {
+TEST_F(VerifyCommandTest, SignatureFilesWithoutSignature) {
   std::string const path = signedList("base", "-u Maker");
   std::string const signature = readFile(path + ".asc");
   for (const std::string& content :
@@ -297,7 +297,7 @@ TEST_F(VerifyCommandTest, ASignatureThatHoldsItsOwnTextDoesNotVerify) {
   }
 }
 
-// The library compares a group with a carriage return after it as the number 0.
+// With a carriage return after it, the library takes the group column "-" for the number 0.
 TEST_F(VerifyCommandTest, ASignatureOfTextDoesNotCoverCarriageReturns) {
   std::string const path = signedList("base", "-u Maker --textmode");
   std::string const content = readFile(path);
@@ -324,7 +324,7 @@ TEST_F(VerifyCommandTest, AClockThatIsBehind) {
   EXPECT_EQ(tool({"verify"}).status, 0);
 }
 
-TEST_F(VerifyCommandTest, StrictObjectsToSignaturesOfTheFuture) {
+TEST_F(VerifyCommandTest, StrictObjectsToSignaturesFromTheFuture) {
   signedList("base", "-u Maker --faked-system-time '20600102T000000!'");
   EXPECT_EQ(tool({"verify"}).status, 0);
   ProgramRun const strict = strictly({key("Maker")});
@@ -333,7 +333,7 @@ TEST_F(VerifyCommandTest, StrictObjectsToSignaturesOfTheFuture) {
                                        "02T00:00:00Z\n"));
 }
 
-// With the first two, GnuPG's exit status is 0 whatever the list and its signature.
+// With the first two, GnuPG's exit status is 0 for any list and signature.
 TEST_F(VerifyCommandTest, OptionsThatMayDecideWhatVerifies) {
   signedList("base", "-u Stranger");
   for (const std::string line :
@@ -372,7 +372,7 @@ TEST_F(VerifyCommandTest, EveryOptionFileCounts) {
   }
 }
 
-// A stand-in for GnuPG ends with 0; the library asks for no more.
+// A stand-in for GnuPG ends with 0, and the library requires no more.
 TEST_F(VerifyCommandTest, AnExitStatusAloneIsNoVerdict) {
   std::string const path = signedList("base", "-u Maker");
   std::string const valid =
@@ -474,7 +474,7 @@ TEST_F(VerifyCommandTest, SetModeAndNameOfALabelAllCount) {
   }
 }
 
-TEST_F(VerifyCommandTest, ASignedFileThatIsNoListIsUnusable) {
+TEST_F(VerifyCommandTest, ASignedFileThatIsNotAListIsUnusable) {
   std::string const path = list("base");
   writeFile(path, "something else\n");
   keys().sign(path, "-u Maker");
@@ -520,7 +520,7 @@ TEST_F(VerifyCommandTest, OnlyFullFingerprintsAreKeys) {
   }
 }
 
-TEST_F(VerifyCommandTest, BothBitsCanCome) {
+TEST_F(VerifyCommandTest, BothBitsCanBeSet) {
   signedList("a", "-u Second");
   signedList("b", "-u Stranger");
   EXPECT_EQ(tool({"verify", "--key", key("Maker")}).status, notLoaded | unchecked);
@@ -579,7 +579,7 @@ TEST_F(VerifyCommandTest, AnOrdinaryUserVerifies) {
   EXPECT_THAT(unconfigured.output, HasSubstr("GnuPG exited with status 2 before a verdict"));
 }
 
-// What GnuPG refuses, the library refuses.
+// The library refuses whatever GnuPG refuses.
 TEST_F(VerifyCommandTest, TheVerdictIsTheLibrarys) {
   signedList("base", "-u Maker --digest-algo SHA1");
   EXPECT_EQ(tool({"files", "/etc/passwd"}).status, notLoaded);
@@ -589,7 +589,7 @@ TEST_F(VerifyCommandTest, TheVerdictIsTheLibrarys) {
   EXPECT_EQ(tool({"verify"}).status, 0);
 }
 
-// A shell that ignores SIGCHLD hands that on to the programs it runs.
+// A shell that ignores SIGCHLD passes that on to the programs that it runs.
 TEST_F(VerifyCommandTest, ACallerThatIgnoresItsChildren) {
   signedList("base", "-u Maker");
   EXPECT_EQ(runProgram({"/usr/bin/env", "--ignore-signal=CHLD", ZEMO_TOOL, "verify"}).status, 0);
@@ -614,7 +614,7 @@ TEST_F(VerifyCommandTest, FifosAreNotWaitedFor) {
   }
 }
 
-TEST_F(VerifyCommandTest, AnOrderThatIsNoRegularFile) {
+TEST_F(VerifyCommandTest, AnOrderThatIsNotARegularFile) {
   signedList("base", "-u Maker");
   std::string const file = std::string(listDir) + "/listorder";
   for (int kind = 0; kind < 3; ++kind) {
@@ -639,7 +639,7 @@ TEST_F(VerifyCommandTest, HelpHasAnExample) {
   EXPECT_THAT(tool({"verify", "--help"}).output, HasSubstr("Example"));
 }
 
-TEST_F(VerifyCommandTest, AFullOutputIsTold) {
+TEST_F(VerifyCommandTest, AFullOutputIsReported) {
   signedList("base", "-u Maker");
   ProgramRun const run =
       runProgram({"/bin/sh", "-c", "\"$1\" verify > /dev/full", "sh", ZEMO_TOOL});

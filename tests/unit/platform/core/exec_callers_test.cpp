@@ -1,5 +1,4 @@
-// VLIBExecl in callers that have children of their own, or take the end of every child they can
-// get.
+// VLIBExecl in callers that have children of their own, or that reap every child they can.
 
 #include <gtest/gtest.h>
 #include <sys/prctl.h>
@@ -24,7 +23,7 @@ namespace {
 
 constexpr int discard = VLIB_EXEC_STDIN_NULL | VLIB_EXEC_STDOUT_NULL | VLIB_EXEC_STDERR_NULL;
 
-// Runs programs that succeed and programs that fail in turn; every result has to be right.
+// Runs succeeding and failing programs in turn; every result must be right.
 void expectRightResults(int rounds) {
   for (int i = 0; i < rounds; ++i) {
     ASSERT_EQ(shell(discard, "exit 0"), 0) << i;
@@ -63,7 +62,7 @@ void expectNoChild() {
   EXPECT_EQ(errno, ECHILD);
 }
 
-// Waits in a loop, by any call, for whatever child there is.
+// Waits in a loop, with any call, for any child.
 class Reaper {
  public:
   explicit Reaper(int options)
@@ -85,7 +84,7 @@ class Reaper {
   std::thread _thread;
 };
 
-// A child that ends when it is told to, with exit status 7.
+// A child that ends on request, with exit status 7.
 class OtherChild {
  public:
   OtherChild() {
@@ -168,7 +167,7 @@ TEST(ExecCallers, MayReapEveryChildInAThread) {
   });
 }
 
-// Such a wait call gets the child that the call under test waits for itself.
+// Such a wait call can take the child for which the call under test waits.
 TEST(ExecCallers, MayReapChildrenOfEveryKindInAThread) {
   if (underValgrind())
     GTEST_SKIP() << "needs memory that is shared with the child";
@@ -297,7 +296,7 @@ TEST(ExecCallers, MayBeManyThreads) {
   });
 }
 
-// A call that had to wait for another's program would need the time of both.
+// A call that had to wait for another call's program would need the time of both.
 TEST(ExecCallers, RunProgramsInThreadsAtTheSameTime) {
   if (underValgrind())
     GTEST_SKIP() << "this tool runs no other thread during the call";

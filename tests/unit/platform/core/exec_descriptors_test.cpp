@@ -1,4 +1,4 @@
-// Which descriptors a program of VLIBExecl gets, and what becomes of the caller's.
+// The descriptors that a program started by VLIBExecl gets, and those that the caller keeps.
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -40,7 +40,8 @@ class ExecDescriptorsTest : public ::testing::Test {
     return readReport(file).descriptors;
   }
 
-  // What a program gets whose caller has the descriptors 0-2 closed that are bits in `closed`.
+  // The program's descriptors if its caller has closed those descriptors from 0 to 2 whose bits are
+  // set in `closed`.
   Descriptors arrivedWithClosed(int closed, int options) const {
     std::vector<std::unique_ptr<Descriptor>> streams;
     for (int fd = 0; fd <= 2; ++fd)
@@ -220,7 +221,8 @@ TEST_F(ExecDescriptorsTest, StreamThatCannotBecomeNullIsFailure) {
   });
 }
 
-// A sandbox may refuse it; the null device is then opened elsewhere, and must not stay open there.
+// A sandbox may refuse to close it. The null device then opens with another number, which must not
+// stay open.
 TEST_F(ExecDescriptorsTest, StreamThatCannotBeClosedBecomesNull) {
   if (underValgrind())
     GTEST_SKIP() << "this tool has no system call filters";
@@ -233,7 +235,7 @@ TEST_F(ExecDescriptorsTest, StreamThatCannotBeClosedBecomesNull) {
   });
 }
 
-// A lowered limit leaves descriptors beyond it open.
+// Lowering the limit leaves descriptors beyond it open.
 TEST_F(ExecDescriptorsTest, IsolationReachesDescriptorsBeyondALoweredLimit) {
   if (underValgrind())
     GTEST_SKIP() << "this tool keeps descriptors of its own beyond the limit";
@@ -249,8 +251,9 @@ TEST_F(ExecDescriptorsTest, IsolationReachesDescriptorsBeyondALoweredLimit) {
   }
 }
 
-// As with any other way to run a program: what the caller marked close-on-exec and then closes is
-// closed. Otherwise one who waits for the end of a pipe would wait for the program instead.
+// As with any other way to run a program, a descriptor that the caller marked close-on-exec and
+// then closed is closed everywhere. Otherwise, a reader that waits for the end of a pipe would wait
+// for the program.
 TEST_F(ExecDescriptorsTest, PipeThatTheCallerClosesMeanwhileEnds) {
   if (underValgrind())
     GTEST_SKIP() << "this tool runs no other thread during the call";

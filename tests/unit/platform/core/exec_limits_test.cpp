@@ -1,4 +1,4 @@
-// VLIBExecl in callers that are large, or that have little left of something.
+// VLIBExecl in callers that are large, or that are short of a resource.
 
 #include <gtest/gtest.h>
 #include <pthread.h>
@@ -43,7 +43,7 @@ size_t mappings() {
   return static_cast<size_t>(std::count(maps.begin(), maps.end(), '\n'));
 }
 
-// The pages of this process' address space.
+// The number of pages in this process's address space.
 long addressSpace() {
   return std::stol(readFile("/proc/self/statm"));
 }
@@ -57,7 +57,7 @@ TEST(ExecLimits, LargeCallerPaysNoMoreThanASmallOne) {
     void* const memory =
         mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     ASSERT_NE(memory, MAP_FAILED);
-    (void)madvise(memory, size, MADV_NOHUGEPAGE);  // many small pages cost a copy the most
+    (void)madvise(memory, size, MADV_NOHUGEPAGE);  // small pages cost a copy the most
     memset(memory, 1, size);
     auto const large = timeOfOneCall();
     EXPECT_LT(large.count(), 10 * small.count());
@@ -153,7 +153,7 @@ TEST(ExecLimits, ExhaustedProcessesAreFailure) {
   });
 }
 
-// The process in between can be had, the one of the program cannot.
+// The intermediate process can be created, but not the program's process.
 TEST(ExecLimits, RefusedSecondProcessIsFailure) {
   if (underValgrind())
     GTEST_SKIP() << "this tool has no system call filters";
@@ -178,7 +178,8 @@ TEST(ExecLimits, ProgramThatCannotBeWaitedForIsFailure) {
 
 constexpr uid_t emptyAccount = 64321;
 
-// Whether this process can take that account: not in a user namespace with one account only.
+// True if this process can switch to that account, which is impossible in a user namespace with a
+// single account.
 bool mayChangeAccount() {
   std::istringstream map(readFile("/proc/self/uid_map"));
   unsigned long first = 0;
@@ -188,7 +189,7 @@ bool mayChangeAccount() {
   return getuid() == 0 && size > emptyAccount;
 }
 
-// The caller may have one process more, and its child none.
+// The caller may create one more process, and its child none.
 TEST(ExecLimits, ExhaustedProcessesInTheMiddleAreFailure) {
   if (underValgrind() || !mayChangeAccount())
     GTEST_SKIP() << "needs an account that has no process yet";

@@ -1,4 +1,5 @@
-// VLIBExecl and signals: what a program gets of the caller's, and when the caller gets its own.
+// VLIBExecl and signals: which of the caller's settings a program inherits, and when the caller
+// gets its signals.
 
 #include <gtest/gtest.h>
 #include <pthread.h>
@@ -27,7 +28,7 @@ constexpr int discard = VLIB_EXEC_STDIN_NULL | VLIB_EXEC_STDOUT_NULL | VLIB_EXEC
 constexpr int isolate = VLIB_EXEC_ISOLATE | discard;
 
 std::atomic<int> handlerCalls{0};
-std::atomic<int> foreignCalls{0};  // of a handler in another process than its own
+std::atomic<int> foreignCalls{0};  // of a handler in a process other than its own
 pid_t self = 0;
 
 void count(int /*signal*/) {
@@ -41,7 +42,7 @@ void handle(int signal, void (*handler)(int)) {
   self = getpid();
   struct sigaction action = {};
   action.sa_handler = handler;
-  (void)sigaction(signal, &action, nullptr);  // SIGKILL and SIGSTOP have no other than the default
+  (void)sigaction(signal, &action, nullptr);  // SIGKILL and SIGSTOP always have the default
 }
 
 sigset_t currentMask() {
@@ -74,7 +75,7 @@ bool contains(const std::string& mask, int signal) {
   return ((std::stoull(mask, nullptr, 16) >> (signal - 1)) & 1) != 0;
 }
 
-// Sends a signal to the whole process group, as a terminal does, now and again until it is stopped.
+// Sends a signal to the whole process group, as a terminal does, repeatedly until it is stopped.
 class GroupSignals {
  public:
   explicit GroupSignals(int signal)
@@ -111,7 +112,7 @@ class ExecSignalsTest : public ::testing::Test {
     return readReport(file);
   }
 
-  // Runs a program that goes on until `event`, in another thread, has happened.
+  // Runs a program that continues until `event` has happened in another thread.
   template <typename Event>
   void runUntil(Event event) {
     std::thread other([this, event] {
@@ -148,7 +149,7 @@ TEST_F(ExecSignalsTest, IsolatedProgramHasNoneIgnored) {
   });
 }
 
-// The C library keeps two signals for itself, and sigaction does not touch them.
+// The C library reserves two signals for itself, which sigaction does not touch.
 TEST_F(ExecSignalsTest, IsolatedProgramHasNoReservedSignalIgnored) {
   inCaller([this] {
     unsigned long const ignore[4] = {1, 0, 0, 0};  // the kernel's struct, with SIG_IGN
@@ -252,13 +253,14 @@ TEST_F(ExecSignalsTest, CallerMayHaveATimerThatInterrupts) {
   });
 }
 
-// The processes of the call share the caller's memory, and its handlers know nothing of that.
+// The processes of the call share the caller's memory, but the caller's handlers do not expect
+// that.
 TEST_F(ExecSignalsTest, HandlersOfTheCallerRunInTheCallerOnly) {
   if (underValgrind())
     GTEST_SKIP() << "this tool runs no other thread during the call";
   for (int const options : {discard, isolate}) {
     inCaller([options] {
-      handle(SIGURG, count);  // by default, a program is not troubled by it
+      handle(SIGURG, count);  // ignored by default
       GroupSignals sender(SIGURG);
       for (int i = 0; i < 200; ++i)
         EXPECT_EQ(execute("/bin/true", options | VLIB_EXEC_WAIT), 0);
@@ -279,15 +281,15 @@ TEST_F(ExecSignalsTest, StoppedProgramIsContinued) {
   }
 }
 
-// At any time from the call on, that is, also before the program is executed.
+// At any time from the call on, also before the program is executed.
 TEST_F(ExecSignalsTest, StopFromTheTerminalDoesNotHoldTheCaller) {
   if (underValgrind())
     GTEST_SKIP() << "this tool runs no other thread during the call";
   inCaller([] {
-    handle(SIGTSTP, count);  // the caller itself shall go on
+    handle(SIGTSTP, count);  // the caller itself must continue
     GroupSignals sender(SIGTSTP);
-    // So often that a pause of a tenth of a second at each stop would take longer than a caller
-    // may.
+    // So often that pausing for a tenth of a second at each stop would exceed the caller's time
+    // limit.
     for (int i = 0; i < 600; ++i)
       EXPECT_EQ(execute("/bin/true", isolate | VLIB_EXEC_WAIT), 0);
     sender.stop();

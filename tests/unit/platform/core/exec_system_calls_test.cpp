@@ -1,5 +1,5 @@
 // VLIBExecl between two system calls of the processes that share the caller's memory. This program
-// has its own syscall and sysconf, which the library's calls come to.
+// defines syscall and sysconf itself, so the library's calls come here.
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>
@@ -14,22 +14,22 @@
 #include "support/caller.h"
 #include "support/witness.h"
 
-// Sanitizers would take what these functions do for the suspended thread's own doing.
+// Sanitizers would attribute what these functions do to the suspended thread.
 #define SHARES_MEMORY __attribute__((no_sanitize("address", "thread", "undefined")))
 
 // NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 // NOLINTBEGIN(readability-inconsistent-declaration-parameter-name)
-// NOLINTNEXTLINE(readability-redundant-declaration): some headers of the C library have it
+// NOLINTNEXTLINE(readability-redundant-declaration): some headers of the C library declare it
 extern "C" long __sysconf(int name) noexcept;
 
 namespace {
 
-// Looked for in advance: a process on shared memory must not do that.
+// Resolved in advance: a process in shared memory must not do that.
 auto* const realSyscall = reinterpret_cast<long (*)(long, long, long, long, long, long, long)>(
     dlsym(RTLD_NEXT, "syscall"));
 
 int signalBeforeUnblocking = 0;  // that each process sends to itself
-long descriptorLimit = 0;        // what sysconf says; 0: the truth
+long descriptorLimit = 0;        // the result of sysconf; 0: the true one
 long closed = 0;                 // descriptors, one by one
 long lastClosed = 0;
 
@@ -88,7 +88,7 @@ TEST_F(ExecSystemCallsTest, ProgramThatIsKilledBeforeItsStartWasNotStarted) {
   }
 }
 
-// On machines, too, that do not allow limits that large.
+// Also on machines that do not allow such large limits.
 TEST_F(ExecSystemCallsTest, IsolationClosesWhatTheLimitAllowsAndNoLessThanManyMayHave) {
   constexpr long atLeast = 65'536;
   for (long const limit : {-1L, 100L, atLeast + 1, 70'000L}) {

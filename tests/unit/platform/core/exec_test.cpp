@@ -1,4 +1,4 @@
-// What VLIBExecl runs, and how it tells the outcome.
+// The programs that VLIBExecl runs, and how it reports the outcome.
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -66,7 +66,7 @@ class ExecTest : public ::testing::Test {
     return readReport(file);
   }
 
-  // The report about `words`, without the program and the report's own name.
+  // The words that arrive for `words`, without the program and the name of the report.
   template <size_t Count>
   std::vector<std::string> arrivedOf(std::vector<std::string> words) {
     std::string const file = at("report");
@@ -110,10 +110,10 @@ TEST_F(ExecTest, DeathByASignalIsFailure) {
     expectFailure(shell(everyOption, "ulimit -c 0; kill -$0 $$; sleep 10", signal));
 }
 
-// The program's parent, between it and the caller, is what says how it ended.
+// The program's parent, a process between program and caller, reports how the program ended.
 TEST_F(ExecTest, DeathOfTheProcessInBetweenIsFailure) {
   expectFailure(shell(everyOption, "kill -KILL $PPID; exit 0", ""));
-  for (const char* const signal : {"TERM", "HUP", "USR1"})  // held back from it
+  for (const char* const signal : {"TERM", "HUP", "USR1"})  // blocked in that process
     expectSuccess(shell(everyOption, "kill -$0 $PPID; exit 0", signal));
 }
 
@@ -234,7 +234,7 @@ TEST_F(ExecTest, WordThatIsTooLongForTheKernelIsFailure) {
   expectFailure(execute("/bin/true", VLIB_EXEC_WAIT, word.c_str()));
 }
 
-TEST_F(ExecTest, WordsBehindTheNullPointerDoNotArrive) {
+TEST_F(ExecTest, WordsAfterTheNullPointerDoNotArrive) {
   std::string const file = at("report");
   expectSuccess(VLIBExecl(witness(), VLIB_EXEC_WAIT, file.c_str(), "one",
                           static_cast<char*>(nullptr), "two", static_cast<char*>(nullptr)));

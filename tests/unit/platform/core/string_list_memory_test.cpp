@@ -1,5 +1,5 @@
-// String lists, and a program's words, when memory is exhausted. This program has its own malloc,
-// calloc and realloc, which the library's calls come to.
+// String lists and a program's words when memory is exhausted. This program defines malloc, calloc
+// and realloc itself, so the library's calls come here.
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>
@@ -11,14 +11,14 @@
 #include <string>
 #include <vector>
 
-// With clang the sanitizers' allocator is in the program, in the place where these would have to
-// be.
+// With clang, the program contains the sanitizers' allocator, which these functions would have to
+// replace.
 #if defined(__has_feature)
 #if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
 #define OWN_ALLOCATOR 0
 #endif
 #endif
-// Before its own start, that sanitizer cannot have its allocator looked up.
+// The allocator of this sanitizer cannot be looked up before it has started.
 #if defined(__SANITIZE_THREAD__)
 #define OWN_ALLOCATOR 0
 #endif
@@ -69,7 +69,7 @@ extern "C" void* calloc(size_t count, size_t size) {
 
 namespace {
 
-// What can be seen of a list.
+// The visible state of a list.
 struct State {
   VLIBSzList* address = nullptr;
   int capacity = 0;
@@ -98,7 +98,7 @@ class StringListMemoryTest : public ::testing::Test {
   ~StringListMemoryTest() override { VLIBSzListFree(_list); }
 
   // Calls `operation` with its first allocation failing, then its second and so on, until none
-  // does. Returns how often it failed; the list has to be unchanged each time.
+  // fails. Returns the number of failures; the list must be unchanged after each.
   template <typename Operation>
   int failures(Operation operation) {
     for (int count = 0;; ++count) {
@@ -153,13 +153,13 @@ TEST_F(StringListMemoryTest, SplittingIntoAListWithRoomLeavesItUnchanged) {
   EXPECT_EQ(stateOf(_list).items, (std::vector<std::string>{"one"}));
 }
 
-// Lists that large need not be made: what they are up to is in the record that callers see.
+// Such large lists need not be created: the test sets their size in the record that callers see.
 TEST_F(StringListMemoryTest, LargeListGrowsToTheMostThatItCanHold) {
   VLIBSzListFree(VLIBSzListAlloc(0));
   size_t const record = asked;
   for (int const capacity : {INT_MAX / 2, INT_MAX / 2 + 1, INT_MAX - 1}) {
     _list->capacity = _list->count = capacity;
-    allowed = 1;  // the text's
+    allowed = 1;  // for the text
     EXPECT_LT(VLIBSzListPush(&_list, "item"), 0);
     allowed = -1;
     size_t const most = capacity == INT_MAX / 2 ? INT_MAX - 1 : INT_MAX;

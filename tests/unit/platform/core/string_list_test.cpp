@@ -23,7 +23,7 @@ class StringListTest : public ::testing::Test {
   void SetUp() override { VLIBErrSet(VLIB_ERR_NONE); }
   ~StringListTest() override { VLIBSzListFree(_list); }
 
-  // Puts a new list with room for `room` items in the place of the old one.
+  // Replaces the list with a new one that has room for `room` items.
   void alloc(int room) {
     VLIBSzListFree(_list);
     _list = VLIBSzListAlloc(room);
@@ -46,7 +46,7 @@ class StringListTest : public ::testing::Test {
   VLIBSzList* _list = VLIBSzListAlloc(8);
 };
 
-// Written beside the list, an item would be found by the address sanitizer.
+// The address sanitizer would find an item written outside the list.
 TEST_F(StringListTest, SplitsIntoExactlyAsManyItemsAsThereIsRoomForAndOneMore) {
   for (int const room : {1, 2, 7, 8}) {
     for (int const separators : {room - 1, room}) {
@@ -143,7 +143,7 @@ TEST_F(StringListTest, PushGrowsBeyondCapacity) {
   }
 }
 
-// Growing by one each time, lists would take a time that is quadratic.
+// Growing by one item each time would take quadratic time.
 TEST_F(StringListTest, PushDoublesTheRoom) {
   for (int i = 0; i < 17; ++i)
     push("item");
@@ -333,7 +333,7 @@ TEST_F(StringListTest, SplittingRefusesNoList) {
   EXPECT_EQ(VLIBErrGet(), VLIB_ERR_BAD_PARAMETER);
 }
 
-// Compares with the obvious way to split, in one list that lives through all rounds.
+// Compares with the obvious way to split, using one list in all rounds.
 TEST_F(StringListTest, SplitsAnyTextLikeTheObviousWay) {
   unsigned int const seed = std::random_device()();
   SCOPED_TRACE("seed " + std::to_string(seed));
@@ -359,7 +359,7 @@ TEST_F(StringListTest, SplitsAnyTextLikeTheObviousWay) {
   }
 }
 
-// As many separators as a list can hold items, in the memory of a few.
+// As many separators as a list can hold items, mapped onto little memory.
 class LongText {
  public:
   explicit LongText(char separator) {

@@ -20,7 +20,7 @@
 
 namespace {
 
-// How often, and with what, the next calls of the library fail.
+// How often, and with which error, the next calls of the library fail.
 struct Fault {
   int error;
   int times;
@@ -36,9 +36,9 @@ struct Fault {
 Fault openFault;
 int openFlags = 0;  // of the last call
 Fault readFault;
-size_t mostBytes = SIZE_MAX;  // that one read gives
+size_t mostBytes = SIZE_MAX;  // that one read returns
 Fault statusFault;
-time_t ahead = 0;  // of the clock; pauses pass at once and move it
+time_t ahead = 0;  // of the clock; pauses end at once and advance it
 
 template <typename Function>
 Function* next(const char* name) {
@@ -47,7 +47,7 @@ Function* next(const char* name) {
 
 }  // namespace
 
-// The library's calls come here, because this program is searched before libc is.
+// The library's calls come here, because this program is searched before libc.
 
 int open(const char* path, int flags, ...) {
   static auto* const real = next<int(const char*, int, ...)>("open64");
@@ -72,7 +72,7 @@ int clock_gettime(clockid_t clock, timespec* now) {
   return result;
 }
 
-// What fortification turns a read into.
+// Fortification replaces a read with this.
 extern "C" ssize_t checkedRead(int fd, void* buffer, size_t size,
                                size_t /*room*/) __asm__("__read_chk");
 ssize_t checkedRead(int fd, void* buffer, size_t size, size_t /*room*/) {
@@ -94,7 +94,7 @@ class PackageToolTest : public PrivateRootTest {
 
   static void install(const std::string& package) { makeDirectory(at(package + "/target")); }
 
-  // Makes `content` the user file of the package "demo".
+  // Writes `content` to the user file of the package "demo".
   static void writeUser(const std::string& content) {
     makeDirectory(at("demo"));
     writeFile(at("demo/user"), content);
@@ -112,7 +112,7 @@ class PackageToolTest : public PrivateRootTest {
     EXPECT_EQ(VLIBErrGet(), code);
   }
 
-  // Whether `content` as user file is of no use.
+  // Expects `content` to be an unusable user file.
   static void expectBad(const std::string& content) {
     writeUser(content);
     expectNoUser(ZEMO_PACKAGE_BAD_USER);
@@ -180,7 +180,7 @@ TEST_F(PackageToolTest, PackageNameIsTakenVerbatim) {
   EXPECT_FALSE(installed(" b"));
 }
 
-TEST_F(PackageToolTest, EmptyPackageNameNamesTheTargetBesideThePackages) {
+TEST_F(PackageToolTest, EmptyPackageNameNamesTheTargetNextToThePackages) {
   EXPECT_FALSE(installed(""));
   makeDirectory(at("target"));
   EXPECT_TRUE(installed(""));
@@ -324,7 +324,7 @@ TEST_F(PackageToolTest, LongerNameIsBad) {
   }
 }
 
-TEST_F(PackageToolTest, SecondLineBehindLongestNameIsBad) {
+TEST_F(PackageToolTest, SecondLineAfterLongestNameIsBad) {
   expectBad(std::string(256, 'u') + "\nv");
   expectBad(std::string(256, 'u') + "\n\n");
 }
@@ -363,7 +363,7 @@ TEST_F(PackageToolTest, DeviceAsUserFileIsBad) {
   expectNoUser(ZEMO_PACKAGE_BAD_USER);
 }
 
-// It could be read like a file.
+// A terminal could be read like a file.
 TEST_F(PackageToolTest, TerminalWithALineAsUserFileIsBad) {
   int const controller = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
   char terminal[64];
@@ -386,7 +386,7 @@ TEST_F(PackageToolTest, LinkToItselfAsUserFileIsBad) {
   expectNoUser(ZEMO_PACKAGE_BAD_USER);
 }
 
-// A package's files would otherwise be checked against the ids of another package.
+// Otherwise, a package's files would be checked against the ids of another package.
 TEST_F(PackageToolTest, LinkToNothingAsUserFileIsBad) {
   makeDirectory(at("demo"));
   makeLink("nowhere", at("demo/user"));
@@ -400,7 +400,7 @@ TEST_F(PackageToolTest, UnreadableUserFileIsBad) {
   expectNoUser(ZEMO_PACKAGE_BAD_USER);
 }
 
-TEST_F(PackageToolTest, InterruptionsAreGoneOnAfter) {
+TEST_F(PackageToolTest, InterruptedCallsAreRepeated) {
   writeUser("user\n");
   openFault = {EINTR, 3};
   readFault = {EINTR, 3};
@@ -409,7 +409,7 @@ TEST_F(PackageToolTest, InterruptionsAreGoneOnAfter) {
   EXPECT_EQ(readFault.times, 0);
 }
 
-// A file server's, say, which gives it back.
+// For example a file server's lease, which it gives back.
 TEST_F(PackageToolTest, LeaseOnTheUserFileIsWaitedFor) {
   writeUser("user\n");
   openFault = {EWOULDBLOCK, 3};
@@ -417,7 +417,7 @@ TEST_F(PackageToolTest, LeaseOnTheUserFileIsWaitedFor) {
   EXPECT_EQ(openFault.times, 0);
 }
 
-TEST_F(PackageToolTest, LeaseThatIsTakenAgainAndAgainIsNotWaitedForForEver) {
+TEST_F(PackageToolTest, LeaseThatIsTakenAgainAndAgainIsNotWaitedForForever) {
   writeUser("user\n");
   openFault = {EWOULDBLOCK, 1000};
   expectNoUser(ZEMO_PACKAGE_BAD_USER);

@@ -1,4 +1,4 @@
-// Exhausted memory: every allocation of every operation fails once. What is thrown reaches the
+// Exhausted memory: every allocation of every operation fails once. The exception reaches the
 // caller, and nothing leaks.
 
 #include <gmock/gmock.h>
@@ -19,7 +19,7 @@
 #include "support/result_mask.h"
 #include "support/temporary_directory.h"
 
-// Verifies every signature. GnuPG would only take time here, and its process allocates on its own.
+// Verifies every signature. GnuPG would only cost time here, and allocates in its own process.
 int VLIBExecl(const char* /*program*/, int /*options*/, ...) {
   return 0;
 }
@@ -32,9 +32,9 @@ using ::testing::IsEmpty;
 
 constexpr uint32_t pattern = 0xa5a5a5a5;
 
-// Runs `operate` on what `prepare` makes with its first, second, third ... allocation failing, each
-// time on a new one, until it runs through. `operate` gets the result of `prepare` by reference.
-// Returns how often it failed.
+// Runs `operate` with its first, second, third ... allocation failing, each time on a new result of
+// `prepare`, until it succeeds. `operate` gets that result by reference. Returns the number of
+// failures.
 template <class Prepare, class Operate>
 long failEveryAllocation(Prepare prepare, Operate operate) {
   for (long n = 1;; ++n) {
@@ -61,7 +61,7 @@ long failEveryAllocation(Prepare prepare, Operate operate) {
   }
 }
 
-// All names are too long for a string without an allocation of its own.
+// All names are too long for a string to store inline.
 class AllocationTest : public PrivateRootTest {
  protected:
   void SetUp() override {
@@ -82,7 +82,7 @@ class AllocationTest : public PrivateRootTest {
     writeFile(std::string(listDir) + "/listorder",
               "a name of no list at all\nwam.full.base.list\n");
 
-    (void)loaded()->checkFiles(CHECK_ITEM_ALL);  // makes what is made once and kept
+    (void)loaded()->checkFiles(CHECK_ITEM_ALL);  // allocates what is kept from then on
     clearLog();
   }
 
@@ -162,7 +162,7 @@ TEST_F(AllocationTest, LoadingAgainAfterFailedLoading) {
   EXPECT_TRUE(allSucceeded);
 }
 
-// An entry that replaces or removes another one is made before that is let go.
+// A line's entry is allocated before the entry that it replaces or removes is released.
 TEST_F(AllocationTest, ParsingOverALoadedList) {
   bool success = false;
   EXPECT_GT(failEveryAllocation(loaded, [&](auto& list) { success = list->parseList(_list); }), 20);

@@ -48,7 +48,7 @@ class NamedFilesTest : public PrivateRootTest {
     ASSERT_TRUE(_list.loadList(false));
   }
 
-  // What the check finds for these paths, which it has to succeed for.
+  // The results for these paths; the check must succeed.
   std::vector<uint32_t> check(const std::vector<std::string>& paths) {
     std::vector<SELFCHECK_RESULT> results;
     EXPECT_TRUE(_list.checkFiles(paths, results));

@@ -1,4 +1,4 @@
-// Which flags a result has.
+// The flags of each result.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -147,7 +147,8 @@ TEST_F(NamedFilesFlagsTest, PathInAnyOfTheFixedDirectories) {
               ElementsAre(0x180, 0x180, 0x180, 0x080));
 }
 
-// The test for children looks for a slash only behind the first character after the directory.
+// The test for children looks for a slash only after the first character that follows the
+// directory.
 TEST_F(NamedFilesFlagsTest, NeighbourWithLongerNameCountsAsChild) {
   std::string const path = directory("d");
   load({fixedLine(path)});
@@ -224,7 +225,7 @@ TEST_F(NamedFilesFlagsTest, MismatchOfOnePathDoesNotReachTheNext) {
   EXPECT_THAT(check({changed, intact}), ElementsAre(0x001, 0));
 }
 
-// One record of every kind, each alone beside the mismatch that makes the records count.
+// One record of each kind, in addition to the mismatch that makes records count.
 TEST_F(NamedFilesFlagsTest, EveryKindOfRecordHasItsFlag) {
   constexpr uint32_t flags[] = {0, 0x001, 0x020, 0x008, 0x010, 0x002, 0x004, 0, 0x040, 0, 0};
   for (int kind = 0; kind < static_cast<int>(std::size(flags)); ++kind) {
@@ -237,7 +238,7 @@ TEST_F(NamedFilesFlagsTest, EveryKindOfRecordHasItsFlag) {
   }
 }
 
-TEST_F(NamedFilesFlagsTest, RecordsOfNoKnownKindHaveNoFlag) {
+TEST_F(NamedFilesFlagsTest, RecordsOfUnknownKindsHaveNoFlag) {
   std::string const path = file("f");
   load({entryLine(path, "0", "-", "-", "-", "-", "-")});
   for (int const kind : {-1, 11, 32, INT32_MIN, INT32_MAX})

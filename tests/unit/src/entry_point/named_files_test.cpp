@@ -1,4 +1,4 @@
-// One result per named path, in order, and what becomes of paths that cannot be checked.
+// One result per named path, in order, and paths that cannot be checked.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -58,7 +58,7 @@ TEST_F(NamedFilesTest, PathNamedTwiceIsCheckedTwice) {
   EXPECT_EQ(entry(path)._errors.size(), 4U);
 }
 
-// The first and the third differ, so that a result in the wrong place is seen.
+// The first and the third differ, so a result in the wrong place shows.
 TEST_F(NamedFilesTest, FailedPathGetsNoResult) {
   std::string const first = file("a");
   std::string const second = file("b");
@@ -126,7 +126,7 @@ TEST_F(NamedFilesTest, FailedPathGetsNoResultEvenWithMismatches) {
   EXPECT_EQ(entry(path)._errors.size(), 1U);
 }
 
-// A caller can file an entry under any key.
+// A caller can store an entry under any key.
 TEST_F(NamedFilesTest, FailureIsLoggedWithTheEntrysOwnPath) {
   std::string const path = file("f");
   (*_list.getProtectedFiles())["key"] = boost::make_shared<ProtectedFile>(entryLine(path));
@@ -158,7 +158,7 @@ TEST_F(NamedFilesTest, ElementWithoutEntryDoesNotMakeAPathListed) {
   EXPECT_EQ(_list.getProtectedFiles()->size(), 1U);
 }
 
-TEST_F(NamedFilesTest, WholeSetCheckPassesOverElementsWithoutEntry) {
+TEST_F(NamedFilesTest, WholeSetCheckSkipsElementsWithoutEntry) {
   std::string const path = file("f");
   load({entryLine(path)});
   (void)check(pathOf("unlisted"));

@@ -21,10 +21,10 @@ class PackageEndToEndTest : public SignedSetTest {
   void SetUp() override {
     SignedSetTest::SetUp();
     ProtectedFile::_pkginfo =
-        PkgInfo();  // the binding is the process', and tests come in any order
+        PkgInfo();  // the binding is global to the process, and tests run in any order
   }
 
-  // The name of the user that the tests run as: root, who has another name on some machines.
+  // The name of the user that runs the tests: root, which has another name on some machines.
   static std::string rootUser() { return getpwuid(0)->pw_name; }
 
   static std::string packageDir(const std::string& package) {
@@ -215,7 +215,7 @@ TEST_F(PackageEndToEndTest, UserWithoutAccountCannotBeBound) {
                           logged("file_list", 48, "Parse list [%s] failed.", path)));
 }
 
-TEST_F(PackageEndToEndTest, UserFileOfNoUseCannotBeBound) {
+TEST_F(PackageEndToEndTest, UnusableUserFileCannotBeBound) {
   install("demo", "root\nsecond line");
   packageList("demo", {});
 

@@ -9,7 +9,7 @@ namespace {
 
 class SelfCheckFilesFromC : public SignedSetTest {
  protected:
-  // What the program prints for these paths.
+  // The program's output for these paths.
   std::string output(const std::vector<std::string>& paths) const {
     std::string command = quoted(ZEMO_C_PROGRAM);
     for (const std::string& path : paths)

@@ -1,6 +1,6 @@
 /*
  * The exported function, called from C. Checks the paths given as arguments and prints the returned
- * value and then one result a line, as a number in hexadecimal. The array holds ffffffff before.
+ * value, then one hexadecimal result per line. Before the call, every result is ffffffff.
  */
 #include <stdio.h>
 #include <stdlib.h>

@@ -47,7 +47,7 @@ TEST_F(SelfCheckFilesTest, IntactFilesYieldZero) {
   EXPECT_THAT(recordedLog(), IsEmpty());
 }
 
-TEST_F(SelfCheckFilesTest, ResultsStandInTheOrderOfTheItems) {
+TEST_F(SelfCheckFilesTest, ResultsAreInTheOrderOfTheItems) {
   std::string const changed = file("changed", "before");
   std::string const missing = file("missing");
   std::string const intact = file("intact");
@@ -158,7 +158,7 @@ TEST_F(SelfCheckFilesTest, OnlyAsManyItemsAsTheCountSaysAreChecked) {
   EXPECT_THAT(masksOf(found), ElementsAre(0, 0, pattern));
 }
 
-// The list has no signature: reading the set would log that.
+// The list has no signature, which reading the set would log.
 TEST_F(SelfCheckFilesTest, NullArrayIsRefusedBeforeAnyListIsRead) {
   writeList("wam.full.base.list", "");
   EXPECT_EQ(SelfCheckFiles(PathList({"/etc/passwd"}).get(), nullptr), -1);

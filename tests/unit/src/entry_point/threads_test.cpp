@@ -1,5 +1,5 @@
-// What several threads may do at once. Built with the thread sanitizer, this program also shows
-// that the library has no data races there.
+// Operations that several threads may run at once. Built with the thread sanitizer, this program
+// also shows that the library has no data races there.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -24,7 +24,7 @@ using ::testing::IsEmpty;
 
 constexpr size_t threadCount = 6;
 
-// Runs `work(i)` on thread i, all starting together, and returns when all have ended.
+// Runs `work(i)` on thread i, starting all threads together, and returns when all have ended.
 template <class Work>
 void onThreads(Work work) {
   std::promise<void> start;
@@ -62,7 +62,7 @@ TEST_F(ThreadsTest, SelfCheckFilesGivesEachThreadItsOwnResults) {
   EXPECT_THAT(recordedLog(), IsEmpty());
 }
 
-// They also fail at once: verification of the set's one list ends differently from call to call.
+// Some calls also fail: the verification of the set's only list ends differently from call to call.
 TEST_F(ThreadsTest, SelfCheckFilesFailsOnOneThreadAndNotOnTheOthers) {
   std::string const path = file("f");
   signedList("wam.full.base.list", {entryLine(path)});
@@ -78,7 +78,7 @@ TEST_F(ThreadsTest, SelfCheckFilesFailsOnOneThreadAndNotOnTheOthers) {
   EXPECT_THAT(recordedLog(), ElementsAre(logged("util", 24, "Selfcheck check sanity failed")));
 }
 
-// The descriptors of one thread's reading stay out of the programs that other threads run.
+// Programs that other threads run must not inherit the descriptors of one thread's reading.
 TEST_F(ThreadsTest, VerifyingAndReadingGoOnAtOnce) {
   std::string const path = file("f", std::string(1 << 20, 'x'));
   signedList("wam.full.base.list", {entryLine(path)});
@@ -125,7 +125,7 @@ TEST_F(ThreadsTest, EntriesOfOneFileAreCheckedInParallel) {
   EXPECT_THAT(intact, Each(1));
 }
 
-// The first use of the digest on a thread is the one that could set something up twice.
+// Each thread's first use of the digest could repeat a one-time setup.
 TEST_F(ThreadsTest, DigestsAreComputedInParallel) {
   std::string const path = file("empty", "");
   std::vector<std::string> digests(threadCount);

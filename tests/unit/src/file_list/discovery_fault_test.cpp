@@ -1,4 +1,4 @@
-// Discovery when the C library's search, or reading the order, fails half-way.
+// Discovery when the C library's search, or reading the order, fails halfway.
 
 #include <dlfcn.h>
 #include <glob.h>
@@ -14,7 +14,7 @@
 
 namespace {
 
-int searchResult = 0;  // what a search returns instead of success
+int searchResult = 0;  // a search's result, instead of success
 
 template <typename Function>
 Function* next(const char* name) {
@@ -23,7 +23,7 @@ Function* next(const char* name) {
 
 }  // namespace
 
-// The library's calls come here, because this program is searched before libc is.
+// The library's calls come here, because this program is searched before libc.
 
 extern "C" int glob64(const char* pattern, int flags, int (*onError)(const char*, int),
                       glob64_t* found) noexcept {
@@ -46,7 +46,7 @@ class DiscoveryFaultTest : public DiscoveryTest {
   }
 };
 
-TEST_F(DiscoveryFaultTest, WhatASearchHasFoundIsUsedWhateverItReturns) {
+TEST_F(DiscoveryFaultTest, ListsFoundBySearchAreUsedWhateverItReturns) {
   makeLists({"b", "a"});
   for (int const result : {GLOB_NOSPACE, GLOB_ABORTED, GLOB_NOMATCH, -1}) {
     searchResult = result;
@@ -64,7 +64,7 @@ TEST_F(DiscoveryFaultTest, LinesBeforeAReadErrorCount) {
   EXPECT_THAT(found(), ElementsAre("b", "c", "a"));
   scriptedReads.goodCalls = 1;
   scriptedReads.mostBytes =
-      twoLines - 1;  // without the second line feed: what is cut short names nothing
+      twoLines - 1;  // without the second line feed: an incomplete line names nothing
   EXPECT_THAT(found(), ElementsAre("a", "b", "c"));
 }
 

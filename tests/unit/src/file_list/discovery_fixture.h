@@ -1,4 +1,4 @@
-// A directory with check lists, and what is found in it.
+// A directory of check lists, and the lists found in it.
 
 #ifndef ZEMO_TESTS_UNIT_SRC_FILE_LIST_DISCOVERY_FIXTURE_H
 #define ZEMO_TESTS_UNIT_SRC_FILE_LIST_DISCOVERY_FIXTURE_H

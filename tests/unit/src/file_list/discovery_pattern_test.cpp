@@ -16,7 +16,7 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-// The value of an environment variable, which comes back at the end.
+// Sets an environment variable, and restores it at the end.
 class Environment {
  public:
   Environment(const char* name, const std::string& value) : _name(name) {
@@ -45,7 +45,7 @@ TEST_F(PatternTest, WithoutMatchGivesNothing) {
   EXPECT_THAT(recordedLog(), IsEmpty());
 }
 
-TEST_F(PatternTest, WithoutMatchGivesNothingThatTheOrderNames) {
+TEST_F(PatternTest, WithoutMatchIgnoresTheNamesInTheOrder) {
   writeOrder(list("a") + "\n");
   EXPECT_THAT(found(), IsEmpty());
   EXPECT_THAT(recordedLog(), IsEmpty());
@@ -95,7 +95,7 @@ TEST_F(PatternTest, MatchesDanglingLinks) {
   EXPECT_THAT(found(), ElementsAre("link"));
 }
 
-TEST_F(PatternTest, MatchesDirectoriesAndMarksThemNot) {
+TEST_F(PatternTest, MatchesDirectoriesWithoutMarkingThem) {
   makeDirectory(path(list("directory")));
   EXPECT_THAT(found(), ElementsAre("directory"));
 }
@@ -127,7 +127,7 @@ TEST_F(PatternTest, TildeIsTheHomeDirectory) {
   Environment const home("HOME", _directory.path());
   makeLists({"b", "a"});
   writeOrder(list("b") + "\n" + list("a") + "\n");
-  // The paths are whole, so the order file of the directory names them.
+  // The paths are complete, so the order file of the directory names them.
   EXPECT_THAT(glob(_directory.path(), "~/wam.full.*.list"),
               ElementsAre(path(list("b")), path(list("a"))));
 }

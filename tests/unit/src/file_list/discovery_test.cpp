@@ -44,7 +44,7 @@ TEST_F(DiscoveryWithoutOrderTest, PutsShorterPathBeforeItsContinuation) {
 
 TEST_F(DiscoveryWithoutOrderTest, ComparesDigitsAsCharacters) {
   makeLists({"9", "10", "1"});
-  // "1." stands before "10" because '.' stands before '0'.
+  // "1." comes before "10", because '.' comes before '0'.
   EXPECT_THAT(found(), ElementsAre("1", "10", "9"));
 }
 
@@ -57,7 +57,7 @@ TEST_F(DiscoveryWithOrderTest, FollowsItsLines) {
   EXPECT_THAT(recordedLog(), IsEmpty());
 }
 
-// A file of a few bytes can have such a line, with nothing stored in most of it.
+// A file of a few bytes can have such a line: most of the line is a hole.
 TEST_F(DiscoveryWithOrderTest, DoesNotStoreALineThatNoFileCanHaveAsName) {
   constexpr off_t longLine = off_t{256} << 20U;
   constexpr long most = 64 * 1024;  // KiB
@@ -147,7 +147,7 @@ TEST_F(DiscoveryWithOrderTest, HasNoCommentsQuotesOrEscapes) {
   EXPECT_THAT(found(), ElementsAre("a", "c", "d", "b"));
 }
 
-TEST_F(DiscoveryWithOrderTest, NamesAreNoPatterns) {
+TEST_F(DiscoveryWithOrderTest, NamesAreNotPatterns) {
   makeLists({"a", "b"});
   writeOrder("wam.full.*.list\nwam.full.?.list\n" + list("b") + "\nwam.full.[a].list\n");
   EXPECT_THAT(found(), ElementsAre("a", "b"));
@@ -263,14 +263,14 @@ TEST_F(OrderFileTest, LinkIsFollowed) {
   EXPECT_THAT(found(), ElementsAre("b", "a"));
 }
 
-TEST_F(OrderFileTest, DanglingLinkIsNoOrderFile) {
+TEST_F(OrderFileTest, DanglingLinkIsNotAnOrderFile) {
   makeLists({"b", "a"});
   makeLink("missing", path("listorder"));
   EXPECT_THAT(found(), ElementsAre("a", "b"));
   EXPECT_THAT(recordedLog(), IsEmpty());
 }
 
-TEST_F(OrderFileTest, IsReadAnewByEveryCall) {
+TEST_F(OrderFileTest, IsReadAgainByEveryCall) {
   makeLists({"a", "b"});
   writeOrder(list("b") + "\n" + list("a") + "\n");
   EXPECT_THAT(found(), ElementsAre("b", "a"));

@@ -62,7 +62,7 @@ class ListObjectTest : public LoadingTest {
     return results.at(0).inFixedDir != 0;
   }
 
-  // The paths that a new list of this name loads.
+  // The paths that a new list with this name loads.
   static std::vector<std::string> loaded(const std::string& name) {
     scriptedPackages()[name].user = "user";
     FileList list(name, "full");
@@ -71,7 +71,7 @@ class ListObjectTest : public LoadingTest {
   }
 };
 
-// A list as it is made.
+// A newly created list.
 
 TEST_F(ListObjectTest, StartsWithAnEmptyMap) {
   ASSERT_NE(_list.getProtectedFiles(), nullptr);
@@ -104,7 +104,7 @@ TEST_F(ListObjectTest, IsAPlainClass) {
   EXPECT_TRUE(std::is_nothrow_destructible_v<FileList>);
 }
 
-// Where a set's lists live.
+// The directory of a set's lists.
 
 TEST_F(ListObjectTest, SystemSetLivesInTheDirectoryItself) {
   writeList("wam.full.a.list", line("/system"));
@@ -151,12 +151,12 @@ TEST_F(ListObjectTest, HandsOutOneMoreOwner) {
   EXPECT_EQ(first.use_count(), 3);
 }
 
-TEST_F(ListObjectTest, SeesWhatIsPutIntoTheMap) {
+TEST_F(ListObjectTest, SeesElementsPutIntoTheMap) {
   fill(_list, {"/"});
   EXPECT_TRUE(listsPath(_list, "/"));
 }
 
-TEST_F(ListObjectTest, SeesWhatIsTakenFromTheMap) {
+TEST_F(ListObjectTest, SeesElementsTakenFromTheMap) {
   makeList("a", line("/") + line("/usr"));
   ASSERT_TRUE(_list.loadList(false));
   _list.getProtectedFiles()->erase("/");
@@ -195,7 +195,7 @@ TEST_F(ListObjectTest, CopySharesTheMap) {
   EXPECT_EQ(copy.getProtectedFiles(), _list.getProtectedFiles());
 }
 
-// A list that is derived from another.
+// A list derived from another.
 
 class DerivedListTest : public ListObjectTest {
  protected:

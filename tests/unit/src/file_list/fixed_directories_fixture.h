@@ -1,4 +1,4 @@
-// Sets with directories of fixed members.
+// Sets that contain directories with fixed members.
 
 #ifndef ZEMO_TESTS_UNIT_SRC_FILE_LIST_FIXED_DIRECTORIES_FIXTURE_H
 #define ZEMO_TESTS_UNIT_SRC_FILE_LIST_FIXED_DIRECTORIES_FIXTURE_H
@@ -16,7 +16,7 @@
 
 class FixedDirectoriesTest : public LoadingTest {
  protected:
-  // Makes an entry of this hash column, under its path.
+  // Creates an entry with this hash column, under its path.
   void add(const std::string& path, const std::string& hash = "-") {
     (*_list.getProtectedFiles())[path] = boost::make_shared<ZEMO::SELF_CHECK::ProtectedFile>(
         entryLine(path, "-", hash, "-", "-", "-", "-"));
@@ -24,7 +24,7 @@ class FixedDirectoriesTest : public LoadingTest {
 
   void addFixed(const std::string& path) { add(path, "FIXED"); }
 
-  // Collects the directories and their members, which neither fails nor logs.
+  // Collects the directories and their members; this neither fails nor logs.
   void collect() {
     EXPECT_TRUE(_list.fillFixedDirInfo());
     EXPECT_EQ(recordedLog(), std::vector<LogLine>());
@@ -34,7 +34,7 @@ class FixedDirectoriesTest : public LoadingTest {
     return entryOf(_list, path)->_fixedEntries;
   }
 
-  // Whether the path, which is not listed, lies in a directory with fixed members.
+  // True if the path, which is not listed, is in a directory with fixed members.
   static bool isInFixedDirectory(ZEMO::SELF_CHECK::FileList& list, const std::string& path) {
     std::vector<SELFCHECK_RESULT> results;
     EXPECT_TRUE(list.checkFiles({path}, results));

@@ -1,4 +1,4 @@
-// The names of members against those that a plain walk over all pairs of paths gives.
+// The names of members, compared with those from a plain walk over all pairs of paths.
 
 #include <gtest/gtest.h>
 #include <zemo/selfcheck/file_list.h>
@@ -22,8 +22,8 @@ class RandomFixedDirectoriesTest : public FixedDirectoriesTest {
 
   size_t below(size_t limit) { return _random() % limit; }
 
-  // Few letters, many slashes, and the neighbours of the slash in byte order. Mostly something
-  // appended to a path that is in the map.
+  // Few letters, many slashes, and the neighbours of the slash in byte order. Mostly extends a path
+  // in the map.
   std::string randomPath() {
     constexpr char letters[] = {'/', '/', '/', '/', 'a', 'a', 'b', '.', '0', '\xff'};
     std::string path;
@@ -34,7 +34,7 @@ class RandomFixedDirectoriesTest : public FixedDirectoriesTest {
     return path;
   }
 
-  // Puts a new entry into the map, in the place of one that is there.
+  // Puts a new entry into the map, replacing an existing one.
   void addRandom() {
     std::string const path = randomPath();
     bool const fixed = below(3) == 0;
@@ -80,7 +80,7 @@ class RandomFixedDirectoriesTest : public FixedDirectoriesTest {
           _table.begin(), _table.end(),
           [&path](const std::string& directory) { return fuzz::liesIn(directory, path); });
       EXPECT_EQ(isInFixedDirectory(path), expected) << "[" << path << "]";
-      _list.getProtectedFiles()->erase(path);  // what the check has left behind
+      _list.getProtectedFiles()->erase(path);  // the check may have added it
     }
   }
 

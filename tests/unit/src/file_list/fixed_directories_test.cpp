@@ -88,7 +88,7 @@ TEST_F(FixedDirectoriesTest, MembersOfAnyTypeCount) {
   EXPECT_THAT(namesOf("/d"), ElementsAre("-", "b", "c", "d", "f", "l", "p", "s"));
 }
 
-TEST_F(FixedDirectoriesTest, MembersBehindASubtreeCount) {
+TEST_F(FixedDirectoriesTest, MembersAfterASubtreeCount) {
   addFixed("/d");
   for (const char* const path : {"/d/a/1", "/d/a/2/3", "/d/a0", "/d/b/1", "/d/z"})
     add(path);
@@ -143,7 +143,7 @@ TEST_F(FixedDirectoriesTest, RootHoldsTheTopLevel) {
   EXPECT_THAT(namesOf("/"), ElementsAre("a", "c"));
 }
 
-TEST_F(FixedDirectoriesTest, EmptyPathHoldsTheTopLevelAndWhatHasNoSlash) {
+TEST_F(FixedDirectoriesTest, EmptyPathHoldsTheTopLevelAndPathsWithoutSlash) {
   addFixed("");
   for (const char* const path : {"/", "/a", "/a/b", "x", "y/z"})
     add(path);
@@ -167,7 +167,7 @@ TEST_F(FixedDirectoriesTest, EntryMadeAfterThePassCountsInTheNext) {
   EXPECT_THAT(namesOf("/d"), ::testing::Not(IsEmpty()));
 }
 
-// Passes that are repeated append, and take nothing away.
+// Repeated passes add names and remove none.
 
 TEST_F(FixedDirectoriesTest, SecondPassRepeatsTheNames) {
   addFixed("/d");
@@ -187,7 +187,7 @@ TEST_F(FixedDirectoriesTest, EveryMentionOfADirectoryRepeatsItsNames) {
   add("/d/a");
   collect();
   EXPECT_EQ(namesOf("/d").size(), 1U);
-  collect();  // the directory now stands twice in the table
+  collect();  // the directory is now in the table twice
   EXPECT_EQ(namesOf("/d").size(), 1U + 2U);
   collect();
   EXPECT_EQ(namesOf("/d").size(), 1U + 2U + 3U);
@@ -213,7 +213,7 @@ TEST_F(FixedDirectoriesTest, DirectoriesAreEachListsOwn) {
   EXPECT_TRUE(isInFixedDirectory(derived, "/d/y"));
 }
 
-TEST_F(FixedDirectoriesTest, RemovedDirectoryIsPassedOverAndStaysInTheTable) {
+TEST_F(FixedDirectoriesTest, RemovedDirectoryIsSkippedAndStaysInTheTable) {
   addFixed("/d");
   add("/d/a");
   collect();
@@ -223,9 +223,9 @@ TEST_F(FixedDirectoriesTest, RemovedDirectoryIsPassedOverAndStaysInTheTable) {
   EXPECT_TRUE(isInFixedDirectory("/d/x"));
 }
 
-// A named-file check leaves elements without an entry behind.
+// A named-file check leaves elements without an entry in the map.
 
-TEST_F(FixedDirectoriesTest, ElementsWithoutAnEntryAreNoMembers) {
+TEST_F(FixedDirectoriesTest, ElementsWithoutAnEntryAreNotMembers) {
   addFixed("/d");
   add("/d/a");
   collect();
@@ -235,7 +235,7 @@ TEST_F(FixedDirectoriesTest, ElementsWithoutAnEntryAreNoMembers) {
   EXPECT_THAT(namesOf("/d"), ::testing::Each("a"));
 }
 
-TEST_F(FixedDirectoriesTest, ElementsWithoutAnEntryAreNoDirectories) {
+TEST_F(FixedDirectoriesTest, ElementsWithoutAnEntryAreNotDirectories) {
   EXPECT_FALSE(isInFixedDirectory("/d"));
   add("/d/a");
   collect();
@@ -243,7 +243,7 @@ TEST_F(FixedDirectoriesTest, ElementsWithoutAnEntryAreNoDirectories) {
   EXPECT_FALSE(isInFixedDirectory("/d/x"));
 }
 
-TEST_F(FixedDirectoriesTest, DirectoryThatLostItsEntryIsPassedOver) {
+TEST_F(FixedDirectoriesTest, DirectoryThatLostItsEntryIsSkipped) {
   addFixed("/d");
   add("/d/a");
   collect();
@@ -253,7 +253,7 @@ TEST_F(FixedDirectoriesTest, DirectoryThatLostItsEntryIsPassedOver) {
   EXPECT_EQ(entryOf(_list, "/d"), nullptr);
 }
 
-// What the names are for.
+// The purpose of the names.
 
 class CheckedFixedDirectoryTest : public FixedDirectoriesTest {
  protected:
@@ -263,7 +263,7 @@ class CheckedFixedDirectoryTest : public FixedDirectoriesTest {
     addFixed(directory);
   }
 
-  // What checking the directory finds.
+  // The findings of a check of the directory.
   Names check() {
     collect();
     bool changed = false;

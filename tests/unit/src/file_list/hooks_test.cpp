@@ -238,7 +238,7 @@ TEST_F(HooksTest, ExceptionOfAHookReachesTheCaller) {
 
 TEST_F(HooksTest, HookMayAddHooksThatAreCalledFromTheNextEntryOn) {
   load(altered("x") + altered("y") + altered("z"));
-  // What the hook holds must stay what it is when its place in the list's memory is given back.
+  // Adding hooks moves this hook, whose captured value must stay valid all the same.
   constexpr int64_t held = 0x5a5a5a5a5a5a5a5a;
   std::vector<int64_t> seen;
   _list.addHook([this, &seen, value = held](Entry& entry, bool&) {

@@ -23,7 +23,7 @@ using ZEMO::SELF_CHECK::LineReader;
 
 constexpr size_t kibibyte = 1024;
 
-// Ends the test program, instead of the tests waiting for ever, when something blocks.
+// Ends the test program if something blocks, so that no test waits forever.
 class TimeLimit {
  public:
   TimeLimit() { alarm(20); }
@@ -57,7 +57,7 @@ class LineReaderTest : public ::testing::Test {
     return linesOf(path);
   }
 
-  // After `reads` good ones, `count` reads fail with `error`.
+  // After `reads` successful reads, `count` reads fail with `error`.
   static void failReads(int reads, int error, int count) {
     scriptedReads.goodCalls = reads;
     scriptedReads.error = error;
@@ -140,7 +140,7 @@ TEST_F(LineReaderTest, StaysAtTheEnd) {
   EXPECT_FALSE(reader.next(line));
 }
 
-// Half a line was given out at the end: what follows is not a line.
+// Half a line was returned at the end, so the rest of it is not a line.
 TEST_F(LineReaderTest, StaysAtTheEndOfAFileThatGrows) {
   writeFile(path, "one\nhal");
   LineReader reader(path);
@@ -197,7 +197,7 @@ TEST_F(LineReaderTest, AnyTextIsSplitLikeAtEveryLineFeed) {
   }
 }
 
-// What cannot be opened or read.
+// Files that cannot be opened or read.
 
 TEST_F(LineReaderTest, MissingFileIsNotOpen) {
   LineReader reader(path);
@@ -290,8 +290,8 @@ TEST_F(LineReaderTest, ReadErrorAtTheStartLeavesNoLine) {
 
 // The descriptor.
 
-// The number of this process's descriptors for the file at `path`, and how many of them a program
-// that is executed would not inherit.
+// The number of this process's descriptors for the file at `path`, and how many of these an
+// executed program would not inherit.
 struct Descriptors {
   int open = 0;
   int closedOnExec = 0;
@@ -300,7 +300,7 @@ struct Descriptors {
 Descriptors descriptorsOf(const std::string& path) {
   Descriptors found;
   for (const auto& link : std::filesystem::directory_iterator("/proc/self/fd")) {
-    std::error_code gone;  // the descriptor of this very walk, for one
+    std::error_code gone;  // for example the descriptor of this very walk
     if (std::filesystem::read_symlink(link.path(), gone) != path)
       continue;
     ++found.open;

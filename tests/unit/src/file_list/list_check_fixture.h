@@ -1,4 +1,4 @@
-// Sets whose files exist, and what checking them does.
+// Sets whose files exist, and the effects of checking them.
 
 #ifndef ZEMO_TESTS_UNIT_SRC_FILE_LIST_LIST_CHECK_FIXTURE_H
 #define ZEMO_TESTS_UNIT_SRC_FILE_LIST_LIST_CHECK_FIXTURE_H
@@ -29,13 +29,13 @@ class ListCheckTest : public LoadingTest {
     return entryLine(in(name)) + "\n";
   }
 
-  // Makes a file and returns an entry line with another size than it has.
+  // Makes a file and returns an entry line with a different size.
   std::string altered(const std::string& name) const {
     writeFile(in(name), "content");
     return entryLine(in(name), "8", "-", "-", "-", "-", "-") + "\n";
   }
 
-  // Makes a file that cannot be read and returns an entry line with a digest and this size column.
+  // Makes an unreadable file and returns an entry line with a digest and this size column.
   std::string unreadable(const std::string& name, const std::string& size = "-") const {
     writeFile(in(name), "content", 0);
     return entryLine(in(name), size, std::string(40, '0'), "-", "-", "-", "-") + "\n";
@@ -47,14 +47,14 @@ class ListCheckTest : public LoadingTest {
 
   std::string in(const std::string& name) const { return _directory / name; }
 
-  // The lines that an unreadable file leaves in the log.
+  // The log lines for an unreadable file.
   std::vector<LogLine> unreadableLines(const std::string& name) const {
     return {logged("protected_file", 365, "Open file [%s] failed", in(name)),
             logged("protected_file", 288, "Calculate hash of file [%s] failed", in(name)),
             logged("file_list", 150, "Check file [%s] failed.", in(name))};
   }
 
-  // Adds a hook that notes `name` and the path, and sets the flag.
+  // Adds a hook that records `name` and the path, and sets the flag.
   void addHook(const std::string& name, bool flag) {
     _list.addHook([this, name, flag](boost::shared_ptr<ZEMO::SELF_CHECK::ProtectedFile>& entry,
                                      bool& changed) {

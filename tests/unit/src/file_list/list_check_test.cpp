@@ -115,7 +115,7 @@ TEST_F(ListCheckTest, RecordsOfEarlierChecksDoNotCount) {
   EXPECT_THAT(errors("x"), SizeIs(1));
 }
 
-TEST_F(ListCheckTest, EveryCheckRecordsAnew) {
+TEST_F(ListCheckTest, EveryCheckRecordsAgain) {
   load(altered("x"));
   EXPECT_FALSE(_list.check(CHECK_ITEM_ALL));
   EXPECT_FALSE(_list.checkFiles(CHECK_ITEM_ALL));
@@ -155,7 +155,7 @@ TEST_F(ListCheckTest, FailureNamesThePathOfTheEntryAndNotTheKey) {
   EXPECT_EQ(recordedLog(), unreadableLines("x"));
 }
 
-// Elements without an entry, which a named-file check leaves behind.
+// Elements without an entry, as a named-file check leaves them.
 
 class UnlistedElementTest : public ListCheckTest {
  protected:
@@ -166,7 +166,7 @@ class UnlistedElementTest : public ListCheckTest {
   }
 };
 
-TEST_F(UnlistedElementTest, IsPassedOver) {
+TEST_F(UnlistedElementTest, IsSkipped) {
   load(intact("x"));
   nameUnlisted(in("before"));
   nameUnlisted(in("y"));

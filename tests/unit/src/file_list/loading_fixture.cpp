@@ -6,7 +6,7 @@
 
 using namespace ZEMO::SELF_CHECK;
 
-// The password database: every user is there, and has these ids.
+// The password database: every user exists and has these ids.
 extern "C" passwd* getpwnam(const char* /*name*/) {
   static passwd account;
   account.pw_uid = 5001;

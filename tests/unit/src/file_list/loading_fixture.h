@@ -1,5 +1,5 @@
-// Sets of lists to load, of the system and of packages. No program is run: verification has the
-// result that a test gives it.
+// Sets of lists to load, of the system and of packages. No program is run: each test chooses the
+// result of the verification.
 
 #ifndef ZEMO_TESTS_UNIT_SRC_FILE_LIST_LOADING_FIXTURE_H
 #define ZEMO_TESTS_UNIT_SRC_FILE_LIST_LOADING_FIXTURE_H
@@ -49,7 +49,7 @@ class LoadingTest : public PrivateRootTest {
     return path;
   }
 
-  // Makes a list of a package's set; `directory` is the one below that of all package sets.
+  // Makes a list of a package's set; `directory` is relative to the directory of all package sets.
   static std::string makePackageList(const std::string& directory, const std::string& name,
                                      const std::string& lines) {
     return writeList(std::string(listDir) + "/packages/" + directory, name, lines);
@@ -76,7 +76,7 @@ class LoadingTest : public PrivateRootTest {
     return entryOf(list, path)->_hash;
   }
 
-  // The lists that GnuPG was run for.
+  // The lists for which GnuPG was run.
   static std::vector<std::string> verified() {
     std::vector<std::string> paths;
     for (const ExecCall& call : execCalls)

@@ -100,7 +100,7 @@ TEST_F(NoListsTest, GnuPGIsNotRun) {
   EXPECT_THAT(execCalls, IsEmpty());
 }
 
-TEST_F(NoListsTest, EntriesThatAreThereStayUntouched) {
+TEST_F(NoListsTest, ExistingEntriesStayUntouched) {
   makeList("a", line("/d", "FIXED") + line("/d/x"));
   ASSERT_TRUE(_list.loadList(false));
   FileList derived("none", "full", _list);
@@ -112,7 +112,7 @@ TEST_F(NoListsTest, EntriesThatAreThereStayUntouched) {
 
 class SetNameTest : public LoadingTest {
  protected:
-  // Makes the list `name` in the directory of the set `set`, whose package is installed.
+  // Makes the list `name` in the directory of the set `set`, and installs the set's package.
   static void makePackage(const std::string& set, const std::string& name,
                           const std::string& lines) {
     makeDirectory(std::string(listDir) + "/packages");
@@ -166,7 +166,7 @@ TEST_F(SetNameTest, LosesParentStepThatEndsAnotherWord) {
 }
 
 TEST_F(SetNameTest, KeepsParentStepThatTheRemovalBringsTogether) {
-  // The list stands beside the set's directory, which the file name leaves.
+  // The list is next to the set's directory, because its file name leaves that directory.
   makePackage("....//", "../.full.a.list", line("/a"));
   EXPECT_EQ(patternOf("....//"), "/usr/zemo/selfcheck/packages/....///../.full.*.list");
   FileList list("....//", "full");
@@ -194,7 +194,7 @@ TEST_F(SetNameTest, OrderFileIsThatOfTheDirectoryAsItIsSpelt) {
 
 class ParseFailureTest : public LoadingTest {
  protected:
-  // Whether a path that no list names lies in a directory with fixed members.
+  // True if a path that no list names is in a directory with fixed members.
   bool inFixedDirectory(const std::string& path) {
     std::vector<SELFCHECK_RESULT> results;
     EXPECT_TRUE(_list.checkFiles({path}, results));
@@ -202,7 +202,7 @@ class ParseFailureTest : public LoadingTest {
   }
 };
 
-TEST_F(ParseFailureTest, KeepsTheListsBeforeAndReadsNoneBehind) {
+TEST_F(ParseFailureTest, KeepsEarlierListsAndReadsNoLaterOne) {
   makeList("a", line("/a"));
   std::string const malformed = makeMalformed("b");
   makeList("c", line("/c"));
@@ -238,7 +238,7 @@ TEST_F(ParseFailureTest, KeepsTheListFiles) {
   EXPECT_THAT(verified(), ElementsAre(a, b));
 }
 
-TEST_F(ParseFailureTest, ListThatLeadsNowhereIsOne) {
+TEST_F(ParseFailureTest, DanglingListIsOne) {
   makeList("a", line("/a"));
   std::string const link = std::string(listDir) + "/wam.full.b.list";
   makeLink("nowhere", link);

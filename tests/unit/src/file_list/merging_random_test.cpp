@@ -1,4 +1,4 @@
-// What parsing makes of a map, against a plain replay of the lines.
+// The map that parsing creates, compared with a plain replay of the lines.
 
 #include <algorithm>
 #include <map>
@@ -13,10 +13,10 @@ class RandomMergingTest : public ParsingTest {
  protected:
   size_t below(size_t limit) { return _random() % limit; }
 
-  // Few enough that lines meet earlier ones of the same path and of the neighbouring ones.
+  // Few enough that lines meet earlier lines with the same path and with neighbouring paths.
   std::string randomPath() { return "/" + std::to_string(below(40)); }
 
-  // The lines of a list, as most lists are in ascending order, some in descending, some in none.
+  // The lines of a list: most lists are in ascending order, some in descending, some in none.
   std::vector<std::string> randomLines() {
     std::vector<std::string> lines;
     for (size_t count = below(30); count > 0; --count)
@@ -33,7 +33,7 @@ class RandomMergingTest : public ParsingTest {
     return lines;
   }
 
-  // Each entry can be told from every other by its size column.
+  // The size column distinguishes each entry from every other.
   void addAndReplay(const std::vector<std::string>& lines) {
     std::string text;
     for (const std::string& line : lines) {

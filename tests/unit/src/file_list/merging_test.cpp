@@ -109,7 +109,7 @@ TEST_F(MergingTest, AgreesWithModelForRandomSets) {
   }
 }
 
-// What was in the map before.
+// Entries that were in the map before.
 using MergingIntoEntriesTest = LoadingTest;
 
 TEST_F(MergingIntoEntriesTest, KeepsReplacesAndRemoves) {
@@ -230,7 +230,7 @@ TEST_F(SecondLoadTest, MergesIntoTheSameMap) {
   EXPECT_EQ(_list.getProtectedFiles(), before);
 }
 
-TEST_F(SecondLoadTest, FindsTheListsAnew) {
+TEST_F(SecondLoadTest, FindsTheListsAgain) {
   std::string const a = makeList("a", line("/a"));
   ASSERT_TRUE(_list.loadList(false));
   remove(a);
@@ -272,7 +272,7 @@ TEST_F(SecondLoadTest, RepeatsFixedDirectories) {
   ASSERT_TRUE(_list.loadList(false));
   boost::shared_ptr<ProtectedFile> const before = entryOf(_list, "/d");
   EXPECT_TRUE(_list.loadList(false));
-  // The directory now stands twice in the table, and both times means the new entry.
+  // The directory is now in the table twice, both times with the new entry.
   EXPECT_THAT(before->_fixedEntries, ElementsAre("x"));
   EXPECT_THAT(entryOf(_list, "/d")->_fixedEntries, ElementsAre("x", "x"));
 }

@@ -28,13 +28,13 @@ inline LogLine notInstalled(const std::string& package) {
 
 class ParsingTest : public LoadingTest {
  protected:
-  // Parses a file of this content into the list.
+  // Parses a file with this content into the list.
   bool parse(const std::string& content) {
     writeFile(path(), content);
     return _list.parseList(path());
   }
 
-  // Parses a list of these lines into the list, which succeeds and logs nothing.
+  // Parses a list with these lines into the list; this succeeds and logs nothing.
   void add(const std::string& lines) {
     clearLog();
     EXPECT_TRUE(parse("WAM_SELF_CHECK\nfree text\n" + lines));

@@ -29,7 +29,7 @@ TEST_F(ParsingTest, LineBecomesTheEntryUnderItsPath) {
   EXPECT_THAT(entry._fixedEntries, IsEmpty());
 }
 
-TEST_F(ParsingTest, LinesMayStandInAnyOrder) {
+TEST_F(ParsingTest, LinesMayBeInAnyOrder) {
   add(line("/b") + line("/a/bc") + line("/a/b/c") + line("/a/b"));
   EXPECT_THAT(paths(), ElementsAre("/a/b", "/a/b/c", "/a/bc", "/b"));
 }
@@ -67,7 +67,7 @@ TEST_F(ParsingTest, LongLineIsOneLine) {
   EXPECT_TRUE(paths() == std::vector<std::string>({longPath, "/y"}));
 }
 
-TEST_F(ParsingTest, HeaderBehindTheSecondLineIsAShortLine) {
+TEST_F(ParsingTest, HeaderAfterTheSecondLineIsAShortLine) {
   add("WAM_SELF_CHECK\n" + line("/x"));
   EXPECT_THAT(paths(), ElementsAre("", "/x"));
 }

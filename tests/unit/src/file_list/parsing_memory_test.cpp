@@ -1,4 +1,4 @@
-// Memory runs out at each of the allocations that reading a list makes.
+// Memory runs out at each allocation that reading a list makes.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -18,14 +18,14 @@ using namespace ZEMO::SELF_CHECK;
 using ::testing::Contains;
 using ::testing::IsEmpty;
 
-// Longer than what a string holds in itself.
+// Too long for a string to store inline.
 const std::string longName = "/a path that needs memory of its own ";
 
 class ParsingMemoryTest : public LoadingTest {
  protected:
-  // Parses `list` into a new list whose set is `name`, with the n-th allocation failing, for n = 1,
-  // 2 ... until parsing succeeds. Whenever it does not, bad_alloc has come out, nothing is logged,
-  // the list is closed, and the map holds one of `stages`. Returns how often that was.
+  // Parses `list` into a new list of the set `name`, with the n-th allocation failing, for n = 1, 2
+  // ... until parsing succeeds. After each failure, bad_alloc has been thrown, nothing is logged,
+  // the list is closed, and the map holds one of `stages`. Returns the number of failures.
   static long failEachAllocation(const std::string& name, const std::string& list,
                                  const std::vector<std::vector<std::string>>& stages) {
     for (long n = 1;; ++n) {

@@ -141,7 +141,7 @@ TEST_F(ParsingAllTest, ReadsTheListsInOrder) {
   EXPECT_THAT(recordedLog(), IsEmpty());
 }
 
-TEST_F(ParsingAllTest, AppliesTheListsOnTopOfWhatIsThere) {
+TEST_F(ParsingAllTest, AppliesTheListsOnTopOfExistingEntries) {
   makeList("a", line("/x", "1") + line("-/y"));
   ASSERT_TRUE(_list.loadList(false));
   add(line("/x", "2") + line("/y") + line("/z"));

@@ -32,7 +32,7 @@ TEST_F(HeaderTest, ListOfTwoLinesAddsNothing) {
   EXPECT_THAT(recordedLog(), IsEmpty());
 }
 
-TEST_F(HeaderTest, SecondLineIsNoEntry) {
+TEST_F(HeaderTest, SecondLineIsNotAnEntry) {
   EXPECT_TRUE(parse("WAM_SELF_CHECK\n" + line("/x") + line("/y")));
   EXPECT_THAT(paths(), ElementsAre("/y"));
 }
@@ -111,7 +111,7 @@ TEST_F(HeaderTest, ReadErrorInTheSecondLineIsAFormatError) {
   EXPECT_THAT(recordedLog(), ElementsAre(noSecondLine()));
 }
 
-TEST_F(HeaderTest, ReadErrorBehindTheSecondLineCountsAsTheEnd) {
+TEST_F(HeaderTest, ReadErrorAfterTheSecondLineCountsAsTheEnd) {
   std::string const readable = "WAM_SELF_CHECK\nfree text\n" + line("/x");
   scriptedReads.goodBytes = static_cast<long>(readable.size());
   EXPECT_TRUE(parse(readable + line("/y")));
@@ -127,7 +127,7 @@ TEST_F(HeaderTest, FailureLeavesTheMapAsItIs) {
   EXPECT_THAT(paths(), ElementsAre("/x"));
 }
 
-TEST_F(HeaderTest, NoWayOutLeavesTheListOpen) {
+TEST_F(HeaderTest, EveryExitClosesTheList) {
   int const before = openDescriptors();
   EXPECT_TRUE(parse("WAM_SELF_CHECK\nfree text\n" + line("/x")));
   EXPECT_FALSE(parse("WRONG\nfree text\n"));

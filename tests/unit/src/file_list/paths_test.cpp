@@ -12,12 +12,12 @@ TEST(ListDirFor, SystemSetHasTheDirectoryItself) {
   EXPECT_EQ(listDirFor("wam"), "/usr/zemo/selfcheck");
 }
 
-TEST(ListDirFor, AnyOtherNameIsOfAPackage) {
+TEST(ListDirFor, AnyOtherNameIsAPackages) {
   for (const char* const name : {"demo", "WAM", "Wam", "wam ", " wam", "wam/", "wamx", "wa"})
     EXPECT_EQ(listDirFor(name), packages + std::string(name)) << "[" << name << "]";
 }
 
-TEST(ListDirFor, NameThatGoesOnBehindANulIsOfAPackage) {
+TEST(ListDirFor, NameThatContinuesAfterANulIsAPackages) {
   std::string const name("wam\0x", 5);
   EXPECT_EQ(listDirFor(name), packages + name);
 }
@@ -32,7 +32,7 @@ TEST(ListDirFor, NameStaysUnchanged) {
     EXPECT_EQ(listDirFor(name), packages + std::string(name)) << "[" << name << "]";
 }
 
-TEST(IsDirectChild, OneComponentBehindTheDirectoryIsAChild) {
+TEST(IsDirectChild, OneComponentAfterTheDirectoryIsAChild) {
   EXPECT_TRUE(isDirectChild("/a/b", "/a/b/c"));
   EXPECT_TRUE(isDirectChild("/a/b", "/a/b/c.d e"));
 }
@@ -47,14 +47,14 @@ TEST(IsDirectChild, TheDirectoryIsNotItsOwnChild) {
   EXPECT_FALSE(isDirectChild("/a/b/", "/a/b/"));
 }
 
-TEST(IsDirectChild, WhatLiesDeeperIsNot) {
+TEST(IsDirectChild, DeeperPathIsNot) {
   EXPECT_FALSE(isDirectChild("/a/b", "/a/b/c/d"));
   EXPECT_FALSE(isDirectChild("/a/b", "/a/bc/d"));
   EXPECT_FALSE(isDirectChild("/a/b", "/a/b/c/"));
   EXPECT_FALSE(isDirectChild("/a/b", "/a/bc/"));
 }
 
-TEST(IsDirectChild, WhatBeginsOtherwiseIsNot) {
+TEST(IsDirectChild, PathThatBeginsOtherwiseIsNot) {
   EXPECT_FALSE(isDirectChild("/a/b", "/a/x"));
   EXPECT_FALSE(isDirectChild("/a/b", "/a/x/c"));
   EXPECT_FALSE(isDirectChild("/a/b", "/A/b/c"));
@@ -67,7 +67,7 @@ TEST(IsDirectChild, ShorterPathIsNot) {
   EXPECT_FALSE(isDirectChild("/a/b", ""));
 }
 
-TEST(IsDirectChild, CharacterRightBehindTheDirectoryIsNotTested) {
+TEST(IsDirectChild, CharacterRightAfterTheDirectoryIsNotTested) {
   EXPECT_TRUE(isDirectChild("/a/b", "/a/b/"));
   EXPECT_TRUE(isDirectChild("/a/b", "/a/b\xff"));
   EXPECT_FALSE(isDirectChild("/a/b", "/a/b//"));
@@ -97,7 +97,7 @@ TEST(IsDirectChild, RootHasMembers) {
   EXPECT_FALSE(isDirectChild("/", "/x/y"));
 }
 
-TEST(IsDirectChild, ComparesBytesBehindANulToo) {
+TEST(IsDirectChild, AlsoComparesBytesAfterANul) {
   std::string const directory("/a\0b", 4);
   EXPECT_TRUE(isDirectChild(directory, directory + "/c"));
   EXPECT_FALSE(isDirectChild(directory, std::string("/a\0x/c", 6)));

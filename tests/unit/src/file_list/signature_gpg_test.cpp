@@ -19,7 +19,7 @@ using namespace ZEMO::SELF_CHECK;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-// Making a key is slow, so each is made once, by the first test that needs it.
+// Creating a key is slow, so the first test that needs a key creates it.
 const SigningKey& makersKey() {
   static SigningKey const key;
   return key;
@@ -30,13 +30,13 @@ const SigningKey& strangersKey() {
   return key;
 }
 
-// While it lives, one file or directory stands in the place of another, read only if asked for.
+// While it exists, one file or directory is mounted over another, read-only on request.
 class BoundOver {
  public:
   BoundOver(const char* source, const char* target, unsigned long flags = 0) : _target(target) {
     if (mount(source, target, "none", MS_BIND, nullptr) != 0)
       throw std::runtime_error("binding over " + _target + ": " + strerror(errno));
-    // The flags of a bind mount are those of its source until it is mounted once more.
+    // A bind mount has the flags of its source until it is remounted.
     if (flags != 0 && mount("none", target, "none", MS_BIND | MS_REMOUNT | flags, nullptr) != 0) {
       int const reason = errno;
       (void)umount2(target, MNT_DETACH);
@@ -243,8 +243,8 @@ TEST_F(SignatureFileTest, OfUnknownKeyDoesNotVerify) {
   EXPECT_THAT(recordedLog(), ElementsAre(signatureBad()));
 }
 
-// Every text that the maker ever signed would otherwise vouch for any list.
-TEST_F(SignatureFileTest, WithTheSignedTextInItDoesNotVerify) {
+// Otherwise, any text that the maker ever signed would vouch for any list.
+TEST_F(SignatureFileTest, ThatContainsTheSignedTextDoesNotVerify) {
   TemporaryDirectory const home;
   std::string const gpg = "gpg --homedir " + quoted(home.path()) +
                           " --batch --quiet --passphrase '' --pinentry-mode loopback ";
@@ -279,7 +279,7 @@ TEST_F(KeyRingTest, DamagedOneVerifiesNothing) {
   EXPECT_THAT(recordedLog(), ElementsAre(signatureBad()));
 }
 
-// As the README sets the key ring up. GnuPG otherwise wants to write a trust database.
+// Set up as documented. Otherwise, GnuPG tries to write a trust database.
 TEST_F(KeyRingTest, ThatTrustsAllItsKeysNeedsNoTrustDatabase) {
   makersKey().trustedBy(listDir);
   std::string const list = makeSigned("a");

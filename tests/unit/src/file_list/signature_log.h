@@ -1,4 +1,4 @@
-// The lines that are logged about signatures.
+// The log lines about signatures.
 
 #ifndef ZEMO_TESTS_UNIT_SRC_FILE_LIST_SIGNATURE_LOG_H
 #define ZEMO_TESTS_UNIT_SRC_FILE_LIST_SIGNATURE_LOG_H

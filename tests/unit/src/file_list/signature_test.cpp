@@ -79,7 +79,7 @@ TEST_F(SignatureTest, UnderAnotherNameIsMissing) {
   EXPECT_THAT(recordedLog(), ElementsAre(signatureMissing(list)));
 }
 
-TEST_F(SignatureTest, LinkThatLeadsNowhereIsMissing) {
+TEST_F(SignatureTest, DanglingLinkIsMissing) {
   std::string const list = makeUnsigned("a.list");
   makeLink("nowhere", list + ".asc");
   EXPECT_FALSE(_list.checkSign(list));
@@ -164,7 +164,7 @@ class SetSignatureTest : public PrivateRootTest {
       sign(index);
   }
 
-  // The set's lists are known only after loading; the signatures have no part in that here.
+  // The set's lists are known only after loading; signatures play no part in that here.
   void load() {
     ASSERT_TRUE(_list.loadList(false));
     clearLog();
@@ -177,7 +177,7 @@ class SetSignatureTest : public PrivateRootTest {
     };
   }
 
-  // The paths of the lists that GnuPG was run for.
+  // The paths of the lists for which GnuPG was run.
   static std::vector<std::string> verified() {
     std::vector<std::string> paths;
     for (const ExecCall& call : execCalls)

@@ -29,7 +29,7 @@ TEST_F(VerifiedLoadingTest, SwitchedOffNeedsNoSignatures) {
   EXPECT_THAT(recordedLog(), IsEmpty());
 }
 
-TEST_F(VerifiedLoadingTest, SwitchedOffLooksAtNoSignature) {
+TEST_F(VerifiedLoadingTest, SwitchedOffExaminesNoSignature) {
   makeSigned("a", line("/a"));
   failVerification();
   EXPECT_TRUE(_list.loadList(false));
@@ -66,7 +66,7 @@ TEST_F(VerifiedLoadingTest, VerifiesEveryListBeforeParsingAny) {
   EXPECT_THAT(entries, ElementsAre(0, 0));
 }
 
-TEST_F(VerifiedLoadingTest, VerifiesTheListsBehindAMalformedOneToo) {
+TEST_F(VerifiedLoadingTest, AlsoVerifiesTheListsAfterAMalformedOne) {
   std::string const a = makeMalformed("a");
   writeFile(a + ".asc", "signature");
   std::string const b = makeSigned("b", line("/b"));
@@ -152,7 +152,7 @@ class GnuPGLoadingTest : public LoadingTest {
     }
   }
 
-  // Making a key is slow, so all tests share one.
+  // Creating a key is slow, so all tests share one.
   static const SigningKey& key() {
     static SigningKey const made;
     return made;

@@ -1,4 +1,4 @@
-// What the tests of attribute checks share.
+// Shared by the tests of attribute checks.
 
 #ifndef ZEMO_TESTS_UNIT_SRC_PROTECTED_FILE_ATTRIBUTE_CHECK_FIXTURE_H
 #define ZEMO_TESTS_UNIT_SRC_PROTECTED_FILE_ATTRIBUTE_CHECK_FIXTURE_H
@@ -21,8 +21,7 @@ class AttributeCheckTest : public ::testing::Test {
   static constexpr char contentDigest[] = "040f06fd774092478d450774f5ba30c5da78acc8";
 
  protected:
-  // What every attribute of the file is when a test does not say otherwise: "content", 7 bytes,
-  // 0644.
+  // By default, the file's content is "content", its size 7 bytes and its permission 0644.
   AttributeCheckTest() : path(_directory / "file") { writeFile(path, "content"); }
 
   void SetUp() override {
@@ -33,8 +32,8 @@ class AttributeCheckTest : public ::testing::Test {
 
   std::string in(const std::string& name) const { return _directory / name; }
 
-  // Checks the entry of `line`, which must be possible, and returns what was found. `changed` is
-  // set when and only when something was.
+  // Checks the entry of `line`, which must be possible, and returns the findings. `changed` is set
+  // if and only if there are any.
   static std::vector<std::string> check(
       const std::string& line,
       ZEMO::SELF_CHECK::CHECK_ITEM items = ZEMO::SELF_CHECK::CHECK_ITEM_ALL) {
@@ -66,10 +65,10 @@ class AttributeCheckTest : public ::testing::Test {
     return check(entryLine(file, "-", "-", text, "-", "-", "-"));
   }
 
-  // The text that an entry must not hold if it is to be found wrong: `id`, and one more.
+  // A text that makes the entry's id wrong: `id` plus one.
   static std::string otherThan(unsigned id) { return std::to_string(id + 1ULL); }
 
-  // Makes lstat say this about the path.
+  // Makes lstat report this status for the path.
   void script(mode_t mode, uid_t uid = 0, gid_t gid = 0, off_t size = 7) const {
     struct stat st = {};
     st.st_mode = mode;
@@ -84,13 +83,13 @@ class AttributeCheckTest : public ::testing::Test {
     return path + " " + kind + " expect[" + expected + "] but get[" + actual + "]";
   }
 
-  // An entry of which every attribute differs from the file.
+  // An entry whose attributes all differ from the file's.
   std::string allWrong() const {
     struct stat const st = statusOf(path);
     return entryLine(path, "8", "wrong", "d", "600", otherThan(st.st_uid), otherThan(st.st_gid));
   }
 
-  // What is found then, in order.
+  // The findings for that entry, in order.
   std::vector<std::string> allErrors() const {
     struct stat const st = statusOf(path);
     return {error("size", "8", "7"),

@@ -242,8 +242,8 @@ TEST_F(UnreadableFileTest, IsCheckedWhenTheEntryHasNoHash) {
   EXPECT_THAT(recordedLog(), IsEmpty());
 }
 
-// What is there has another permission than lstat has just said: it took the place of what was
-// there.
+// The file has another permission than lstat has just reported, because it has replaced the earlier
+// file.
 class ExchangedFileTest : public AttributeCheckTest {
  protected:
   std::string lineOf(const std::string& type, const std::string& hash) const {

@@ -156,7 +156,7 @@ TEST_F(AttributeCheckTest, TypeOfLinkIsCompared) {
   EXPECT_THAT(checkType(in("link"), "f"), ElementsAre(in("link") + " type expect[f] but get[l]"));
 }
 
-TEST_F(AttributeCheckTest, UncheckedTypeOfFifoIsNoError) {
+TEST_F(AttributeCheckTest, UncheckedTypeOfFifoIsNotAnError) {
   makeFifo(in("fifo"));
   EXPECT_THAT(check(entryLine(in("fifo"), "-", "-", "-", "-", "-", "-"), CHECK_ITEM_TYPE),
               IsEmpty());

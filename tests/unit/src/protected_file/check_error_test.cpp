@@ -26,7 +26,7 @@ TEST(CheckErrorText, NamesEachKind) {
   EXPECT_EQ(error.type2String(CHECK_ERROR_UNKNOWN_FILE), "is unknown file");
 }
 
-TEST(CheckErrorText, IsEmptyForWhatIsNoKind) {
+TEST(CheckErrorText, IsEmptyForUnknownKinds) {
   CheckError error = {};
   for (int const number : {0, 7, 10, -1, INT32_MIN, INT32_MAX})
     EXPECT_EQ(error.type2String(static_cast<CHECK_ERROR>(number)), "") << number;

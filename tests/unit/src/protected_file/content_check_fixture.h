@@ -1,4 +1,4 @@
-// What the tests of content checks share.
+// Shared by the tests of content checks.
 
 #ifndef ZEMO_TESTS_UNIT_SRC_PROTECTED_FILE_CONTENT_CHECK_FIXTURE_H
 #define ZEMO_TESTS_UNIT_SRC_PROTECTED_FILE_CONTENT_CHECK_FIXTURE_H
@@ -41,7 +41,7 @@ class ContentCheckTest : public ::testing::Test {
   std::string in(const std::string& name) const { return _directory / name; }
 
   // Compares the content of the file at `path`, whose status is or was `st`; this must be possible.
-  // Returns what was found, and `changed` is set when and only when something was.
+  // Returns the findings. `changed` is set if and only if there are any.
   std::vector<std::string> check(const std::string& hash, const struct stat& st,
                                  std::vector<std::string> fixedEntries = {}) const {
     ZEMO::SELF_CHECK::ProtectedFile entry(entryLine(path, "-", hash, "-", "-", "-", "-"));
@@ -57,7 +57,7 @@ class ContentCheckTest : public ::testing::Test {
     return check(hash, statusOf(path));
   }
 
-  // Compares what cannot be compared.
+  // Compares content that cannot be compared.
   void checkFails(const std::string& hash, const struct stat& st) const {
     TimeLimit const limit;
     ZEMO::SELF_CHECK::ProtectedFile entry(entryLine(path, "-", hash, "-", "-", "-", "-"));

@@ -105,7 +105,7 @@ TEST_F(FileCheckTest, FailureKeepsChangedAndEarlierErrors) {
   EXPECT_THAT(errorsOf(entry), ElementsAre(hashError("other", contentDigest)));
 }
 
-// Regular files that are something else by the time they are opened.
+// Regular files that have been replaced by the time they are opened.
 
 class ReplacedFileTest : public FileCheckTest {
  protected:
@@ -232,7 +232,7 @@ TEST_F(FileCheckTest, LinkThatBecameAFileFails) {
   expectReadLinkFailureLogged();
 }
 
-// Devices and the formats that have no content.
+// Devices, and formats without content.
 
 TEST_F(FileCheckTest, CharacterDeviceHasItsNumbers) {
   path = "/dev/null";

@@ -1,4 +1,4 @@
-// Digests when the libraries below fail, or signals come in between.
+// Digests when the underlying libraries fail or signals interrupt.
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>
@@ -23,20 +23,21 @@
 
 namespace {
 
-// The call that fails, by name; empty: none.
+// The name of the call that fails; empty: none.
 std::string failing;
 
-// What so many reads at an offset, after so many good ones, fail with; 0: they do not fail.
+// The error of the next `preadErrors` reads at an offset, after `goodReads` successful ones; 0:
+// none.
 int preadError = 0;
 int preadErrors = 0;
 int goodReads = 0;
-size_t mostBytes = 0;  // that one read gives; 0: as many as asked for
+size_t mostBytes = 0;  // that one read returns; 0: as many as requested
 size_t room = 0;       // of the last read
-bool aligned = false;  // was where it put them
+bool aligned = false;  // was the buffer of the last read
 
 int fetches = 0;
 
-// The sizes that were digested one after another.
+// The sizes of the digested blocks, in order.
 std::vector<size_t> updates;
 
 template <typename Function>
@@ -46,14 +47,14 @@ Function* next(const char* name) {
 
 }  // namespace
 
-// The library's calls come here, because this program is searched before libcrypto and libc are.
+// The library's calls come here, because this program is searched before libcrypto and libc.
 
 EVP_MD_CTX* EVP_MD_CTX_new() {
   static auto* const real = next<EVP_MD_CTX*()>("EVP_MD_CTX_new");
   return failing == "EVP_MD_CTX_new" ? nullptr : real();
 }
 
-// The algorithm cannot be fetched for the library, which asks first and once.
+// The algorithm cannot be fetched for the library, which asks first and only once.
 EVP_MD* EVP_MD_fetch(OSSL_LIB_CTX* context, const char* algorithm, const char* properties) {
   static auto* const real = next<EVP_MD*(OSSL_LIB_CTX*, const char*, const char*)>("EVP_MD_fetch");
   return fetches++ == 0 ? nullptr : real(context, algorithm, properties);
@@ -116,7 +117,7 @@ class DigestFaultTest : public ::testing::TestWithParam<const char*> {
     mostBytes = 0;
   }
 
-  // Whether the check of the file finds that it is not of this content.
+  // True if a check of the file finds that its content is not `content`.
   bool changes(const std::string& content) const {
     ProtectedFile entry(_path + "\t-\t" + plainSha1(content) + "\t-\t-\t-\t-");
     bool changed = false;
@@ -154,7 +155,7 @@ INSTANTIATE_TEST_SUITE_P(Calls, DigestFaultTest,
                                            "EVP_DigestUpdate", "EVP_DigestFinal_ex"),
                          [](const auto& call) { return std::string(call.param); });
 
-TEST_F(DigestFaultTest, AlgorithmThatCannotBeFetchedIsTakenAsItIsBuiltIn) {
+TEST_F(DigestFaultTest, AlgorithmThatCannotBeFetchedIsTheBuiltInOne) {
   std::string digest;
   EXPECT_TRUE(calculateHash(_path, digest));
   EXPECT_EQ(digest, contentDigest);
@@ -171,7 +172,7 @@ TEST_F(DigestFaultTest, BlockThatCannotBeDigestedIsFailure) {
   EXPECT_EQ(updates, (std::vector<size_t>{1024}));
 }
 
-// Less would cost time: more calls for large files, memory for small ones, copying that is slow.
+// Other sizes would cost time: more calls for large files, memory for small ones, slow copying.
 TEST_F(DigestFaultTest, FileIsReadInPiecesOfItsSize) {
   struct Case {
     size_t file;
@@ -221,7 +222,7 @@ TEST_F(DigestFaultTest, ReadErrorOfARegularFileMakesTheCheckFailWithoutAVerdict)
                 logged("protected_file", 288, "Calculate hash of file [%s] failed", _path)}));
 }
 
-// Half a digest is none.
+// A partial digest is useless.
 TEST_F(DigestFaultTest, LaterReadErrorMakesTheCheckFailWithoutAVerdict) {
   for (size_t const most : {size_t{0}, size_t{100}}) {
     for (int reads = 1; reads < 4; ++reads) {
@@ -243,7 +244,7 @@ TEST_F(DigestFaultTest, LaterReadErrorMakesTheCheckFailWithoutAVerdict) {
   }
 }
 
-// A sequence of reads would begin at the start of the file again.
+// Sequential reads would start again at the beginning of the file.
 TEST_F(DigestFaultTest, FileThatCannotBeReadAtALaterOffsetMakesTheCheckFailWithoutAVerdict) {
   std::string const content(200'000, 'x');
   writeFile(_path, content);
@@ -255,7 +256,7 @@ TEST_F(DigestFaultTest, FileThatCannotBeReadAtALaterOffsetMakesTheCheckFailWitho
   EXPECT_FALSE(changed);
 }
 
-TEST_F(DigestFaultTest, ShortReadsAreNoEnd) {
+TEST_F(DigestFaultTest, ShortReadsDoNotEndTheFile) {
   std::string content;
   for (int i = 0; i < 20'000; ++i)
     content += static_cast<char>(i * 7 + i / 256);
@@ -266,7 +267,7 @@ TEST_F(DigestFaultTest, ShortReadsAreNoEnd) {
   }
 }
 
-TEST_F(DigestFaultTest, ContentIsDigestedInBlocksAndTheEmptyEndToo) {
+TEST_F(DigestFaultTest, ContentIsDigestedInBlocksIncludingTheEmptyEnd) {
   writeFile(_path, std::string(5'000, 'x'));
   updates.clear();
   EXPECT_FALSE(changes(std::string(5'000, 'x')));

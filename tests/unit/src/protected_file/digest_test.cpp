@@ -187,15 +187,15 @@ TEST_F(DigestTest, ReadErrorFailsWithoutLogLineAndLeavesTheDigest) {
   EXPECT_THAT(recordedLog(), IsEmpty());
 }
 
-// In a new process, and without memory that has been freed: what earlier tests have taken at most
-// would hide it.
+// In a new process and without freed memory, because the peak of earlier tests would hide the
+// growth.
 TEST_F(DigestTest, MemoryDoesNotGrowWithTheFile) {
   int const fd = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
   ASSERT_EQ(ftruncate(fd, 64L * 1024 * 1024), 0);
   (void)close(fd);
   (void)malloc_trim(0);
   inCaller([this] {
-    digestOf("/dev/null");  // whatever libcrypto needs once
+    digestOf("/dev/null");  // libcrypto's one-time setup
     rusage before = {};
     rusage after = {};
     ASSERT_EQ(getrusage(RUSAGE_SELF, &before), 0);
@@ -218,7 +218,7 @@ TEST_F(DigestTest, AnyNumberOfThreadsMayDigest) {
     thread.join();
 }
 
-// Opening a FIFO waits for a writer, and so can be interrupted.
+// Opening a FIFO waits for a writer, so it can be interrupted.
 class FifoDigestTest : public DigestTest {
  protected:
   FifoDigestTest() { makeFifo(path); }
@@ -282,7 +282,7 @@ TEST_F(FifoDigestTest, InterruptedOpenGoesOn) {
     while (signalsHandled <= i && !returned)
       (void)usleep(500);
   }
-  // Not before there is a reader, and not at all if it has given up.
+  // Only once there is a reader, and never if it has given up.
   int fd = -1;
   while (fd < 0 && !returned)
     fd = open(path.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);

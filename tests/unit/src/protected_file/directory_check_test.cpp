@@ -15,19 +15,19 @@
 
 namespace {
 
-// Reading a directory fails after this many members, . and .. included; never when negative.
+// Reading a directory fails after this many members, including . and ..; if negative, never.
 int readableMembers = -1;
 bool everyDirectoryIsCloseOnExec = true;
 bool memoryForStreams = true;
 
-// How often a directory was read to its end, and what happens at each end.
+// How often a directory was read to its end, and an action at each end.
 int readings = 0;
 std::function<void()> atEnd = [] {};
 
-// The members that are met; all of them where this says nothing else.
+// The members that are found; by default, all.
 std::function<bool(const std::string&)> isMet = [](const std::string&) { return true; };
 
-// The clock of change times, where a test sets it.
+// The clock of change times, if a test sets it.
 timespec coarseClock = {};
 
 }  // namespace
@@ -40,7 +40,7 @@ int clock_gettime(clockid_t clock, timespec* time) noexcept {
   return static_cast<int>(syscall(SYS_clock_gettime, clock, time));
 }
 
-// Before the C library makes it close on exec by itself.
+// Called before the C library itself makes the descriptor close-on-exec.
 DIR* fdopendir(int fd) {
   static auto* const real = reinterpret_cast<DIR* (*)(int)>(dlsym(RTLD_NEXT, "fdopendir"));
   if ((fcntl(fd, F_GETFD) & FD_CLOEXEC) == 0)
@@ -51,7 +51,7 @@ DIR* fdopendir(int fd) {
   return nullptr;
 }
 
-// readdir64 by its other name.
+// readdir64 under its other name.
 dirent* readdir(DIR* directory) {
   static auto* const real = reinterpret_cast<dirent* (*)(DIR*)>(dlsym(RTLD_NEXT, "readdir64"));
   if (readableMembers == 0) {
@@ -186,7 +186,7 @@ TEST_F(DirectoryCheckTest, UncheckedDirectoryIsNotRead) {
   changeMode(path, 0700);
 }
 
-TEST_F(DirectoryCheckTest, OnlyDotAndDotDotAreNoMembers) {
+TEST_F(DirectoryCheckTest, OnlyDotAndDotDotAreNotMembers) {
   makeMembers({"...", ".hidden", "..x", ".x"});
   EXPECT_THAT(checkFixed({}), UnorderedElementsAre(unknown("..."), unknown(".hidden"),
                                                    unknown("..x"), unknown(".x")));
@@ -302,7 +302,7 @@ class ChangingDirectoryTest : public DirectoryCheckTest {
     return statusOf(path);
   }
 
-  // Moves the time of the directory's last change.
+  // Updates the time of the directory's last change.
   void touch() const {
     struct stat const before = statusOf(path);
     struct stat now = before;
@@ -375,7 +375,7 @@ TEST_F(ChangingDirectoryTest, NamesOfAllReadingsAreRecordedOnceEach) {
   EXPECT_EQ(readings, 3);
 }
 
-TEST_F(ChangingDirectoryTest, ErrorInALaterReadingIsNoFailure) {
+TEST_F(ChangingDirectoryTest, ErrorInALaterReadingIsNotAFailure) {
   struct stat const st = makeOldMembers({"a", "stray"});
   atEnd = [&] {
     touch();

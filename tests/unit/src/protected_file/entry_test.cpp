@@ -21,7 +21,7 @@ std::vector<int> roomOfFreedLists;
 
 }  // namespace
 
-// The core library's own, recorded.
+// The core library's own function, recorded.
 void VLIBSzListFree(VLIBSzList* list) {
   static auto* const real =
       reinterpret_cast<void (*)(VLIBSzList*)>(dlsym(RTLD_NEXT, "VLIBSzListFree"));
@@ -339,7 +339,7 @@ TEST_F(EntryTest, IsNotCopyableAndNotMadeByConversion) {
   static_assert(!std::is_polymorphic_v<ProtectedFile>);
 }
 
-TEST_F(EntryTest, MembersStandInColumnOrder) {
+TEST_F(EntryTest, MembersAreInColumnOrder) {
   ProtectedFile const entry("");
   std::vector<const void*> const members = {
       &entry._path,  &entry._size,  &entry._hash,   &entry._type,        &entry._permission,

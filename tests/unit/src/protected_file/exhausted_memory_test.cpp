@@ -1,5 +1,5 @@
-// Every allocation of the library fails once: the first of an operation, then the second, and so
-// on, until the operation succeeds.
+// Every allocation of the library fails once: first an operation's first allocation, then its
+// second, and so on, until the operation succeeds.
 
 #include <gtest/gtest.h>
 #include <pwd.h>
@@ -28,7 +28,7 @@ using namespace ZEMO::SELF_CHECK;
 
 class ExhaustedMemoryTest : public ::testing::Test {
  protected:
-  // Memory checkers put their own allocation functions in the place of all others.
+  // Memory checkers replace all other allocation functions.
   void SetUp() override {
     long const before = liveAllocations();
     void* const memory = operator new(1);
@@ -38,8 +38,8 @@ class ExhaustedMemoryTest : public ::testing::Test {
       GTEST_SKIP() << "the program's allocation functions are not in use";
   }
 
-  // Runs `operation` with the first, the second ... allocation failing, `afterFault` after each
-  // time, and returns how many there were.
+  // Runs `operation` with the first, second ... allocation failing and `afterFault` after each
+  // failure. Returns the number of failures.
   template <typename Operation, typename AfterFault>
   static long failEachAllocation(Operation operation, AfterFault afterFault) {
     for (long n = 0;; ++n) {
@@ -63,7 +63,7 @@ class ExhaustedMemoryTest : public ::testing::Test {
   RestoredBinding _binding;
 };
 
-TEST_F(ExhaustedMemoryTest, DestructionGivesEveryErrorBack) {
+TEST_F(ExhaustedMemoryTest, DestructionFreesEveryError) {
   std::string const path = in("a file whose path is too long for a string to hold it in itself");
   writeFile(path, "content");
   long const before = liveAllocations();

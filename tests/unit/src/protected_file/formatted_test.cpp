@@ -23,7 +23,7 @@ TEST(Formatted, ShowsOctalWithoutLeadingZero) {
   EXPECT_EQ(formatted("%o", 0U), "0");
 }
 
-TEST(Formatted, FollowsNoCppLocale) {
+TEST(Formatted, IgnoresTheCppLocale) {
   GroupedDigits const locale;
   EXPECT_EQ(formatted("%ld,%u,%o", 1234567L, 7654321U, 07777U), "1234567,7654321,7777");
 }

@@ -31,7 +31,7 @@ using namespace ZEMO::SELF_CHECK;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-// The library is loaded and initialised before this program's own variables are.
+// The library is loaded and initialised before this program's own variables.
 const PkgInfo bindingAfterLoading = ProtectedFile::_pkginfo;
 
 LogLine notInstalled(const std::string& package) {
@@ -249,7 +249,7 @@ TEST_F(PackageBindingTest, EntriesStayResolvedAgainstTheLastBindingAfterAFailure
   EXPECT_EQ(entry._group, "1");
 }
 
-TEST_F(PackageBindingTest, MembersStandInOrder) {
+TEST_F(PackageBindingTest, MembersAreInOrder) {
   PkgInfo const info;
   EXPECT_EQ(static_cast<const void*>(&info), static_cast<const void*>(&info.isSet));
   EXPECT_LT(static_cast<const void*>(&info.isSet), static_cast<const void*>(&info.uid));

@@ -45,7 +45,7 @@ TEST_F(AcceptedTest, PathCoversItselfAlone) {
     EXPECT_FALSE(accepted.covers(error(CHECK_ERROR_HASH, path))) << path;
 }
 
-TEST_F(AcceptedTest, StartOfPathsCoversWhatFollowsIt) {
+TEST_F(AcceptedTest, PathPrefixCoversAllThatFollowsIt) {
   Accepted const accepted = of("/a/b/\tsize\n");
   for (const char* const path : {"/a/b/", "/a/b/c", "/a/b/c/d"}) {
     EXPECT_TRUE(accepted.covers(error(CHECK_ERROR_SIZE, path))) << path;

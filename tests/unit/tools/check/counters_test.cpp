@@ -36,14 +36,14 @@ TEST(Counters, EachHasItsBit) {
   EXPECT_EQ(statusWith(&Counters::accepted), 0);
 }
 
-TEST(Counters, NothingCheckedIsNoSuccess) {
+TEST(Counters, NothingCheckedIsNotASuccess) {
   EXPECT_EQ(exitStatus(Counters()), 16);
   Counters counters;
   counters.sets = 1;
   EXPECT_EQ(exitStatus(counters), 16);
 }
 
-TEST(Counters, UnknownSetsAreNoSuccess) {
+TEST(Counters, UnknownSetsAreNotASuccess) {
   Counters counters = oneChecked();
   counters.setsUnknown = true;
   EXPECT_EQ(exitStatus(counters), 16);
@@ -55,7 +55,7 @@ TEST(Counters, PartialIsUnchecked) {
   EXPECT_EQ(exitStatus(counters), 8);
 }
 
-TEST(Counters, WhatWasCountedBetweenTwoMoments) {
+TEST(Counters, CountsBetweenTwoMoments) {
   Counters earlier = oneChecked();
   earlier.kinds[ZEMO::SELF_CHECK::CHECK_ERROR_SIZE] = 2;
   Counters later = earlier;

@@ -102,7 +102,7 @@ TEST_F(CheckFilesTest, LongestPaths) {
             "checked 3 entries of 1 set: 0 changed, 2 missing, 0 stray, 0 could not be checked");
 }
 
-// A list has one line for an entry, so a name with a line feed can only be a stray member's.
+// A list has one line per entry, so only a stray member's name can contain a line feed.
 TEST_F(CheckFilesTest, HostileNames) {
   makeDirectory(files / "fixed");
   std::vector<std::string> lines = {entryLine(files / "fixed", "-", "FIXED", "d", "-", "-", "-")};

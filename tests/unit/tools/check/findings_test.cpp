@@ -1,4 +1,4 @@
-// zemo-selfcheck check: what is found, its words, and the bits of the exit status.
+// zemo-selfcheck check: the findings, their wording, and the bits of the exit status.
 
 #include "fixture.h"
 
@@ -6,7 +6,7 @@ namespace {
 
 class CheckFindingsTest : public CheckTest {
  protected:
-  // A set with one finding of each of the kinds that `bits` names, and an intact entry.
+  // A set with one finding of each kind in `bits`, and an intact entry.
   void arrange(int bits) const {
     std::vector<std::string> lines = {existing("/")};
     if ((bits & changed) != 0)
@@ -29,7 +29,7 @@ class CheckFindingsTest : public CheckTest {
       makeDirectory(std::string(listDir) + "/packages/empty");
   }
 
-  // Accepts what the lines say.
+  // Accepts the differences that the lines name.
   ProgramRun accepting(const std::string& lines, std::vector<std::string> words = {}) const {
     writeFile(files / "known", lines);
     words.insert(words.end(), {"--accept", files / "known"});
@@ -71,14 +71,14 @@ TEST_F(CheckFindingsTest, NothingIsCheckedWhereNoEntryCouldBe) {
   EXPECT_EQ(checkUnprivileged().status, unchecked | notLoaded);
 }
 
-TEST_F(CheckFindingsTest, SetWithoutEntriesIsNoSuccess) {
+TEST_F(CheckFindingsTest, SetWithoutEntriesIsNotASuccess) {
   list({});
   ProgramRun const run = check();
   EXPECT_EQ(run.status, notLoaded);
   EXPECT_EQ(run.errors, "zemo-selfcheck: set 'wam' has no entries\n");
 }
 
-TEST_F(CheckFindingsTest, UnreadableFileIsToldOnBothStreams) {
+TEST_F(CheckFindingsTest, UnreadableFileIsReportedOnBothStreams) {
   std::string const path = file("unreadable");
   changeMode(path, 0);
   list({existing("/"), entryLine(path, "7", "00", "f", "0", "-", "-")});
@@ -131,7 +131,7 @@ TEST_F(CheckFindingsTest, UnreadableFixedDirectoryIsNotIntact) {
   EXPECT_NE(run.errors.find("opendir [" + (files / "fixed") + "] failed"), std::string::npos);
 }
 
-TEST_F(CheckFindingsTest, GoodSetsAreCheckedBesideBadOnes) {
+TEST_F(CheckFindingsTest, GoodSetsAreCheckedDespiteBadOnes) {
   list({existing("/nowhere/wam")});
   packageList("good", {existing("/nowhere/good")});
   remove(packageList("unsigned", {existing("/")}) + ".asc");
@@ -210,7 +210,7 @@ TEST_F(CheckFindingsTest, AcceptedPathDoesNotCount) {
             "accepted");
 }
 
-TEST_F(CheckFindingsTest, AcceptedKindsAreThoseAlone) {
+TEST_F(CheckFindingsTest, OtherKindsAreNotAccepted) {
   std::string const a = file("a");
   list({entryLine(a, "1", "0", "f", "-", "-", "-")});
   ProgramRun const run = accepting(a + "\tsize,owner\n");
@@ -277,7 +277,7 @@ TEST_F(CheckFindingsTest, AcceptedStrayMemberWithALineFeed) {
   EXPECT_EQ(accepting((files / "fixed/two\\012lines\\011and tab") + "\tstray\n").status, 0);
 }
 
-TEST_F(CheckFindingsTest, AcceptingDoesNotHideWhatCannotBeChecked) {
+TEST_F(CheckFindingsTest, AcceptingDoesNotHideUncheckedFiles) {
   std::string const path = file("unreadable");
   changeMode(path, 0);
   list({existing("/"), entryLine(path, "7", "00", "f", "0", "-", "-")});

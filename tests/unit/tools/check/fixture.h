@@ -1,4 +1,4 @@
-// zemo-selfcheck check on sets of the test's own.
+// zemo-selfcheck check on sets that the tests create.
 
 #ifndef ZEMO_TESTS_UNIT_TOOLS_CHECK_FIXTURE_H
 #define ZEMO_TESTS_UNIT_TOOLS_CHECK_FIXTURE_H
@@ -23,7 +23,7 @@ class CheckTest : public ToolTest {
     return key;
   }
 
-  // Writes and signs a list of the system's own set; each of `lines` is an entry's.
+  // Writes and signs a list of the system's own set; `lines` are entry lines.
   static std::string list(const std::vector<std::string>& lines,
                           const std::string& name = "wam.full.base.list") {
     std::string path = writeList(name, joined(lines));
@@ -41,7 +41,7 @@ class CheckTest : public ToolTest {
     return path;
   }
 
-  // An entry of which nothing is compared but that it exists.
+  // An entry that checks only that the file exists.
   static std::string existing(const std::string& path) {
     return entryLine(path, "-", "-", "-", "-", "-", "-");
   }
@@ -57,7 +57,7 @@ class CheckTest : public ToolTest {
     return tool(std::move(words));
   }
 
-  // `check WORD...` by the shell, after `commands`.
+  // `check WORD...` in the shell, after `commands`.
   static ProgramRun checkAfter(const std::string& commands, const std::vector<std::string>& words) {
     std::vector<std::string> all = {"/bin/sh", "-c",      commands + "\nexec \"$@\"",
                                     "sh",      ZEMO_TOOL, "check"};
@@ -65,7 +65,7 @@ class CheckTest : public ToolTest {
     return runProgram(all);
   }
 
-  // The same by a user who may not read files against their permissions, even as root.
+  // The same as a user who cannot read files against their permissions, even as root.
   static ProgramRun checkUnprivileged(const std::vector<std::string>& words = {}) {
     std::vector<std::string> all = {"/usr/bin/setpriv",
                                     "--bounding-set=-dac_override,-dac_read_search",

@@ -1,4 +1,4 @@
-// zemo-selfcheck check: what its formats look like.
+// The output formats of zemo-selfcheck check.
 
 #include <nlohmann/json.hpp>
 
@@ -13,7 +13,7 @@ using Json = nlohmann::json;
 
 class CheckFormatsTest : public CheckTest {
  protected:
-  // `check --format json`, every line of which the schema must take.
+  // `check --format json`; every line must conform to the schema.
   static std::vector<Json> records(std::vector<std::string> words = {}) {
     words.insert(words.end(), {"--format", "json"});
     return parsed(check(words).output);
@@ -34,7 +34,7 @@ class CheckFormatsTest : public CheckTest {
     return can;
   }
 
-  // What the schema says against the lines.
+  // The lines that do not conform to the schema, with the reasons.
   static std::string rejected(const std::string& lines) {
     ProgramRun const run =
         runProgram({"/usr/bin/python3", ZEMO_VALIDATE_JSON, ZEMO_CHECK_SCHEMA}, lines);
@@ -94,7 +94,7 @@ TEST_F(CheckFormatsTest, JsonKeepsAsTextWhatTheListDoesNotWriteAsANumber) {
             Json::array({{{"kind", "size"}, {"expected", "+8"}, {"actual", 7}}}));
 }
 
-TEST_F(CheckFormatsTest, JsonTellsOfMissingAndStrayOnes) {
+TEST_F(CheckFormatsTest, JsonReportsMissingAndStrayFiles) {
   makeDirectory(files / "fixed");
   file("fixed/x");
   list({existing(files / "none"), entryLine(files / "fixed", "-", "FIXED", "d", "-", "-", "-")});
@@ -106,7 +106,7 @@ TEST_F(CheckFormatsTest, JsonTellsOfMissingAndStrayOnes) {
   EXPECT_EQ(all[3].at("stray"), 1);
 }
 
-TEST_F(CheckFormatsTest, JsonTellsWhatCouldNotBeChecked) {
+TEST_F(CheckFormatsTest, JsonReportsWhatCouldNotBeChecked) {
   std::string const path = file("unreadable");
   changeMode(path, 0);
   list({existing("/"), entryLine(path, "8", "00", "f", "0", "-", "-")});
@@ -123,7 +123,7 @@ TEST_F(CheckFormatsTest, JsonTellsWhatCouldNotBeChecked) {
   EXPECT_EQ(all[4].at("status"), changed | unchecked | notLoaded);
 }
 
-TEST_F(CheckFormatsTest, JsonMarksWhatIsAccepted) {
+TEST_F(CheckFormatsTest, JsonMarksAcceptedFindings) {
   list({entryLine(file("a"), "1", "0", "f", "-", "-", "-")});
   writeFile(files / "known", (files / "a") + "\tsize\n");
   std::vector<Json> const all = records({"--accept", files / "known"});
@@ -193,7 +193,7 @@ TEST_F(CheckFormatsTest, SchemaRejectsWrongRecords) {
           R"({"record":"summary","sets":-1,"not_loaded":0,"entries":1,"checked":1,"changed":0,)") +
           R"("missing":0,"stray":0,"unchecked":0,"accepted":0,"partial":false,"status":0})",
       std::string("[1]"),
-      std::string("no JSON")};
+      std::string("not JSON")};
   std::vector<std::string> const reasons = linesOf(rejected(joined(wrong)));
   ASSERT_EQ(reasons.size(), wrong.size());
   for (std::size_t n = 0; n < wrong.size(); ++n)
@@ -201,7 +201,7 @@ TEST_F(CheckFormatsTest, SchemaRejectsWrongRecords) {
   EXPECT_EQ(rejected(entry + R"({"kind":"missing"}]})" + "\n"), "");
 }
 
-TEST_F(CheckFormatsTest, PathsNamesEachOnce) {
+TEST_F(CheckFormatsTest, PathsNamesEachPathOnce) {
   makeDirectory(files / "fixed");
   file("fixed/1");
   file("fixed/2");

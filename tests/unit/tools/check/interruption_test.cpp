@@ -1,4 +1,4 @@
-// zemo-selfcheck check: signals that ask it to end.
+// zemo-selfcheck check: signals that end it.
 
 #include <fcntl.h>
 #include <sys/ioctl.h>
@@ -17,14 +17,15 @@
 namespace {
 
 #if defined(__SANITIZE_THREAD__)
-constexpr double aSecond = 3.0;  // the sanitizer itself waits a second when the program ends
+constexpr double aSecond = 3.0;  // the sanitizer itself waits for a second when the program ends
 #else
 constexpr double aSecond = 1.0;
 #endif
 
 class CheckInterruptionTest : public CheckMetricsTest {
  protected:
-  // Entries of a changed file, one that takes long to read, and another changed one, in this order.
+  // Entries of a changed file, a file that takes long to read, and another changed file, in this
+  // order.
   void arrange() const {
     std::string const big = file("big", "");
     ASSERT_EQ(truncate(big.c_str(), off_t{8} << 30U), 0);
@@ -33,7 +34,7 @@ class CheckInterruptionTest : public CheckMetricsTest {
           entryLine(file("z"), "2", "-", "f", "-", "-", "-")});
   }
 
-  // Makes the set one whose verification waits for a writer of its list.
+  // Makes the verification of the set wait for a writer of its list.
   static std::string arrangeHangingVerification() {
     std::string path = list({existing("/")});
     ::remove(path.c_str());
@@ -41,7 +42,7 @@ class CheckInterruptionTest : public CheckMetricsTest {
     return path;
   }
 
-  // The process that reads the FIFO, which nobody waits for, goes on to its end.
+  // Lets the process that reads the FIFO, for which nobody waits, run to its end.
   static void release(const std::string& fifo) {
     EXPECT_TRUE(eventually([&] {
       int const writer = open(fifo.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
@@ -62,13 +63,13 @@ class CheckInterruptionTest : public CheckMetricsTest {
     return false;
   }
 
-  // Waits until the program reads the big file, and has had the time to check the others.
+  // Waits until the program reads the big file and has had time to check the others.
   void untilReading(const StartedProgram& program) const {
     ASSERT_TRUE(eventually([&] { return hasOpen(program.process(), files / "big"); }));
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
   }
 
-  // The state and the parent of a process; nothing if there is none.
+  // The state and the parent of a process; nothing if the process does not exist.
   static std::pair<char, pid_t> stateOf(pid_t process) {
     std::ifstream file("/proc/" + std::to_string(process) + "/stat");
     std::string text;
@@ -79,7 +80,7 @@ class CheckInterruptionTest : public CheckMetricsTest {
     return state;
   }
 
-  // The GnuPG that the program waits for, which is its grandchild; 0 if there is none.
+  // The GnuPG process for which the program waits, its grandchild; 0 if there is none.
   static pid_t gpgOf(const StartedProgram& program) {
     for (const auto& member : std::filesystem::directory_iterator("/proc")) {
       auto const process = static_cast<pid_t>(atoi(member.path().filename().c_str()));
@@ -132,8 +133,8 @@ TEST_F(CheckInterruptionTest, EndsWithWhatWasFoundSoFar) {
   }
 }
 
-// timeout(1) sends its signal to the program, and then to its own group, which has the program in
-// it. However close they come, no report gets lost.
+// timeout(1) sends its signal to the program, and then to its own process group, which contains the
+// program. However close together the signals come, no report is lost.
 TEST_F(CheckInterruptionTest, RepeatedSignalsCountOnce) {
   arrange();
   int whole = 0;
@@ -156,7 +157,7 @@ TEST_F(CheckInterruptionTest, RepeatedSignalsCountOnce) {
   EXPECT_EQ(whole, runs);
 }
 
-TEST_F(CheckInterruptionTest, TellsWhatOtherThreadsHaveFound) {
+TEST_F(CheckInterruptionTest, ReportsWhatOtherThreadsHaveFound) {
   arrange();
   StartedProgram program({ZEMO_TOOL, "check", "--jobs", "2"});
   untilReading(program);
@@ -165,9 +166,9 @@ TEST_F(CheckInterruptionTest, TellsWhatOtherThreadsHaveFound) {
   EXPECT_EQ(program.run().output, changedA() + changedZ() + partialOfTwo);
 }
 
-// The big file may be done while the findings behind it are told: it must be told, or the check
-// partial.
-TEST_F(CheckInterruptionTest, WhatIsNotToldMakesItPartial) {
+// The big file may be done while later findings are written. Then it must be reported, or the check
+// must be partial.
+TEST_F(CheckInterruptionTest, UnreportedFindingsMakeItPartial) {
   constexpr std::size_t others = 20000;
   std::string const big = file("big", "");
   ASSERT_EQ(truncate(big.c_str(), off_t{64} << 20U), 0);
@@ -181,7 +182,7 @@ TEST_F(CheckInterruptionTest, WhatIsNotToldMakesItPartial) {
     program.signal(SIGINT);
     ASSERT_TRUE(program.endsWithin(aSecond));
     if (program.run().status == 128 + SIGINT)
-      continue;  // before it was watched for
+      continue;  // before the watch began
     std::vector<std::string> const output = linesOf(program.run().output);
     ASSERT_FALSE(output.empty());
     bool const isPartial = output.back().rfind("interrupted, partial result: ", 0) == 0;
@@ -208,7 +209,7 @@ TEST_F(CheckInterruptionTest, JsonSaysThatItIsPartial) {
       R"("stray":0,"unchecked":0,"accepted":0,"partial":true,"status":9})");
 }
 
-TEST_F(CheckInterruptionTest, FormatsWithoutSummaryTellOnStandardError) {
+TEST_F(CheckInterruptionTest, FormatsWithoutSummaryReportOnStandardError) {
   arrange();
   for (const std::string words : {"--format=paths", "--quiet"}) {
     StartedProgram program({ZEMO_TOOL, "check", "--jobs", "1", words});
@@ -270,7 +271,7 @@ TEST_F(CheckInterruptionTest, EndsWhileGnuPgHangs) {
   EXPECT_EQ(value("set_loaded"), "0");
 }
 
-// Typed, it reaches GnuPG, too, whose end is no bad signature.
+// A typed Ctrl-C also reaches GnuPG, whose end then does not mean a bad signature.
 TEST_F(CheckInterruptionTest, CtrlCOnATerminalWhileGnuPgHangs) {
   arrangeHangingVerification();
   StartedProgram program({ZEMO_TOOL, "check"}, StartedProgram::file, StartedProgram::terminal);
@@ -298,7 +299,7 @@ TEST_F(CheckInterruptionTest, IgnoredSignalsStayIgnored) {
 
 class CheckBlockedOutputTest : public CheckInterruptionTest {
  protected:
-  // Starts a check that writes more than the pipe holds, and waits until that is full.
+  // Starts a check that writes more than the pipe holds, and waits until the pipe is full.
   void SetUp() override {
     CheckInterruptionTest::SetUp();
     if (IsSkipped())
@@ -337,9 +338,9 @@ TEST_F(CheckBlockedOutputTest, EndsThoughNobodyReads) {
   EXPECT_EQ(program->run().status, missing | unchecked);
 }
 
-// The first entry cannot be checked. The next ones are intact: "nothing was checked" no longer
+// The first entry cannot be checked. The next ones are intact, so "nothing was checked" no longer
 // holds.
-TEST_F(CheckInterruptionTest, ForcedEndKnowsOfIntactEntries) {
+TEST_F(CheckInterruptionTest, ForcedEndCountsIntactEntries) {
 #if defined(__SANITIZE_THREAD__)
   GTEST_SKIP() << "the thread sanitizer holds signals back while a call waits";
 #endif

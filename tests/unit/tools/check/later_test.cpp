@@ -1,4 +1,4 @@
-// zemo-selfcheck check: files whose owners would keep it busy.
+// zemo-selfcheck check: files whose owners could keep it busy.
 
 #include <fcntl.h>
 #include <sys/wait.h>
@@ -26,7 +26,7 @@ class CheckLaterTest : public CheckTest {
 
 constexpr off_t tebibyte = off_t{1} << 40U;
 
-// A process that has a lease on a file, for as long as the kernel lets it.
+// A process that holds a lease on a file for as long as the kernel allows.
 class Lease {
  public:
   explicit Lease(const std::string& path) {
@@ -85,7 +85,7 @@ TEST_F(CheckLaterTest, AGrownFileKeepsNoOtherSetFromBeingChecked) {
   EXPECT_EQ(run.errors, tooMany(grown, tebibyte));
 }
 
-// Nothing tells how long it may be.
+// The entry does not say how much there is to read.
 TEST_F(CheckLaterTest, AFileThatTakesForEverKeepsNoOtherSetFromBeingChecked) {
   std::string const endless = std::string(packagesDir) + "/a/target/endless";
   makeDirectory(std::string(packagesDir) + "/a/target");
@@ -105,7 +105,7 @@ TEST_F(CheckLaterTest, AFileThatTakesForEverKeepsNoOtherSetFromBeingChecked) {
   EXPECT_EQ(program.run().errors, "zemo-selfcheck: interrupted while checking '" + endless + "'\n");
 }
 
-// All metadata is compared before.
+// All metadata is compared before the content.
 TEST_F(CheckLaterTest, OnlyTheContentOfAGrownFileIsNotCompared) {
   std::string const a = file("a");
   std::string const b = file("b");
@@ -129,7 +129,7 @@ TEST_F(CheckLaterTest, AFileInTheirPlaceIsNotReadEither) {
   EXPECT_EQ(run.errors, tooMany(a, tebibyte));
 }
 
-TEST_F(CheckLaterTest, WhatHasGrownALittleIsReadAsEver) {
+TEST_F(CheckLaterTest, AFileThatHasGrownALittleIsReadAsUsual) {
   std::string const a = file("a");
   list({entryLine(a, "3", "00", "f", "-", "-", "-"), existing("/nowhere")});
   EXPECT_EQ(check().output,

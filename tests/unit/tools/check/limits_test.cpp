@@ -1,4 +1,4 @@
-// zemo-selfcheck check where streams are closed, and descriptors, threads or memory are short.
+// zemo-selfcheck check with closed streams, or short of descriptors, threads or memory.
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -10,7 +10,7 @@ namespace {
 
 class CheckLimitsTest : public CheckTest {
  protected:
-  // Holds for every run: it ends by itself, and only a whole check is a success.
+  // Holds for every run: it ends by itself, and only a complete check is a success.
   static void expectHonest(const ProgramRun& run, const std::string& whole, int status,
                            const std::string& where) {
     EXPECT_LT(run.status, 128) << where << run.errors;
@@ -40,7 +40,7 @@ TEST_F(CheckLimitsTest, StandardInputMayBeClosed) {
   EXPECT_EQ(run.output, oneIntact);
 }
 
-TEST_F(CheckLimitsTest, ClosedOutputIsNoSuccess) {
+TEST_F(CheckLimitsTest, ClosedOutputIsNotASuccess) {
   list({existing("/")});
   ProgramRun const run = checkAfter("exec >&-", {});
   EXPECT_EQ(run.status, unchecked);
@@ -134,9 +134,9 @@ TEST_F(CheckLimitsTest, LittleMemory) {
   EXPECT_TRUE(wasWhole);
 }
 
-// So many threads take nearly all of the address space for their stacks, and leave some of the
-// entries none, or the whole program.
-TEST_F(CheckLimitsTest, EntriesThatFindNoMemoryAreNotTakenForChecked) {
+// That many threads need nearly all of the address space for their stacks, and leave no memory for
+// some of the entries or for the whole program.
+TEST_F(CheckLimitsTest, EntriesWithoutMemoryAreNotTakenForChecked) {
   if (sanitized)
     GTEST_SKIP() << "sanitizers need more memory than any limit here";
   std::vector<std::string> lines;

@@ -10,7 +10,7 @@ using namespace tool;
 
 namespace {
 
-// Of all texts in the test only the columns that are as long as this need such allocations.
+// Among all texts in the test, only columns of this length need such large allocations.
 constexpr std::size_t large = 1000000;
 
 class CountingReport : public CheckReport {
@@ -29,9 +29,9 @@ class CheckMemoryTest : public PrivateRootTest {};
 
 }  // namespace
 
-// The record of a mismatch holds the column that was expected, which is where the last of the large
-// allocations fails.
-TEST_F(CheckMemoryTest, AnEntryWithoutMemoryIsToldAndTheOthersAreChecked) {
+// The last of the large allocations, which fails, is for the expected column in the record of a
+// mismatch.
+TEST_F(CheckMemoryTest, AnEntryWithoutMemoryIsReportedAndTheOthersAreChecked) {
   std::string const column(large, '7');
   writeList("wam.full.base.list", entryLine("/", "-", "-", "d", "-", "-", "-") + "\n" +
                                       entryLine("/etc", "-", "-", "d", column, "-", "-") + "\n" +

@@ -1,4 +1,4 @@
-// zemo-selfcheck check --metrics: the file, and what it takes over from the one before.
+// zemo-selfcheck check --metrics: the file, and the values that it keeps from the previous one.
 
 #include <gmock/gmock.h>
 #include <sys/stat.h>
@@ -11,7 +11,7 @@ namespace {
 
 class CheckMetricsFileTest : public CheckMetricsTest {
  protected:
-  // The set with a finding, or clean.
+  // The set, with a finding or clean.
   static void arrange(bool clean, const std::string& name = "wam") {
     std::vector<std::string> const lines = {existing(clean ? "/" : "/nowhere")};
     if (name == "wam")
@@ -24,12 +24,12 @@ class CheckMetricsFileTest : public CheckMetricsTest {
     return value("last_clean_timestamp_seconds", set);
   }
 
-  // A file of metrics whose first line is followed by these bytes.
+  // A metrics file with these bytes after its first line.
   void writeOld(const std::string& rest = "") const {
     writeFile(metrics, "# HELP zemo_selfcheck_mismatches text\n" + rest);
   }
 
-  // Nothing is checked.
+  // Expects that nothing is checked.
   void expectRefusal(const std::string& path, const std::string& message,
                      ProgramRun (*run)(const std::vector<std::string>&)) const {
     arrange(false);
@@ -74,7 +74,7 @@ TEST_F(CheckMetricsFileTest, ARelativeName) {
   EXPECT_EQ(value("exit_status"), "0");
 }
 
-TEST_F(CheckMetricsFileTest, TheCleanTimeStaysOverABadRunAndAGoodOneMovesIt) {
+TEST_F(CheckMetricsFileTest, TheCleanTimeSurvivesABadRunAndAGoodOneMovesIt) {
   writeOld(cleanSample("1000000000") + "\n");
   arrange(false);
   EXPECT_EQ(measured().status, missing);
@@ -104,7 +104,7 @@ TEST_F(CheckMetricsFileTest, EverySetHasItsOwnCleanTime) {
   EXPECT_EQ(lastClean("gone"), "");
 }
 
-TEST_F(CheckMetricsFileTest, DamagedSamplesOfAnOldFileSayNothing) {
+TEST_F(CheckMetricsFileTest, DamagedSamplesOfAnOldFileAreIgnored) {
   arrange(false);
   std::string const all(4096, '\0');
   for (const std::string& content :
@@ -161,7 +161,7 @@ TEST_F(CheckMetricsFileTest, AFileThatCannotBeReadIsNotReplaced) {
                 [](const std::vector<std::string>& words) { return checkUnprivileged(words); });
 }
 
-TEST_F(CheckMetricsFileTest, StandardOutputIsNoFile) {
+TEST_F(CheckMetricsFileTest, StandardOutputIsNotAFile) {
   arrange(true);
   ProgramRun const run = check({"--metrics", "-"});
   EXPECT_EQ(run.status, usage);
@@ -205,7 +205,7 @@ TEST_F(CheckMetricsFileTest, ADirectoryThatOthersOwn) {
   EXPECT_EQ(readFile(metrics), old);
 }
 
-// What was found stays true.
+// The findings stay true.
 TEST_F(CheckMetricsFileTest, AFullDisk) {
   std::string const full = files / "full/x.prom";
   makeDirectory(files / "full");
@@ -229,8 +229,8 @@ TEST_F(CheckMetricsFileTest, AFullDisk) {
   runShell("umount " + quoted(files / "full"));
 }
 
-// What the program cannot begin with leaves the old file, which grows old.
-TEST_F(CheckMetricsFileTest, WhereNothingBeginsTheOldFileStays) {
+// If the program cannot begin, it leaves the old file, whose age then shows the failure.
+TEST_F(CheckMetricsFileTest, TheOldFileStaysIfTheRunCannotBegin) {
   writeFile(metrics, "old\n");
   EXPECT_EQ(measured({"--accept", "/nowhere"}).status, notLoaded);
   EXPECT_EQ(measured({"--mode", "*"}).status, usage);

@@ -18,7 +18,7 @@ class CheckMetricsTest : public CheckTest {
     return check(words);
   }
 
-  // Values by what stands before them, without the prefix of all names.
+  // Values by the text before them, without the prefix that all names share.
   std::map<std::string, std::string> samples() const {
     const std::string prefix = "zemo_selfcheck_";
     std::map<std::string, std::string> values;

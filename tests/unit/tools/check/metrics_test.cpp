@@ -1,4 +1,4 @@
-// zemo-selfcheck check --metrics: what the samples say of real findings.
+// zemo-selfcheck check --metrics: the samples for real findings.
 
 #include "metrics_fixture.h"
 #include "support/gnupg_home.h"
@@ -9,7 +9,7 @@ using Names = std::vector<std::string>;
 
 const Names kinds = {"size", "owner", "group", "type", "permission", "hash", "missing", "stray"};
 
-// What one entry with a mismatch of the kind looks like.
+// An entry with one mismatch of this kind.
 struct OneMismatch {
   const char* kind;
   Names columns;  // size, hash, type, permission, owner, group of the file "f"
@@ -96,7 +96,7 @@ TEST_F(CheckMetricsTest, AcceptedMismatchesAreCountedApart) {
   EXPECT_EQ(value("last_clean_timestamp_seconds"), "");
 }
 
-TEST_F(CheckMetricsTest, WhatCouldNotBeRead) {
+TEST_F(CheckMetricsTest, AFileThatCouldNotBeRead) {
   file("unreadable");
   changeMode(files / "unreadable", 0);
   list({existing("/"), entryLine(files / "unreadable", "7", "00", "f", "0", "-", "-")});
@@ -130,7 +130,7 @@ TEST_F(CheckMetricsTest, ASetWithoutEntriesIsNotLoaded) {
   EXPECT_EQ(value("set_verified"), "0");
 }
 
-// The library goes by GnuPG's exit status, which these lines can make 0 whatever the signature.
+// The library relies on GnuPG's exit status, which these lines can make 0 for any signature.
 TEST_F(CheckMetricsTest, OptionsThatMayDecideWhatVerifies) {
   std::string const path = list({existing("/")});
   appendToFile(path, existing("/etc") + "\n");
@@ -147,7 +147,7 @@ TEST_F(CheckMetricsTest, OptionsThatMayDecideWhatVerifies) {
                 "gpg.conf', 'skip-verify', is not known to be harmless; remove that line\n");
 }
 
-// A stand-in for GnuPG ends with 0 and says nothing.
+// A stand-in for GnuPG ends with 0 and prints nothing.
 TEST_F(CheckMetricsTest, AnExitStatusAloneIsNoVerdict) {
   list({existing("/")});
   ProgramRun const run =
@@ -158,7 +158,7 @@ TEST_F(CheckMetricsTest, AnExitStatusAloneIsNoVerdict) {
   EXPECT_EQ(value("last_clean_timestamp_seconds"), "");
 }
 
-// What is found then proves nothing, so it is not clean either.
+// Findings then prove nothing, so the set is not clean either.
 TEST_F(CheckMetricsTest, WithoutVerification) {
   list({existing("/")});
   EXPECT_EQ(measured({"--no-verify"}).status, 0);
@@ -200,7 +200,7 @@ TEST_F(CheckMetricsTest, EverySetHasItsOwnSamples) {
 }
 
 // A file without the sets of packages would look as if there were none.
-TEST_F(CheckMetricsTest, StayAsTheyAreWhereSetsAreUnknown) {
+TEST_F(CheckMetricsTest, StayAsTheyAreIfSetsAreUnknown) {
   list({existing("/")});
   packageList("demo", {existing("/")});
   EXPECT_EQ(measured({"--all"}).status, 0);

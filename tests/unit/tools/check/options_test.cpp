@@ -18,7 +18,7 @@ class CheckOptionsTest : public CheckTest {
     EXPECT_EQ(run.errors, "zemo-selfcheck: " + message + "\n");
   }
 
-  // wam, which is intact, was checked all the same.
+  // wam, which is intact, was checked nevertheless.
   static void expectUnknownSets(const ProgramRun& run, int status, const std::string& reason) {
     bool const known = reason.empty();
     EXPECT_EQ(run.status, status);
@@ -106,7 +106,7 @@ TEST_F(CheckOptionsTest, AllWithoutPackagesIsTheSystemsSet) {
   EXPECT_EQ(run.output, "checked 1 entry of 1 set: " + intact + "\n");
 }
 
-TEST_F(CheckOptionsTest, AllPassesOverWhatIsNoDirectory) {
+TEST_F(CheckOptionsTest, AllSkipsWhatIsNotADirectory) {
   list({existing("/")});
   std::string const packages = std::string(listDir) + "/packages";
   makeDirectory(packages);
@@ -115,7 +115,7 @@ TEST_F(CheckOptionsTest, AllPassesOverWhatIsNoDirectory) {
   EXPECT_EQ(check({"--all"}).status, 0);
 }
 
-TEST_F(CheckOptionsTest, AllTellsOfADirectoryWithoutLists) {
+TEST_F(CheckOptionsTest, AllReportsADirectoryWithoutLists) {
   list({existing("/")});
   makeDirectory(std::string(listDir) + "/packages/empty");
   ProgramRun const run = check({"--all"});
@@ -126,7 +126,7 @@ TEST_F(CheckOptionsTest, AllTellsOfADirectoryWithoutLists) {
   EXPECT_EQ(run.output, "checked 1 entry of 1 set: " + intact + "; 1 set could not be loaded\n");
 }
 
-TEST_F(CheckOptionsTest, AllTellsOfALinkThatHasLedToASet) {
+TEST_F(CheckOptionsTest, AllReportsALinkThatHasLedToASet) {
   list({existing("/")});
   makeDirectory(std::string(listDir) + "/packages");
   makeLink("/nowhere", std::string(listDir) + "/packages/demo");
@@ -138,7 +138,7 @@ TEST_F(CheckOptionsTest, AllTellsOfALinkThatHasLedToASet) {
             "directory\n");
 }
 
-TEST_F(CheckOptionsTest, AllTellsWhereThePackagesAreNoDirectory) {
+TEST_F(CheckOptionsTest, AllReportsPackagesThatAreNotADirectory) {
   list({existing("/")});
   expectUnknownSets(check({"--all"}), 0, "");
   remove(std::string(listDir) + "/packages");
@@ -146,7 +146,7 @@ TEST_F(CheckOptionsTest, AllTellsWhereThePackagesAreNoDirectory) {
   expectUnknownSets(check({"--all"}), notLoaded, "Not a directory");
 }
 
-TEST_F(CheckOptionsTest, AllTellsWhereThePackagesAreALinkToNothing) {
+TEST_F(CheckOptionsTest, AllReportsPackagesThatAreALinkToNothing) {
   list({existing("/")});
   makeLink("/nowhere", std::string(listDir) + "/packages");
   expectUnknownSets(check({"--all"}), notLoaded, "No such file or directory");
@@ -154,7 +154,7 @@ TEST_F(CheckOptionsTest, AllTellsWhereThePackagesAreALinkToNothing) {
   EXPECT_NE(json.find("\"sets_unknown\":true,\"status\":16}"), std::string::npos) << json;
 }
 
-TEST_F(CheckOptionsTest, AllTellsOfPackagesThatCannotBeRead) {
+TEST_F(CheckOptionsTest, AllReportsPackagesThatCannotBeRead) {
   list({existing("/")});
   packageList("demo", {existing("/")});
   changeMode(std::string(listDir) + "/packages", 0);
@@ -173,8 +173,8 @@ TEST_F(CheckOptionsTest, AListDirectoryThatCannotBeReadIsNotOneWithoutLists) {
             "zemo-selfcheck: cannot read '/usr/zemo/selfcheck/packages/demo': Permission denied");
 }
 
-// Names may be read, but not what they are.
-TEST_F(CheckOptionsTest, AllDoesNotPassOverPackagesThatCannotBeExamined) {
+// The names can be read, but not the types.
+TEST_F(CheckOptionsTest, AllDoesNotSkipPackagesThatCannotBeExamined) {
   list({existing("/")});
   packageList("demo", {existing("/")});
   changeMode(std::string(listDir) + "/packages", 0600);
@@ -257,7 +257,7 @@ TEST_F(CheckOptionsTest, ItemsMayBeGivenInAllTheUsualWays) {
   EXPECT_EQ(check({"--items=type", "wam", "--items=size"}).output, both);
 }
 
-TEST_F(CheckOptionsTest, UnderTakesTheDirectoryAndWhatIsBelow) {
+TEST_F(CheckOptionsTest, UnderSelectsTheDirectoryAndEverythingBelow) {
   list({existing("/nowhere"), existing("/nowhere/a"), existing("/nowhere/a/b"),
         existing("/nowhere/ab"), existing("/elsewhere")});
   auto const under = [](std::vector<std::string> words) {
@@ -275,7 +275,7 @@ TEST_F(CheckOptionsTest, UnderTakesTheDirectoryAndWhatIsBelow) {
             "/elsewhere /nowhere /nowhere/a /nowhere/a/b /nowhere/ab ");
 }
 
-TEST_F(CheckOptionsTest, UnderNothingIsNoSuccess) {
+TEST_F(CheckOptionsTest, UnderNothingIsNotASuccess) {
   list({existing("/")});
   ProgramRun const run = check({"--under", "/nowhere"});
   EXPECT_EQ(run.status, notLoaded);
@@ -309,7 +309,7 @@ TEST_F(CheckOptionsTest, OutputIsTheSameForEveryNumberOfJobs) {
           checkUnprivileged({"--jobs", jobs, "--items", "size,type,hash", "--format", format});
       EXPECT_EQ(more.status, one.status);
       EXPECT_EQ(more.errors, one.errors);
-      // Two JSON reports begin at different times.
+      // Two JSON reports have different start times.
       auto const findings = [](const std::string& text) {
         return text.compare(0, 1, "{") == 0 ? text.substr(text.find('\n')) : text;
       };
@@ -323,13 +323,13 @@ TEST_F(CheckOptionsTest, ManyJobsForOneEntry) {
   EXPECT_EQ(check({"--jobs", "1024"}).status, 0);
 }
 
-TEST_F(CheckOptionsTest, NoVerifyPassesOverSignatures) {
+TEST_F(CheckOptionsTest, NoVerifyIgnoresSignatures) {
   writeList("wam.full.base.list", existing("/") + "\n");
   EXPECT_EQ(check().status, notLoaded);
   EXPECT_EQ(check({"--no-verify"}).status, 0);
 }
 
-TEST_F(CheckOptionsTest, QuietTellsTheStatusAlone) {
+TEST_F(CheckOptionsTest, QuietLeavesOnlyTheStatus) {
   list({existing("/nowhere")});
   for (const char* const format : {"text", "json", "paths"}) {
     ProgramRun const run = check({"--quiet", "--format", format});
@@ -338,7 +338,7 @@ TEST_F(CheckOptionsTest, QuietTellsTheStatusAlone) {
   }
 }
 
-TEST_F(CheckOptionsTest, QuietStillTellsOfErrors) {
+TEST_F(CheckOptionsTest, QuietStillReportsErrors) {
   ProgramRun const run = check({"--quiet"});
   EXPECT_EQ(run.status, notLoaded);
   EXPECT_EQ(run.output, "");

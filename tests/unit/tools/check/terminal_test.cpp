@@ -11,14 +11,14 @@ const std::string takenOff = "\r\x1b[K";
 
 class CheckTerminalTest : public CheckTest {
  protected:
-  // An entry whose check takes longer than the first show of progress.
+  // An entry whose check takes longer than the delay before progress is shown.
   std::string slow(const std::string& name, int gigabytes) const {
     std::string const path = file(name, "");
     EXPECT_EQ(truncate(path.c_str(), off_t{gigabytes} << 30U), 0);
     return entryLine(path, std::to_string(off_t{gigabytes} << 30U), "00", "f", "-", "-", "-");
   }
 
-  // What `check WORD...` writes to the terminal that is its standard output, and, with `both`, its
+  // The output of `check WORD...` on a terminal, which is its standard output and, with `both`, its
   // standard error.
   static std::string shown(const std::vector<std::string>& environment,
                            const std::vector<std::string>& words, bool both = false) {
@@ -42,7 +42,7 @@ class CheckTerminalTest : public CheckTest {
 
 }  // namespace
 
-TEST_F(CheckTerminalTest, ProgressIsShownOnStandardErrorAndTakenOff) {
+TEST_F(CheckTerminalTest, ProgressIsShownOnStandardErrorAndErased) {
   list({entryLine(file("a")), slow("b", 8)});
   StartedProgram program({ZEMO_TOOL, "check", "--jobs", "1"}, StartedProgram::file,
                          StartedProgram::terminal);
@@ -65,7 +65,7 @@ TEST_F(CheckTerminalTest, ProgressIsShownOnStandardErrorAndTakenOff) {
             "stray, 0 could not be checked\n");
 }
 
-TEST_F(CheckTerminalTest, NoProgressWhereItIsNotWanted) {
+TEST_F(CheckTerminalTest, NoProgressIfUnwanted) {
   list({slow("b", 1)});
   for (const std::string option : {"--no-progress", "--quiet"}) {
     StartedProgram program({ZEMO_TOOL, "check", option}, StartedProgram::file,
@@ -83,10 +83,10 @@ TEST_F(CheckTerminalTest, NoProgressInAFile) {
   EXPECT_EQ(program.screen().screen().find(takenOff), std::string::npos);
 }
 
-TEST_F(CheckTerminalTest, ProgressIsTakenOffBeforeALine) {
+TEST_F(CheckTerminalTest, ProgressIsErasedBeforeALine) {
   list({slow("b", 1), entryLine(file("c"), "1", "-", "f", "-", "-", "-")});
   std::string const screen = shown({}, {"--jobs", "1"}, true);
-  // The progress was on the row on which the first line comes.
+  // The progress was on the row of the first line.
   std::size_t const line = screen.find((files / "b") + " hash expect[00] but get[");
   ASSERT_NE(line, std::string::npos) << screen;
   std::string const before = screen.substr(0, line);
@@ -112,7 +112,7 @@ TEST_F(CheckTerminalTest, FindingsAreRedAndSuccessIsGreen) {
             "checked, 1 accepted\x1b[0m\n");
 }
 
-TEST_F(CheckTerminalTest, ColourOnlyWhereItIsWelcome) {
+TEST_F(CheckTerminalTest, ColourOnlyIfWanted) {
   list({existing("/nowhere")});
   using Words = std::vector<std::string>;
   for (const Words& environment : {Words{"TERM=xterm", "NO_COLOR=1"},

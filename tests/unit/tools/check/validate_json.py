@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Validates JSON lines: validate_json.py SCHEMA < LINES
 
-Writes one line for each that the schema rejects, "NUMBER: REASON", and then ends with status 1.
+For each line that the schema rejects, writes "NUMBER: REASON" and in the end exits with status 1.
 """
 import json
 import sys
@@ -10,7 +10,7 @@ import jsonschema
 
 
 def no_constant(text):
-    raise ValueError(f"{text} is no JSON")
+    raise ValueError(f"{text} is not JSON")
 
 
 def main():

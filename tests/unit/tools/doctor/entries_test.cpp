@@ -1,4 +1,4 @@
-// doctor: the lines of the lists, and the directories whose members are fixed.
+// doctor: the lines of the lists, and the directories with fixed members.
 
 #include <unistd.h>
 
@@ -6,7 +6,7 @@
 
 class DoctorEntriesTest : public DoctorTest {
  protected:
-  // The set wam with these lines in its one list.
+  // The set wam with a single list of these lines.
   static ProgramRun doctorOf(const std::string& lines) {
     addList("wam.full.base.list", lines);
     return doctor();
@@ -101,7 +101,7 @@ TEST_F(DoctorEntriesTest, PlaceholdersInTheSystemsOwnSet) {
             std::string::npos);
 }
 
-TEST_F(DoctorEntriesTest, EachPlaceholderIsSeenOfItself) {
+TEST_F(DoctorEntriesTest, EachPlaceholderIsFoundByItself) {
   EXPECT_EQ(doctorOf(entryLine("/a", "-", "-", "f", "-", "$pkg", "-") + "\n").status, unchecked);
   EXPECT_EQ(doctorOf(entryLine("/a", "-", "-", "f", "-", "-", "$pkg_sys") + "\n").status,
             unchecked);
@@ -127,7 +127,7 @@ TEST_F(DoctorEntriesTest, PlaceholdersOfAPackageAreResolvedBeforePathsAreCompare
                 "delete all but the intended line, and sign the lists");
 }
 
-TEST_F(DoctorEntriesTest, OfManyAlikeTenAreNamed) {
+TEST_F(DoctorEntriesTest, TenOfManySimilarProblemsAreNamed) {
   std::string lines;
   for (int i = 0; i < 25; ++i)
     lines += "short\n";
@@ -138,7 +138,7 @@ TEST_F(DoctorEntriesTest, OfManyAlikeTenAreNamed) {
   EXPECT_EQ(said[12].find("25 problems; "), 0U) << said[12];
 }
 
-TEST_F(DoctorEntriesTest, ColumnsThatNoFileCanBeLike) {
+TEST_F(DoctorEntriesTest, ColumnsThatNoFileCanHave) {
   std::string const digest(40, 'a');
   struct Case {
     std::string line;
@@ -202,7 +202,7 @@ TEST_F(DoctorEntriesTest, FilesBelowDirectoriesThatOthersCanWrite) {
                 "let only root change them, or list nothing below them");
 }
 
-TEST_F(DoctorEntriesTest, WhatDoesNotVerifyIsNotLookedThrough) {
+TEST_F(DoctorEntriesTest, UnverifiedListsAreNotSearched) {
   std::string const list = addList("wam.full.base.list", "short\n");
   appendToFile(list, "short\n");
   ProgramRun const run = doctor();
@@ -211,7 +211,7 @@ TEST_F(DoctorEntriesTest, WhatDoesNotVerifyIsNotLookedThrough) {
   EXPECT_EQ(run.output.find("seven columns"), std::string::npos) << run.output;
 }
 
-TEST_F(DoctorEntriesTest, WhatIsPrintedHasALimit) {
+TEST_F(DoctorEntriesTest, OutputHasALimit) {
   std::string const output = doctorOf("-" + sized("/" + std::string(1000000, 'x')) + "\n").output;
   EXPECT_LT(output.size(), 30000U);
   EXPECT_NE(output.find("x... and "), std::string::npos);
@@ -234,7 +234,7 @@ TEST_F(DoctorEntriesTest, FixedEntriesThatAreNoDirectoriesOnDisk) {
                 "write FIXED only for directories, not for links to them, and sign the lists");
 }
 
-TEST_F(DoctorEntriesTest, FixedDirectoriesThatCannotBeLookedAt) {
+TEST_F(DoctorEntriesTest, FixedDirectoriesThatCannotBeExamined) {
   makeDirectory(files / "closed/d");
   changeMode(files / "closed", 0);
   addList("wam.full.base.list", fixed(files / "closed/d") + "\n");
@@ -265,13 +265,13 @@ TEST_F(DoctorEntriesTest, NeighboursThatLetNothingInAreFine) {
                      sized("/n/xy/a") + "\n" + sized("/n/y") + "\n")
                 .status,
             0);
-  // The name is a member's, too.
+  // The name is also a member's.
   EXPECT_EQ(doctorOf(fixed("/n/x") + "\n" + sized("/n/xy") + "\n" + sized("/n/x/xy") + "\n").status,
             0);
   EXPECT_EQ(doctorOf(fixed("/") + "\n" + sized("/n") + "\n").status, 0);
 }
 
-TEST_F(DoctorEntriesTest, ManyEntriesTakeNoTime) {
+TEST_F(DoctorEntriesTest, ManyEntriesAreFast) {
   std::string lines;
   for (int i = 0; i < 60000; ++i)
     lines += (i % 10 == 0 ? fixed("/many/" + std::to_string(i))

@@ -1,4 +1,4 @@
-// What doctor makes of things that could not be looked at.
+// How doctor reports things that it could not examine.
 
 #include "doctor/findings.h"
 
@@ -8,7 +8,7 @@ namespace {
 
 using namespace tool;
 
-TEST(FindingsTest, WhatCouldNotBeLookedAtForAMomentIsAProblem) {
+TEST(FindingsTest, TemporaryFailuresAreProblems) {
   Findings findings(false);
   testing::internal::CaptureStdout();
   findings.leftOut("/a\x1b");
@@ -19,7 +19,7 @@ TEST(FindingsTest, WhatCouldNotBeLookedAtForAMomentIsAProblem) {
   EXPECT_EQ(findings.problemCount(), 1U);
 }
 
-TEST(FindingsTest, WhatAnotherCheckTellsOfIsNotToldAgain) {
+TEST(FindingsTest, ProblemsOfAnotherCheckAreNotRepeated) {
   Findings findings(false);
   testing::internal::CaptureStdout();
   findings.leftOut("/a");
@@ -30,7 +30,7 @@ TEST(FindingsTest, WhatAnotherCheckTellsOfIsNotToldAgain) {
   EXPECT_EQ(findings.status(), STATUS_NOT_LOADED);
 }
 
-TEST(FindingsTest, NothingLeftOutIsWell) {
+TEST(FindingsTest, NothingLeftOutIsFine) {
   Findings findings(false);
   findings.settle();
   EXPECT_EQ(findings.status(), STATUS_INTACT);

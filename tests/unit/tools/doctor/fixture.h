@@ -1,4 +1,4 @@
-// zemo-selfcheck doctor, on a machine that is well until a test makes it ill.
+// zemo-selfcheck doctor, on a machine without problems until a test causes one.
 
 #ifndef ZEMO_TESTS_UNIT_TOOLS_DOCTOR_FIXTURE_H
 #define ZEMO_TESTS_UNIT_TOOLS_DOCTOR_FIXTURE_H
@@ -15,7 +15,7 @@ class DoctorTest : public ToolTest {
     ToolTest::SetUp();
     if (IsSkipped())
       return;
-    // Made by the private root under the caller's umask.
+    // The private root created them under the caller's umask.
     for (const char* const directory : {"/usr", "/usr/zemo", listDir})
       changeMode(directory, 0755);
     makeHome(listDir);
@@ -24,7 +24,7 @@ class DoctorTest : public ToolTest {
 
   static std::string home(const std::string& name) { return std::string(listDir) + "/" + name; }
 
-  // An entry that is well.
+  // An entry without problems.
   static std::string sized(const std::string& path) {
     return entryLine(path, "1", "-", "f", "-", "-", "-");
   }
@@ -65,7 +65,7 @@ class DoctorTest : public ToolTest {
     return key;
   }
 
-  // A GnuPG home without anything that only its owner could use.
+  // A GnuPG home without files that only its owner could use.
   static void makeHome(const std::string& directory) {
     TemporaryDirectory const scratch;
     changeMode(scratch.path(), 0700);
@@ -90,7 +90,7 @@ inline void expectProblem(const ProgramRun& run, int status, const std::string& 
   EXPECT_EQ(lines[2].find("1 problem; "), 0U) << lines[2];
 }
 
-// The run found this problem, among others.
+// Expects this problem, among others.
 inline void expectAmong(const ProgramRun& run, int status, const std::string& problem) {
   EXPECT_EQ(run.status, status) << run.output;
   EXPECT_NE(("\n" + run.output).find("\nproblem: " + problem + "\n"), std::string::npos)

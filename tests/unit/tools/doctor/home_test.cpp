@@ -1,4 +1,4 @@
-// doctor: GnuPG and its home, the signatures, and who may write to all of them.
+// doctor: GnuPG and its home, the signatures, and users with write access to them.
 
 #include <unistd.h>
 
@@ -7,7 +7,7 @@
 
 class DoctorHomeTest : public DoctorTest {};
 
-TEST_F(DoctorHomeTest, AMachineThatIsWell) {
+TEST_F(DoctorHomeTest, AMachineWithoutProblems) {
   ProgramRun const run = doctor();
   EXPECT_EQ(run.status, 0);
   EXPECT_EQ(linesOf(run.output).size(), 1U) << run.output;
@@ -15,7 +15,7 @@ TEST_F(DoctorHomeTest, AMachineThatIsWell) {
   EXPECT_EQ(run.errors, "");
 }
 
-TEST_F(DoctorHomeTest, VerboseNamesWhatIsWell) {
+TEST_F(DoctorHomeTest, VerboseNamesWhatIsFine) {
   ProgramRun const run = doctor({"--verbose"});
   EXPECT_EQ(run.status, 0);
   EXPECT_NE(run.output.find("ok GnuPG runs\n"), std::string::npos);
@@ -30,7 +30,7 @@ TEST_F(DoctorHomeTest, LeavesNoFilesBehind) {
   EXPECT_EQ(runProgram({"/bin/ls", "-AR", listDir}).output, before);
 }
 
-TEST_F(DoctorHomeTest, WhatOthersMayWriteIsNamed) {
+TEST_F(DoctorHomeTest, FilesThatOthersMayWriteAreNamed) {
   for (const std::string& path : {home("wam.full.base.list"), home("wam.full.base.list.asc"),
                                   home("pubring.kbx"), home("gpg.conf")}) {
     changeMode(path, 0664);
@@ -53,7 +53,7 @@ TEST_F(DoctorHomeTest, ParentsThatOthersMayWriteAreNamedOnce) {
   }
 }
 
-TEST_F(DoctorHomeTest, WhatIsNotRootsIsNamed) {
+TEST_F(DoctorHomeTest, FilesThatAreNotRootsAreNamed) {
   if (chown(home("gpg.conf").c_str(), 1, 0) != 0)
     GTEST_SKIP() << "there is no other user here";
   ProgramRun const run = doctor();
@@ -80,7 +80,7 @@ TEST_F(DoctorHomeTest, LinksAreFollowedToTheirTargetsParents) {
   remove("/usr/zemo/other");
 }
 
-TEST_F(DoctorHomeTest, ALinkToItselfIsAnEnd) {
+TEST_F(DoctorHomeTest, ALinkToItselfEndsTheSearch) {
   remove(home("gpg.conf"));
   makeLink("gpg.conf", home("gpg.conf"));
   expectAmong(doctor(), notLoaded,
@@ -105,12 +105,12 @@ TEST_F(DoctorHomeTest, EachLineOfGpgConfIsNeeded) {
               std::string::npos);
     EXPECT_EQ(run.status & unchecked, unchecked);
     EXPECT_EQ(linesOf(run.output).size(), 3U) << run.output;
-    remove(home("trustdb.gpg"));  // GnuPG makes one without that line
+    remove(home("trustdb.gpg"));  // GnuPG creates one without that line
   }
 }
 
 TEST_F(DoctorHomeTest, OptionsThatMayDecideWhatVerifies) {
-  appendToFile(home("wam.full.base.list"), sized("/b") + "\n");  // verifies all the same
+  appendToFile(home("wam.full.base.list"), sized("/b") + "\n");  // verifies nevertheless
   appendToFile(home("gpg.conf"), "no-greeting\nskip-verify\n# ours\n trust-model\tpgp\n");
   ProgramRun const run = doctor();
   expectAmong(run, notLoaded,
@@ -148,7 +148,7 @@ TEST_F(DoctorHomeTest, EveryOptionFileCounts) {
   }
 }
 
-// A stand-in for GnuPG ends with 0 and says nothing.
+// A stand-in for GnuPG ends with 0 and prints nothing.
 TEST_F(DoctorHomeTest, AnExitStatusAloneIsNoVerdict) {
   expectAmong(toolAfter("mount --bind /usr/bin/true /usr/bin/gpg", {"doctor"}), notLoaded,
               "'" + home("wam.full.base.list") +
@@ -156,7 +156,7 @@ TEST_F(DoctorHomeTest, AnExitStatusAloneIsNoVerdict) {
                   "but its exit status is 0, so the library accepts the list");
 }
 
-TEST_F(DoctorHomeTest, TheMendOfAFileWithoutLastLineFeedHelps) {
+TEST_F(DoctorHomeTest, TheFixOfAFileWithoutLastLineFeedHelps) {
   std::string const path = home("gpg.conf");
   writeFile(path,
             "trust-model always\nno-auto-key-retrieve\nno-auto-key-import\nignore-time-conflict\n"
@@ -169,7 +169,7 @@ TEST_F(DoctorHomeTest, TheMendOfAFileWithoutLastLineFeedHelps) {
   EXPECT_EQ(doctor().status, 0) << doctor().output;
 }
 
-TEST_F(DoctorHomeTest, TheMendsOfAnEmptyFileHelp) {
+TEST_F(DoctorHomeTest, TheFixesOfAnEmptyFileHelp) {
   writeFile(home("gpg.conf"), "");
   for (int i = 0; i < 5 && doctor().status != 0; ++i) {
     for (const std::string& line : linesOf(doctor().output)) {
@@ -191,7 +191,7 @@ TEST_F(DoctorHomeTest, FilesThatGnupgReadsInstead) {
   }
 }
 
-TEST_F(DoctorHomeTest, DevicesAreToBeWrittenByOthers) {
+TEST_F(DoctorHomeTest, DevicesMayBeWritableByOthers) {
   for (const char* const name :
        {"gpg.conf", "pubring.kbx", "trustdb.gpg", "wam.full.base.list", "wam.full.base.list.asc"}) {
     bool const isThere = access(home(name).c_str(), F_OK) == 0;
@@ -212,7 +212,7 @@ TEST_F(DoctorHomeTest, DevicesAreToBeWrittenByOthers) {
   }
 }
 
-// What follows from that is not told as well, also where GnuPG can make no trust database.
+// Consequences are not reported separately, even if GnuPG cannot create a trust database.
 TEST_F(DoctorHomeTest, AHomeWithoutGpgConf) {
   remove(home("gpg.conf"));
   std::string const problem =
@@ -247,7 +247,7 @@ TEST_F(DoctorHomeTest, ListsAndSignaturesThatThisCallerCannotRead) {
   }
 }
 
-// As a power cut leaves them.
+// As left by a power cut.
 TEST_F(DoctorHomeTest, EmptyListsAndSignaturesAreToBeInstalledAgain) {
   std::string const signature = readFile(home("wam.full.base.list.asc"));
   writeFile(home("wam.full.base.list.asc"), "");
@@ -275,7 +275,7 @@ TEST_F(DoctorHomeTest, AHomeWithoutKeyRing) {
   expectAmong(run, notLoaded, "'" + home("pubring.kbx") + "', the key ring, does not exist");
   EXPECT_NE(run.output.find("does not verify for this user: there is no key ring "),
             std::string::npos);
-  EXPECT_FALSE(std::filesystem::exists(home("pubring.kbx")));  // nor does looking make one
+  EXPECT_FALSE(std::filesystem::exists(home("pubring.kbx")));  // nor does doctor create one
 }
 
 TEST_F(DoctorHomeTest, FilesThatOnlyTheirOwnerMayRead) {
@@ -292,7 +292,7 @@ TEST_F(DoctorHomeTest, FilesThatOnlyTheirOwnerMayRead) {
                 "chmod a+rx /usr/zemo/selfcheck");
 }
 
-TEST_F(DoctorHomeTest, WhatThisCallerCannotReadIsSaid) {
+TEST_F(DoctorHomeTest, FilesThatThisCallerCannotReadAreReported) {
   changeMode(home("pubring.kbx"), 0);
   changeMode(home("gpg.conf"), 0);
   std::vector<std::string> const words = {"/usr/bin/setpriv", "--bounding-set",
@@ -305,7 +305,7 @@ TEST_F(DoctorHomeTest, WhatThisCallerCannotReadIsSaid) {
             std::string::npos);
 }
 
-TEST_F(DoctorHomeTest, AHomeThatThisCallerCannotSearchIsSaid) {
+TEST_F(DoctorHomeTest, AHomeThatThisCallerCannotSearchIsReported) {
   changeMode(listDir, 0);
   ProgramRun const run = runProgram({"/usr/bin/setpriv", "--bounding-set",
                                      "-dac_override,-dac_read_search", ZEMO_TOOL, "doctor"});
@@ -361,7 +361,7 @@ TEST_F(DoctorHomeTest, AListThatWasChanged) {
                 "install the list and its .asc again, both from the same signing");
 }
 
-TEST_F(DoctorHomeTest, ASignatureThatIsNone) {
+TEST_F(DoctorHomeTest, ASignatureFileWithoutSignature) {
   writeFile(home("wam.full.base.list.asc"), "nonsense\n");
   expectProblem(
       doctor(), notLoaded,
@@ -379,7 +379,7 @@ TEST_F(DoctorHomeTest, ASignatureOverText) {
                 "have the list signed with zemo-selfcheck sign");
 }
 
-TEST_F(DoctorHomeTest, ASignatureOfTheFuture) {
+TEST_F(DoctorHomeTest, ASignatureFromTheFuture) {
   key().sign(home("wam.full.base.list"), "--faked-system-time '20600102T000000!'");
   changeMode(home("wam.full.base.list.asc"), 0644);
   expectProblem(doctor(), unchecked,
@@ -430,7 +430,7 @@ TEST_F(DoctorHomeTest, AClockThatIsBehind) {
             std::string::npos)
       << run.output;
   writeFile(home("gpg.conf"), configuration);
-  EXPECT_EQ(doctor().status, unchecked);  // it verifies, and is of the future
+  EXPECT_EQ(doctor().status, unchecked);  // it verifies, and is from the future
 }
 
 TEST_F(DoctorHomeTest, ASignatureByAnotherKey) {
@@ -452,7 +452,7 @@ TEST_F(DoctorHomeTest, AGpgConfThatGnupgDoesNotUnderstand) {
 }
 
 TEST_F(DoctorHomeTest, NoGnupg) {
-  // In a mount namespace of its own /usr/bin/gpg is an empty file without execute permission.
+  // In a separate mount namespace, /usr/bin/gpg is an empty file without execute permission.
   writeFile(files / "none", "");
   std::string const script = "mount --bind " + quoted(files / "none") +
                              " /usr/bin/gpg || exit 99; exec " + quoted(ZEMO_TOOL) + " doctor";

@@ -145,7 +145,7 @@ TEST_F(DoctorSetsTest, BlanksInTheOrder) {
                   "has blanks before or after the name, so it names no list");
 }
 
-TEST_F(DoctorSetsTest, ThatMendForBlanksHelps) {
+TEST_F(DoctorSetsTest, TheFixForBlanksHelps) {
   order(" wam.full.base.list \r\n");
   runShell("sed -i 's/^[[:space:]]*//; s/[[:space:]]*$//' " + home("listorder"));
   changeMode(home("listorder"), 0644);
@@ -186,7 +186,7 @@ TEST_F(DoctorSetsTest, AnOrderThatOthersMayWrite) {
                 "chmod go-w " + home("listorder"));
 }
 
-TEST_F(DoctorSetsTest, APackagesSetThatIsWell) {
+TEST_F(DoctorSetsTest, APackageSetWithoutProblems) {
   addList(installDemo(), "demo.full.base.list", sized("$pkg_dir/a") + "\n");
   ProgramRun const run = doctor();
   EXPECT_EQ(run.status, 0) << run.output;
@@ -207,7 +207,7 @@ TEST_F(DoctorSetsTest, APackageThatIsNotInstalled) {
       << run.output;
 }
 
-// Whose lists must not be taken for those of a package that is gone.
+// Its lists must not be taken for those of a removed package.
 TEST_F(DoctorSetsTest, APackageWhoseUserIsNotKnown) {
   addList(installDemo(), "demo.full.base.list", sized("$pkg_dir/a") + "\n");
   std::string const user = std::string(packagesDir) + "/demo/user";
@@ -236,7 +236,7 @@ TEST_F(DoctorSetsTest, NamesThatAnotherModeHasToo) {
   EXPECT_EQ(doctor().status, 0) << doctor().output;
 }
 
-// Each command that is printed for a problem, pasted, leaves a machine that is well.
+// Each command that is printed for a problem, when pasted, leaves a machine without problems.
 TEST_F(DoctorSetsTest, CommandsThatArePrintedHelp) {
   std::vector<std::string> const problems = {
       "chmod 666 gpg.conf",

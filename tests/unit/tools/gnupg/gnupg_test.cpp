@@ -1,4 +1,4 @@
-// GnuPG's output for programs, read without GnuPG.
+// GnuPG's machine-readable output, parsed without GnuPG.
 
 #include <gtest/gtest.h>
 
@@ -78,7 +78,7 @@ TEST(Signatures, EachBeginsWithItsLine) {
   EXPECT_EQ(signatureText(signatures[2]), "no verdict");
 }
 
-TEST(Signatures, AreGoodOnlyWithWhatTheyAreOver) {
+TEST(Signatures, AreGoodOnlyWithTheirSignedData) {
   std::string const good = status("NEWSIG") + status("GOODSIG 8489 Maker");
   EXPECT_FALSE(isGood(signaturesIn(good).at(0)));
   EXPECT_EQ(signatureText(signaturesIn(good).at(0)),
@@ -92,7 +92,7 @@ TEST(Signatures, AreGoodOnlyWithWhatTheyAreOver) {
                            .at(0)));
 }
 
-TEST(Signatures, WhatThereIsToObjectTo) {
+TEST(Signatures, Objections) {
   auto const objections = [](const std::string& word, const std::string& made, int digest,
                              const std::string& kind) {
     std::string texts;
@@ -181,7 +181,7 @@ TEST(Options, AreReadWithoutTheirBlanks) {
   EXPECT_EQ(reading.held.size(), 5U);
 }
 
-TEST(Options, WhatIsNotKnownToBeHarmlessIsDoubtful) {
+TEST(Options, UnknownLinesAreDoubtful) {
   for (const std::string line : {"skip-verify",
                                  "list-only",
                                  "auto-key-import",
@@ -230,7 +230,7 @@ TEST(Fingerprints, AreWrittenInManyWays) {
   EXPECT_EQ(fingerprintFrom(std::string(64, 'a')), std::string(64, 'A'));
 }
 
-TEST(Fingerprints, AllElseIsWrongUsage) {
+TEST(Fingerprints, AnythingElseIsWrongUsage) {
   for (const std::string& text : {std::string(), fingerprint.substr(1), fingerprint + "0",
                                   "0x" + fingerprint, std::string(40, 'g'), fingerprint + "!"})
     EXPECT_THROW(fingerprintFrom(text), UsageError) << text;

@@ -1,4 +1,4 @@
-// Files that are there whole or not at all, and what a signal leaves.
+// Files that appear complete or not at all, and what signals leave.
 
 #include "io/atomic_file.h"
 
@@ -29,7 +29,7 @@ mode_t modeWhenSynced = 0;  // of the regular file that was synced last
 
 }  // namespace
 
-// The system's header gives its parameter a name that is reserved.
+// The parameter has a reserved name in the system header.
 // NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name)
 extern "C" int fsync(int descriptor) {
   struct stat status = {};
@@ -47,7 +47,7 @@ class AtomicFileTest : public ::testing::Test {
     return static_cast<std::size_t>(std::distance(begin, std::filesystem::directory_iterator()));
   }
 
-  // The status of a child that does `work` and is then sent `number`.
+  // The status of a child that does `work` and then receives the signal `number`.
   template <typename Work>
   static int endedBy(int number, Work work) {
     pid_t const child = fork();
@@ -99,7 +99,7 @@ TEST_F(AtomicFileTest, TheModeIsOnTheDiskBeforeTheName) {
   EXPECT_EQ(modeWhenSynced, 0644U);
 }
 
-// What is written may turn out not to be for everybody.
+// The content may turn out not to be for everybody.
 TEST_F(AtomicFileTest, NobodyElseReadsItBeforeItIsCommitted) {
   AtomicFile file(directory / "f", 0644);
   file.write("new");
@@ -122,8 +122,8 @@ TEST_F(AtomicFileTest, ItStaysInItsDirectoryWhateverThePathLeadsTo) {
   EXPECT_TRUE(std::filesystem::is_empty(directory / "other"));
 }
 
-// What leads to the temporary file leads to no other, even if somebody exchanges its name.
-TEST_F(AtomicFileTest, TheTemporaryPathIsThatOfTheVeryFile) {
+// The path of the temporary file leads to no other file, even if somebody exchanges its name.
+TEST_F(AtomicFileTest, TheTemporaryPathLeadsToTheFileItself) {
   AtomicFile file(directory / "f", 0644);
   file.write("new");
   file.finish();
@@ -134,7 +134,7 @@ TEST_F(AtomicFileTest, TheTemporaryPathIsThatOfTheVeryFile) {
 
 class StaleFilesTest : public AtomicFileTest {
  protected:
-  // A temporary file that was last written so many seconds ago.
+  // A temporary file that was last written this many seconds ago.
   void leave(const std::string& name, time_t age) {
     writeFile(directory / name, "cut", 0600);
     timespec const then = {std::time(nullptr) - age, 0};
@@ -170,7 +170,7 @@ TEST_F(StaleFilesTest, StayWhileTheirWriterLives) {
   EXPECT_FALSE(isThere(".zemo-abcdef"));
 }
 
-TEST_F(StaleFilesTest, WhatIsNamedOrMadeOtherwiseStays) {
+TEST_F(StaleFilesTest, FilesOfOtherNamesOrOriginsStay) {
   for (const char* const name : {"zemo-abcdef", ".zemo-abcde", ".zemo-abcdefg", ".zemo-abc.ef",
                                  ".zemo-lock", ".zemo_abcdef"})
     leave(name, days);
@@ -223,7 +223,7 @@ TEST_F(AtomicFileTest, SignalsRemoveItAndStillEndTheProgram) {
   }
 }
 
-// As the alarm does that comes a second after an interruption.
+// Like the alarm a second after an interruption.
 TEST_F(AtomicFileTest, TheEndAfterAnInterruptionRemovesIt) {
   int const status = endedBy(SIGALRM, [this] {
     tool::endSoonAfterInterruption(8);
@@ -249,7 +249,7 @@ TEST_F(AtomicFileTest, SignalsAreAsBeforeWhenNothingIsLeft) {
   EXPECT_EQ(action.sa_handler, SIG_DFL);
 }
 
-TEST_F(AtomicFileTest, AScratchDirectoryGoesWithAllThatIsInIt) {
+TEST_F(AtomicFileTest, AScratchDirectoryIsRemovedWithItsContent) {
   std::string path;
   {
     tool::ScratchDirectory const scratch({});
@@ -261,7 +261,7 @@ TEST_F(AtomicFileTest, AScratchDirectoryGoesWithAllThatIsInIt) {
   EXPECT_FALSE(std::filesystem::exists(path));
 }
 
-TEST_F(AtomicFileTest, AScratchDirectoryGoesWithoutADescriptorToLookIntoIt) {
+TEST_F(AtomicFileTest, AScratchDirectoryIsRemovedWithoutADescriptorToReadIt) {
   std::string path;
   rlimit before = {};
   ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);

@@ -1,4 +1,4 @@
-// Directories that are opened once, their locks, and who else could change them.
+// Directories that are opened once, their locks, and users who could change them.
 
 #include "io/directory.h"
 
@@ -67,7 +67,7 @@ class RequireOwnTest : public ::testing::Test {
 
 }  // namespace
 
-TEST_F(DirectoryLockTest, IsHeldByOneAndGoesWithIt) {
+TEST_F(DirectoryLockTest, IsHeldByOneAndEndsWithIt) {
   {
     DirectoryLock const lock(Directory(directory.path()));
     EXPECT_EQ(tryToLock(), 1);
@@ -76,8 +76,8 @@ TEST_F(DirectoryLockTest, IsHeldByOneAndGoesWithIt) {
   EXPECT_EQ(tryToLock(), 0);
 }
 
-// Everybody who may read a directory may hold a lock of it.
-TEST_F(DirectoryLockTest, ALockOfTheDirectoryItselfHoldsNobodyUp) {
+// Any user who can read a directory can hold a lock on it.
+TEST_F(DirectoryLockTest, ALockOfTheDirectoryItselfBlocksNobody) {
   int const opened = open(directory.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   ASSERT_EQ(flock(opened, LOCK_EX), 0);
   EXPECT_EQ(tryToLock(), 0);
@@ -91,13 +91,13 @@ TEST_F(DirectoryLockTest, NobodyElseCanOpenItsFile) {
   EXPECT_EQ(statusOf(file).st_mode & 07777U, 0600U);
 }
 
-TEST_F(DirectoryLockTest, WhatACrashLeftDoesNotMatter) {
+TEST_F(DirectoryLockTest, LeftoversOfACrashDoNotMatter) {
   writeFile(file, "", 0600);
   EXPECT_EQ(tryToLock(), 0);
   EXPECT_TRUE(std::filesystem::is_empty(directory.path()));
 }
 
-TEST_F(DirectoryLockTest, WaitingHasAnEndAndSaysForWhat) {
+TEST_F(DirectoryLockTest, WaitingEndsAndNamesTheLock) {
   DirectoryLock const lock(Directory(directory.path()));
   try {
     DirectoryLock const second(Directory(directory.path()), aMoment);
@@ -115,7 +115,7 @@ TEST_F(DirectoryLockTest, LinksAreNotFollowed) {
   EXPECT_EQ(tryToLock(), 1);
 }
 
-// Each process adds to a number many times; no addition is lost.
+// Each process increments a number many times; no increment is lost.
 TEST_F(DirectoryLockTest, ManyRunsLoseNothing) {
   constexpr int processes = 8;
   constexpr int rounds = 100;
@@ -137,13 +137,13 @@ TEST_F(DirectoryLockTest, ManyRunsLoseNothing) {
             << processes * rounds - std::stoi(readFile(directory / "number")) << " lost\n";
 }
 
-TEST_F(RequireOwnTest, TheCallersOwnDirectoriesServe) {
+TEST_F(RequireOwnTest, TheCallersOwnDirectoriesAreAccepted) {
   makeDirectory(directory / "a/b");
   EXPECT_EQ(refusal(directory / "a/b"), "");
   EXPECT_EQ(refusal(directory / "a/none/yet"), "");
 }
 
-TEST_F(RequireOwnTest, WhatOthersCanWriteToDoesNot) {
+TEST_F(RequireOwnTest, DirectoriesThatOthersCanWriteToAreRefused) {
   std::string const home = directory / "a/home";
   std::string const start = "'" + home + "' is not safe to use";
   makeDirectory(home);
@@ -172,7 +172,7 @@ TEST_F(RequireOwnTest, LinksAreJudgedByWhereTheyLead) {
           "' is not safe to use because it is a symbolic link: give the path that it leads to");
 }
 
-TEST_F(RequireOwnTest, WhatSomebodyElseOwnsDoesNot) {
+TEST_F(RequireOwnTest, DirectoriesThatSomebodyElseOwnsAreRefused) {
   makeDirectory(directory / "a/home");
   if (chown((directory / "a").c_str(), 1234, 1234) != 0)
     GTEST_SKIP() << "cannot give a directory away";

@@ -22,7 +22,7 @@ class NamesInput : public testing::Test {
 
 }  // namespace
 
-TEST_F(NamesInput, OneALine) {
+TEST_F(NamesInput, OnePerLine) {
   EXPECT_EQ(tool::readNames(holding("/a\n/b c\n"), false), (Names{"/a", "/b c"}));
   EXPECT_EQ(tool::readNames(holding("/a\n/b"), false), (Names{"/a", "/b"}));
   EXPECT_EQ(tool::readNames(holding(""), false), Names());

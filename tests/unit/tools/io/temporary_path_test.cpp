@@ -22,7 +22,7 @@ void make(const std::string& path) {
     (void)close(file);
 }
 
-// What a program that is being ended, too, goes on to do for a little while.
+// Acts like a program that the signal also ends, but that continues for a little while.
 [[noreturn]] void makeAgainAndAgain(const std::string& path) {
   auto const end = std::chrono::steady_clock::now() + std::chrono::milliseconds(30);
   while (std::chrono::steady_clock::now() < end)

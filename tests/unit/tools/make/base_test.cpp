@@ -1,4 +1,4 @@
-// zemo-selfcheck make --base: a list of what differs from the lists before it.
+// zemo-selfcheck make --base: a list of the differences from earlier lists.
 
 #include <unistd.h>
 
@@ -48,7 +48,7 @@ TEST_F(MakeBaseTest, SeveralBasesAreMergedInOrder) {
   EXPECT_EQ(entries(), linesFor({files / "d/b"}));
 }
 
-TEST_F(MakeBaseTest, ListThatDiffersInNothingIsWrittenWithoutEntries) {
+TEST_F(MakeBaseTest, ListWithoutDifferencesIsWrittenWithoutEntries) {
   ProgramRun const run = make({files / "d", "--base", base});
   EXPECT_EQ(run.status, 0);
   EXPECT_EQ(run.output, "wam.full.update.list: no entries: nothing differs from the base lists\n");
@@ -86,14 +86,14 @@ TEST_F(MakeBaseTest, MembersOfAFixedDirectoryAreRemoved) {
   EXPECT_EQ(entries().size(), 3U);
 }
 
-TEST_F(MakeBaseTest, WithNamesFromElsewhereWhatIsGoneIsRemoved) {
+TEST_F(MakeBaseTest, WithNamesFromElsewhereMissingFilesAreRemoved) {
   remove(files / "other");
   writeFile(files / "names", (files / "d/a") + "\n" + (files / "other"));
   ASSERT_EQ(make({"--from", files / "names", "--base", base}).status, 0);
   EXPECT_EQ(entries(), Lines{removal(files / "other")});
 }
 
-TEST_F(MakeBaseTest, UnreadableBaseIsNoBase) {
+TEST_F(MakeBaseTest, UnreadableBaseIsRefused) {
   writeFile(files / "no-list", "x\n");
   ProgramRun const run = make({files / "d", "--base", base, files / "no-list"});
   EXPECT_EQ(run.status, notLoaded);
@@ -133,7 +133,7 @@ TEST_F(MakeBaseTest, PathsMayFollowOptionsThatTakeSeveralValues) {
   EXPECT_NE(readFile(output).find(expected[0]), std::string::npos);
 }
 
-TEST_F(MakeBaseTest, BracketsInNamesAreNoLists) {
+TEST_F(MakeBaseTest, BracketsInNamesAreNotLists) {
   makeDirectory(files / "[d,other]");
   std::filesystem::path const before = std::filesystem::current_path();
   std::filesystem::current_path(files.path());

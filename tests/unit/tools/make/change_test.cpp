@@ -1,4 +1,4 @@
-// zemo-selfcheck make: files that change and vanish while the list is made, signals, and progress.
+// zemo-selfcheck make: files that change or vanish while the list is made, signals, and progress.
 
 #include <fcntl.h>
 #include <stdlib.h>
@@ -11,11 +11,11 @@
 
 namespace {
 
-// Holds up the next program that opens a file, so that a test can do something meanwhile.
+// Blocks the next program that opens a file, so that a test can act meanwhile.
 class Lease {
  public:
   explicit Lease(const std::string& path) : _file(open(path.c_str(), O_RDWR | O_CLOEXEC)) {
-    (void)signal(SIGIO, SIG_IGN);  // how the kernel tells that somebody waits
+    (void)signal(SIGIO, SIG_IGN);  // the kernel's notice that somebody waits
     _held = fcntl(_file, F_SETLEASE, F_WRLCK) == 0;
   }
   ~Lease() { release(); }
@@ -81,7 +81,7 @@ TEST_F(MakeChangeTest, FileThatChangesAfterItWasReadIsFound) {
   EXPECT_FALSE(isWritten());
 }
 
-TEST_F(MakeChangeTest, WhatVanishesBeforeItIsReadIsLeftOut) {
+TEST_F(MakeChangeTest, FilesThatVanishBeforeTheyAreReadAreLeftOut) {
   makeDirectory(files / "d");
   writeFile(files / "d/e", "e");
   Lease a(files / "a");
@@ -99,7 +99,7 @@ TEST_F(MakeChangeTest, WhatVanishesBeforeItIsReadIsLeftOut) {
   EXPECT_EQ(entries(), linesFor({files.path(), files / "a", files / "c"}));
 }
 
-TEST_F(MakeChangeTest, WhatVanishesBetweenReadingAndComparingIsLeftOut) {
+TEST_F(MakeChangeTest, FilesThatVanishBetweenReadingAndComparingAreLeftOut) {
   Lease b(files / "b");
   REQUIRE_LEASE(b);
   auto running = start();
@@ -114,7 +114,7 @@ TEST_F(MakeChangeTest, WhatVanishesBetweenReadingAndComparingIsLeftOut) {
   EXPECT_TRUE(isIntact({output}));
 }
 
-TEST_F(MakeChangeTest, ABaseListsEntryOfWhatVanishesIsRemoved) {
+TEST_F(MakeChangeTest, BaseEntriesOfFilesThatVanishAreRemoved) {
   std::string const base = lists / "wam.full.aaa.list";
   ASSERT_EQ(tool({"make", "--output", base, files.path()}).status, 0);
   writeFile(files / "a", "another");
@@ -131,8 +131,8 @@ TEST_F(MakeChangeTest, ABaseListsEntryOfWhatVanishesIsRemoved) {
   EXPECT_TRUE(isIntact({base, output}));
 }
 
-// A change beside it is one all the same.
-TEST_F(MakeChangeTest, WhatVanishesHidesNoChange) {
+// A change of another file still counts.
+TEST_F(MakeChangeTest, FilesThatVanishHideNoChange) {
   Lease c(files / "c");
   REQUIRE_LEASE(c);
   auto running = start();
@@ -163,7 +163,7 @@ TEST_F(MakeChangeTest, SignalsEndItAndLeaveNothingBehind) {
     REQUIRE_LEASE(b);
     auto running = start();
     b.waitForOpen();
-    Lease a(files / "a");  // has been read, and will be again when the list is compared
+    Lease a(files / "a");  // has been read, and is read again when the list is compared
     b.release();
     a.waitForOpen();
     std::size_t temporary = 0;
@@ -195,7 +195,7 @@ TEST_F(MakeChangeTest, IgnoredSignalsStayIgnored) {
 
 class MakeProgressTest : public MakeTest {
  protected:
-  // What `make` writes to a terminal that is its standard error.
+  // The output of `make` on a terminal that is its standard error.
   std::string shownBy(const std::string& options) {
     int const master = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC | O_NONBLOCK);
     if (master < 0 || grantpt(master) != 0 || unlockpt(master) != 0)
@@ -215,7 +215,7 @@ class MakeProgressTest : public MakeTest {
   }
 };
 
-TEST_F(MakeProgressTest, IsShownOnATerminalAndTakenOff) {
+TEST_F(MakeProgressTest, IsShownOnATerminalAndErased) {
   writeFile(files / "a", "x");
   std::string const shown = shownBy("");
   if (shown == "no terminal")

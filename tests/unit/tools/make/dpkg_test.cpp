@@ -1,4 +1,4 @@
-// zemo-selfcheck make --dpkg: packages of this machine, and of a database of the test's own.
+// zemo-selfcheck make --dpkg: packages of this machine, and of a test's own database.
 
 #include <unistd.h>
 
@@ -16,7 +16,7 @@ class MakeDpkgTest : public MakeTest {
       GTEST_SKIP() << "needs dpkg";
   }
 
-  // From now on dpkg knows the packages that are added, and no other.
+  // From now on, dpkg knows only the packages that are added.
   void useOwnDatabase() {
     makeDirectory(database / "info");
     makeDirectory(database / "updates");
@@ -79,7 +79,7 @@ TEST_F(MakeDpkgTest, PackagesOfThisMachine) {
 
 TEST_F(MakeDpkgTest, UnknownPackagesAreAllNamed) {
   ProgramRun const run = make({"--dpkg", "no-such", "bash", "ba*", "No", "", "-x"});
-  EXPECT_EQ(run.status, usage);  // -x is no option
+  EXPECT_EQ(run.status, usage);  // -x is not an option
   ProgramRun const other = make({"--dpkg", "no-such", "bash", "ba*", "No", ""});
   EXPECT_EQ(other.status, notLoaded);
   EXPECT_EQ(other.errors,
@@ -109,7 +109,7 @@ TEST_F(MakeDpkgTest, ConfigurationFilesHaveNeitherSizeNorContent) {
   expected.push_back(entryLine(files / "old"));
   expected.push_back(entryLine(files / "plain"));
   EXPECT_EQ(entries(), expected);
-  // However a configuration file has been found, unless its content is asked for.
+  // It does not matter how a configuration file was found, unless its content is requested.
   ASSERT_EQ(make({files / "conf", "--dpkg", "demo"}).status, 0);
   EXPECT_EQ(entries(), expected);
 }
@@ -139,13 +139,13 @@ TEST_F(MakeDpkgTest, FilesThatAreNotAsTheirPackageInstalledThemAreRefused) {
   EXPECT_EQ(allowed.status, 0);
   EXPECT_EQ(allowed.errors, named);
   EXPECT_TRUE(isIntact({output}));
-  // A configuration file counts where its content is stated; content that is not stated never does.
+  // A configuration file counts if its content is stated; content that is not stated never does.
   EXPECT_EQ(make({"--dpkg", "demo", "--exclude", "[bc]"}).status, 0);
   EXPECT_EQ(make({"--dpkg", "demo", "--exclude", "[bc]", "--conffiles"}).status, changed);
   EXPECT_EQ(make({"--dpkg", "demo", "--omit", "hash"}).status, 0);
 }
 
-TEST_F(MakeDpkgTest, DivertedFilesAreComparedWhereTheyLie) {
+TEST_F(MakeDpkgTest, DivertedFilesAreComparedAtTheirNewPaths) {
   useOwnDatabase();
   writeFile(files / "a", "package's own");
   addPackage("mine", {files / "a"});
@@ -171,7 +171,7 @@ TEST_F(MakeDpkgTest, FilesWithoutADigestAreNamed) {
   EXPECT_EQ(make({"--dpkg", "demo", "--omit", "hash"}).errors, "");
 }
 
-TEST_F(MakeDpkgTest, LinksAboveFilesAreResolvedAndToldOnce) {
+TEST_F(MakeDpkgTest, LinksAboveFilesAreResolvedAndReportedOnce) {
   useOwnDatabase();
   makeDirectory(files / "usr/lib");
   makeLink("usr/lib", files / "lib");
@@ -190,7 +190,7 @@ TEST_F(MakeDpkgTest, LinksAboveFilesAreResolvedAndToldOnce) {
   EXPECT_EQ(entries(), linesFor({"/", files / "lib", files / "usr/lib/a", files / "usr/lib/b"}));
 }
 
-TEST_F(MakeDpkgTest, DivertedFilesAreListedWhereTheyLie) {
+TEST_F(MakeDpkgTest, DivertedFilesAreListedAtTheirNewPaths) {
   useOwnDatabase();
   for (const std::string name : {"a", "a.other", "b", "b.local"})
     writeFile(files / name, name.substr(0, 1));
@@ -232,7 +232,7 @@ TEST_F(MakeDpkgTest, FilesThatAreNotOnDiskAreLeftOut) {
   EXPECT_EQ(entries(), linesFor({"/", files / "a"}));
 }
 
-TEST_F(MakeDpkgTest, WithABaseWhatIsGoneIsRemoved) {
+TEST_F(MakeDpkgTest, WithABaseMissingFilesAreRemoved) {
   useOwnDatabase();
   writeFile(files / "a", "");
   writeFile(files / "b", "");

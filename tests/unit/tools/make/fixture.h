@@ -1,4 +1,4 @@
-// zemo-selfcheck make, run on trees of the test's own.
+// zemo-selfcheck make, run on trees that the tests create.
 
 #ifndef ZEMO_TESTS_UNIT_TOOLS_MAKE_FIXTURE_H
 #define ZEMO_TESTS_UNIT_TOOLS_MAKE_FIXTURE_H
@@ -25,7 +25,7 @@ class MakeTest : public ToolTest {
     unsetenv("DPKG_ADMINDIR");
   }
 
-  // Without the warning of the directories above the test's own, which no list names.
+  // Without the warning about the directories above the test's own, which no list names.
   ProgramRun make(std::vector<std::string> words) {
     words.insert(words.begin(), {"make", "--output", output});
     ProgramRun run = tool(words);
@@ -40,7 +40,7 @@ class MakeTest : public ToolTest {
     return errors;
   }
 
-  // The same, by a caller who may not read files against their permissions, even as root.
+  // The same as a caller who cannot read files against their permissions, even as root.
   ProgramRun makeAsOthers(std::vector<std::string> words) {
     words.insert(words.begin(),
                  {"/usr/bin/setpriv", "--bounding-set=-dac_override,-dac_read_search", ZEMO_TOOL,
@@ -48,7 +48,7 @@ class MakeTest : public ToolTest {
     return runProgram(words);
   }
 
-  // The entry lines of the list that has been written.
+  // The entry lines of the list that was written.
   std::vector<std::string> entries() const { return entriesOf(output); }
 
   static std::vector<std::string> entriesOf(const std::string& list) {
@@ -57,7 +57,7 @@ class MakeTest : public ToolTest {
     return lines;
   }
 
-  // The lines of `paths`, as they are on disk. What a link's columns say of its owner is "-".
+  // The lines of `paths`, as they are on disk. The last three columns of links are "-".
   static std::vector<std::string> linesFor(const std::vector<std::string>& paths) {
     std::vector<std::string> lines;
     for (const std::string& path : paths) {
@@ -84,7 +84,7 @@ class MakeTest : public ToolTest {
     return list.fillFixedDirInfo() && list.checkFiles(CHECK_ITEM_ALL);
   }
 
-  // Nothing is in the list's directory but, perhaps, the list.
+  // True if the list's directory contains nothing, or only the list.
   bool isOutputAlone() const {
     for (const auto& member : std::filesystem::directory_iterator(lists.path())) {
       if (member.path() != output)

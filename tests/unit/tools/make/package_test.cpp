@@ -1,4 +1,4 @@
-// zemo-selfcheck make --package: placeholders for what differs from machine to machine.
+// zemo-selfcheck make --package: placeholders for values that differ between machines.
 
 #include <unistd.h>
 
@@ -16,7 +16,7 @@ class MakePackageTest : public MakeTest {
     output = lists / "notes.full.base.list";
   }
 
-  // Makes it run as root: that user's files are the only ones that all tests can make.
+  // Makes the package run as root, the only user whose files all tests can create.
   void giveUser() { writeFile(directory + "/user", "root\n"); }
 
   ProgramRun makePackage(std::vector<std::string> words) {
@@ -33,7 +33,7 @@ TEST_F(MakePackageTest, PlaceholdersStandForDirectoryAndUser) {
   writeFile(target + "/a", "x");
   makeLink(target + "/a", target + "/link");
   makeLink(target, target + "/whole");
-  makeLink(target + "x", target + "/beside");
+  makeLink(target + "x", target + "/beyond");
   makeDirectory(target + "x");
   ASSERT_EQ(makePackage({target, target + "x"}).status, 0);
   std::string const size = std::to_string(target.size());
@@ -42,7 +42,7 @@ TEST_F(MakePackageTest, PlaceholdersStandForDirectoryAndUser) {
       (Lines{
           "$pkg_dir\t-\t-\td\t755\t$pkg\t$pkg",
           "$pkg_dir/a\t1\t11f6ad8ec52a2984abaafd7c3b516503785c2072\tf\t644\t$pkg\t$pkg",
-          "$pkg_dir/beside\t" + std::to_string(target.size() + 1) + "\t" + target + "x\tl\t-\t-\t-",
+          "$pkg_dir/beyond\t" + std::to_string(target.size() + 1) + "\t" + target + "x\tl\t-\t-\t-",
           "$pkg_dir/link\t" + std::to_string(target.size() + 2) + "\t$pkg_dir/a\tl\t-\t-\t-",
           "$pkg_dir/whole\t" + size + "\t$pkg_dir\tl\t-\t-\t-",
           target + "x\t-\t-\td\t755\t$pkg\t$pkg"}));
@@ -71,7 +71,7 @@ TEST_F(MakePackageTest, LiteralPlaceholdersAreRefused) {
   EXPECT_FALSE(isWritten());
 }
 
-TEST_F(MakePackageTest, TargetsOfWhatIsNotCalledALinkStayAsTheyAre) {
+TEST_F(MakePackageTest, TargetsOfLinksWithoutStatedTypeStayAsTheyAre) {
   makeLink(target + "/a$pkg_dir", target + "/link");
   ASSERT_EQ(makePackage({target + "/link", "--omit", "type"}).status, 0);
   EXPECT_EQ(entries()[0], "$pkg_dir/link\t" + std::to_string(target.size() + 10) + "\t" + target +
@@ -86,7 +86,7 @@ TEST_F(MakePackageTest, LongTargetBelowThePackage) {
                               link.substr(target.size(), 1023 - target.size()) + "\tl\t-\t-\t-");
 }
 
-TEST_F(MakePackageTest, RemovalsUsePlaceholdersToo) {
+TEST_F(MakePackageTest, RemovalsAlsoUsePlaceholders) {
   writeFile(target + "/a", "x");
   ASSERT_EQ(makePackage({target}).status, 0);
   std::string const base = output;

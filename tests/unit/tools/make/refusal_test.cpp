@@ -1,4 +1,4 @@
-// zemo-selfcheck make: what it refuses, and that nothing is written then.
+// zemo-selfcheck make: refusals, after which nothing is written.
 
 #include <unistd.h>
 
@@ -33,7 +33,7 @@ class MakeRefusalTest : public MakeTest {
   std::string quotedName(const std::string& name) const { return "'" + (files / name) + "'"; }
 };
 
-TEST_F(MakeRefusalTest, WhatTheFormatCannotExpressIsNamedAllAtOnce) {
+TEST_F(MakeRefusalTest, EverythingThatTheFormatCannotExpressIsNamedAtOnce) {
   writeFile(files / "a\tb", "");
   makeDirectory(files / "c\nd");
   makeLink("x\ty", files / "link1");
@@ -57,7 +57,7 @@ TEST_F(MakeRefusalTest, WhatTheFormatCannotExpressIsNamedAllAtOnce) {
            " cannot be listed: its target 'FIXED' would mean a directory with fixed members"});
 }
 
-TEST_F(MakeRefusalTest, TargetsThatAreNotStatedMayBeAny) {
+TEST_F(MakeRefusalTest, UnstatedTargetsMayBeAnything) {
   makeLink("x\ty", files / "link1");
   makeLink("-", files / "link2");
   EXPECT_EQ(make({files.path(), "--omit", "hash"}).status, 0);
@@ -81,7 +81,7 @@ TEST_F(MakeRefusalTest, ReadErrorHasItsReason) {
   expectRefused(make({"/proc/self/mem"}), {"cannot read '/proc/self/mem': Input/output error"});
 }
 
-TEST_F(MakeRefusalTest, ZeroBytesInLinesAreNoNames) {
+TEST_F(MakeRefusalTest, ZeroBytesInLinesAreNotNames) {
   writeFile(files / "a", "");
   writeFile(files / "names", (files / "a") + std::string("\0b\n", 3));
   expectRefused(
@@ -107,7 +107,7 @@ TEST_F(MakeRefusalTest, OutputMustBeNamedLikeAListOfItsSet) {
   EXPECT_EQ(tool({"make", files.path()}).status, usage);
 }
 
-// It would be a stray there. (In another tree, it is merely left out.)
+// It would be a stray member there. (In another tree, it is merely left out.)
 TEST_F(MakeRefusalTest, AListInADirectoryWithFixedMembers) {
   writeFile(lists / "a", "");
   auto const refusal = [this] {
@@ -205,7 +205,7 @@ TEST_F(MakeRefusalTest, ValuesThatAreNeitherPathsNorTheirOwnAreNamed) {
   EXPECT_EQ(make({"--base", files / "none", files.path()}).status, notLoaded);
 }
 
-TEST_F(MakeRefusalTest, NothingToListIsNoSuccess) {
+TEST_F(MakeRefusalTest, NothingToListIsNotASuccess) {
   ProgramRun const run = make({files.path(), "--exclude", "*"});
   EXPECT_EQ(run.status, notLoaded);
   EXPECT_EQ(run.errors, "zemo-selfcheck: there is nothing to list\n");
@@ -230,7 +230,7 @@ TEST_F(MakeRefusalTest, OutputMustBeWritable) {
 TEST_F(MakeRefusalTest, FullDiskLeavesTheOldList) {
   writeFile(files / "a", "");
   writeFile(output, "old");
-  // (What counts coverage would fail, too, and say so.)
+  // (Coverage counters would also fail, with a message.)
   std::vector<std::string> words = {"/bin/sh",
                                     "-c",
                                     "export LLVM_PROFILE_FILE=/dev/null;"
@@ -246,14 +246,14 @@ TEST_F(MakeRefusalTest, FullDiskLeavesTheOldList) {
             "zemo-selfcheck: cannot write '" + output + "': File too large\nstatus 16\n");
   EXPECT_EQ(readFile(output), "old");
   EXPECT_TRUE(isOutputAlone());
-  // The signal that usually comes with it ends the program, and leaves nothing behind either.
+  // The signal that usually comes with the error ends the program, and also leaves nothing.
   words[2] = "ulimit -f 0; exec \"$@\"";
   EXPECT_EQ(runProgram(words).status, 128 + SIGXFSZ);
   EXPECT_EQ(readFile(output), "old");
   EXPECT_TRUE(isOutputAlone());
 }
 
-TEST_F(MakeRefusalTest, ClosedOutputIsNoSuccess) {
+TEST_F(MakeRefusalTest, ClosedOutputIsNotASuccess) {
   writeFile(files / "a", "");
   EXPECT_EQ(runProgram({"/bin/sh", "-c", "exec \"$@\" >&-", "sh", ZEMO_TOOL, "make", "--output",
                         output, files.path()})
@@ -262,7 +262,7 @@ TEST_F(MakeRefusalTest, ClosedOutputIsNoSuccess) {
   EXPECT_TRUE(isWritten());
 }
 
-TEST_F(MakeRefusalTest, SignatureThatNoLongerFitsIsTold) {
+TEST_F(MakeRefusalTest, SignatureThatNoLongerFitsIsReported) {
   writeFile(files / "a", "");
   writeFile(output + ".asc", "");
   ProgramRun run = make({files.path()});

@@ -1,4 +1,4 @@
-// zemo-selfcheck make PATH..., --from, --exclude and --fixed: which files are listed, and how.
+// zemo-selfcheck make PATH..., --from, --exclude and --fixed: the files that are listed, and how.
 
 #include <fcntl.h>
 #include <sys/socket.h>
@@ -95,7 +95,7 @@ TEST_F(MakeTreeTest, LinksAreNotFollowed) {
   EXPECT_EQ(entries(), linesFor({files / "dangling", files / "to-d"}));
 }
 
-TEST_F(MakeTreeTest, FromNamesFilesWithoutWhatLiesBelowThem) {
+TEST_F(MakeTreeTest, FromNamesFilesWithoutTheirMembers) {
   writeFile(files / "names", (files / "d") + "\n\n" + (files / "d/a"));
   EXPECT_EQ(make({"--from", files / "names"}).status, 0);
   EXPECT_EQ(entries(), linesFor({files / "d", files / "d/a"}));
@@ -258,7 +258,7 @@ TEST_F(MakeTreeTest, ListDoesNotListItself) {
   EXPECT_EQ(run.status, 0) << run.errors;
   EXPECT_EQ(entries(), linesFor(pathsOfTree()));
   EXPECT_EQ(linesOf(run.errors).size(), 3U) << run.errors;
-  // Seen through a link, too.
+  // The same through a link.
   run = tool({"make", "--output", files / "to-d/wam.full.base.list", files / "d"});
   EXPECT_EQ(run.status, 0) << run.errors;
   EXPECT_EQ(entries(), linesFor(pathsOfTree()));
@@ -311,8 +311,8 @@ TEST_F(MakeTreeTest, RandomTreesAreReadBackAndIntact) {
                      std::filesystem::recursive_directory_iterator(files / "random"), {})));
 }
 
-// Nothing would tell when a link takes the place of such a directory.
-TEST_F(MakeTreeTest, DirectoriesAboveThatNoListNamesAreWarnedOf) {
+// Nothing would show that a link has replaced such a directory.
+TEST_F(MakeTreeTest, DirectoriesAboveThatNoListNamesCauseAWarning) {
   makeDirectory(files / "a/b/c/d");
   writeFile(files / "a/b/c/d/f", "");
   auto const warned = [this](std::vector<std::string> words) {
@@ -332,7 +332,7 @@ TEST_F(MakeTreeTest, DirectoriesAboveThatNoListNamesAreWarnedOf) {
   EXPECT_NE(warned({"--from", files / "names"}).find(" to be directories"), std::string::npos);
   writeFile(files / "etc", "/etc\n");
   EXPECT_EQ(warned({"/etc/passwd", "--from", files / "etc"}), "");
-  // What a base list states counts, unless it states no type.
+  // An entry of a base list counts, unless it states no type.
   std::string const base = lists / "wam.full.aaa.list";
   ASSERT_EQ(tool({"make", "--output", base, "--from", files / "etc"}).status, 0);
   EXPECT_EQ(warned({"/etc/passwd", "--base", base}), "");

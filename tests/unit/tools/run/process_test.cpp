@@ -25,7 +25,7 @@ Command shell(const std::string& script) {
   return command;
 }
 
-// Under valgrind the child does not share the memory in which it says why.
+// Under valgrind, the child has no shared memory in which to report the reason.
 bool cannotLearnOfFailures() {
   return getenv("ZEMO_UNDER_VALGRIND") != nullptr;
 }
@@ -38,8 +38,8 @@ TEST(Process, OutputAndStatus) {
   EXPECT_EQ(outcome.status, 7);
 }
 
-// Part of an answer would be taken for the whole. The program, with more to write than a pipe
-// holds, must not wait for a reader either.
+// Part of an answer would be taken for the whole. A program with more output than a pipe holds must
+// not wait for a reader either.
 TEST(Process, OutputThatCannotBeReadIsAFailure) {
   scriptedReads.goodCalls = 0;
   EXPECT_THROW(run(shell("head -c 1000000 /dev/zero; exit 0")), tool::Failure);
@@ -50,7 +50,7 @@ TEST(Process, SignalIsAStatusBeyond128) {
   EXPECT_EQ(run(shell("kill -9 $$")).status, 128 + SIGKILL);
 }
 
-TEST(Process, WordsAreNoShellText) {
+TEST(Process, WordsAreNotShellText) {
   Command command;
   command.words = {"printf", "%s|", "a b", "$HOME", "", "'"};
   EXPECT_EQ(run(command).output, "a b|$HOME||'|");

@@ -18,7 +18,7 @@ TEST(Progress, UnknownTotalsAreLeftOut) {
   EXPECT_EQ(progressText({1234567, 0, 99'990, 0, 2}, 80), "1,234,567 files, 100 kB, 50.0 kB/s");
 }
 
-TEST(Progress, NothingDoneTakesNobodyKnowsHowLong) {
+TEST(Progress, NothingDoneLeavesTheTimeUnknown) {
   EXPECT_EQ(progressText({0, 3, 0, 3000, 5}, 80), "0 of 3 files, 0.0 of 3.0 kB, 0 B/s");
 }
 

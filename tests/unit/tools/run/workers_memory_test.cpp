@@ -1,4 +1,4 @@
-// Workers where memory for threads runs out.
+// Workers when memory for threads runs out.
 
 #include <gtest/gtest.h>
 

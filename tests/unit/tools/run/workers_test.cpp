@@ -71,7 +71,7 @@ TEST(Workers, NothingWaitsBehindASlowItem) {
   }
 }
 
-TEST(Workers, AllWithoutAWordOnWhatIsQuickGoOneByOne) {
+TEST(Workers, ItemsAreTakenOneByOneByDefault) {
   std::atomic<std::size_t> others{0};
   Workers workers(1000, 2, [&](std::size_t i) {
     if (i != 0)
@@ -100,7 +100,7 @@ TEST(Workers, WaitDoesNotWaitForALongItem) {
     workers.wait();
 }
 
-TEST(Workers, WhatAnItemThrowsComesOutOfWaiting) {
+TEST(Workers, AnItemsExceptionComesOutOfWaiting) {
   Workers workers(100, 2, [](std::size_t i) {
     if (i == 10)
       throw std::runtime_error("ten");

@@ -39,7 +39,7 @@ TEST(Label, NamesWithBlanksAndControlBytesAreReadBack) {
   EXPECT_EQ(label->serial, strange.serial);
 }
 
-TEST(Label, AnyOtherTextIsNoLabel) {
+TEST(Label, AnyOtherTextIsNotALabel) {
   for (const char* const text :
        {"", "free text", "set=wam", "set=wam mode=full list=base serial=1 date=today",
         " set=wam mode=full list=base serial=1 date=2026-09-21T12:00:00Z",

@@ -20,7 +20,7 @@ class ListFileTest : public testing::Test {
     return directory / "list";
   }
 
-  // What is said of the list at `path`, after its name.
+  // The reason that is given for the list at `path`, after its name.
   static std::string reasonFor(const std::string& path) {
     try {
       readListFile(path);
@@ -76,7 +76,7 @@ TEST_F(ListFileTest, HeadOnlyIsAnEmptyList) {
   EXPECT_TRUE(readListFile(holding("WAM_SELF_CHECK\nx\n")).lines.empty());
 }
 
-TEST_F(ListFileTest, WhatIsNoList) {
+TEST_F(ListFileTest, FilesThatAreNotLists) {
   EXPECT_EQ(reasonFor(holding("")), "its first line is not WAM_SELF_CHECK");
   EXPECT_EQ(reasonFor(holding("WAM_SELF_CHECK\r\nx\n")), "its first line is not WAM_SELF_CHECK");
   EXPECT_EQ(reasonFor(holding("WAM_SELF_CHECK\n")), "it has no second line");

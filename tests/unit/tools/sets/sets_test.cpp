@@ -24,8 +24,7 @@ TEST(Sets, NamesThatSetsAndModesCanHave) {
     EXPECT_THROW(requireSetName(name), UsageError) << name;
     EXPECT_THROW(requireModeName(name), UsageError) << name;
   }
-  // A list of a mode "full.x" would be one of the mode "full" as well; each set has its own
-  // directory.
+  // A list of a mode "full.x" would also be one of the mode "full"; each set has its own directory.
   for (const char* const name : {"a.b", "...", "full.x", "x."}) {
     EXPECT_NO_THROW(requireSetName(name)) << name;
     EXPECT_THROW(requireModeName(name), UsageError) << name;
@@ -82,7 +81,7 @@ TEST_F(ChosenSetsTest, PackagesThatCannotBeReadAreUnknown) {
   EXPECT_EQ(chosenSets({}, false).unknown, "");
 }
 
-TEST_F(ChosenSetsTest, WhatCannotBeExaminedMayBeASet) {
+TEST_F(ChosenSetsTest, UnexaminedEntriesMayBeSets) {
   makeLink("loop", systemDirectory + "/loop");
   makeDirectory(packagesDirectory);
   makeLink("loop", packagesDirectory + "/loop");
@@ -115,7 +114,7 @@ TEST(OrderLines, AreThoseOfTheFile) {
   EXPECT_EQ(tool::orderLines(directory.path()), (std::vector<std::string>{"a", "", "b\r", "c"}));
 }
 
-// Without them, lists would be said not to be named.
+// Otherwise, lists would be reported as not named.
 TEST(OrderLines, ThatCannotBeReadAreAFailure) {
   TemporaryDirectory const directory;
   writeFile(directory / "listorder", "a\n");

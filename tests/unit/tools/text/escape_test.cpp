@@ -31,14 +31,14 @@ TEST(Escape, InvalidUtf8BecomesOctal) {
   EXPECT_EQ(escaped("\xc3("), "\\303(");
 }
 
-TEST(Escape, WhatTerminalsAndReadersObeyBecomesOctal) {
+TEST(Escape, CharactersThatControlTerminalsBecomeOctal) {
   EXPECT_EQ(escaped("\xc2\x9b"), "\\302\\233");           // the one-character CSI
   EXPECT_EQ(escaped("\xe2\x80\xae"), "\\342\\200\\256");  // right to left
   EXPECT_EQ(escaped("\xe2\x80\xa8"), "\\342\\200\\250");  // line separator
   EXPECT_EQ(escaped("\xc2\xa0"), "\xc2\xa0");
 }
 
-TEST(Escape, WhatCannotBeSeenBecomesOctal) {
+TEST(Escape, InvisibleCharactersBecomeOctal) {
   for (const char* const invisible :
        {"\u00ad", "\u061c", "\u200b", "\u200c", "\u200d", "\u200e", "\u200f", "\u202a", "\u202e",
         "\u2060", "\u2061", "\u2064", "\u2066", "\u2069", "\u206f", "\ufeff", "\U000e0000",
@@ -64,7 +64,7 @@ TEST(Escape, UnescapedTakesEveryTextBack) {
   }
 }
 
-TEST(Escape, UnescapedRefusesWhatIsNoByte) {
+TEST(Escape, UnescapedRefusesWhatIsNotAByte) {
   EXPECT_EQ(unescaped("\\"), std::nullopt);
   EXPECT_EQ(unescaped("\\12"), std::nullopt);
   EXPECT_EQ(unescaped("\\400"), std::nullopt);
