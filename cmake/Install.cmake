@@ -1,7 +1,7 @@
-# What is installed, by component: runtime (the library), platform (the core and package libraries, to
-# be left out where the maker's own are), tools (zemo-selfcheck, its man pages and completion), services
-# (the nightly check for systemd, its AppArmor profile, alert rules, a dashboard), development (headers,
-# link names, CMake package, pkg-config, man page, sources of the examples).
+# The installed files by component: runtime (the library), platform (the core and package libraries, to be omitted on
+# machines with the maker's), tools (zemo-selfcheck, its man pages and completion), services (the nightly check for
+# systemd, its AppArmor profile, alert rules, a dashboard), development (headers, unversioned library names, CMake
+# package, pkg-config, man page, sources of the examples).
 
 include(CMakePackageConfigHelpers)
 
@@ -21,7 +21,7 @@ if(ZEMO_TOOLS)
 endif()
 
 if(ZEMO_TOOLS)
-  # They name the program by its full path, so they suit the prefix that the build was configured with.
+  # These contain the program's full path, so they suit the prefix that the build was configured with.
   set(ZEMO_SYSTEMD_UNIT_DIR lib/systemd/system CACHE STRING "Where systemd's units go, below the prefix")
   set(ZEMO_SYSUSERS_DIR lib/sysusers.d CACHE STRING "Where systemd-sysusers' files go, below the prefix")
   set(examples_dir ${CMAKE_INSTALL_DATADIR}/doc/zemoselfcheck/examples)

@@ -1,4 +1,4 @@
-// What libFuzzer calls, for the one target that the program holds.
+// The entry point for libFuzzer, for the only target in the program.
 
 #include <cstddef>
 #include <cstdint>

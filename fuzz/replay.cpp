@@ -1,4 +1,4 @@
-// Runs a target on inputs that are there already: no fuzzing, and no need of clang.
+// Runs a target on existing inputs: does not fuzz, and does not need clang.
 //
 //   fuzz_replay TARGET FILE-OR-DIRECTORY...
 
@@ -35,7 +35,7 @@ std::string contentOf(const std::filesystem::path& path) {
 
 }  // namespace
 
-// NOLINTNEXTLINE(bugprone-exception-escape): an exception shall end it
+// NOLINTNEXTLINE(bugprone-exception-escape): an exception must end the program
 int main(int argc, char** argv) {
   std::vector<std::string> const words(argv + 1, argv + argc);
   auto const target = words.empty() ? fuzz::targets().end() : fuzz::targets().find(words[0]);
@@ -50,7 +50,7 @@ int main(int argc, char** argv) {
   std::size_t skipped = 0;
   for (std::size_t i = 1; i < words.size(); ++i) {
     for (const std::filesystem::path& file : filesAt(words[i])) {
-      std::cerr << file.string() << std::endl;  // before it is run: it may end the process
+      std::cerr << file.string() << std::endl;  // first, because the input may end the process
       std::string const content = contentOf(file);
       ++count;
       try {

@@ -8,10 +8,10 @@
 
 namespace {
 
-// Its numbers are laid down by the standard, unlike those of distributions and std::shuffle.
+// Its numbers are fixed by the standard, unlike those of distributions and std::shuffle.
 using Random = std::mt19937;
 
-// The order of paths is that of their numbers.
+// Paths sort in the order of their numbers.
 std::string directoryPath(unsigned number) {
   return "/usr/share/directory" + padded(number, 5);
 }

@@ -1,4 +1,4 @@
-// Check lists of any length, the same on every machine. Nothing that they name exists.
+// Check lists of any length, the same on every machine. Nothing in them exists.
 
 #ifndef ZEMO_BENCH_COMMON_MADE_LIST_H
 #define ZEMO_BENCH_COMMON_MADE_LIST_H
@@ -6,17 +6,17 @@
 #include <string>
 #include <vector>
 
-// Every so many-th entry of a made list is a directory; those that follow are the files in it.
+// Every entriesPerDirectory-th entry of a made list is a directory, followed by its files.
 constexpr unsigned entriesPerDirectory = 100;
 
 // `count` entry lines in the order of their paths. The members of the first `fixedDirectories`
 // directories are fixed.
 std::vector<std::string> madeLines(unsigned count, unsigned fixedDirectories = 0);
 
-// `count` paths that no made list names, in its first hundred directories by turns.
+// `count` paths that are in no made list, in each of its first hundred directories in turn.
 std::vector<std::string> unlistedPaths(unsigned count);
 
-// Puts `lines` in an order that only their number decides.
+// Shuffles `lines` in a way that depends only on their number.
 void shuffle(std::vector<std::string>& lines);
 
 // Writes a check list of these entry lines to `path`.

@@ -26,8 +26,7 @@ std::string filePath(int directory, int number) {
   return directoryPath(directory) + "/file" + std::to_string(number);
 }
 
-// Makes a file of `size` bytes. Returns its line, whose ids have the same length whoever the user
-// is.
+// Makes a file of `size` bytes. Returns its line, in which ids have the same length for all users.
 std::string makeFile(const std::string& path, size_t size) {
   constexpr size_t digits = 10;
   writeFile(path, std::string(size, 'x'));
@@ -51,7 +50,7 @@ std::vector<std::string> fillDirectory(int number, bool fixed, int files, size_t
   return lines;
 }
 
-// The set of these lines, or null when it cannot be loaded.
+// The set of these lines, or null if it cannot be loaded.
 std::shared_ptr<FileList> load(const std::vector<std::string>& lines) {
   writeList("list", lines);
   auto list = std::make_shared<FileList>("wam", "full");
@@ -91,7 +90,7 @@ Work checkNamed() {
     append(lines, fillDirectory(i, true, filesPerDirectory, largest));
     for (int j = 0; j < filesPerDirectory; ++j) {
       paths.push_back(filePath(i, j));
-      // Of the unlisted ones, too, every other one lies in a directory with fixed members.
+      // Half of the unlisted files are also in a directory with fixed members.
       paths.push_back((j % 2 == 0 ? directoryPath(i) : "elsewhere") + "/unlisted" +
                       std::to_string(i * filesPerDirectory + j));
     }

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Counts the instructions of the fixed workloads and compares them with the recorded ones.
 
-Instructions, unlike times, are the same in every run, whatever else the machine does.
+Instruction counts, unlike times, are the same in every run, whatever else the machine does.
 """
 
 import argparse
@@ -15,13 +15,13 @@ WORKLOADS = ("entry", "load", "shuffled", "check", "named")
 RECORDED = pathlib.Path(__file__).with_name("recorded.txt")
 TOLERANCE = 0.02
 
-# glibc chooses among several ways to do the same by what the processor can do. All extensions off:
-# one way on every machine. What else stands in the environment has no part in it.
+# glibc selects implementations by the processor's features. Disabling all extensions gives the same
+# one on every machine. No other variables of the environment are used.
 ENVIRONMENT = {
     "PATH": "/usr/bin:/bin",
     "TMPDIR": os.environ.get("TMPDIR", "/tmp"),
     "LC_ALL": "C",
-    "LD_BIND_NOW": "1",  # symbols are looked up before the count begins
+    "LD_BIND_NOW": "1",  # look up symbols before counting starts
     "GLIBC_TUNABLES": "glibc.cpu.hwcaps=-AVX,-AVX2,-BMI1,-BMI2,-ERMS,-FMA,-FMA4,-LZCNT,-MOVBE,"
     "-POPCNT,-RTM,-SSE4_1,-SSE4_2,-SSSE3,-XSAVE,-XSAVEC,-AVX_Fast_Unaligned_Load,"
     "-Fast_Unaligned_Copy,-Fast_Unaligned_Load,-Fast_Copy_Backward,-Fast_Rep_String,-Slow_BSF",
@@ -33,16 +33,16 @@ def output_of(*command):
 
 
 def instructions_in(profile):
-    """The sum over callgrind's file of uncompressed names and positions, but for libcrypto.
+    """The sum of callgrind's file of uncompressed names and positions, except for libcrypto.
 
-    Its instructions depend on the processor, too, and are so many that the library's drown in them.
+    Its instructions also depend on the processor, and would outnumber those of the library.
     """
     total, ours, callee = 0, False, False
     for line in profile.splitlines():
         if line.startswith("ob="):
             ours = "libcrypto" not in line
         elif line.startswith("calls="):
-            callee = True  # the next line's instructions are those of the called function
+            callee = True  # the next line has the instructions of the called function
         elif line[:1].isdigit():
             if ours and not callee:
                 total += int(line.split()[1])
@@ -51,7 +51,7 @@ def instructions_in(profile):
 
 
 def count(program, workload):
-    """The instructions of the part of a workload that the program has callgrind look at."""
+    """The instructions in the part of a workload that the program selects for callgrind."""
     with tempfile.TemporaryDirectory() as directory:
         profile = pathlib.Path(directory, "profile")
         command = ["valgrind", "--quiet", "--tool=callgrind", "--instr-atstart=no"]
@@ -62,7 +62,7 @@ def count(program, workload):
 
 
 def read_record():
-    """What the recorded counts were made with, and the counts by workload."""
+    """The versions used for the recorded counts, and the counts by workload."""
     versions, counts = "", {}
     if RECORDED.exists():
         for line in RECORDED.read_text().splitlines():
@@ -80,7 +80,7 @@ def write_record(versions, counts):
 
 
 def compare(recorded, now):
-    """Prints the table; true when no workload takes noticeably more than recorded."""
+    """Prints the table; true if no workload takes noticeably more than recorded."""
     good = True
     print(f"{'workload':<10}{'recorded':>15}{'now':>15}{'ratio':>8}")
     for name in WORKLOADS:

@@ -1,5 +1,5 @@
-// counts_workload NAME: one workload, of which callgrind shall count only what is not preparation.
-// counts_workload --versions: what else than this project the counts depend on.
+// counts_workload NAME: runs one workload, without callgrind counting its preparation.
+// counts_workload --versions: prints the external versions that affect the counts.
 
 #include <gnu/libc-version.h>
 #include <openssl/crypto.h>
@@ -30,15 +30,15 @@ int run(Work (*prepare)()) {
   }
   Work const work = prepare();
   bool done = false;
-  // A thread has a heap and a stack of its own: what the preparation has left on the heap, and
-  // where the environment has put the stack, would change the count by up to three percent.
+  // A thread has its own heap and stack: the state of the heap after the preparation, and the
+  // position of the stack after the environment, would change the count by up to three percent.
   std::thread([&] {
     CALLGRIND_START_INSTRUMENTATION;
     done = work();
     CALLGRIND_STOP_INSTRUMENTATION;
   }).join();
   if (!done)
-    std::cerr << "counts_workload: the work has not had the expected result\n";
+    std::cerr << "counts_workload: the workload returned an unexpected result\n";
   return done ? 0 : 1;
 }
 

@@ -1,6 +1,6 @@
-// The fixed workloads. Each function prepares one in the working directory, an empty one, and
-// returns the part that is counted, which says whether everything went as it has to. Paths on disk
-// are relative, so that the count does not depend on where the directory lies.
+// The fixed workloads. Each function prepares a workload in the working directory, which must be
+// empty, and returns the counted part, which returns whether everything went as expected. Paths on
+// disk are relative, so that the count does not depend on the path of the directory.
 
 #ifndef ZEMO_BENCH_COUNTS_WORKLOAD_H
 #define ZEMO_BENCH_COUNTS_WORKLOAD_H

@@ -1,4 +1,5 @@
-"""The groups of runs beside the works: loading, named files, cost against size, memory."""
+"""The groups of runs in addition to the workloads: loading, named files, cost against size,
+memory."""
 
 import os
 import random
@@ -14,7 +15,7 @@ SCALE_ROUNDS = 3
 
 
 def sizes(entries: int) -> list[int]:
-    """1,000 ... entries, each ten times the one before."""
+    """1,000 ... entries, each ten times as many as before."""
     found = [entries]
     while found[0] >= 10_000:
         found.insert(0, found[0] // 10)
@@ -48,7 +49,7 @@ def loading(ours: Ours, entries: int) -> list[Contestant]:
 
 
 def _lists_of(ours: Ours, work: Work, name: str, count: int, parts: int) -> list[Path]:
-    """Lists of the work's first `count` entries, in equal parts."""
+    """Lists of the workload's first `count` entries, in equal parts."""
     lines = work.list_file.read_bytes().split(b"\n")
     head, body = lines[:2], lines[2 : 2 + count]
     each = len(body) // parts
@@ -61,7 +62,7 @@ def _lists_of(ours: Ours, work: Work, name: str, count: int, parts: int) -> list
 
 
 def named_files(ours: Ours, work: Work) -> list[Contestant]:
-    """SelfCheckFiles on a set of two lists, against the GnuPG runs that no call can save."""
+    """SelfCheckFiles on a set of two lists, compared with the unavoidable GnuPG runs."""
     count = len(work.entries) * 6 // 10
     lists = _lists_of(ours, work, "named", count, 2)
     ours.sign(*lists)
@@ -90,8 +91,8 @@ def named_files(ours: Ours, work: Work) -> list[Contestant]:
 
 
 def scale(ours: Ours, work: Work, entries: int) -> list[Contestant]:
-    """Loading and checking of 1,000 ... entries. The largest set is made of hard links of the work's
-    files, which cost a check as much as files and need no room."""
+    """Loading and checking of 1,000 ... entries. The largest set consists of hard links to the workload's files, which
+    take as long to check as files and need no space."""
     progress("scale: making lists and trees")
     contestants = []
     copies = trees.copies_by_links(work, ours.directory, entries // len(work.entries))
@@ -121,7 +122,7 @@ def scale(ours: Ours, work: Work, entries: int) -> list[Contestant]:
 
 
 def memory(ours: Ours, make_tree: list[str], large: Work) -> list[Contestant]:
-    """A check of four small files against one of four large ones."""
+    """Checks four small files and four large ones."""
     directory = ours.directory / "memory"
     directory.mkdir()
     small = trees.made("large", [*make_tree, "--scale", "1"], directory)

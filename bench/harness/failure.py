@@ -1,4 +1,4 @@
-"""What ends the run: a sentence that says what is wrong and what to do."""
+"""An error that ends the run: a sentence that says what is wrong and how to fix it."""
 
 
 class Failure(Exception):

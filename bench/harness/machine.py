@@ -1,4 +1,4 @@
-"""What the numbers were measured on, and with."""
+"""The hardware and software of the measurement."""
 
 import os
 import platform

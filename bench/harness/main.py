@@ -1,4 +1,4 @@
-"""The whole run: options, works, groups of runs, and what is written."""
+"""The whole run: options, workloads, groups of runs, and output files."""
 
 import argparse
 import dataclasses
@@ -120,7 +120,7 @@ class Benchmark:
         progress(f"done after {(time.monotonic() - started) / 60:.0f} minutes")
 
     def _work(self, name: str) -> Work:
-        """The work with its list; made when it is first asked for."""
+        """The workload with its list; made on first use."""
         if name not in self.works:
             if name == "real":
                 work = trees.real(64 << 20) if self.options.quick else trees.real()

@@ -1,4 +1,4 @@
-"""Runs programs, one after the other, and measures each."""
+"""Runs programs one after the other and measures each."""
 
 import ctypes
 import dataclasses
@@ -14,8 +14,8 @@ from collections.abc import Callable
 
 from harness.failure import Failure
 
-SLOW_SECONDS = 20  # who takes longer than this
-SLOW_ROUNDS = 3  # runs in no more rounds than these
+SLOW_SECONDS = 20  # programs that take longer than this
+SLOW_ROUNDS = 3  # run in at most this many rounds
 _PR_SET_CHILD_SUBREAPER = 36
 
 
@@ -23,11 +23,11 @@ _PR_SET_CHILD_SUBREAPER = 36
 class Contestant:
     name: str
     command: list[str]
-    intact: tuple[int, ...] | None = (0,)  # the exit statuses of success; None: any
-    own_seconds: bool = False  # prints JSON with the seconds that count
+    intact: tuple[int, ...] | None = (0,)  # exit statuses that mean success; None: any
+    own_seconds: bool = False  # the program prints its measured seconds as JSON
     threads: int = 1
     note: str = ""
-    before: Callable[[], None] | None = None  # what has to be there, made before each run
+    before: Callable[[], None] | None = None  # preparation before each run
 
 
 @dataclasses.dataclass
@@ -48,21 +48,21 @@ def _children() -> set[int]:
 
 
 def become_subreaper():
-    """Makes this process the parent of whatever below it loses its own parent."""
+    """Makes this process the parent of all orphaned descendants."""
     ctypes.CDLL(None).prctl(_PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0)
 
 
 def kill_children():
     for pid in _children():
         try:
-            os.killpg(pid, signal.SIGKILL)  # a measured program leads a group of its own
+            os.killpg(pid, signal.SIGKILL)  # each measured program leads its own process group
         except ProcessLookupError:
             os.kill(pid, signal.SIGKILL)
 
 
 def run(contestant: Contestant) -> Run:
-    """Runs the program by itself. Its parent is a small launcher that ends at once: the kernel counts
-    what the parent used of memory before the program's start as the program's, and we use more."""
+    """Runs the program from a small launcher that ends at once: the kernel counts memory that the parent used before
+    the program started as the program's, and we use more."""
     if contestant.before is not None:
         contestant.before()
     with tempfile.TemporaryFile() as output:
@@ -109,7 +109,7 @@ def _rounds_of(runs: list[Run], rounds: int) -> int:
 
 
 def interleave(title: str, contestants: list[Contestant], rounds: int) -> dict[str, list[Run]]:
-    """Runs every contestant once a round, each round beginning with another one."""
+    """Runs every contestant once per round; each round begins with a different one."""
     runs: dict[str, list[Run]] = {contestant.name: [] for contestant in contestants}
     for number in range(rounds):
         first = number % len(contestants)

@@ -1,4 +1,4 @@
-"""The library and the program that are measured, and what they need: key, lists, the installed set."""
+"""The measured library and program, and what they need: key, lists, the installed set."""
 
 import os
 import shutil
@@ -42,7 +42,7 @@ class Ours:
         return done.stdout
 
     def make_key(self):
-        """A key without passphrase that is thrown away at the end, and the ring that decides."""
+        """Makes a temporary key without a passphrase, and the key ring in force."""
         self.key_home.mkdir(mode=0o700)
         self._run(
             *["gpg", "--batch", "--quiet", "--passphrase", "", "--quick-generate-key"],
@@ -61,7 +61,7 @@ class Ours:
             )
 
     def make_list(self, work: Work):
-        """Makes the work's list, by the program itself, and reads back what it says."""
+        """Makes the workload's list with the program, and reads the list."""
         names = self.directory / f"{work.name}.paths"
         names.write_bytes(b"".join(os.fsencode(path) + b"\0" for path in work.paths))
         work.list_file = self.directory / f"wam.full.{work.name}.list"
@@ -88,7 +88,7 @@ class Ours:
         self._run(self.tool, "sign", "--key", MAKER, *lists)
 
     def install(self, *lists: Path):
-        """Makes these lists, and their signatures if there are any, the set wam."""
+        """Installs these lists, and their signatures if there are any, as the set wam."""
         for old in INSTALLED.glob("wam.full.*"):
             old.unlink()
         for new in lists:

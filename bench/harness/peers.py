@@ -1,5 +1,5 @@
-"""Other programs that compare files with what was recorded, each set up to do the same work: SHA-1
-of the content, and size, type, owner, group and permission as far as it can."""
+"""Other programs that compare files with recorded values, each set up for the same task: SHA-1 of
+the content, and size, type, owner, group and permission, as far as it supports them."""
 
 import os
 import re
@@ -28,7 +28,7 @@ def write(path: Path, lines: list[str]):
 
 
 def _parents(work: Work) -> set[str]:
-    """The directories, from the root on, in which the work's files lie."""
+    """The directories, from the root on, that contain the workload's files."""
     found = {work.root}
     for path in work.paths:
         parent = os.path.dirname(path)
@@ -39,7 +39,7 @@ def _parents(work: Work) -> set[str]:
 
 
 def not_listed(work: Work) -> tuple[list[str], list[str]]:
-    """What lies below the work's root and is no part of it: whole directories, and files."""
+    """Everything below the workload's root that is not part of it: whole directories, and files."""
     listed, parents = set(work.paths), _parents(work)
     directories, files = [], []
     for directory, subdirectories, names in os.walk(work.root):
@@ -87,8 +87,8 @@ def _aide_pattern(path: str) -> str:
 
 
 def aide(work: Work, directory: Path, threads: int) -> list[Contestant]:
-    """Not of real files: AIDE takes the files that a work leaves out by patterns, and matching these
-    takes longer than the check."""
+    """Not for real files: AIDE needs patterns to exclude the files that a workload leaves out, and matching these takes
+    longer than the check."""
     if work.packages:
         return []
     contestants = []
@@ -120,7 +120,7 @@ def aide(work: Work, directory: Path, threads: int) -> list[Contestant]:
 
 
 def mtree(work: Work, directory: Path, threads: int) -> list[Contestant]:
-    """The description has the form that mtree -c writes: each directory's files, then its
+    """The description has the same form as with mtree -c: each directory's files, then its
     directories, each closed by "..". """
 
     def encoded(name: str) -> str:
@@ -131,7 +131,7 @@ def mtree(work: Work, directory: Path, threads: int) -> list[Contestant]:
 
     lines = ["#mtree", ". type=dir"]
     place: list[str] = []
-    # Files before directories: a name with "/" sorts behind all that have none.
+    # Files before directories: a name with "/" sorts after all names without one.
     by_directory: dict[str, list] = {}
     for entry in work.entries:
         by_directory.setdefault(os.path.dirname(entry.path), []).append(entry)
@@ -183,8 +183,8 @@ def integrit(work: Work, directory: Path, threads: int) -> list[Contestant]:
 
 
 def rpm(work: Work, directory: Path, threads: int) -> list[Contestant]:
-    """One package of the whole work, packed from hard links, because rpmbuild deletes what it packs.
-    Not of real files, which would have to be copied: that takes minutes."""
+    """One package of the whole workload, packed from hard links, because rpmbuild deletes the files that it packs. Not
+    for real files, because copying them takes minutes."""
     if work.packages:
         return []
     top = directory / "rpm"
@@ -211,8 +211,8 @@ def rpm(work: Work, directory: Path, threads: int) -> list[Contestant]:
     )
     definitions = {
         "_topdir": str(top),
-        "_binary_filedigest_algorithm": "2",  # SHA-1, as everybody
-        "_binary_payload": "w.ufdio",  # not compressed
+        "_binary_filedigest_algorithm": "2",  # SHA-1, like all others
+        "_binary_payload": "w.ufdio",  # uncompressed
         "debug_package": "%{nil}",
         "__os_install_post": "%{nil}",
         "_build_id_links": "none",
@@ -241,13 +241,13 @@ def debsums(work: Work, directory: Path, threads: int) -> list[Contestant]:
         Contestant(
             "debsums",
             ["debsums", "--silent", *names],
-            intact=None,  # a file that the installation left out differs for good
+            intact=None,  # files that the installation excluded always differ
             note="MD5 by dpkg's own lists, of the same packages, regular files alone",
         )
     ]
 
 
-# The command that has to be there, its Debian package, and what sets it up.
+# The required command, its Debian package, and the function that sets it up.
 PEERS: dict[str, tuple[str, Callable[[Work, Path, int], list[Contestant]]]] = {
     "sha1sum": ("coreutils", sha1sum),
     "hashdeep": ("hashdeep", hashdeep),
@@ -260,7 +260,7 @@ PEERS: dict[str, tuple[str, Callable[[Work, Path, int], list[Contestant]]]] = {
 
 
 def there(without: list[str]) -> dict[str, Callable[[Work, Path, int], list[Contestant]]]:
-    """The peers that are installed; says which are not."""
+    """The installed peers; reports those that are missing."""
     found = {}
     missing = []
     for command, (package, prepare) in PEERS.items():

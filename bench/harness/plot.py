@@ -1,4 +1,4 @@
-"""The result as a picture of two panels, by gnuplot."""
+"""The result as a picture of two panels, made with gnuplot."""
 
 import shutil
 import subprocess
@@ -12,7 +12,7 @@ COLOURS = ["#4477aa", "#ee6677", "#228833"]
 
 
 def _bars(groups: Groups, works: list[str]) -> tuple[list[str], list[str]]:
-    """A bar for each contestant and work: from 1, which is the limit, to its ratio."""
+    """A bar for each contestant and workload: from 1, which is the limit, to its ratio."""
     names = list(dict.fromkeys(name for work in works for name in groups[work]))
     names = [name for name in names if name not in (results.LIMIT, results.LOADING)]
     width = 0.8 / len(works)
@@ -71,7 +71,7 @@ def svg(groups: Groups, works: list[str], path: Path):
     if not panels:
         return
     if not shutil.which("gnuplot"):
-        progress("gnuplot is not installed, there is no picture")
+        progress("gnuplot is not installed: no picture")
         return
     terminal = "set terminal svg size 900,900 font 'sans,12' background 'white'"
     script = [terminal, f"set output '{path}'"]

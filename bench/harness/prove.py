@@ -1,4 +1,5 @@
-"""Shows that every contestant really checks: one byte of one file changes, and each must notice."""
+"""Shows that every contestant really checks: changes one byte of one file, which each must
+detect."""
 
 import dataclasses
 import hashlib
@@ -12,7 +13,8 @@ from harness.trees import Work
 
 
 def _dpkg_database(work: Work, directory: Path) -> Path:
-    """A database of dpkg's with one package, the work, for debsums. It alone has no SHA-1 in it."""
+    """A dpkg database for debsums, with the workload as its only package. Only debsums does not use
+    SHA-1."""
     information = directory / "dpkg" / "info"
     information.mkdir(parents=True)
     (directory / "dpkg" / "status").write_text(
@@ -31,7 +33,8 @@ def _dpkg_database(work: Work, directory: Path) -> Path:
 
 
 def _change_one_byte(path: str):
-    """Keeps size and times, so that content alone tells."""
+    """Changes the file but keeps its size and times, so that only the content reveals the
+    change."""
     status = os.stat(path)
     with open(path, "r+b") as file:
         first = file.read(1)[0]
@@ -59,7 +62,7 @@ def prove(ours: Ours, without: list[str]) -> int:
         words = ["debsums", "--silent", "--admindir", str(database), "work"]
         checking.append(Contestant("debsums", words))
     for contestant in checking:
-        measure.run(contestant)  # ends the program if it finds anything
+        measure.run(contestant)  # fails if it finds differences
     changed = work.regular()[0].path
     _change_one_byte(changed)
     failed = 0

@@ -16,7 +16,7 @@ def publish(output: Path):
 
 
 def _replace(page: Path, name: str, source: Path):
-    """Replaces the part of the page between the two lines that name it."""
+    """Replaces the part of the page between its two marker lines."""
     begin, end = f"<!-- begin of the {name} -->", f"<!-- end of the {name} -->"
     text = page.read_text(encoding="utf-8")
     if text.count(begin) != 1 or text.count(end) != 1:

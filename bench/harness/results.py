@@ -1,4 +1,4 @@
-"""What all runs together say: medians, ratios, and how far the aims are reached."""
+"""The combined results of all runs: medians, ratios, and how far the aims are met."""
 
 import dataclasses
 import math
@@ -41,8 +41,8 @@ class Aim:
 
 
 def slope(points: dict[int, float]) -> float:
-    """The exponent by which seconds grow with the number of entries: the slope of the line that fits
-    the points best where both axes are logarithmic."""
+    """The exponent with which seconds grow with the number of entries: the slope of the best-fitting line when both
+    axes are logarithmic."""
     sizes = [math.log(size) for size in points]
     return statistics.linear_regression(sizes, [math.log(s) for s in points.values()]).slope
 

@@ -1,4 +1,4 @@
-"""The works: which files are checked."""
+"""The workloads: the files to check."""
 
 import dataclasses
 import os
@@ -11,7 +11,7 @@ from pathlib import Path
 from harness.failure import Failure
 from harness.measure import progress
 
-REAL_BYTES = 3 << 30  # what the packages of `real` may hold together
+REAL_BYTES = 3 << 30  # limit for all packages in `real` together
 GIB = 1 << 30
 
 
@@ -33,7 +33,7 @@ class Work:
     paths: list[str]  # regular files and links, sorted by bytes
     about: str
     packages: list[str] = dataclasses.field(default_factory=list)
-    entries: list[Entry] = dataclasses.field(default_factory=list)  # what the list says of the paths
+    entries: list[Entry] = dataclasses.field(default_factory=list)  # the list's entries for the paths
     list_file: Path | None = None
 
     def regular(self) -> list[Entry]:
@@ -64,7 +64,7 @@ def _files_below(root: str) -> list[str]:
 
 
 def made(kind: str, make_tree: list[str], directory: Path) -> Work:
-    """A tree that make_tree makes."""
+    """A tree made by make_tree."""
     root = directory / kind
     root.mkdir()
     progress(f"{kind}: making the tree")
@@ -74,7 +74,7 @@ def made(kind: str, make_tree: list[str], directory: Path) -> Work:
 
 
 def tiny(directory: Path) -> Work:
-    """A few files and links with names and sizes that invite mistakes."""
+    """A few files and links whose names and sizes are error-prone."""
     root = directory / "tiny"
     (root / "sub dir" / "empty-neighbour").mkdir(parents=True)
     chance = random.Random(1)
@@ -86,7 +86,7 @@ def tiny(directory: Path) -> Work:
 
 
 def copies_by_links(work: Work, directory: Path, number: int) -> list[Path]:
-    """Trees like the work's, of hard links, which need little room."""
+    """Trees like the workload's, made of hard links, which need little space."""
     roots = []
     for i in range(number):
         roots.append(directory / f"copy-{i}")
@@ -95,7 +95,7 @@ def copies_by_links(work: Work, directory: Path, number: int) -> list[Path]:
 
 
 def _package_paths() -> dict[str, list[str]]:
-    """What dpkg has installed, package by package."""
+    """The installed packages, from dpkg."""
     names = subprocess.run(
         ["dpkg-query", "-W", "-f", "${db:Status-Status} ${binary:Package}\n"],
         check=True,
@@ -117,8 +117,8 @@ def _expressible(path: str) -> bool:
 
 
 def real(most_bytes: int = REAL_BYTES) -> Work:
-    """The files of this machine's packages below /usr, of as many packages, smallest first, as hold
-    so many bytes together: one huge package must not make the run twice as long."""
+    """The files of this machine's packages below /usr: of as many packages, smallest first, as fit
+    into this many bytes together. One huge package must not double the duration of the run."""
     where_it_lies: dict[str, str] = {}
     sizes: dict[str, dict[str, int]] = {}
     for package, paths in _package_paths().items():
@@ -132,7 +132,7 @@ def real(most_bytes: int = REAL_BYTES) -> Work:
                 continue
             try:
                 status = os.lstat(path)
-            except OSError:  # left out of this installation
+            except OSError:  # excluded from this installation
                 continue
             if stat.S_ISLNK(status.st_mode):
                 sizes[package][path] = 0

@@ -1,4 +1,4 @@
-// How long a file's digest takes.
+// The time to compute a file's digest.
 
 #include <benchmark/benchmark.h>
 #include <zemo/selfcheck/protected_file.h>
@@ -17,7 +17,7 @@ constexpr int64_t kibi = 1024;
 constexpr int64_t mebi = 1024 * kibi;
 constexpr int64_t gibi = 1024 * mebi;
 
-// The files are holes, which need no room on the disk, and in the page cache are like any other.
+// The files are sparse: they need no disk space, and behave like any other file in the page cache.
 void digest(benchmark::State& state) {
   TemporaryDirectory const directory;
   std::string const path = directory / "file";

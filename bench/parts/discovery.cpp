@@ -1,4 +1,4 @@
-// How long the lists of a set take to be found and ordered.
+// The time to find and order the lists of a set.
 
 #include <benchmark/benchmark.h>
 #include <zemo/selfcheck/file_list.h>

@@ -1,4 +1,4 @@
-// How long one line takes to become an entry.
+// The time to make an entry from a line.
 
 #include <benchmark/benchmark.h>
 #include <zemo/selfcheck/protected_file.h>

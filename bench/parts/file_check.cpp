@@ -1,4 +1,4 @@
-// How long one check of one file takes, for every type of file. All are in the page cache.
+// The time to check one file, for every file type. All files are in the page cache.
 
 #include <benchmark/benchmark.h>
 #include <sys/stat.h>
@@ -17,13 +17,13 @@ using ZEMO::SELF_CHECK::CHECK_ITEM_HASH;
 using ZEMO::SELF_CHECK::CheckError;
 using ZEMO::SELF_CHECK::ProtectedFile;
 
-// What is found is deleted after each check, lest the memory grow.
+// Deletes the findings after each check, to keep memory from growing.
 void check(benchmark::State& state, ProtectedFile& file, bool intact = true,
            CHECK_ITEM items = CHECK_ITEM_ALL) {
   while (state.KeepRunning()) {
     bool changed = false;
     if (!file.check(changed, items) || changed == intact)
-      state.SkipWithError("the check has not the expected result");
+      state.SkipWithError("the check returned an unexpected result");
     for (CheckError* error : file._errors)
       delete error;
     file._errors.clear();
@@ -83,7 +83,7 @@ void checkFifo(benchmark::State& state) {
 
 void checkSocket(benchmark::State& state) {
   TemporaryDirectory const directory;
-  // Unlike bind, takes paths of any length.
+  // Unlike bind, accepts paths of any length.
   if (mknod((directory / "socket").c_str(), S_IFSOCK | 0644, 0) != 0)
     state.SkipWithError("the socket cannot be made");
   else {

@@ -1,4 +1,4 @@
-// How long the members of fixed directories take to be collected.
+// The time to collect the members of fixed directories.
 
 #include <benchmark/benchmark.h>
 #include <zemo/selfcheck/file_list.h>
@@ -21,7 +21,7 @@ void forgetMembers(const FileList& list) {
     entry->_fixedEntries = {};
 }
 
-// Every directory of the list is fixed: one entry in a hundred.
+// Every directory in the list is fixed: one entry in a hundred.
 void collectMembers(benchmark::State& state) {
   auto const count = static_cast<unsigned>(state.range());
   FileList source("wam", "full");

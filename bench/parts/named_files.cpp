@@ -1,4 +1,4 @@
-// How long paths that no list names take to be told from listed ones.
+// The time to distinguish paths that no list names from listed ones.
 
 #include <benchmark/benchmark.h>
 #include <zemo/selfcheck/file_list.h>
@@ -16,9 +16,9 @@ using ZEMO::SELF_CHECK::FileList;
 constexpr unsigned entries = 60000;
 constexpr unsigned pathCount = 10000;
 
-// The arguments: paths a call, fixed directories. Each iteration names all paths once, in as many
-// calls as that takes, because a path that was named before costs less: it has left an element in
-// the map.
+// The arguments: paths per call, fixed directories. Each iteration names all paths once, in as many
+// calls as needed, because a path that was named before is cheaper: it has left an element in the
+// map.
 void lookUp(benchmark::State& state) {
   TemporaryDirectory const directory;
   writeList(directory / "list", madeLines(entries, static_cast<unsigned>(state.range(1))));

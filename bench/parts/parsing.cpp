@@ -1,4 +1,4 @@
-// How long a list takes to be read into a map.
+// The time to read a list into a map.
 
 #include <benchmark/benchmark.h>
 #include <zemo/selfcheck/file_list.h>

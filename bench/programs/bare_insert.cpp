@@ -1,9 +1,9 @@
-// bare_insert LIST: puts paths into a map in the list's order, and nothing else. The comparisons
-// that find their places, and the misses of the cache that come with them, are what no loading of a
-// list in no order into such a map can save.
+// bare_insert LIST: only inserts paths into a map in the list's order. The comparisons that find
+// their places, and the resulting cache misses, are unavoidable when a list in random order is
+// loaded into such a map.
 //
-// The map's nodes and keys lie as far from each other as if entries lay between them, in memory
-// that has been touched before: getting memory is a cost of every list.
+// The map's nodes and keys are as far apart as with entries between them, in memory that has been
+// used before: allocating memory is a cost of every list.
 
 #include <functional>
 #include <map>
@@ -16,13 +16,13 @@
 
 namespace {
 
-// Hands out memory from one block, from its start to its end.
+// Allocates memory from one block, from start to end.
 class Arena {
  public:
   explicit Arena(std::size_t size) : _memory(size, 1) {}
 
   char* take(std::size_t size) {
-    constexpr std::size_t unit = 16;  // of malloc, which puts 8 bytes before what it hands out
+    constexpr std::size_t unit = 16;  // like malloc, which adds 8 bytes before each allocation
     std::size_t const used = (size + 8 + unit - 1) / unit * unit;
     if (_taken + used > _memory.size())
       bench::fail("the arena is too small");
@@ -63,12 +63,13 @@ class ArenaAllocator {
 };
 
 using Path = std::basic_string<char, std::char_traits<char>, ArenaAllocator<char>>;
-using Pointer = std::pair<void*, void*>;  // of the size of a shared pointer
+using Pointer = std::pair<void*, void*>;  // as large as a shared pointer
 using Element = std::pair<const Path, Pointer>;
 using Map =
     std::map<Path, Pointer, std::less<>, std::scoped_allocator_adaptor<ArenaAllocator<Element>>>;
 
-// What an entry takes beside its node and key: the object with its counters, path and digest.
+// The memory of an entry in addition to its node and key: the object with its counters, path and
+// digest.
 void skipEntry(Arena& arena, std::string_view path) {
   constexpr std::size_t counters = 32;
   constexpr std::size_t digest = 41;
@@ -86,7 +87,7 @@ int main(int argc, char** argv) {
   paths.erase(paths.begin(), paths.begin() + 2);
   for (std::string& path : paths)
     path.resize(path.find('\t'));
-  constexpr std::size_t most = 1024;  // an entry takes less
+  constexpr std::size_t most = 1024;  // more than an entry takes
   Arena arena(paths.size() * most);
 
   bench::Stopwatch const stopwatch;

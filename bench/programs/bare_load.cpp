@@ -1,6 +1,6 @@
-// bare_load LIST: makes the entries of a sorted list that is in memory already, and puts each
-// behind the one before into the map. This is what the data types themselves cost, without a list
-// to read, columns to split and places to find.
+// bare_load LIST: makes the entries of a sorted list in memory, and inserts each into the map after
+// the one before. This is the cost of the data types alone, without reading a list, splitting
+// columns and finding places.
 
 #include <boost/make_shared.hpp>
 #include <map>

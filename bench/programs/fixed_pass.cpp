@@ -1,4 +1,4 @@
-// fixed_pass LIST: the collection of fixed directories' members alone.
+// fixed_pass LIST: only collects the members of fixed directories.
 
 #include <zemo/selfcheck.h>
 

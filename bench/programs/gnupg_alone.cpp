@@ -1,4 +1,4 @@
-// gnupg_alone LIST...: verifies the lists' signatures, run by run, as the library does.
+// gnupg_alone LIST...: verifies the lists' signatures one by one, like the library.
 
 #include <zemo/core.h>
 

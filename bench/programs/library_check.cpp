@@ -1,4 +1,4 @@
-// library_check: loads the operating system's set, signatures off, and checks it.
+// library_check: loads the operating system's set without verifying signatures, and checks it.
 
 #include <zemo/selfcheck.h>
 

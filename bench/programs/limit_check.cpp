@@ -1,5 +1,5 @@
-// limit_check PATHS_FILE THREADS: does what no check of these files can leave out, and nothing
-// else. PATHS_FILE holds paths, each ended by a zero byte.
+// limit_check PATHS_FILE THREADS: does only the work that no check of these files can avoid.
+// PATHS_FILE contains paths, each ended by a zero byte.
 
 #include <fcntl.h>
 #include <openssl/evp.h>
@@ -16,7 +16,7 @@ namespace {
 
 constexpr std::size_t blockSize = std::size_t{128} * 1024;
 
-// What one thread uses for all of its files.
+// The resources that one thread uses for all of its files.
 class Reader {
  public:
   Reader()

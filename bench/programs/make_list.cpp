@@ -1,5 +1,5 @@
-// make_list ENTRIES FIXED_DIRECTORIES [--shuffled]: writes a check list to standard output, the
-// same every time: directories of a hundred regular files, the first ones with fixed members.
+// make_list ENTRIES FIXED_DIRECTORIES [--shuffled]: writes a check list to standard output, always
+// the same: directories of a hundred regular files, the first ones with fixed members.
 
 #include <cinttypes>
 #include <cstring>

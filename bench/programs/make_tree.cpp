@@ -1,7 +1,7 @@
-// make_tree [--scale FILES] small|large DIRECTORY: writes a tree of files, the same every time.
+// make_tree [--scale FILES] small|large DIRECTORY: writes a tree of files, always the same.
 //
-// small: 100,000 files of 0 to 8 KiB in 1,000 directories; large: 4 files of 512 MiB. --scale makes
-// another number of small files, or large files of so many MiB.
+// small: 100,000 files of 0 to 8 KiB in 1,000 directories; large: 4 files of 512 MiB. --scale
+// changes the number of small files, or the size of large files in MiB.
 
 #include <sys/stat.h>
 

@@ -1,4 +1,4 @@
-// What the measuring programs share: time, memory, arguments.
+// Common parts of the measuring programs: time, memory, arguments.
 
 #ifndef ZEMO_BENCH_PROGRAMS_MEASURED_H
 #define ZEMO_BENCH_PROGRAMS_MEASURED_H
@@ -26,14 +26,14 @@ class Stopwatch {
   std::chrono::steady_clock::time_point _start = std::chrono::steady_clock::now();
 };
 
-// The most memory that this process has had in use, in KiB.
+// The peak memory of this process, in KiB.
 inline long peakKib() {
   rusage usage = {};
   (void)getrusage(RUSAGE_SELF, &usage);
   return usage.ru_maxrss;
 }
 
-// The bytes that malloc has handed out, its own book-keeping included.
+// The bytes allocated with malloc, including its own overhead.
 inline std::size_t allocatedBytes() {
   struct mallinfo2 const info = mallinfo2();
   return info.uordblks + info.hblkhd;
@@ -44,7 +44,7 @@ inline std::size_t allocatedBytes() {
   exit(1);
 }
 
-// The texts in the file `path` that end by `end`.
+// The texts in the file `path`, each ended by `end`.
 inline std::vector<std::string> readAll(const std::string& path, char end) {
   std::ifstream file(path, std::ios::binary);
   if (!file)

@@ -1,5 +1,5 @@
-// named_files COUNT PATHS_FILE [--resident-mib M]: SelfCheckFiles on the first COUNT paths, from a
-// process that uses M MiB of memory. PATHS_FILE holds paths, each ended by a zero byte.
+// named_files COUNT PATHS_FILE [--resident-mib M]: calls SelfCheckFiles for the first COUNT paths,
+// in a process that uses M MiB of memory. PATHS_FILE contains paths, each ended by a zero byte.
 
 #include <zemo/core.h>
 #include <zemo/selfcheck.h>

@@ -1,4 +1,4 @@
-// An entry with the members of the library's ProtectedFile, and nothing that fills them.
+// An entry with the members of the library's ProtectedFile, and no code that fills them.
 
 #ifndef ZEMO_BENCH_PROGRAMS_PLAIN_ENTRY_H
 #define ZEMO_BENCH_PROGRAMS_PLAIN_ENTRY_H

@@ -1,6 +1,6 @@
-// plain_load LIST: reads a list into the library's data types in the way that comes to mind first:
-// standard streams, every column a string of its own in a list that is cleared when it is made, one
-// search of the map a line. It is what loading is compared with.
+// plain_load LIST: reads a list into the library's data types in the most obvious way: with
+// standard streams, every column as a separate string in a list that is cleared when it is made,
+// and one search of the map per line. Loading is compared with this.
 
 #include <boost/make_shared.hpp>
 #include <cstring>
@@ -13,7 +13,7 @@ namespace {
 
 using bench::PlainEntry;
 
-// A list of strings with room for a number of them.
+// A list of strings with room for a given number of them.
 struct PlainList {
   explicit PlainList(std::size_t room)
       : items(static_cast<char**>(calloc(room, sizeof(char*)))), capacity(room) {}

@@ -1,4 +1,4 @@
-// Numbers that look random and are the same on every machine.
+// Pseudo-random numbers that are the same on every machine.
 
 #ifndef ZEMO_BENCH_PROGRAMS_RANDOM_H
 #define ZEMO_BENCH_PROGRAMS_RANDOM_H

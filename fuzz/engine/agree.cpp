@@ -6,7 +6,7 @@
 namespace fuzz {
 namespace {
 
-// A terminal must not obey what a fuzzer has made up.
+// A terminal must not interpret control characters from a fuzzer.
 std::string plain(const std::string& text) {
   static const char digits[] = "01234567";
   std::string result;

@@ -1,5 +1,4 @@
-// The comparison of what the code under test did with what a model says. A difference ends the
-// process.
+// Compares the behaviour of the code under test with a model. A difference ends the process.
 
 #ifndef ZEMO_FUZZ_ENGINE_AGREE_H
 #define ZEMO_FUZZ_ENGINE_AGREE_H
@@ -13,7 +12,7 @@ namespace fuzz {
 [[noreturn]] void disagree(const std::string& what, const std::string& actual,
                            const std::string& expected);
 
-// Anything as text: containers element by element, all else as streams write it.
+// Any value as text: containers element by element, other values as streams write them.
 class Text {
  public:
   template <typename Value>

@@ -7,7 +7,7 @@
 namespace fuzz {
 namespace {
 
-// Stands in for one stream while it lives.
+// Replaces one stream during its lifetime.
 class Stream {
  public:
   explicit Stream(FILE*& stream) : _stream(stream), _real(stream) {
@@ -33,7 +33,7 @@ class Stream {
   std::size_t _size = 0;
 };
 
-// The same for the streams of C++.
+// The same for C++ streams.
 class Redirection {
  public:
   Redirection(std::ostream& from, const std::ostream& to)

@@ -1,4 +1,4 @@
-// What is written to standard output and standard error, kept from them.
+// Captures text written to standard output and standard error.
 
 #ifndef ZEMO_FUZZ_ENGINE_CAPTURED_OUTPUT_H
 #define ZEMO_FUZZ_ENGINE_CAPTURED_OUTPUT_H
@@ -14,8 +14,8 @@ struct Output {
   std::string errors;
 };
 
-// Calls `work` with streams in memory in the places of stdout and stderr; the descriptors below
-// stay as they are, for reports of sanitizers.
+// Calls `work` with stdout and stderr replaced by streams in memory; the file descriptors stay the
+// same, for reports of sanitizers.
 Output captured(const std::function<void()>& work);
 
 }  // namespace fuzz

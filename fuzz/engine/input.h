@@ -1,4 +1,4 @@
-// What a fuzzer hands to a target, taken apart piece by piece.
+// Splits the input of a target into parts.
 
 #ifndef ZEMO_FUZZ_ENGINE_INPUT_H
 #define ZEMO_FUZZ_ENGINE_INPUT_H
@@ -19,7 +19,7 @@ class Input {
   // The next byte; 0 at the end.
   unsigned char byte();
 
-  // What stands before the next `end`, which is dropped; all that is left where there is none.
+  // The text before the next `end`, which is dropped; all remaining text if there is none.
   std::string upTo(char end);
 
   std::string line() { return upTo('\n'); }
@@ -29,10 +29,10 @@ class Input {
   std::string_view _left;
 };
 
-// The pieces between the `separator`s: one more than there are of those.
+// The parts between the `separator`s: one more than there are separators.
 std::vector<std::string> split(const std::string& text, char separator);
 
-// `text` up to its first NUL, which is all that a C string shows of it.
+// `text` up to its first NUL, which is where a C string ends.
 std::string beforeNul(const std::string& text);
 
 }  // namespace fuzz

@@ -1,4 +1,4 @@
-// A file in memory with a path, because making a file in a directory would take most of a run's
+// A file in memory with a path, because creating a file in a directory would take most of a run's
 // time.
 
 #ifndef ZEMO_FUZZ_ENGINE_MEMORY_FILE_H
@@ -15,7 +15,7 @@ class MemoryFile {
   MemoryFile(const MemoryFile&) = delete;
   MemoryFile& operator=(const MemoryFile&) = delete;
 
-  // Replaces all that it holds.
+  // Replaces the content.
   void write(const std::string& content);
 
   const std::string& path() const { return _path; }

@@ -1,4 +1,4 @@
-// A directory for a target's files that goes when the process ends.
+// A directory for a target's files, which is removed when the process ends.
 
 #ifndef ZEMO_FUZZ_ENGINE_SCRATCH_H
 #define ZEMO_FUZZ_ENGINE_SCRATCH_H
@@ -7,10 +7,10 @@
 
 namespace fuzz {
 
-// One a process, made at the first call. The path has no slash at its end.
+// One directory per process, created by the first call. The path does not end with a slash.
 const std::string& scratch();
 
-// Makes the directory, or empties it of all that it holds.
+// Creates the directory, or empties an existing one.
 void makeEmpty(const std::string& directory);
 
 void writeFile(const std::string& path, const std::string& content);

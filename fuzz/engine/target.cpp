@@ -10,7 +10,8 @@ std::map<std::string, Run>& targets() {
 }
 
 void needPrivateRoot() {
-  // Proved once for each process, before a target empties a directory that could be the machine's.
+  // Verified once per process, before a target empties a directory that could belong to the
+  // machine.
   // NOLINTNEXTLINE(cert-env33-c): the command is a constant; only the script can prove this.
   static bool const proved = std::system(ZEMO_PRIVATE_ROOT_SCRIPT " --verify 2>/dev/null") == 0;
   if (!proved)

@@ -1,6 +1,6 @@
-// What is fuzzed: a function of an input, which ends the process where the code under test does not
-// do what a plain model of it does. Targets register themselves; a fuzzer holds one, the replay
-// all.
+// A target: a function that takes an input and ends the process if the code under test behaves
+// differently from a plain model. Targets register themselves; a fuzzer contains one, the replay
+// program all of them.
 
 #ifndef ZEMO_FUZZ_ENGINE_TARGET_H
 #define ZEMO_FUZZ_ENGINE_TARGET_H
@@ -22,8 +22,8 @@ struct Target {
 
 struct NoPrivateRoot {};
 
-// For targets that write to the library's constant directories: throws NoPrivateRoot where these
-// are the machine's (see scripts/private-root).
+// For targets that write to the library's constant directories: throws NoPrivateRoot if these are
+// the real ones (see scripts/private-root).
 void needPrivateRoot();
 
 }  // namespace fuzz

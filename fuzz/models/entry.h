@@ -1,4 +1,4 @@
-// What an entry line states, column by column.
+// The meaning of an entry line, column by column.
 
 #ifndef ZEMO_FUZZ_MODELS_ENTRY_H
 #define ZEMO_FUZZ_MODELS_ENTRY_H
@@ -11,7 +11,7 @@
 
 namespace fuzz {
 
-// What the placeholders stand for.
+// The values of the placeholders.
 struct Binding {
   bool isSet = false;
   uint32_t uid = 0;
@@ -23,7 +23,7 @@ using Columns = std::array<std::string, 7>;
 
 Columns columnsOf(const std::string& line, const Binding& binding);
 
-// Those of the library's entry.
+// The columns of the library's entry.
 Columns columnsOf(const ZEMO::SELF_CHECK::ProtectedFile& entry);
 
 }  // namespace fuzz

@@ -27,7 +27,7 @@ bool isHarmless(const std::string& text) {
   for (std::size_t i = 0; i < text.size(); ++i) {
     auto const byte = static_cast<unsigned char>(text[i]);
     bool const control = (byte < 0x20 && text[i] != '\n' && text[i] != '\t') || byte == 0x7f;
-    // The second set of control characters, as UTF-8.
+    // The second set of control characters, in UTF-8.
     bool const second = byte == 0xc2 && i + 1 < text.size() &&
                         (static_cast<unsigned char>(text[i + 1]) & 0xe0U) == 0x80;
     if (control || second)

@@ -1,4 +1,4 @@
-// Names as people may see them.
+// Names in printable form.
 
 #ifndef ZEMO_FUZZ_MODELS_ESCAPE_H
 #define ZEMO_FUZZ_MODELS_ESCAPE_H
@@ -8,11 +8,12 @@
 
 namespace fuzz {
 
-// `text` with every backslash and its three octal digits as the byte that they stand for; none
-// where there are no such digits.
+// `text` with every backslash and its three octal digits replaced by the byte; empty if the digits
+// are missing.
 std::optional<std::string> unescaped(const std::string& text);
 
-// What any program may write to a terminal: no control characters, but line feeds and TABs.
+// Whether any program may write the text to a terminal: it contains no control characters except
+// line feeds and TABs.
 bool isHarmless(const std::string& text);
 
 }  // namespace fuzz

@@ -6,7 +6,7 @@
 namespace fuzz {
 namespace {
 
-// A final line feed begins no further line.
+// A line feed at the end does not begin another line.
 std::vector<std::string> linesOf(const std::string& content) {
   std::vector<std::string> lines = split(content, '\n');
   if (lines.back().empty())

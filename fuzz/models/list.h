@@ -1,4 +1,4 @@
-// What a check list is as a text, and what it makes of the entries that lists before it have left.
+// The meaning of a check list as text, and its effect on the entries of earlier lists.
 
 #ifndef ZEMO_FUZZ_MODELS_LIST_H
 #define ZEMO_FUZZ_MODELS_LIST_H
@@ -15,13 +15,13 @@ namespace fuzz {
 // By path.
 using Entries = std::map<std::string, Columns>;
 
-// 0, or the number that the library logs with "Format Error".
+// 0, or the number of the library's "Format Error" log line.
 int formatErrorOf(const std::string& content);
 
-// Applies the lines of a list that has none.
+// Applies the lines of a list that has no such error.
 void merge(const std::string& content, const Binding& binding, Entries& entries);
 
-// Those of the library's list, which all have the path that they stand under.
+// The entries of the library's list; checks that each has its key as its path.
 Entries entriesOf(const ZEMO::SELF_CHECK::FileList& list);
 
 }  // namespace fuzz

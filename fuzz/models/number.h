@@ -1,4 +1,4 @@
-// Numbers as the columns of a list state them.
+// Numbers in the columns of a list.
 
 #ifndef ZEMO_FUZZ_MODELS_NUMBER_H
 #define ZEMO_FUZZ_MODELS_NUMBER_H
@@ -8,11 +8,11 @@
 
 namespace fuzz {
 
-// Blanks, a sign, then digits up to what is none; without any, 0. What a 64-bit number cannot hold
-// is the nearest that it can.
+// Blanks, a sign, then digits up to another character; 0 without digits. Values that do not fit
+// into 64 bits become the nearest that does.
 int64_t signedNumberOf(const std::string& text);
 
-// The same without sign: behind a minus, the number is subtracted from 2 to the 64th power.
+// The same for unsigned numbers: after a minus, the number is subtracted from 2 to the 64th power.
 uint64_t unsignedNumberOf(const std::string& text, unsigned base);
 
 }  // namespace fuzz

@@ -1,6 +1,6 @@
-// The file of accepted differences. What stands before the first form feed of an input is the file;
-// each line behind it is a mismatch: the digit of its kind, then the path, and for a stray member,
-// after a TAB, its name.
+// The file of accepted differences. An input begins with the file, up to the first form feed; each
+// later line is a mismatch: a digit for its kind, then the path and, for a stray member, a TAB and
+// its name.
 
 #include "check/accepted.h"
 
@@ -38,7 +38,7 @@ CHECK_ERROR kindNamed(const std::string& name) {
   return CHECK_ERROR(0);
 }
 
-// False where the line is none.
+// False if the line is invalid.
 bool readLine(const std::string& text, Line& line) {
   std::size_t const tab = text.find('\t');
   std::optional<std::string> const path = fuzz::unescaped(text.substr(0, tab));
@@ -49,7 +49,7 @@ bool readLine(const std::string& text, Line& line) {
     return true;
   std::vector<std::string> names = fuzz::split(text.substr(tab + 1), ',');
   if (names.size() > 1 && names.back().empty())
-    names.pop_back();  // a comma at the end says nothing
+    names.pop_back();  // a comma at the end has no meaning
   for (const std::string& name : names)
     line.kinds.push_back(kindNamed(name));
   return std::count(line.kinds.begin(), line.kinds.end(), CHECK_ERROR(0)) == 0;

@@ -1,6 +1,6 @@
-// The arguments of the program. Every line of an input is a word. Words are parsed, twice with the
-// same outcome; the program itself is run where it would only say what is wrong or help, and for
-// the commands that only read, in a directory with a few lists, and only names in it.
+// The arguments of the program. Every line of an input is an argument. The target parses the
+// arguments twice, with the same result. It runs the program itself only for errors, help and the
+// commands that only read, in a directory with a few lists, and only with names in it.
 
 #include <zemo/selfcheck.h>
 
@@ -19,7 +19,7 @@
 
 namespace {
 
-// The command that the words name; empty where they are wrong, or ask for help.
+// The command in the arguments; empty if they are wrong or request help.
 std::string parsed(const std::vector<const char*>& words) {
   try {
     tool::Chosen const chosen =
@@ -31,7 +31,7 @@ std::string parsed(const std::vector<const char*>& words) {
   }
 }
 
-// Also takes standard input away. False when that fails.
+// Also redirects standard input from /dev/null. False if that fails.
 bool makeFiles() {
   std::string const lists = "/usr/zemo/selfcheck";
   std::string const list =
@@ -48,7 +48,7 @@ bool makeFiles() {
   return freopen("/dev/null", "r", stdin) != nullptr;
 }
 
-// While it lives, the working directory is the one with the lists.
+// During its lifetime, the working directory is the one with the lists.
 class InDirectory {
  public:
   InDirectory() : _before(std::filesystem::current_path()) {

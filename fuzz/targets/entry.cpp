@@ -1,5 +1,5 @@
 // One entry line, with and without a package binding. The first line of an input is the binding, as
-// UID:GID:DIRECTORY, or empty; all else is the entry line.
+// UID:GID:DIRECTORY, or empty; the rest is the entry line.
 
 #include <zemo/selfcheck.h>
 

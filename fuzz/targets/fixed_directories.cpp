@@ -1,9 +1,10 @@
-// The collection of the members of fixed directories. Every line of an input is one operation on a
-// path:
+// Collects the members of fixed directories. Every line of an input is one operation on a path:
 //
-//   + PATH  an entry           - PATH  no entry any more
-//   # PATH  a fixed directory  ? PATH  is an unlisted path in a fixed directory? (leaves its trace
-//   in the map) !       collect
+//   + PATH  adds an entry
+//   - PATH  removes an entry
+//   # PATH  adds a fixed directory
+//   ? PATH  asks whether an unlisted path is in a fixed directory (which adds it to the map)
+//   !       collects the members
 
 #include <zemo/selfcheck.h>
 
@@ -45,7 +46,7 @@ class Set {
 
   void ask(const std::string& path) {
     if (_entries[path])
-      return;  // listed: that would be a check
+      return;  // listed: a check, not this operation
     std::vector<SELFCHECK_RESULT> results;
     fuzz::require(_list.checkFiles({path}, results) && results.size() == 1, "one result");
     bool const expected =
@@ -84,7 +85,7 @@ class Set {
 
  private:
   FileList _list{"wam", "full"};
-  std::map<std::string, std::optional<Entry>> _entries;  // none where only the path was asked for
+  std::map<std::string, std::optional<Entry>> _entries;  // none if only the path was looked up
   Names _table;
 };
 

@@ -1,6 +1,5 @@
-// The report in JSON: whatever is reported can be read back from it. An input is a sequence of
-// records, each begun by a letter: s START, n NOT LOADED, e ENTRY, u UNCHECKED, z SUMMARY. Their
-// texts are lines.
+// The JSON report: everything in it can be read back. An input is a sequence of records, each begun
+// by a letter: s START, n NOT LOADED, e ENTRY, u UNCHECKED, z SUMMARY. Their texts are lines.
 
 #include "text/json.h"
 
@@ -26,7 +25,7 @@ std::string fromHexadecimal(const std::string& digits) {
   return bytes;
 }
 
-// A column as a reader takes it: a number, or the text, or the bytes where those are no text.
+// A column as a reader sees it: a number, the text, or the bytes if they are not valid text.
 std::string bytesOf(const Json& record, const std::string& name) {
   if (record.at(name).is_number())
     return record.at(name).dump();
@@ -48,7 +47,7 @@ std::vector<std::string> allBytesOf(const Json& record, const std::string& name)
 
 using Compare = std::function<void(const Json&)>;
 
-// Makes records, and what has to be found in them.
+// Makes records, and the checks of their contents.
 class Reporter {
  public:
   explicit Reporter(fuzz::Input& input) : _input(input) {}

@@ -1,5 +1,5 @@
-// One list file. The first line of an input is a number; each byte \x01 behind it stands for so
-// many letters, so that lines can be longer than inputs, and than the reader's buffer.
+// One list file. The first line of an input is a number; each later byte \x01 represents that many
+// letters, so that lines can be longer than inputs and than the reader's buffer.
 
 #include <zemo/selfcheck.h>
 
@@ -16,7 +16,7 @@ using namespace ZEMO::SELF_CHECK;
 
 namespace {
 
-constexpr std::size_t largest = std::size_t{144} * 1024;  // two buffers, and some more
+constexpr std::size_t largest = std::size_t{144} * 1024;  // more than two buffers
 
 std::string expanded(const std::string& text, std::size_t count) {
   std::string result;

@@ -1,8 +1,8 @@
-// The maker of lists: what it makes of any tree reads back, names every file, and is clean; and is
-// no longer so when one of the files changes. Every line of an input is a file: its type's letter
-// (f, d, l, p, s), three octal digits, the number of the directory that it lies in (a letter from a
-// on), a letter that is upper case for a directory with fixed members, then, up to a \x01, the
-// name, and last content or target. The last line may be ~NUMBER: the file to change.
+// The maker of lists: a list of any tree can be read back, names every file, and checks as clean;
+// after a change to one of the files it no longer does. Every line of an input is a file: the
+// letter of its type (f, d, l, p, s), three octal digits, the number of its parent directory (a
+// letter from a on), a letter that is upper case for a directory with fixed members, then the name,
+// up to a \x01, and last the content or target. The last line may be ~NUMBER: the file to change.
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -65,7 +65,7 @@ class Tree {
       _fixed.push_back(file.path);
   }
 
-  // Whether a list of it can be made.
+  // Whether its list can be made.
   bool canBeListed() const {
     return std::all_of(_files.begin(), _files.end(), [](const File& file) {
       bool const readable =
@@ -100,7 +100,7 @@ class Tree {
     return sorted;
   }
 
-  // Changes one file; false where there is none, or nothing of it is looked at.
+  // Changes one file; false if there is none, or if the check would not notice the change.
   bool change(std::size_t number) {
     if (_files.empty())
       return false;
@@ -154,7 +154,7 @@ bool isClean(const std::string& list, std::vector<std::string>& paths) {
   for (const auto& element : *files.getProtectedFiles())
     paths.push_back(element.first);
   bool const clean = files.checkFiles(CHECK_ITEM_ALL);
-  // What could not be read is logged, and does not count as a difference.
+  // Unreadable files are logged, and do not count as differences.
   fuzz::agree("log", recordedLog(), std::vector<LogLine>());
   return clean;
 }

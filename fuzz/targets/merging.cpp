@@ -1,5 +1,5 @@
 // Several lists, of the system and of packages, read one after the other. The first line of an
-// input names the set; form feeds stand between the lists, which lack their first line.
+// input names the set; form feeds separate the lists, which lack their first line.
 
 #include <zemo/selfcheck.h>
 

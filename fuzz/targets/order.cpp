@@ -1,8 +1,8 @@
 // How a set is found and verified: which lists, in which order. The first line of an input is a
-// number that chooses the set, then a letter for what listorder is, then a digit: the verification
-// that fails. The second line and all up to a form feed is what listorder says; each further line
-// is the name of a file in the set's directory, with letters for what is wrong with it behind a
-// slash.
+// number that selects the set, then a letter for the state of listorder, then a digit: the number
+// of the verification that fails. The second line and all text up to a form feed is the content of
+// listorder; each later line is the name of a file in the set's directory, followed by a slash and
+// letters for its defects.
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -25,7 +25,7 @@ namespace {
 
 struct SetName {
   const char* name;
-  const char* inFileNames;  // "../" taken out once
+  const char* inFileNames;  // with "../" removed once
 };
 
 constexpr std::array<SetName, 6> setNames = {{{"wam", "wam"},
@@ -38,7 +38,7 @@ constexpr std::array<SetName, 6> setNames = {{{"wam", "wam"},
 const std::string listDir = "/usr/zemo/selfcheck";
 
 struct File {
-  std::string name;  // from the set's directory on
+  std::string name;  // relative to the set's directory
   std::string path;
   bool isList;  // can be parsed
 };
@@ -115,7 +115,7 @@ class Set {
   }
 
  private:
-  // As a column: no TAB, no line feed.
+  // As a column: without TABs and line feeds.
   static std::string escaped(std::string name) {
     std::replace(name.begin(), name.end(), '\t', '_');
     std::replace(name.begin(), name.end(), '\n', '_');
@@ -168,7 +168,7 @@ class Set {
     return paths;
   }
 
-  // Returns which list has been the last.
+  // Returns the list that came last.
   std::string modelOfParsing(const std::vector<File>& lists) {
     std::string last;
     fuzz::Binding binding;
@@ -202,10 +202,10 @@ class Set {
   }
 
   SetName _names;
-  int _failing;  // the number of the verification that fails, from 1
+  int _failing;  // the number of the failing verification, from 1
   bool _loads = true;
   std::string _directory;
-  std::string _below;  // what the set's name adds to the directory where its files are looked for
+  std::string _below;  // the part of the search directory that comes from the set's name
   std::map<std::string, int> _positions;
   std::vector<File> _files;
   std::vector<LogLine> _log;

@@ -1,12 +1,12 @@
 // The flag words of named files. Every line of an input lists a file or names one:
 //
-//   LETTER TAB SIZE TAB HASH TAB TYPE TAB PERMISSION TAB OWNER TAB GROUP   a file of ours is listed
-//   +PATH TAB HASH                                                         any other path is
-//   LETTER                                                                 a file of ours is named
-//   ?PATH                                                                  any other path is
+//   LETTER TAB SIZE TAB HASH TAB TYPE TAB PERMISSION TAB OWNER TAB GROUP   lists one of our files
+//   +PATH TAB HASH                                                         lists any other path
+//   LETTER                                                                 names one of our files
+//   ?PATH                                                                  names any other path
 //
-// A column of "=" says what is right. The letters are those of the types, or n: there is no such
-// file; x: a file that cannot be read.
+// A column of "=" has the right value. The letters are those of the types, or n for a missing file,
+// or x for an unreadable file.
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -33,7 +33,7 @@ const char* const digest = "040f06fd774092478d450774f5ba30c5da78acc8";  // of "c
 
 struct File {
   std::string path;
-  std::string content;  // what its hash column has to say
+  std::string content;  // its correct hash column
   struct stat status = {};
   bool exists = false;
 };
@@ -66,7 +66,7 @@ std::string octal(mode_t mode) {
   return text.str();
 }
 
-// The right columns behind the path.
+// The right columns after the path.
 std::vector<std::string> rightColumns(char letter, const File& file) {
   return {std::to_string(file.status.st_size),          file.content,
           std::string(1, letter == 'x' ? 'f' : letter), octal(file.status.st_mode),
@@ -124,7 +124,7 @@ class Set {
     _listed[file.path] = {letter, columns};
   }
 
-  // An entry whose file is not looked at.
+  // An entry whose file is not checked.
   void listOther(const std::string& path, const std::string& hash) {
     auto entry = boost::make_shared<ProtectedFile>("");
     entry->_path = path;

@@ -1,9 +1,9 @@
 // String lists and the splitter. Every line of an input is one operation:
 //
 //   + TEXT                  push the text
-//   = NUMBER                push the item of this number, which lies in the list itself
+//   = NUMBER                push the item with this number, which is in the list itself
 //   / SEPARATORS \x01 TEXT  split the text
-//   * NUMBER                go on with a new list with room for so many items
+//   * NUMBER                continue with a new list with room for this many items
 
 #include <zemo/core.h>
 

@@ -1,12 +1,12 @@
 #!/usr/bin/env python3
-"""Which lines and branches of the libraries the tests take.
+"""Reports the lines and branches of the libraries that the tests take.
 
     report.py EXPORT
 
-EXPORT is what `llvm-cov export` prints, whose branches are those that stand in the source. Prints
-the coverage of each file of src/ and platform/, of tools/ as a whole, and the branches that no test
-takes. Those that no test can take stand in excluded.txt; the exit status is 1 while there are
-others, or one of these is taken.
+EXPORT is the output of `llvm-cov export`; its branches are those in the source. Prints the coverage
+of each file of src/ and platform/, of tools/ as a whole, and the branches that no test takes.
+excluded.txt lists the branches that no test can take; the exit status is 1 if there are others, or
+if a test takes one of these.
 """
 
 import json
@@ -19,7 +19,7 @@ FOLDERS = ("src", "platform")
 
 
 def exclusions():
-    """{(file, line of source, condition, way)} that no test can take."""
+    """The {(file, line of source, condition, way)} that no test can take."""
     found = set()
     for number, line in enumerate(EXCLUDED.read_text().splitlines(), 1):
         if line and not line.startswith("# "):
@@ -32,7 +32,7 @@ def exclusions():
 
 
 def ways_of(file):
-    """{(place, way): count} of the conditions of a file; each can turn out true and false."""
+    """{(place, way): count} of the conditions of a file; the ways are true and false."""
     counts = {}
     for first, column, last, end, true, false, *_ in file["branches"]:
         for way, count in (("true", true), ("false", false)):
@@ -92,7 +92,7 @@ def main(export):
     row("tools/", lines_of_tools, None)
     print(f"excluded: {len(used)} branches, see quality/coverage/{EXCLUDED.name}")
     for key in sorted(excluded - used):
-        wrong.append(f"{EXCLUDED.name}: there is no {' :: '.join(key)}")
+        wrong.append(f"{EXCLUDED.name}: not in the source: {' :: '.join(key)}")
     for line in wrong:
         print(line)
     return 1 if wrong else 0

@@ -1,7 +1,7 @@
-"""Single changes to C++ source, made from its tokens: what a mistake in the code could look like.
+"""Single changes to C++ source, made from its tokens: plausible mistakes in the code.
 
-The sources are formatted by clang-format, so an operator between blanks is a binary one, and '<'
-without them belongs to a template.
+The sources are formatted by clang-format, so an operator between blanks is binary, and '<' without
+blanks belongs to a template.
 """
 
 import re
@@ -39,7 +39,7 @@ BINARY = {
     "<<": [("arithmetic", ">>")],
     "?": [("always", "|| true ?"), ("never", "&& false ?")],
 }
-# The second word of a statement that is no declaration.
+# The second word of statements that are not declarations.
 AFTER_FIRST = {"(", "=", "+=", "-=", ".", "->", "[", "++", "--"}
 LEAVING = {"return", "break", "continue"}
 CONTROLS = {"if", "for", "while", "switch"}
@@ -61,7 +61,7 @@ class Token:
 
 @dataclass(frozen=True)
 class Mutant:
-    """The change of source[start:end] of a file to `text`."""
+    """A change of source[start:end] of a file to `text`."""
 
     file: str
     line: int
@@ -70,7 +70,7 @@ class Mutant:
     start: int
     end: int
     text: str
-    key: str  # rule, with #2 for the second one in lines of the file that read the same, and so on
+    key: str  # rule, with #2 for the second one in equal lines of the file, and so on
     source_line: str
 
     @property
@@ -90,7 +90,7 @@ def tokens_of(source):
 
 
 def partners(tokens):
-    """Index of each opening bracket -> index of the one that closes it."""
+    """Index of each opening bracket -> index of its closing bracket."""
     closing, stack = {}, []
     for index, token in enumerate(tokens):
         if token.text in OPENING:
@@ -101,7 +101,7 @@ def partners(tokens):
 
 
 def static_assertions(tokens, closing):
-    """The indexes that belong to a static_assert: it fails at once, or never."""
+    """The indexes in static_asserts: changes there fail at once, or never."""
     found = set()
     for index, token in enumerate(tokens):
         if token.text == "static_assert":
@@ -110,7 +110,7 @@ def static_assertions(tokens, closing):
 
 
 def next_number(text):
-    """Another value than the number `text`."""
+    """A number other than `text`."""
     digits = re.match(r"0[xX][0-9a-fA-F']+|[0-9']+", text).group()
     suffix = text[len(digits) :]
     plain = digits.replace("'", "")
@@ -122,7 +122,7 @@ def next_number(text):
 def constants(tokens, source):
     for before, token in zip([Token("sign", ";", 0), *tokens], tokens):
         if token.kind == "number":
-            # Elsewhere the operator's own change is the same, or a first value that is never seen.
+            # Elsewhere the operator's change has the same effect, or the first value is never used.
             if before.text not in COMPARISONS and before.text != "-":
                 yield "constant", token.start, token.end, next_number(token.text)
         elif token.text in ("true", "false"):
@@ -150,7 +150,7 @@ def operators(tokens, source):
 
 
 def conditions(tokens, source, closing):
-    """Negates conditions and results that no operator's change negates."""
+    """Negates conditions and results that no change of an operator negates."""
     for index, token in enumerate(tokens[:-1]):
         if token.text in ("if", "while") and tokens[index + 1].text == "(":
             first, end = index + 2, closing[index + 1]
@@ -177,7 +177,7 @@ def is_flag(tokens, index):
 
 
 def flags(tokens):
-    """Leaves out one operand of a | b."""
+    """Omits one operand of a | b."""
     for index, token in enumerate(tokens):
         if token.text == "|" and is_flag(tokens, index):
             yield "flag", token.start, tokens[index + 1].end, ""
@@ -186,7 +186,7 @@ def flags(tokens):
 
 
 def end_of_statement(tokens, index, closing):
-    """The index of the ';' that ends the statement that begins at `index`, or None."""
+    """The index of the ';' of the statement that begins at `index`, or None."""
     while index < len(tokens):
         text = tokens[index].text
         if text == ";":
@@ -202,7 +202,7 @@ def end_of_statement(tokens, index, closing):
 
 
 def second_word(tokens, index):
-    """The index behind the name a::b that begins at `index`."""
+    """The index after the name a::b that begins at `index`."""
     index += 1
     while tokens[index].text == "::":
         index += 2
@@ -210,7 +210,7 @@ def second_word(tokens, index):
 
 
 def statements(tokens, closing):
-    """(first, last) indexes of the statements that can be left out."""
+    """(first, last) indexes of the statements that can be omitted."""
     controls = {
         closing[index + 1]
         for index, token in enumerate(tokens[:-1])
@@ -248,7 +248,7 @@ def can_be_left_out(tokens, first, last):
         return False
     if text in LEAVING or text in ("delete", "++", "--"):
         return True
-    if text == "*":  # a target of an assignment, not a factor
+    if text == "*":  # the target of an assignment, not a factor
         return tokens[first + 1].start == tokens[first].end
     if text == "(":
         return tokens[first + 1].text == "void"
@@ -258,7 +258,7 @@ def can_be_left_out(tokens, first, last):
 
 
 def is_last_of_function(source, tokens, last):
-    """Whether a function would end without its value."""
+    """Whether a function would end without returning its value."""
     return source[tokens[last].end :].split("}")[0] in ("\n", " ")
 
 
@@ -267,7 +267,7 @@ def left_out(tokens, source, closing):
     for first, last in found:
         if tokens[first].text == "return" and is_last_of_function(source, tokens, last):
             continue
-        # An empty statement, so that an if in front of it does not take the next one.
+        # An empty statement, so that a preceding if does not take the next statement.
         yield "dropped", tokens[first].start, tokens[last].end, ";"
     for (first, last), (second, end) in zip(found, found[1:]):
         if second == last + 1 and not {tokens[first].text, tokens[second].text} & LEAVING:
@@ -281,7 +281,7 @@ def left_out(tokens, source, closing):
 
 
 def are_independent(one, other):
-    """Whether these assign values, without a call, and neither uses what the other one sets."""
+    """Whether both assign values, without calls, and neither uses what the other one sets."""
 
     def target(statement):
         texts = [token.text for token in statement]
@@ -317,7 +317,7 @@ def arguments(tokens, source, closing):
 
 
 def kind_of(argument):
-    """Arguments of different kinds have different types."""
+    """Whether the arguments are of different kinds, and so have different types."""
     text = argument[0].text
     if text in ("nullptr", "&") or argument[0].kind != "word":
         return text if text in ("nullptr", "&") else argument[0].kind
@@ -327,7 +327,7 @@ def kind_of(argument):
 
 
 def split(tokens, index, end, closing):
-    """The (first, end) indexes of what commas separate in tokens[index:end]."""
+    """The (first, end) indexes of the parts of tokens[index:end] between commas."""
     found, first = [], index
     while index < end:
         if tokens[index].text == ",":
@@ -340,7 +340,7 @@ def split(tokens, index, end, closing):
 
 
 def is_parameter(tokens):
-    """Whether an argument is a parameter's declaration: a type and a name."""
+    """Whether an argument is the declaration of a parameter: a type and a name."""
     for one, other in zip(tokens, tokens[1:]):
         if one.kind == other.kind == "word" and one.text not in ("sizeof", "new"):
             return True
@@ -350,7 +350,7 @@ def is_parameter(tokens):
 
 
 def mutants(file, source):
-    """All mutants of a file, in the order of their places."""
+    """All mutants of a file, in the order of their positions."""
     tokens = tokens_of(source)
     closing = partners(tokens)
     fixed = static_assertions(tokens, closing)

@@ -1,4 +1,5 @@
-# Compiles the libraries in a fraction of the time, and with mutants' warnings, whatever the rest is compiled with.
+# Compiles the libraries in a fraction of the time, and without warnings, which mutants may cause, whatever the options
+# of the build.
 cmake_language(DEFER CALL target_compile_options zemocore PRIVATE -O0 -w)
 cmake_language(DEFER CALL target_compile_options zemopkg PRIVATE -O0 -w)
 cmake_language(DEFER CALL target_compile_options zemoselfcheck_objects PRIVATE -O0 -w)

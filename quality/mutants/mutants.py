@@ -1,15 +1,15 @@
 #!/usr/bin/env python3
-"""Changes the libraries, one place at a time, and sees whether the tests notice.
+"""Changes the libraries, one place at a time, and checks that the tests notice.
 
     mutants.py [--equivalent] [--only PATTERN] [--every N] [--plain] [--list] [--jobs N] [--resume]
 
-A mutant is one change (see changes.py) of a file of src/ or platform/, named
-FILE:LINE:COLUMN:RULE. Each is built in a copy of the source tree, below build/mutants/, and tested
-until a test program fails. Whoever survives is either killed by a new test, or shown to change
-nothing that can be noticed, in equivalent.txt. The exit status is 1 while there are others.
+A mutant is one change (see changes.py) of a file of src/ or platform/, named FILE:LINE:COLUMN:RULE.
+Each is built in a copy of the source tree below build/mutants/, and tested until a test program
+fails. A mutant that survives needs a new test that kills it, or a reason in equivalent.txt why its
+change has no noticeable effect. The exit status is 1 if there are others.
 
-With --equivalent, those of equivalent.txt are tested instead, and the exit status is 1 when one
-of them does not survive: then its reason is wrong.
+With --equivalent, tests the mutants in equivalent.txt instead; the exit status is 1 if one of them
+does not survive, because its reason is then wrong.
 """
 
 import argparse
@@ -43,19 +43,20 @@ SURVIVED, UNBUILDABLE = "survived", "unbuildable"
 PLAIN, SANITIZED = "plain", "sanitized"
 LIBRARIES = ["zemocore", "zemopkg", "zemoselfcheck"]
 LEAST_SECONDS = 10
-# As ./dev test builds, but for what the libraries do not need.
+# Like ./dev test, except for the parts that the libraries do not need.
 COMMON = [
     *("-G", "Ninja", "-DZEMO_WERROR=ON", "-DZEMO_TESTS=ON"),
     *("-DZEMO_TOOLS=OFF", "-DZEMO_MAN=OFF", "-DZEMO_EXAMPLES=OFF"),
-    # Programs need not be linked anew with a library that has changed inside only.
+    # Avoids linking programs again if a library has changed only inside.
     "-DCMAKE_LINK_DEPENDS_NO_SHARED=ON",
     f"-DCMAKE_PROJECT_INCLUDE={ROOT}/quality/mutants/faster.cmake",
 ]
-# Ways to build: further options, and how many mebibytes a program may use, as an endless loop
-# would use all.
+# Kinds of builds: additional options, and the limit of a program's memory in MiB, because an
+# endless loop could use all memory.
 KINDS = {
     PLAIN: ([], 8192),
-    # Memory that is lost or misused shows there only. Its shadow takes any address space.
+    # Only this build shows memory leaks and misuse. Its shadow memory needs unlimited address
+    # space.
     SANITIZED: (
         [
             *("-DCMAKE_BUILD_TYPE=Debug", "-DCMAKE_CXX_FLAGS_DEBUG=-g1"),
@@ -67,7 +68,7 @@ KINDS = {
 
 
 class Failure(Exception):
-    """What a program that failed has printed."""
+    """The output of a program that failed."""
 
 
 class Program:
@@ -77,28 +78,29 @@ class Program:
         self.path = path
         self.name = Path(path).name
         self.folder = Path(path).parent.name
-        self.has_objects = "internals" in self.name  # and not the library
+        self.has_objects = "internals" in self.name  # instead of the library
         self.seconds = 0.0
 
     def uses(self, file):
-        """Whether it can notice a change of the file: the platform's use no other library."""
+        """Whether it can notice a change of the file: tests of the platform use no other
+        library."""
         return self.folder != "platform" or file.startswith("platform/")
 
     def nearness(self, file):
-        """How likely it tests a file, going by their names."""
+        """How likely the program tests a file, judging from their names."""
         stem, folder = Path(file).stem, Path(file).parent.name
         return self.name.startswith(stem), self.folder == folder, self.folder in file
 
 
 class Build:
-    """A build of a copy of the source tree, and the test programs that use some of the files."""
+    """A build of a copy of the source tree, and the test programs that use the files."""
 
     def __init__(self, tree, files, name, options, mebibytes):
-        print(f"Building what is not changed ({tree.name}, {name})", flush=True)
+        print(f"Building the unchanged parts ({tree.name}, {name})", flush=True)
         self.path = tree / "build" / name
         run("cmake", "-S", tree, "-B", self.path, *COMMON, *options)
         self.make([*LIBRARIES, *self.commands()])
-        # (Each test program enters a private root of its own, so none finds what another has left.)
+        # (Each test program enters a separate private root, so none sees another one's files.)
         self.runner = subprocess.Popen(
             [sys.executable, TRIAL, str(mebibytes)],
             stdin=subprocess.PIPE,
@@ -108,16 +110,16 @@ class Build:
         programs = [Program(command) for command in self.commands().values()]
         self.programs = [program for program in programs if any(map(program.uses, files))]
         if not self.programs:
-            sys.exit(f"mutants: no test program of {self.path} uses what is changed")
+            sys.exit(f"mutants: no test program of {self.path} uses the changed files")
         for program in self.programs:
             started = time.monotonic()
             verdict = self.trial([program], 300)
             program.seconds = time.monotonic() - started
             if verdict != SURVIVED:
-                sys.exit(f"mutants: {program.path} fails without any change")
+                sys.exit(f"mutants: {program.path} fails without a change")
 
     def commands(self):
-        """The names of the test programs, and their paths, unknown before they are built."""
+        """The names of the test programs, and their paths, which are unknown before building."""
         shown = run("ctest", "--test-dir", self.path, "--show-only=json-v1")
         found = {test["name"]: test.get("command", [""])[0] for test in json.loads(shown)["tests"]}
         return {name: path for name, path in found.items() if not path.endswith(".sh")}
@@ -132,7 +134,8 @@ class Build:
         return self.runner.stdout.readline().strip()
 
     def test(self, order):
-        """What becomes of the tree as it is: a verdict, with the program that failed."""
+        """The verdict on the tree in its current state, with the name of the program that
+        failed."""
         try:
             self.make(LIBRARIES)
             programs = order(self.programs)
@@ -149,7 +152,7 @@ class Build:
 
 
 class Copy:
-    """A copy of the source tree with builds of its own."""
+    """A copy of the source tree with separate builds."""
 
     def __init__(self, number, source, files):
         self.tree = BUILD / str(number)
@@ -176,7 +179,7 @@ def changed(tree, mutant):
 
 
 class Results:
-    """What became of each mutant, on disk, so that a run can be resumed."""
+    """The verdicts on all mutants, on disk, so that a run can be resumed."""
 
     def __init__(self, resume):
         self.found = {}  # (name, digest of the file) -> verdict
@@ -203,7 +206,7 @@ class Results:
             print(f"{name}\t{digest}\t{verdict}", file=self.file, flush=True)
 
     def order(self, file, programs):
-        """The programs, those first that are likely to kill a mutant of the file."""
+        """The programs; those that are likely to kill a mutant of the file come first."""
         kills = self.killers.get(file, Counter())
 
         def key(program):
@@ -230,7 +233,8 @@ def files_below(folder):
 
 
 def synchronize(source, target):
-    """Makes `target` a copy of `source`; what is the same need not be built again."""
+    """Makes `target` a copy of `source` without touching equal files, to save building them
+    again."""
     target.mkdir(parents=True, exist_ok=True)
     for name in files_below(target) - files_below(source):
         (target / name).unlink()
@@ -284,18 +288,18 @@ def key_of(mutant):
 def parse(words):
     parser = argparse.ArgumentParser(prog="./dev mutants")
     add = parser.add_argument
-    add("--equivalent", action="store_true", help="test those that are said to change nothing")
-    add("--only", metavar="PATTERN", default="*", help="those whose names match, as 'src/log*'")
-    add("--every", metavar="N", type=int, default=1, help="of these, each Nth only")
-    add("--plain", action="store_true", help="leave out the second try, with sanitizers")
-    add("--list", action="store_true", help="name the mutants and test none")
-    add("--jobs", metavar="N", type=int, default=1, help="test so many at once, in separate builds")
-    add("--resume", action="store_true", help="leave out those that an earlier run has seen killed")
+    add("--equivalent", action="store_true", help="test the mutants in equivalent.txt")
+    add("--only", metavar="PATTERN", default="*", help="only mutants whose names match, such as 'src/log*'")
+    add("--every", metavar="N", type=int, default=1, help="only each Nth of these")
+    add("--plain", action="store_true", help="skip the second run, with sanitizers")
+    add("--list", action="store_true", help="list the mutants without testing them")
+    add("--jobs", metavar="N", type=int, default=1, help="number of mutants to test at once, in separate builds")
+    add("--resume", action="store_true", help="skip mutants that an earlier run has killed")
     return parser.parse_args(words)
 
 
 def test_all(wanted, results, copies, kind):
-    """Tests mutants in builds of a kind; those that have survived."""
+    """Tests mutants in builds of a kind; returns those that survived."""
     free = queue.Queue()
     for copy in copies:
         free.put(copy)
@@ -314,7 +318,7 @@ def test_all(wanted, results, copies, kind):
         tests = [pool.submit(test, mutant, digest) for mutant, digest in wanted]
         for number, done in enumerate(concurrent.futures.as_completed(tests), 1):
             if done.exception():
-                pool.shutdown(wait=False, cancel_futures=True)  # what fails fails for each
+                pool.shutdown(wait=False, cancel_futures=True)  # others would fail as well
             mutant, digest, verdict = done.result()
             print(f"[{number}/{len(wanted)}] {mutant.name} {verdict}", flush=True)
             if verdict == SURVIVED:
@@ -323,14 +327,14 @@ def test_all(wanted, results, copies, kind):
 
 
 def report_noticed(listed, results):
-    """How many of the mutants in equivalent.txt do not belong there."""
+    """The number of mutants in equivalent.txt that do not belong there."""
     noticed = 0
     for mutant, digest in listed:
         verdict = results.verdict(mutant, digest)
         if verdict != SURVIVED:
             noticed += 1
             print(f"wrong in {EQUIVALENT.name}: {mutant.name} {verdict}: {mutant.source_line}")
-    print(f"{len(listed)} said to be equivalent: {len(listed) - noticed} survived, {noticed} did not")
+    print(f"{len(listed)} listed as equivalent: {len(listed) - noticed} survived, {noticed} did not")
     return noticed
 
 
@@ -340,7 +344,7 @@ def main(words):
     known = equivalents()
     stale = set(known) - {key_of(mutant) for mutant, _ in everything}
     for file, key, line in sorted(stale):
-        print(f"{EQUIVALENT.name}: there is no {key} in {file}: {line}", file=sys.stderr)
+        print(f"{EQUIVALENT.name}: no {key} in {file}: {line}", file=sys.stderr)
     if options.equivalent:
         everything = [one for one in everything if key_of(one[0]) in known]
     chosen = [one for one in everything if fnmatch.fnmatch(one[0].name, options.only)]

@@ -3,8 +3,8 @@
 
     trial.py MEBIBYTES
 
-Each may take so much address space (0: any). Each line of the input is a trial: PROGRAM SECONDS,
-and so on. Its answer is a line "killed PROGRAM", "timeout PROGRAM" or "survived".
+Each program may use this much address space (0: unlimited). Each line of the input is a trial:
+PROGRAM SECONDS, and so on. The answer is a line "killed PROGRAM", "timeout PROGRAM" or "survived".
 """
 
 import os
@@ -17,7 +17,8 @@ import tempfile
 
 def limits(mebibytes, seconds):
     def limit():
-        # Endless loops end by the time that they compute, however busy the machine is.
+        # Limits the processor time of endless loops, which does not depend on the load of the
+        # machine.
         resource.setrlimit(resource.RLIMIT_CPU, (seconds, seconds + 1))
         resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
         if mebibytes:
@@ -27,7 +28,7 @@ def limits(mebibytes, seconds):
 
 
 def run(program, mebibytes, seconds, directory):
-    """The exit status, or None after too long a time."""
+    """The exit status, or None after a timeout."""
     process = subprocess.Popen(
         [program, "--gtest_fail_fast", "--gtest_brief=1"],
         stdin=subprocess.DEVNULL,
@@ -42,7 +43,7 @@ def run(program, mebibytes, seconds, directory):
     except subprocess.TimeoutExpired:
         status = None
     try:
-        os.killpg(process.pid, signal.SIGKILL)  # also what it has left running
+        os.killpg(process.pid, signal.SIGKILL)  # also processes that it has left running
     except ProcessLookupError:
         pass
     process.wait()
@@ -52,7 +53,7 @@ def run(program, mebibytes, seconds, directory):
 def trial(words, mebibytes):
     for program, seconds in zip(words[::2], words[1::2]):
         with tempfile.TemporaryDirectory(prefix="mutant.", ignore_cleanup_errors=True) as directory:
-            os.chmod(directory, 0o755)  # some tests become another user
+            os.chmod(directory, 0o755)  # some tests switch to another user
             status = run(program, mebibytes, int(seconds), directory)
         if status != 0:
             return f"{'timeout' if status is None else 'killed'} {os.path.basename(program)}"

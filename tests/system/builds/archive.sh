@@ -1,9 +1,9 @@
 # shellcheck shell=bash
-# Builds from an archive, as distributions make them: by an ordinary user, without git, from a source that cannot be
-# written to. Its path, and all others, have blanks and letters that are not ASCII.
+# Builds from an archive as distributions do: as an ordinary user, without git, and from a read-only source. All paths
+# contain blanks and non-ASCII letters.
 
-# unpack SOURCE: sets `place` to a new directory with an unpacked archive of the source in `place`/source, and as_user
-# to the words before commands that an ordinary user runs there.
+# unpack SOURCE: unpacks an archive of the source into a new directory. Sets `place` to that directory (the source is in
+# $place/source), and as_user to the words that go before commands to run them there as an ordinary user.
 unpack() {
   place=$(mktemp -d "${TMPDIR:-/tmp}/zemo über all.XXXXXX")
   trap 'chmod -R u+w "$place"; rm -rf "$place"' EXIT
@@ -21,7 +21,7 @@ contents() {
   (cd "$place/source" && find . -printf '%p %m %s %T@\n' | sort)
 }
 
-# use PREFIX LIBRARY_DIRECTORY: a project of somebody else's finds the library by CMake and by pkg-config.
+# use PREFIX LIBRARY_DIRECTORY: a separate project finds the library with CMake and with pkg-config.
 use() {
   local prefix=$1 libraries=$2 consumer=$place/source/tests/system/install/consumer flags=()
   "${as_user[@]}" rm -rf "$place/consumer"
@@ -35,7 +35,7 @@ use() {
   LD_LIBRARY_PATH=$libraries "$prefix/bin/zemo-selfcheck" --version
 }
 
-# installed_at FILE...: these are below the directory for installing.
+# installed_at FILE...: these files exist below the installation directory.
 installed_at() {
   local file
   for file in "$@"; do
@@ -47,7 +47,7 @@ installed_at() {
   done
 }
 
-# build_archive SOURCE: without tests, by clang.
+# build_archive SOURCE: without tests, with clang.
 build_archive() {
   local before multiarch
   unpack "$1"
@@ -65,12 +65,12 @@ build_archive() {
     stage/usr/lib/systemd/system/zemo-selfcheck.service
   [ "$(ls "$place/stage")" = $'etc\nusr' ]
   if grep -rF "$place" "$place"/stage/{usr/share,usr/lib/systemd,etc}; then
-    echo "what was installed names where it was built"
+    echo "the installed files contain the build directory's path"
     return 1
   fi
   use "$place/stage/usr" "$place/stage/usr/lib/$multiarch"
 
-  echo "== with directories of its own choice"
+  echo "== with custom directories"
   "${as_user[@]}" cmake -S "$place/source" -B "$place/build" -DCMAKE_INSTALL_PREFIX="$place/own" \
     -DCMAKE_INSTALL_LIBDIR="$place/own libraries" -DCMAKE_INSTALL_SYSCONFDIR=etc \
     -DCMAKE_INSTALL_INCLUDEDIR=include/zemo-1
@@ -82,7 +82,7 @@ build_archive() {
   [ "$(contents)" = "$before" ]
 }
 
-# build_archive_tests SOURCE TESTS: the tests that match, too, built and run by the same user.
+# build_archive_tests SOURCE TESTS: also builds and runs the matching tests, as the same user.
 build_archive_tests() {
   unpack "$1"
   "${as_user[@]}" cmake -S "$place/source" -B "$place/build" -DZEMO_WERROR=ON -DZEMO_TESTS=ON

@@ -1,10 +1,10 @@
 #!/bin/bash
-# Builds that differ from the usual one: other compilers, build types and options, and a source that lies, and is
-# installed, elsewhere. Warnings are errors. Says how long each took, and for each that fails how to repeat it.
+# Builds that differ from the usual one: other compilers, build types and options, and other places for the source and
+# the installation. Warnings are errors. Reports how long each build took and, for each failure, how to repeat it.
 #
 #   builds_test.sh DIRECTORY [VARIANT...]
 #
-# The builds stay in the directory, apart from those of an archive. Without variants, all are built.
+# The builds stay in the directory, except those of an archive. Without variants, the script builds all of them.
 set -euo pipefail
 export LC_ALL=C
 export CMAKE_GENERATOR=Ninja
@@ -19,12 +19,12 @@ matrix=(gcc-debug gcc-release clang-debug clang-release
   gcc-debug-lto gcc-release-lto clang-debug-lto clang-release-lto)
 archives=(archive archive-tests)
 
-# Tests of what depends on compilers, options and places.
+# Tests whose result may depend on compilers, options and paths.
 quick_tests='interface|layout|exports|internals|entry_test|parsing_test|signature|threads|exec_test|tool_parts'
 quick_tests+='|program_test|check_findings|check_formats|verify_command|check_memory|completion|man_test|consumer'
 quick_tests+='|fuzz_replay|faults_library|^callers_test'
 
-# configure VARIANT CMAKE_OPTION...: with the compiler and options that the variant's name has.
+# configure VARIANT CMAKE_OPTION...: with the compiler and the options that the variant's name selects.
 configure() {
   local variant=$1 options=(-DZEMO_WERROR=ON)
   shift
@@ -55,7 +55,7 @@ build_variant() {
   esac
 }
 
-# What git knows of the source but the builds themselves; nothing where there is no git.
+# The state of the source in git, except for the builds themselves; nothing without git.
 source_state() {
   git -C "$source" -c safe.directory='*' status --porcelain --ignored 2>/dev/null | grep -v '^!! build' || true
 }
@@ -65,7 +65,7 @@ source_state() {
   exit 1
 }
 [ -n "${ZEMO_ALL:-}" ] || {
-  echo "[  SKIPPED ] builds_test.sh (takes long; ./dev builds and ./dev test --all run it)"
+  echo "[  SKIPPED ] builds_test.sh (takes long; only ./dev builds and ./dev test --all run it)"
   exit 0
 }
 mkdir -p "$1"
@@ -74,7 +74,7 @@ variants=("${@:2}")
 [ ${#variants[@]} -gt 0 ] || variants=("${matrix[@]}" "${archives[@]}")
 for variant in "${variants[@]}"; do
   [[ " ${matrix[*]} ${archives[*]} " == *" $variant "* ]] || {
-    echo "builds_test.sh: there is no variant $variant" >&2
+    echo "builds_test.sh: unknown variant $variant" >&2
     exit 1
   }
 done
@@ -85,7 +85,7 @@ before=$(source_state)
 for variant in "${variants[@]}"; do
   printf '%-18s' "$variant"
   started=$SECONDS log=$directory/$variant.log status=0
-  # A shell of its own, in which set -e holds: not where its status is asked for at once.
+  # In a separate shell, because set -e has no effect where the status is tested directly.
   set +e
   (build_variant "$variant") >"$log" 2>&1
   status=$?

@@ -1,4 +1,4 @@
-// The whole library in callers that fork in another thread meanwhile.
+// The whole library in callers whose other threads fork at the same time.
 
 #include <gtest/gtest.h>
 #include <sys/wait.h>
@@ -22,7 +22,8 @@ TEST_F(ForkingTest, AnotherThreadForksAllTheTime) {
     std::thread forking([&] {
       while (!stop) {
         pid_t const child = fork();
-        // (At its exit, valgrind would call lost what another thread holds in a register.)
+        // (If the thread exited, valgrind would report memory that another thread holds in a
+        // register as lost.)
         if (child == 0)
           (void)raise(SIGKILL);
         int status = 0;
@@ -40,8 +41,8 @@ TEST_F(ForkingTest, AnotherThreadForksAllTheTime) {
   });
 }
 
-// A child has what its parent had open and in memory, in the midst of whatever it did.
-TEST_F(ForkingTest, ChildrenThatAreForkedMeanwhileCheckToo) {
+// The child inherits its parent's open files and memory, whatever the parent was just doing.
+TEST_F(ForkingTest, ChildrenForkedMeanwhileCanCheck) {
   if (sanitized || underValgrind())
     GTEST_SKIP() << "this tool's own memory may be locked in such a child";
   inCaller([] {

@@ -1,5 +1,5 @@
-// The whole library in callers that have little left of something: every call gives its right
-// results or fails as it is documented to.
+// The whole library in callers that are short of some resource: every call returns its right
+// results or fails as documented.
 
 #include <gtest/gtest.h>
 #include <pthread.h>
@@ -22,7 +22,7 @@ namespace {
 
 using LimitsTest = WholeLibraryTest;
 
-// The outcome of `call`; exhausted memory is a documented failure, too.
+// The outcome of `call`; running out of memory is also a documented failure.
 template <typename Call>
 Outcome outcomeOf(Call call) {
   try {
@@ -39,7 +39,7 @@ void limit(__rlimit_resource resource, rlim_t value) {
   ASSERT_EQ(setrlimit(resource, &limits), 0);
 }
 
-// What `call` returns in a process of its own.
+// The outcome of `call` in a separate process.
 Outcome inProcess(const std::function<Outcome()>& call) {
   auto* const outcome = static_cast<Outcome*>(
       mmap(nullptr, sizeof(Outcome), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
@@ -78,31 +78,32 @@ rlim_t addressSpace() {
   return static_cast<rlim_t>(std::stol(readFile("/proc/self/statm")) * getpagesize());
 }
 
-// Has the kernel give the stack now what the calls need, because later it may not.
+// Makes the kernel provide the stack that the calls need now, because later it may not.
 __attribute__((noinline)) void touchStack() {
   volatile char room[512 * 1024];
   for (size_t i = 0; i < sizeof room; i += 4096)
     room[i] = 0;
 }
 
-// The test's own judgement must not fail for want of memory, which would pass for the library's
-// failure.
+// The test's own comparison must not run out of memory, because that would look like a failure of
+// the library.
 void liftMemoryLimit() {
   limit(RLIMIT_AS, RLIM_INFINITY);
 }
 
-// What becomes of `call` in a caller that may have so much more memory.
+// The outcome of `call` in a caller that may allocate this much more memory.
 Outcome outcomeWithin(rlim_t bytes, Outcome (*call)()) {
   return inProcess([&] {
     touchStack();
     limit(RLIMIT_AS, addressSpace() + bytes);
     Outcome const outcome = outcomeOf(call);
-    liftMemoryLimit();  // if the call has not come to its end
+    liftMemoryLimit();  // if the call did not return
     return outcome;
   });
 }
 
-// Finely where memory ends in the library itself, then coarsely to where there is enough.
+// In small steps where memory runs out in the library itself, then in large steps up to the point
+// where there is enough.
 void sweepAddressSpace(Outcome (*call)()) {
   constexpr rlim_t kib = 1024;
   std::set<Outcome> seen;
@@ -122,7 +123,7 @@ TEST_F(LimitsTest, AnyAmountOfMemory) {
   sweepAddressSpace([] { return selfCheckFiles(liftMemoryLimit); });
 }
 
-// GnuPG has the same limit, and needs more than the library does.
+// GnuPG has the same limit and needs more memory than the library.
 TEST_F(LimitsTest, AnyAmountOfMemoryWithoutGnuPG) {
   if (sanitized || underValgrind())
     GTEST_SKIP() << "this tool needs memory itself";
@@ -146,7 +147,7 @@ TEST_F(LimitsTest, NoProcess) {
   });
 }
 
-// GnuPG writes a lock file where it may, and is killed for it.
+// GnuPG writes a lock file where it has permission, and is killed for it.
 TEST_F(LimitsTest, NoByteMayBeWritten) {
   inCaller([] {
     limit(RLIMIT_FSIZE, 0);
@@ -159,7 +160,7 @@ TEST_F(LimitsTest, NoByteMayBeWritten) {
   runShell(std::string("rm -f ") + listDir + "/.#lk*");
 }
 
-TEST_F(LimitsTest, TheSmallestOfStacks) {
+TEST_F(LimitsTest, SmallestStack) {
   if (sanitized || underValgrind())
     GTEST_SKIP() << "this tool needs more stack";
   inCaller([] {

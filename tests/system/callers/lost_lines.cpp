@@ -7,7 +7,7 @@
 
 namespace {
 
-// The lines that results depend on, as bits.
+// The lines that affect results, as bits.
 enum Line : unsigned {
   none = 0,
   changedOfA = 1,
@@ -68,7 +68,7 @@ LostLines::LostLines(const std::vector<LogLine>& log) {
   }
 }
 
-// Any lines may be those that the log does not name.
+// The log does not name all lost lines, so any others may be the unnamed ones.
 bool LostLines::give(const std::function<bool(unsigned lost)>& isFoundWithout) const {
   for (unsigned lost = 0; lost <= allLines; ++lost) {
     bool const isPossible = (lost & _known) == _known &&
@@ -83,7 +83,7 @@ bool LostLines::give(const std::vector<uint32_t>& masks) const {
   return give([&masks](unsigned lost) { return masks == masksWithout(lost); });
 }
 
-// The members of a directory have no order.
+// The order of a directory's members is arbitrary.
 bool LostLines::give(const std::vector<std::string>& records) const {
   std::vector<std::string> others = records;
   if (_any) {

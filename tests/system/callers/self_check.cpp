@@ -1,5 +1,5 @@
-// self_check PATH...: says "secure" when it was started as a set-user-ID program, and then, one a
-// line, the results of SelfCheckFiles for the paths.
+// self_check PATH...: prints "secure" if it was started as a set-user-ID program, and then the
+// results of SelfCheckFiles for the paths, one per line.
 
 #include <sys/auxv.h>
 #include <zemo/selfcheck/self_check_files.h>

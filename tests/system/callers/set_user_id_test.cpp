@@ -1,5 +1,5 @@
-// Set-user-ID programs as callers: whoever starts one decides over its environment, and must not
-// decide over what it finds out.
+// Set-user-ID programs as callers: users who start one control its environment, but must not
+// control its results.
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -30,15 +30,15 @@ class SetUserIdTest : public WholeLibraryTest {
       GTEST_SKIP() << "this tool does not work in a set-user-ID program";
     if (!mayBecome(emptyAccount))
       GTEST_SKIP() << "needs a second account";
-    // Not in the temporary folder, where such programs may be forbidden.
+    // Not in the temporary folder, which may be mounted without support for such programs.
     makeDirectory(_directory);
     std::filesystem::copy_file(ZEMO_SELF_CHECK_PROGRAM, _program);
     changeMode(_program, 04755);
   }
   void TearDown() override { remove(_directory); }
 
-  // Starts the program for the paths of the set, as another user and with everything in the
-  // environment that could lead it, or GnuPG, astray. It tells its results in `output`.
+  // Starts the program for the paths of the set, as another user and with every environment
+  // variable that could mislead it or GnuPG. `output` receives its results.
   void start(const std::string& output) {
     int const fd = open(output.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
     std::string configuration = "OPENSSL_CONF=" + withoutDigests();
@@ -58,7 +58,7 @@ class SetUserIdTest : public WholeLibraryTest {
     FAIL() << "the program was not started";
   }
 
-  // The path of a configuration of OpenSSL's in which there is no digest.
+  // The path of an OpenSSL configuration without digests.
   std::string withoutDigests() const {
     std::string path = _directory + "/openssl.cnf";
     writeFile(path,
@@ -77,7 +77,8 @@ TEST_F(SetUserIdTest, GetsTheRightResults) {
   EXPECT_EQ(readFile(output), "secure\n001\n080\n000\n180\n");
 }
 
-// Whoever is not set-user-ID is led astray: but to a failure, not to a wrong result.
+// A program without set-user-ID does use that environment, but it then fails instead of returning a
+// wrong result.
 TEST_F(SetUserIdTest, OtherProgramsWithoutDigestFail) {
   changeMode(_program, 0755);
   std::vector<std::string> words = paths();
@@ -91,8 +92,8 @@ TEST_F(SetUserIdTest, GnuPGGetsNothingOfTheEnvironment) {
   std::string const output = _directory + "/output";
   changeMode(_directory, 0777);
   inCaller([&] {
-    // In this process' own view of the machine, a program that reports what it was started with
-    // has GnuPG's place. Its first word, the report's name, is --homedir.
+    // In this process's own mount namespace, a program that reports how it was started replaces
+    // GnuPG. The first argument, the name of the report, is --homedir.
     ASSERT_EQ(unshare(CLONE_NEWNS), 0);
     ASSERT_EQ(mount(witness(), "/usr/bin/gpg", nullptr, MS_BIND, nullptr), 0);
     ASSERT_EQ(chdir(_directory.c_str()), 0);

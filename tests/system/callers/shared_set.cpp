@@ -8,7 +8,8 @@ std::unique_ptr<TemporaryDirectory> SharedSetTest::_directory;
 
 namespace {
 
-// Entries of one directory by many names, so that a load takes some memory: /usr, //usr and so on.
+// Entries of one directory under many names (/usr, //usr and so on), so that a load takes some
+// memory.
 std::string manyEntries() {
   std::string lines;
   for (size_t slashes = 1; slashes <= 1000; ++slashes)
@@ -28,7 +29,7 @@ void SharedSetTest::SetUpTestSuite() {
     writeFile(pathOf(name), "content");
   writeFile(pathOf("changed"), std::string(12345, 'x'));  // a number with digits to group
 
-  // The order of lists counts, and their names need not be text in any locale.
+  // The order of lists matters, and their names need not be valid text in any locale.
   std::string const lists[] = {
       writeList("wam.full.a.list",
                 entryLine(pathOf("changed"), "0", "-", "-", "-", "-", "-") + "\n"),

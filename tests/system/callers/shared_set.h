@@ -1,4 +1,4 @@
-// The system's own set with real signatures, for tests of what surroundings callers may have.
+// The system's set with real signatures, for tests of callers with unusual surroundings.
 
 #ifndef ZEMO_TESTS_SYSTEM_CALLERS_SHARED_SET_H
 #define ZEMO_TESTS_SYSTEM_CALLERS_SHARED_SET_H
@@ -13,8 +13,8 @@
 #include "support/private_root.h"
 #include "support/temporary_directory.h"
 
-// The set is made once and shared by the tests, which leave it as it is. Everybody can read it and
-// verify with its key ring.
+// The set is made once and shared by the tests, which do not change it. Everybody can read it and
+// verify it with its key ring.
 class SharedSetTest : public PrivateRootTest {
  public:
   static void SetUpTestSuite();
@@ -26,7 +26,7 @@ class SharedSetTest : public PrivateRootTest {
  protected:
   void SetUp() override;
 
-  // What SelfCheckFiles is asked for, and its result words.
+  // The paths to pass to SelfCheckFiles, and the expected result words.
   static std::vector<std::string> paths();
   static std::vector<uint32_t> masks();
 

@@ -1,4 +1,4 @@
-// The whole library in callers with peculiar surroundings: signals, children, descriptors, the
+// The whole library in callers with unusual surroundings: signals, children, descriptors, the
 // working directory, the environment and the locale.
 
 #include <gtest/gtest.h>
@@ -31,14 +31,14 @@ void count(int /*signal*/) {
   ++handlerCalls;
 }
 
-// Without SA_RESTART: system calls that a signal interrupts fail.
+// Without SA_RESTART, so that system calls fail when a signal interrupts them.
 void handle(int signal, void (*handler)(int)) {
   struct sigaction action = {};
   action.sa_handler = handler;
   ASSERT_EQ(sigaction(signal, &action, nullptr), 0);
 }
 
-// The mode of every file of the set, by its path.
+// The mode of every file of the set, by path.
 std::map<std::string, mode_t> modesOfSet() {
   std::map<std::string, mode_t> modes;
   for (const auto& file : std::filesystem::directory_iterator(PrivateRootTest::listDir))
@@ -142,7 +142,7 @@ TEST_F(SurroundingsTest, AnEnvironmentThatWouldMisleadGnuPG) {
   });
 }
 
-// Both what the C library and what C++ streams take for the locale.
+// Sets the locale of the C library and of C++ streams.
 void takeLocale(const char* name) {
   ASSERT_NE(setlocale(LC_ALL, name), nullptr) << name;
   (void)std::locale::global(std::locale(name));
@@ -155,13 +155,13 @@ TEST_F(SurroundingsTest, ALocaleOfMultibyteCharacters) {
   });
 }
 
-// It groups digits, and its small letter i is another one.
+// This locale groups digits, and its lower-case i differs.
 TEST_F(SurroundingsTest, ATurkishLocale) {
   TemporaryDirectory const locales;
   if (VLIBFileExist("/usr/share/i18n/locales/tr_TR") == 0)
     GTEST_SKIP() << "needs the package locales";
   if (underValgrind())
-    GTEST_SKIP() << "the C library loses what it makes of LOCPATH";
+    GTEST_SKIP() << "the C library leaks the memory in which it keeps LOCPATH";
   runShell("localedef -i tr_TR -f UTF-8 " + quoted(locales / "tr_TR.UTF-8"));
   inCaller([&locales] {
     ASSERT_EQ(setenv("LOCPATH", locales.path().c_str(), 1), 0);

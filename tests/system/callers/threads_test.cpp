@@ -1,5 +1,5 @@
-// Many threads that check the system's own set at the same time, for a second or, as a soak, for as
-// many as ZEMO_SOAK_SECONDS says. Built with the thread sanitizer it shows that there are no races.
+// Many threads check the system's set at the same time, for a second or, as a soak test, for
+// ZEMO_SOAK_SECONDS. Built with the thread sanitizer, this shows that there are no races.
 
 #include <gtest/gtest.h>
 
@@ -15,7 +15,7 @@
 namespace {
 
 constexpr size_t namingThreads = 16;  // each of them in SelfCheckFiles
-constexpr size_t loadingThreads = 4;  // each with a list of its own, checking all of it
+constexpr size_t loadingThreads = 4;  // each loads its own list and checks all of it
 
 std::chrono::seconds duration() {
   const char* const seconds = getenv("ZEMO_SOAK_SECONDS");
@@ -27,7 +27,7 @@ using CallersThreadsTest = WholeLibraryTest;
 TEST_F(CallersThreadsTest, CheckTheSameSetAtOnce) {
   auto const end = std::chrono::steady_clock::now() + duration();
   std::atomic<long> calls{0};
-  std::atomic<long> others{0};  // than right ones
+  std::atomic<long> others{0};  // results that are not right
   std::vector<std::thread> threads;
   for (size_t i = 0; i < namingThreads + loadingThreads; ++i) {
     threads.emplace_back([&, i] {

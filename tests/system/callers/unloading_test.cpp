@@ -1,4 +1,4 @@
-// A caller that loads the library when it needs it, and unloads it afterwards.
+// A caller that loads the library when it needs it and unloads it afterwards.
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>
@@ -17,7 +17,7 @@
 
 namespace {
 
-// The library and, because that needs it, the core library.
+// The library, and the core library that it needs.
 class Loaded {
  public:
   Loaded() : _handle(dlopen(ZEMO_SELF_CHECK_LIBRARY, RTLD_NOW | RTLD_LOCAL)) {
@@ -79,13 +79,13 @@ class UnloadingTest : public SharedSetTest {
   }
 };
 
-TEST_F(UnloadingTest, AThousandTimesLeavesNothing) {
+TEST_F(UnloadingTest, LeavesNothingAfterAThousandLoads) {
 #ifdef ZEMO_COVERAGE
-  GTEST_SKIP() << "what writes the counters keeps memory for each load";
+  GTEST_SKIP() << "the coverage runtime keeps memory for each load";
 #endif
   if (sanitized || underValgrind())
-    GTEST_SKIP() << "this tool takes what libcrypto keeps for the library for lost";
-  // In a thread of its own, because memory that a thread has freed and keeps for later counts as
+    GTEST_SKIP() << "this tool reports memory that libcrypto keeps for the library as lost";
+  // In a separate thread, because memory that a thread has freed and keeps for reuse counts as
   // allocated until the thread ends.
   auto const use = [](int rounds) {
     std::thread([rounds] {

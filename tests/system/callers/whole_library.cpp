@@ -20,8 +20,8 @@ namespace {
 
 constexpr uint32_t untouched = 0x5a5a5a5a;
 
-// A line of a list for which there was no memory is no failure of the call: the results are those
-// without it.
+// If there is no memory for a line of a list, the call does not fail: the results are those without
+// the line.
 template <typename Results>
 Outcome outcomeOf(const Results& found, const Results& right) {
   if (!LostLines(recordedLog()).give(found))
@@ -29,7 +29,7 @@ Outcome outcomeOf(const Results& found, const Results& right) {
   return found == right ? Outcome::right : Outcome::failed;
 }
 
-// Not by openDescriptors(), which throws where none is left.
+// openDescriptors() cannot be used here, because it throws if no descriptor is left.
 int descriptors() {
   DIR* const directory = opendir("/proc/self/fd");
   int count = 0;

@@ -1,4 +1,4 @@
-// Everything that a caller may ask of the library, in one call or all at once.
+// All calls of the library that a caller may make, one by one or all at once.
 
 #ifndef ZEMO_TESTS_SYSTEM_CALLERS_WHOLE_LIBRARY_H
 #define ZEMO_TESTS_SYSTEM_CALLERS_WHOLE_LIBRARY_H
@@ -7,14 +7,14 @@
 
 #include "shared_set.h"
 
-// How a call of the library ended: as it does where nothing is wrong, as documented for one that
-// cannot do its work, or in a way that no caller may ever meet.
+// How a call of the library ended: as usual, with a documented failure, or in a way that no caller
+// may ever see.
 enum class Outcome { right, failed, wrong };
 std::ostream& operator<<(std::ostream& out, Outcome outcome);
 
 class WholeLibraryTest : public SharedSetTest {
  protected:
-  // What is done between a call and the judgement of its results.
+  // Runs between a call and the comparison of its results.
   using Afterwards = void (*)();
   static void nothing() {}
 
@@ -27,14 +27,15 @@ class WholeLibraryTest : public SharedSetTest {
   // calculateHash.
   static Outcome digest();
 
-  // All of these and VLIBExecl; no descriptor is left open.
+  // All of these and VLIBExecl; all descriptors are closed afterwards.
   static void expectRightResults();
 };
 
-// Whether this process can take `account`: not in a user namespace with one account only.
+// Whether this process can switch to `account`: impossible in a user namespace with only one
+// account.
 bool mayBecome(unsigned int account);
 
-// An account that has no process.
+// An account without processes.
 constexpr unsigned int emptyAccount = 64321;
 
 #endif

@@ -1,5 +1,6 @@
 #!/bin/bash
-# The AppArmor profile is one, enforced as it is, and in complain mode by the link that README.md describes.
+# The AppArmor profile is valid. The installed profile is enforced, and the link that README.md describes puts it in
+# complain mode.
 #
 #   apparmor_test.sh BUILD_DIRECTORY
 set -euo pipefail
@@ -9,7 +10,7 @@ require apparmor_parser
 PATH=$PATH:/usr/sbin:/sbin
 profile=$1/deploy/apparmor/zemo-selfcheck
 
-# Nothing is loaded into the kernel, which need not have AppArmor.
+# The test loads nothing into the kernel, which need not have AppArmor.
 parse() {
   apparmor_parser --skip-kernel-load --skip-cache "$@"
 }
@@ -22,7 +23,7 @@ fail() {
   exit 1
 }
 
-# compiled NAME: what the kernel would get of that profile in a directory like /etc/apparmor.d.
+# compiled NAME: the output for the kernel of that profile in a directory like /etc/apparmor.d.
 compiled() { parse --base "$tmp" --stdout "$tmp/zemo-selfcheck" >"$tmp/$1" 2>"$tmp/log" || fail "$(cat "$tmp/log")"; }
 
 [ "$(parse --names "$profile")" = zemo-selfcheck ]
@@ -35,7 +36,7 @@ compiled linked
 rm "$tmp/force-complain/zemo-selfcheck"
 sed -i 's/flags=(/flags=(complain, /' "$tmp/zemo-selfcheck"
 compiled complaining
-cmp "$tmp/linked" "$tmp/complaining" || fail "the link does not make it complain"
-! cmp -s "$tmp/linked" "$tmp/enforced" || fail "without the link it complains as well"
-# The service asks for this name.
+cmp "$tmp/linked" "$tmp/complaining" || fail "with the link, the profile is not in complain mode"
+! cmp -s "$tmp/linked" "$tmp/enforced" || fail "without the link, the profile is in complain mode"
+# The service refers to this name.
 grep -qx 'AppArmorProfile=-zemo-selfcheck' "$1/deploy/systemd/zemo-selfcheck.service"

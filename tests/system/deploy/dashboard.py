@@ -1,4 +1,4 @@
-"""Holds the dashboard to what Grafana needs, and prints its expressions as a file of rules.
+"""Checks that Grafana can use the dashboard, and prints its expressions as a rules file.
 
 dashboard.py DASHBOARD
 """
@@ -18,7 +18,7 @@ def substituted(text):
     for variable, value in VALUES.items():
         text = text.replace(variable, value)
     if "$" in text:
-        fail(f"a variable that it does not define: {text}")
+        fail(f"undefined variable: {text}")
     return text
 
 
@@ -27,19 +27,19 @@ def main():
         dashboard = json.load(file)
     variables = {variable["name"]: variable for variable in dashboard["templating"]["list"]}
     if set(variables) != {"datasource", "instance", "set"}:
-        fail(f"it has other variables: {sorted(variables)}")
+        fail(f"unexpected variables: {sorted(variables)}")
     if variables["datasource"]["type"] != "datasource":
-        fail("its data source cannot be chosen")
+        fail("users cannot choose the data source")
 
     panels = dashboard["panels"]
     if len({panel["id"] for panel in panels}) != len(panels):
-        fail("two panels have one id")
+        fail("two panels have the same id")
     sources = [panel["datasource"] for panel in panels]
     sources += [target["datasource"] for panel in panels for target in panel["targets"]]
     sources += [variables[name]["datasource"] for name in ("instance", "set")]
     for source in sources:
         if source != {"type": "prometheus", "uid": "${datasource}"}:
-            fail(f"a data source of its own: {source}")
+            fail(f"fixed data source: {source}")
 
     taken = set()
     for panel in panels:
@@ -50,7 +50,7 @@ def main():
             for y in range(place["y"], place["y"] + place["h"])
         }
         if cells & taken or place["x"] + place["w"] > 24:
-            fail(f"the panel {panel['title']!r} lies on another one, or outside")
+            fail(f"the panel {panel['title']!r} overlaps another one or is outside the grid")
         taken |= cells
 
     expressions = [target["expr"] for panel in panels for target in panel["targets"]]
@@ -58,13 +58,13 @@ def main():
         query = variables[name]["query"]["query"]
         values = re.fullmatch(r"label_values\((.*), \w+\)", query)
         if not values:
-            fail(f"no label_values(): {query}")
+            fail(f"not label_values(): {query}")
         expressions.append(values[1])
     rules = [
         {"record": f"test:expression{n}", "expr": substituted(expression)}
         for n, expression in enumerate(expressions)
     ]
-    # JSON is YAML.
+    # JSON is valid YAML.
     print(json.dumps({"groups": [{"name": "dashboard", "rules": rules}]}, indent=1))
 
 

@@ -1,4 +1,4 @@
-"""Holds the journal's entries (standard input, JSON) to the lines of a file: one each, in their order, as MESSAGE.
+"""Checks that the journal's entries (standard input, JSON) have the lines of a file as MESSAGE, one each, in order.
 
 messages.py FILE
 """
@@ -8,7 +8,7 @@ import sys
 
 with open(sys.argv[1], encoding="ascii") as file:
     written = [json.loads(line) for line in file]
-# A message is an array of numbers where it is no UTF-8.
+# A message that is not UTF-8 is an array of numbers.
 came_back = [json.loads(json.loads(line)["MESSAGE"]) for line in sys.stdin]
 if came_back != written:
-    sys.exit(f"the journal has {came_back} and not {written}")
+    sys.exit(f"the journal has {came_back} instead of {written}")

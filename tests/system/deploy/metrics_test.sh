@@ -1,6 +1,6 @@
 #!/bin/bash
-# Prometheus' own programs take the metrics of a check: promtool finds nothing to object to, and node_exporter
-# hands out every sample. The man page describes every metric.
+# Prometheus accepts the metrics of a check: promtool reports nothing, and node_exporter serves every sample. The man
+# page describes every metric.
 #
 #   scripts/private-root metrics_test.sh SOURCE_DIRECTORY BUILD_DIRECTORY
 set -euo pipefail
@@ -33,15 +33,15 @@ echo content >"$work/files/changed"
 install_set "$work/set" "$work/files"
 metrics=$work/textfile/zemo-selfcheck.prom
 
-echo "== a clean run, so that there is a time of it"
+echo "== a clean run, for its timestamp"
 zemo-selfcheck check --metrics "$metrics"
 
-echo "== a run with findings, and a set whose name has to be escaped"
+echo "== a run with findings, and a set whose name needs escaping"
 echo more >>"$work/files/changed"
 mkdir "/usr/zemo/selfcheck/packages/quote\" and \\"
 status=0
 zemo-selfcheck check --all --metrics "$metrics" 2>"$work/errors" || status=$?
-[ $status = 17 ] || fail "exit status $status: $(cat "$work/errors")"
+[ $status = 17 ] || fail "exit status $status instead of 17: $(cat "$work/errors")"
 
 echo "== promtool"
 promtool check metrics <"$metrics" >"$work/lint" 2>&1 || fail "promtool objects: $(cat "$work/lint")"
@@ -54,7 +54,7 @@ while IFS= read -r name; do
 done < <(sed -n 's/^# TYPE \([^ ]*\) .*/\1/p' "$metrics")
 
 echo "== node_exporter"
-: >"$work/exporter.log" # there to be read before the exporter's own process has begun
+: >"$work/exporter.log" # created first, because the exporter starts later
 PATH=$PATH:/usr/sbin:/sbin prometheus-node-exporter --web.listen-address=127.0.0.1:0 \
   --collector.disable-defaults --collector.textfile --collector.textfile.directory="$work/textfile" \
   >>"$work/exporter.log" 2>&1 &
@@ -72,8 +72,8 @@ cat <&3 >"$work/fetched"
 exec 3>&-
 grep -qx 'node_textfile_scrape_error 0' "$work/fetched" ||
   fail "node_exporter cannot read the file: $(cat "$work/exporter.log")"
-# The same samples, however it orders labels and writes numbers.
+# The same samples, whatever the order of labels and the form of numbers.
 python3 "$here/samples.py" "$metrics" >"$work/written"
 python3 "$here/samples.py" "$work/fetched" >"$work/handed out"
-diff "$work/written" "$work/handed out" || fail "node_exporter hands out other samples"
-[ "$(wc -l <"$work/written")" -ge 40 ] || fail "there are fewer samples than there must be"
+diff "$work/written" "$work/handed out" || fail "node_exporter serves different samples"
+[ "$(wc -l <"$work/written")" -ge 40 ] || fail "there are too few samples"

@@ -1,4 +1,4 @@
-"""Prints a test for promtool of the dashboard's counts of hosts by state.
+"""Prints a promtool test of the dashboard's number of hosts in each state.
 
 overview.py DASHBOARD
 """
@@ -6,7 +6,7 @@ overview.py DASHBOARD
 import json
 import sys
 
-# One host of each state, and what the panels count. Time begins at 0.
+# One host in each state, and the counts that the panels show. Time begins at 0.
 CLEAN = {"mismatches": 0, "unchecked_entries": 0, "set_loaded": 1, "set_verified": 1, "interrupted": 0}
 CLEAN.update({"exit_status": 0, "last_run_timestamp_seconds": 0})
 HOSTS = {
@@ -51,7 +51,7 @@ def main():
     with open(sys.argv[1], encoding="utf-8") as file:
         panels = [panel for panel in json.load(file)["panels"] if panel["type"] == "stat"]
     if {panel["title"] for panel in panels} != set(COUNTS):
-        sys.exit(f"{sys.argv[1]}: it counts other states")
+        sys.exit(f"{sys.argv[1]}: unexpected states")
 
     def test(panel, count):
         expression = panel["targets"][0]["expr"].replace("$instance", ".*").replace("$set", ".*")
@@ -66,7 +66,7 @@ def main():
         group("hosts of all states", list(samples()), COUNTS),
         group("no hosts", [], dict.fromkeys(COUNTS, 0)),
     ]
-    # JSON is YAML.
+    # JSON is valid YAML.
     print(json.dumps({"rule_files": [], "evaluation_interval": "1m", "tests": groups}, indent=1))
 
 

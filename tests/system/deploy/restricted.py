@@ -1,6 +1,8 @@
 #!/usr/bin/env python3
-"""Runs a command as systemd would with RestrictAddressFamilies=none, MemoryDenyWriteExecute=yes,
-RestrictNamespaces=yes and SystemCallArchitectures=native: restricted.py COMMAND [ARGUMENT...]
+"""Runs a command with the same restrictions as systemd with RestrictAddressFamilies=none,
+MemoryDenyWriteExecute=yes, RestrictNamespaces=yes and SystemCallArchitectures=native.
+
+restricted.py COMMAND [ARGUMENT...]
 
 Needs x86-64, and root or no new privileges.
 """
@@ -11,8 +13,8 @@ import os
 import struct
 import sys
 
-# Where the kernel's struct seccomp_data has the call's number, the architecture, and the low half of
-# an argument.
+# The offsets of the call's number, the architecture and the low half of an argument in the kernel's struct
+# seccomp_data.
 NUMBER, ARCHITECTURE = 0, 4
 FIRST, THIRD = 16, 32
 
@@ -53,7 +55,7 @@ def refuse(call, number):
 
 
 def refuse_all(call, argument, bits):
-    """Refuses the call where its argument has all of the bits."""
+    """Refuses the call if its argument has all of the bits."""
     steps = [load(argument), mask(bits), unless_equal(bits, 1), end(fail(errno.EPERM))]
     return [load(NUMBER), unless_equal(call, len(steps)), *steps]
 
@@ -70,7 +72,7 @@ def main():
             if_equal(X86_64, 1),
             end(KILL),
             *refuse(SOCKET, errno.EAFNOSUPPORT),
-            *refuse(CLONE3, errno.ENOSYS),  # its flags cannot be seen; the C library takes clone then
+            *refuse(CLONE3, errno.ENOSYS),  # its flags are invisible; the C library falls back to clone
             *refuse(UNSHARE, errno.EPERM),
             *refuse(SETNS, errno.EPERM),
             *refuse_any(CLONE, FIRST, NEW_NAMESPACES),
@@ -80,12 +82,12 @@ def main():
         ]
     )
     buffer = ctypes.create_string_buffer(code)
-    # struct sock_fprog, with the padding that its pointer asks for.
+    # struct sock_fprog, with the padding that its pointer needs.
     program = struct.pack("HxxxxxxP", len(code) // 8, ctypes.addressof(buffer))
     set_seccomp, filter_mode = 22, 2
     library = ctypes.CDLL(None, use_errno=True)
     if library.prctl(set_seccomp, filter_mode, ctypes.c_char_p(program), 0, 0) != 0:
-        sys.exit(f"restricted.py: no filter: {os.strerror(ctypes.get_errno())}")
+        sys.exit(f"restricted.py: cannot install the filter: {os.strerror(ctypes.get_errno())}")
     os.execvp(sys.argv[1], sys.argv[1:])
 
 

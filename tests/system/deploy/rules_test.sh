@@ -1,6 +1,6 @@
 #!/bin/bash
-# The alert rules fire when they should and not otherwise, the dashboard's expressions are PromQL and count
-# hosts as they should, and both name only metrics that there are.
+# The alert rules fire when they should and not otherwise, the dashboard's expressions are valid PromQL and count hosts
+# correctly, and both use only metrics that exist.
 #
 #   scripts/private-root rules_test.sh SOURCE_DIRECTORY BUILD_DIRECTORY
 set -euo pipefail
@@ -26,7 +26,7 @@ fail() {
 echo "== the alert rules"
 promtool test rules "${rules%.yml}.test.yml"
 while IFS= read -r alert; do
-  # Once where it fires, and twice where it does not: with a clean set, and before it fires.
+  # At least once where it fires, and twice where it does not: with a clean set, and before it fires.
   [ "$(grep -c "alertname: $alert\$" "${rules%.yml}.test.yml")" -ge 1 ] ||
     fail "$alert fires in no test"
   [ "$(grep -c "alertname: $alert,.*exp_alerts: \[\]" "${rules%.yml}.test.yml")" -ge 2 ] ||
@@ -39,18 +39,18 @@ promtool check rules "$work/dashboard.yml"
 python3 "$here/overview.py" "$dashboard" >"$work/overview.yml"
 promtool test rules "$work/overview.yml"
 
-echo "== the metrics that both name"
+echo "== the metrics that both use"
 require_private_root
 mkdir "$work/set"
 install_set "$work/set" "$work/dashboard.yml"
 zemo-selfcheck check --quiet --metrics "$work/metrics"
 {
   sed -n 's/^# TYPE \([^ ]*\) .*/\1/p' "$work/metrics"
-  echo node_textfile_scrape_error # node_exporter's own, of every host whose text files it reads
+  echo node_textfile_scrape_error # node_exporter's own metric for each host with text files
 } | sort >"$work/there"
 for file in "$rules" "$work/dashboard.yml"; do
   sed -n '/expr/p' "$file" | grep -oE '\<(zemo|node)_[a-z_]+' | sort -u >"$work/named"
-  [ "$(wc -l <"$work/named")" -ge 8 ] || fail "$file names fewer metrics than it should"
+  [ "$(wc -l <"$work/named")" -ge 8 ] || fail "$file uses too few metrics"
   unknown=$(comm -23 "$work/named" "$work/there")
-  [ -z "$unknown" ] || fail "$file names metrics that nothing writes: $unknown"
+  [ -z "$unknown" ] || fail "$file uses unknown metrics: $unknown"
 done

@@ -1,4 +1,4 @@
-"""Prints our samples in a text file of metrics in one form: sorted, labels sorted, values as floats."""
+"""Prints our samples in a metrics file in a canonical form: sorted, labels sorted, values as floats."""
 
 import re
 import sys

@@ -1,7 +1,7 @@
 #!/bin/bash
-# The program does its work with the rights that the service gives it: as an ordinary user with the unit's
-# capabilities, where nothing can be written, and nothing executed but what the unit names, without sockets. (A running
-# systemd is not needed.)
+# The program works with the rights that the service grants: as an ordinary user with the unit's capabilities, without
+# write access, without sockets, and allowed to execute only the unit's paths. (The test does not need a running
+# systemd.)
 #
 #   scripts/private-root sandbox_test.sh BUILD_DIRECTORY
 set -euo pipefail
@@ -21,7 +21,7 @@ work=$(mktemp -d "${TMPDIR:-/tmp}/zemo-sandbox.XXXXXX")
 trap 'rm -rf "$work"' EXIT
 unit=$build/deploy/systemd/zemo-selfcheck.service
 
-# The build may lie where only root gets to.
+# Only root may have access to the build directory.
 chmod 755 "$work"
 for component in runtime platform tools; do
   cmake --install "$build" --prefix "$work/installed" --component $component >"$work/out"
@@ -38,23 +38,23 @@ fail() {
   exit 1
 }
 
-# The paths that the unit lets be executed, as they are in this installation, and the programs that make the sandbox and
-# try it.
+# The paths that the unit allows to execute, as they are in this installation, and the programs that set up and test the
+# sandbox.
 grep -qx 'NoExecPaths=/' "$unit"
 mapfile -t executed < <(sed -n 's/^ExecPaths=//p' "$unit" | xargs -n 1 | sed 's/^-//')
 [[ ${#executed[@]} = 5 && ${executed[0]} = */bin/zemo-selfcheck && ${executed[1]} = /usr/bin/gpg ]] ||
-  fail "the unit lets other paths be executed: ${executed[*]}"
+  fail "the unit allows other paths to be executed: ${executed[*]}"
 executed[0]=$work/installed/bin/zemo-selfcheck
 executed[2]=$LD_LIBRARY_PATH
 for tool in mount setpriv cat touch bash unshare; do
   executed+=("$(realpath "$(type -P $tool)")")
 done
 
-# sandboxed CAPABILITY COMMAND...: as the service would run it, with this capability.
+# sandboxed CAPABILITY COMMAND...: runs the command as the service would, with this capability.
 sandboxed() {
   local rights=-all,+$1
   shift
-  # shellcheck disable=SC2016 # the inner shell's words
+  # shellcheck disable=SC2016 # expanded by the inner shell
   unshare --mount --net --ipc "$restricted" bash -euc '
     for ((count = $1; count > 0; count--)); do
       shift
@@ -77,20 +77,20 @@ sandboxed() {
     --ambient-caps="$rights" --no-new-privs "$@"
 }
 
-# expect STATUS CAPABILITY TEXT: so ends the command of the unit, having written the text.
+# expect STATUS CAPABILITY TEXT: runs the unit's command, which must end with STATUS and print TEXT.
 read -ra arguments < <(service_arguments "$build")
 expect() {
   local status=0
   sandboxed "$2" zemo-selfcheck "${arguments[@]}" >"$work/out" 2>&1 || status=$?
-  [ "$status" = "$1" ] || fail "expected exit status $1, not $status"
-  grep -qF -- "$3" "$work/out" || fail "nothing says $3"
+  [ "$status" = "$1" ] || fail "exit status $status instead of $1"
+  grep -qF -- "$3" "$work/out" || fail "the output lacks: $3"
 }
 
 [ "$(grep -c '^AmbientCapabilities=\|^CapabilityBoundingSet=' "$unit")" = 2 ]
 capability=$(sed -n 's/^AmbientCapabilities=CAP_//p' "$unit" | tr '[:upper:]' '[:lower:]')
 grep -qix "CapabilityBoundingSet=CAP_$capability" "$unit"
 
-# Only root can read, and even find, one of these files.
+# Only root can read, or even find, one of these files.
 mkdir -m 700 "$work/tree"
 echo secret >"$work/tree/secret"
 chmod 600 "$work/tree/secret"
@@ -98,18 +98,18 @@ install_set "$work" "$work/tree" /dev/null /usr/bin/sort /etc/shadow
 
 echo "== the sandbox"
 if sandboxed "$capability" touch "$work/tree/new" /usr/zemo/selfcheck/new 2>"$work/out"; then
-  fail "files can be written"
+  fail "the sandbox allows writing files"
 fi
 sandboxed "$capability" cat "$work/tree/secret" >"$work/out" || fail "root's files cannot be read"
 if sandboxed "$capability" bash -c ': </dev/udp/127.0.0.1/9' 2>"$work/out" ||
   ! grep -q 'Address family not supported' "$work/out"; then
-  fail "sockets can be made"
+  fail "the sandbox allows sockets"
 fi
 if sandboxed "$capability" sort --version 2>"$work/out" || ! grep -q 'Permission denied' "$work/out"; then
-  fail "any program can be executed"
+  fail "the sandbox allows executing other programs"
 fi
 if sandboxed "$capability" unshare --user cat /dev/null 2>"$work/out"; then
-  fail "namespaces can be made"
+  fail "the sandbox allows namespaces"
 fi
 
 echo "== intact"
@@ -126,6 +126,6 @@ expect 2 "$capability" '"changed":0,"missing":1,"stray":0,"unchecked":0,'
 echo "== without that capability"
 expect 10 kill '"unchecked":1,'
 
-echo "== a list that was changed after it was signed"
+echo "== a list changed after signing"
 echo >>/usr/zemo/selfcheck/wam.full.base.list
 expect 16 "$capability" '"not_loaded":1,'

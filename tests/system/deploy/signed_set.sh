@@ -1,6 +1,6 @@
 # shellcheck shell=bash
-# install_set DIRECTORY PATH...: installs a signed list of the paths, made by the zemo-selfcheck in PATH with a key
-# in DIRECTORY, as the set wam. Needs the private root.
+# install_set DIRECTORY PATH...: installs a signed list of the paths as the set wam. Makes the list with the
+# zemo-selfcheck in PATH and signs it with a key in DIRECTORY. Needs the private root.
 install_set() {
   local directory=$1
   shift
@@ -21,7 +21,7 @@ install_set() {
   gpgconf --homedir "$GNUPGHOME" --kill all
 }
 
-# The arguments that the service in the build directory $1 gives to the program.
+# The program's arguments in the service of the build directory $1.
 service_arguments() {
   sed -n 's/^ExecStart="[^"]*" //p' "$1/deploy/systemd/zemo-selfcheck.service"
 }

@@ -1,5 +1,5 @@
 #!/bin/bash
-# The program, and the GnuPG that it runs, make no system call that the service's filter forbids.
+# The program and the GnuPG that it runs make no system call that the service's filter forbids.
 #
 #   scripts/private-root system_calls_test.sh BUILD_DIRECTORY
 set -euo pipefail
@@ -12,14 +12,14 @@ source "$here/signed_set.sh"
 require strace systemd-analyze
 require_private_root
 if ! strace -qq -o /dev/null true 2>/dev/null; then
-  echo "[  SKIPPED ] system_calls_test (this machine does not let strace look)"
+  echo "[  SKIPPED ] system_calls_test (this machine forbids strace)"
   exit 0
 fi
 export LC_ALL=C PATH=$build/tools:$PATH
 work=$(mktemp -d "${TMPDIR:-/tmp}/zemo-calls.XXXXXX")
 trap 'rm -rf "$work"' EXIT
 
-# expand NAME...: the system calls of the sets, and of the sets in these.
+# expand NAME...: the system calls of the sets and, recursively, of the sets that they contain.
 expand() {
   local name members
   for name in "$@"; do
@@ -50,7 +50,7 @@ strace -f -qq -c -U name -o "$work/counts" zemo-selfcheck "${arguments[@]}" >"$w
   cat "$work/out"
   exit 1
 }
-# Between two lines of dashes.
+# The table is between two lines of dashes.
 awk '/^-/ { inside = !inside; next } inside { print $1 }' "$work/counts" | sort -u >"$work/made"
 grep -qx execve "$work/made"
 forbidden=$(comm -23 "$work/made" "$work/filter" | tr '\n' ' ')
@@ -58,4 +58,4 @@ forbidden=$(comm -23 "$work/made" "$work/filter" | tr '\n' ' ')
   echo "system_calls_test: the service's filter forbids: $forbidden" >&2
   exit 1
 }
-echo "$(wc -l <"$work/made") system calls, all of them within the filter"
+echo "$(wc -l <"$work/made") system calls, all allowed by the filter"

@@ -1,5 +1,5 @@
 #!/bin/bash
-# systemd takes the installed units, rates the service's sandbox, and has the words that README.md gives for the
+# systemd accepts the installed units, rates the service's sandbox, and uses the words that README.md gives for the
 # service's states.
 #
 #   units_test.sh SOURCE_DIRECTORY BUILD_DIRECTORY
@@ -19,7 +19,7 @@ fail() {
   exit 1
 }
 
-# A root with nothing but what is installed, the targets that units refer to, and a shell.
+# A root with only the installed files, the targets that units refer to, and a shell.
 mkdir "$root"
 for component in tools services; do
   DESTDIR=$root cmake --install "$build" --component $component >"$tmp/install.log" ||
@@ -33,7 +33,7 @@ cp /bin/sh "$root/usr/bin"
 units=$(dirname "$(find "$root" -name zemo-selfcheck.timer)")
 examples=$(dirname "$(find "$root" -name failure.conf)")
 
-# verify UNIT...: none of the units has anything that systemd does not understand.
+# verify UNIT...: systemd understands everything in the units.
 verify() {
   systemd-analyze verify --man=no --root="$root" "$@" >"$tmp/out" 2>&1 || fail "$(cat "$tmp/out")"
   [ ! -s "$tmp/out" ] || fail "$(cat "$tmp/out")"
@@ -48,28 +48,29 @@ systemd-analyze security --offline=true --root="$root" --threshold=13 zemo-selfc
 tail -n 1 "$tmp/out"
 
 echo "== signals, dumps and memory"
-# SIGTERM is the program's alone, which would take GnuPG's end for a bad signature. The limit is the documented one.
+# Only the program receives SIGTERM, because it would take GnuPG's death for a bad signature. The limit is the
+# documented one.
 for setting in KillMode=mixed LimitCORE=0 MemoryMax=2G; do
   grep -qx "$setting" "$units/zemo-selfcheck.service" || fail "the service has no $setting"
 done
 
 echo "== a machine that is on for an hour a day"
-# Its check begins within that hour, and not always at the hour's end.
+# The check must start within that hour, and not always at its end.
 timer=$units/zemo-selfcheck.timer
-grep -qx Persistent=yes "$timer" || fail "a missed night is not made up for"
-! grep -q '^FixedRandomDelay=' "$timer" || fail "the delay after the start is always the same"
+grep -qx Persistent=yes "$timer" || fail "a missed night is not caught up"
+! grep -q '^FixedRandomDelay=' "$timer" || fail "the delay after booting is always the same"
 delay=$(systemd-analyze timespan "$(sed -n 's/^RandomizedDelaySec=//p' "$timer")" | awk '/^ *(us|μs): / { print $2 }')
 [ "$delay" -le $((30 * 60 * 1000000)) ] || fail "the delay is $delay microseconds"
 
 echo "== the table of states"
 count=0
-# shellcheck disable=SC2016 # the document's words
+# shellcheck disable=SC2016 # text of the document
 while read -r status word; do
   [ "$word" = "$(systemd-analyze exit-status "$status" | awk 'END { print $1 }')" ] ||
-    fail "systemd does not say $word for $status"
+    fail "systemd has another word than $word for $status"
   count=$((count + 1))
 done < <(sed -nE 's/^\| ([0-9]+), `([A-Z]+)` \|.*/\1 \2/p' "$readme")
-[ $count = 9 ] || fail "the table gives systemd's words for $count states"
+[ $count = 9 ] || fail "the table has $count states instead of 9"
 
 echo "== examples"
 cp "$examples/zemo-selfcheck-failure@.service" "$units"
@@ -80,14 +81,14 @@ verify zemo-selfcheck.service zemo-selfcheck-failure@zemo-selfcheck.service
 echo "== the mail of a failure"
 mkdir "$tmp/bin"
 for program in journalctl mail; do
-  # Tells how it was called, and passes on what it reads.
+  # Prints its arguments and copies its input.
   printf '#!/bin/sh\necho "%s[$*]"\n[ %s = journalctl ] || cat\n' "$program" "$program" >"$tmp/bin/$program"
   chmod +x "$tmp/bin/$program"
 done
 command=$(sed -n '/^ExecStart=/,$ { s/^ExecStart=//; s/%i/NAME/; s/%H/HOST/; p }' \
   "$examples/zemo-selfcheck-failure@.service")
-# The mail is delivered after mail(1) has ended.
-grep -qx KillMode=process "$examples/zemo-selfcheck-failure@.service" || fail "its delivery is killed"
+# mail(1) may end before it has delivered the mail.
+grep -qx KillMode=process "$examples/zemo-selfcheck-failure@.service" || fail "systemd kills the delivery"
 mail=$(MONITOR_INVOCATION_ID=0123 MONITOR_SERVICE_RESULT=exit-code MONITOR_EXIT_STATUS=3 \
   PATH=$tmp/bin:$PATH bash -c "$command")
 [ "$mail" = "mail[-s NAME on HOST: exit-code, status 3 root]
@@ -96,5 +97,5 @@ journalctl[--no-pager --output=cat _SYSTEMD_INVOCATION_ID=0123]" ] || fail "the 
 echo "== the user"
 systemd-sysusers --root="$root" --dry-run >"$tmp/out" 2>&1 || fail "$(cat "$tmp/out")"
 grep -q "Creating user 'zemo-selfcheck' (Check of installed files)" "$tmp/out" ||
-  fail "no user is made: $(cat "$tmp/out")"
-grep -qx 'User=zemo-selfcheck' "$units/zemo-selfcheck.service" || fail "the user is another one"
+  fail "no user is created: $(cat "$tmp/out")"
+grep -qx 'User=zemo-selfcheck' "$units/zemo-selfcheck.service" || fail "the service has another user"

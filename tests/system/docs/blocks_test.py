@@ -1,21 +1,21 @@
 #!/usr/bin/env python3
-"""Every fenced block of every document works as it is printed.
+"""Every fenced block of every document works as printed.
 
     blocks_test.py SOURCE_DIRECTORY BUILD_DIRECTORY [DOCUMENT...]
 
-The blocks of a document are executed one after another, by one shell, in an empty folder and a
-private root of its own, where pkg-config and CMake find the installed library. By language:
+The blocks of a document are executed in order, by one shell, in an empty folder and a separate
+private root, where pkg-config and CMake find the installed library. By language:
 
     sh        Commands. Each must succeed.
     console   Each line that begins with "$ " is a command (a backslash at its end continues it), and
-              the lines below are what it prints to both outputs. "..." stands for any text within a
-              line, and a line "..." for any number of lines. Commands may fail.
-    text      Shown only; but like console if a line begins with "$ ".
+              the lines below are its output, including errors. "..." matches any text within a
+              line, and a line "..." any number of lines. Commands may fail.
+    text      Not executed, unless a line begins with "$ ": then like console.
     c, cpp, python, cmake
-              A copy of a file of examples/, or begins with a comment that names a file. The file is
-              written, and a later block uses it.
+              A copy of a file in examples/, or begins with a comment that names a file. The test
+              writes the file, and a later block must use it.
 
-A block below <!-- not executed: REASON --> is left out; all such are counted and printed.
+A block below <!-- not executed: REASON --> is skipped; the test counts and prints them.
 """
 
 import glob
@@ -34,7 +34,7 @@ NAMED = re.compile(r"(?://|/\*|#) ([\w.-]+\.(?:c|cpp|py|txt))\b")
 
 
 class Mistake(Exception):
-    """A document does not keep to the convention, or is wrong."""
+    """A document breaks the convention or is wrong."""
 
 
 def is_console(block):
@@ -44,7 +44,7 @@ def is_console(block):
 
 
 def file_name(source, block):
-    """Returns the name of the file that a block of code is."""
+    """Returns the file name of a block of code."""
     for name in sorted(os.listdir(f"{source}/examples")):
         with open(f"{source}/examples/{name}", encoding="utf-8") as file:
             if file.read() == block.text:
@@ -57,7 +57,7 @@ def file_name(source, block):
 
 
 def commands_of(block):
-    """Returns the commands of a console block, each with the lines that it is to print."""
+    """Returns the commands of a console block, each with its expected output lines."""
     commands = []
     continued = False
     for line in block.lines:
@@ -68,7 +68,7 @@ def commands_of(block):
         elif commands:
             commands[-1][1].append(line)
         else:
-            raise Mistake("begins with output, without a command")
+            raise Mistake("begins with output instead of a command")
         continued = not commands[-1][1] and line.endswith("\\")
     return commands
 
@@ -84,14 +84,14 @@ def matches(expected, output):
 
 
 class Script:
-    """The shell script that a document makes, and what each step of it is to print."""
+    """The shell script of a document, and the expected output of each step."""
 
     def __init__(self):
         self.text = "set -euo pipefail\numask 022\n"
         self.steps = []  # (block, command, expected lines or None)
 
     def begin(self):
-        """The shell's output goes to another file from here on."""
+        """Redirects the shell's output to another file from here on."""
         self.text += f'exec >"$ZEMO_STEPS/{len(self.steps)}" 2>&1\n'
 
     def add(self, block, command, expected=None):
@@ -104,13 +104,13 @@ class Script:
 
 
 def script_of(source, document, folder):
-    """Makes the document's script, and writes the files that it needs into the folder."""
+    """Makes the document's script, and writes the required files into the folder."""
     script = Script()
     files = []
     for block in document.blocks:
         try:
             if block.language not in ("sh", "console", "text", *CODE):
-                raise Mistake(f"the language '{block.language}' is not known")
+                raise Mistake(f"unknown language '{block.language}'")
             if block.reason:
                 continue
             if block.language == "sh":
@@ -121,7 +121,7 @@ def script_of(source, document, folder):
             elif block.language in CODE:
                 name = file_name(source, block)
                 if os.path.exists(f"{folder}/{name}"):
-                    raise Mistake(f"there is an earlier block {name}")
+                    raise Mistake(f"an earlier block has the same name {name}")
                 with open(f"{folder}/{name}", "w", encoding="utf-8") as file:
                     file.write(block.text)
                 files.append((block, name, len(script.steps)))
@@ -131,12 +131,12 @@ def script_of(source, document, folder):
         word = "cmake" if block.language == "cmake" else os.path.splitext(name)[0]
         if not any(word in command for _, command, _ in script.steps[step:]):
             raise Mistake(f"{document.name}:{block.line}: nothing uses {name}")
-    script.begin()  # by which the end of the last step can be seen
+    script.begin()  # marks the end of the last step
     return script
 
 
 def execute(source, document, prefix, work):
-    """Executes the blocks of a document in the private root that this process runs in."""
+    """Executes the blocks of a document in the current private root."""
     folder, steps, home = f"{work}/folder", f"{work}/steps", f"{work}/key"
     for directory in (folder, steps, home):
         os.mkdir(directory, mode=0o700)
@@ -173,7 +173,7 @@ def judge(document, script, steps):
             raise Mistake(f"{place}: a command ends the shell:\n{command}\nprints:\n{output}")
         if expected is not None and not matches(expected, output):
             shown = "".join(line + "\n" for line in expected)
-            raise Mistake(f"{place}: $ {command}\nis to print:\n{shown}but prints:\n{output}")
+            raise Mistake(f"{place}: $ {command}\nshould print:\n{shown}but prints:\n{output}")
 
 
 def report(document):
@@ -188,7 +188,7 @@ def report(document):
 
 
 def inside(source, name, prefix):
-    """One document, in the private root (or without one, if the machine forbids it)."""
+    """Tests one document in the private root (or without one, if the machine forbids it)."""
     document = Document(source, name)
     if os.environ["ZEMO_PRIVATE_ROOT"] != "yes":
         print(f"[  SKIPPED ] {name} (needs a private root)")

@@ -1,6 +1,5 @@
 #!/bin/bash
-# The completion offers exactly the commands, options and values that the program takes, and runs nothing
-# that a name says.
+# The completion offers exactly the program's commands, options and values, and never executes parts of names.
 #
 #   completion_test.sh COMPLETION_FILE OPTION_TABLES PRIVATE_ROOT_SCRIPT
 set -euo pipefail
@@ -8,7 +7,7 @@ if ! [ -r /usr/share/bash-completion/bash_completion ]; then
   echo "[  SKIPPED ] completion_test (needs bash-completion)"
   exit 0
 fi
-set +eu # other people's script
+set +eu # bash-completion is not written for these options
 # shellcheck source=/dev/null
 . /usr/share/bash-completion/bash_completion
 set -eu
@@ -17,10 +16,10 @@ set -eu
 tables=$("$2")
 failed=0
 
-# shellcheck disable=SC2317 # the completion calls it
-compopt() { :; } # there is no completion going on
+# shellcheck disable=SC2317 # called by the completion
+compopt() { :; } # no completion is in progress
 
-# completes WORD...: the replies to the last word, sorted, on one line.
+# completes WORD...: prints the completions of the last word, sorted, on one line.
 completes() {
   COMP_WORDS=("$@")
   COMP_CWORD=$(($# - 1))
@@ -58,11 +57,11 @@ expect "size,group " zemo-selfcheck check --items size,g
 expect "wam " zemo-selfcheck check w
 expect "--quiet " zemo-selfcheck check wam --q
 
-# Names of sets, in a private root alone.
+# Names of sets: only in a private root.
 if "$3" --verify 2>/dev/null; then
   cd "$(mktemp -d)"
   sets=/usr/zemo/selfcheck/packages
-  # shellcheck disable=SC2016 # none of it is to be expanded
+  # shellcheck disable=SC2016 # must not be expanded
   mkdir "$sets/notes" "$sets/"'$(touch ran)' "$sets/"'`touch ran`' "$sets/a b;touch ran" "$sets/<(touch ran)" \
     "$sets/"$'line\nfeed' "$sets/"$'\e[2J' "$sets/wam"
   expect "notes " zemo-selfcheck check no
@@ -86,6 +85,6 @@ if "$3" --verify 2>/dev/null; then
     failed=1
   fi
 else
-  echo "no private root: the names of sets are not tried"
+  echo "no private root: names of sets are not tested"
 fi
 exit $failed

@@ -1,5 +1,5 @@
 #!/bin/bash
-# The demo finds what it changes. (It fails itself when an exit status is not the one that it shows.)
+# The demo finds its changes. (It fails by itself if an exit status differs from the one that it shows.)
 #
 #   demo_test.sh SOURCE_DIRECTORY BUILD_DIRECTORY
 set -euo pipefail

@@ -1,4 +1,4 @@
-"""The documents of the source tree, Markdown and man pages, and the fenced blocks and tables in them."""
+"""The documents of the source tree, Markdown and man pages, with their fenced blocks and tables."""
 
 import os
 import re
@@ -8,7 +8,8 @@ NOT_EXECUTED = re.compile(r"^ *<!-- not executed: (.+) -->$")
 
 
 class Block:
-    """A fenced block: its language, its fence's line, why it is not executed, and its lines."""
+    """A fenced block: its language, the line of its fence, the reason for not executing it, and its
+    lines."""
 
     def __init__(self, language, line, reason):
         self.language = language
@@ -22,7 +23,7 @@ class Block:
 
 
 class Document:
-    """A document: its path below the source tree, the lines outside of blocks, the blocks."""
+    """A document: its path below the source tree, its blocks, and the lines outside of blocks."""
 
     def __init__(self, source, name):
         self.name = name
@@ -47,7 +48,7 @@ class Document:
                 block.lines.append(line[indent:])
             before = line
         if block:
-            raise SystemExit(f"{name}:{block.line}: the block does not end")
+            raise SystemExit(f"{name}:{block.line}: unterminated block")
 
     def rows(self, *header):
         """Yields the rows, lists of cells, of all tables whose first row is `header`."""
@@ -80,12 +81,12 @@ class Document:
 
 
 def unquoted(cell):
-    """Returns the text of a cell without the marks of code or of bold letters."""
+    """Returns the text of a cell without code and bold markup."""
     return cell.strip("`*")
 
 
 def documents(source):
-    """Returns all Markdown documents of the tree, in the order of their names."""
+    """Returns all Markdown documents of the tree, sorted by name."""
     names = []
     for folder, subfolders, files in os.walk(source):
         subfolders[:] = [

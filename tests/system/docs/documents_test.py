@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Documents agree with the source: links, commands, options, exit bits, flags, log lines, tests. After the
-commands that install lists, they wait for the disk.
+"""Documents agree with the source: links, commands, options, exit bits, flags, log lines, tests. They also sync the
+disk after the commands that install lists.
 
     documents_test.py SOURCE_DIRECTORY OPTION_TABLES PROGRAM
 """
@@ -13,7 +13,7 @@ import sys
 sys.dont_write_bytecode = True
 from documents import Document, documents, unquoted
 
-# Options of other programs that documents mention.
+# Options of other programs that the documents mention.
 OTHERS = {
     "gpg": "--batch --export --import --list-keys --passphrase --quick-generate-key --with-colons",
     "cmake": "--build --component --install --prefix",
@@ -26,20 +26,20 @@ OTHERS = {
     "dev": "--all --counts --equivalent --install-peers --merge --parts --record --time",
     "bench/run": "--only --prove --publish --quick --rounds",
 }
-# The document that has the table of each kind. Others may repeat it, and then it must agree there as well.
+# The document with the table of each kind. Other documents may repeat it, but must then agree.
 COMMANDS = BITS = "man/zemo-selfcheck.1.scd"
 FLAGS = "man/libzemoselfcheck.3.scd"
 LOG_LINES = "docs/operators-guide.md"
 LINK = re.compile(r"!?\[[^\]]*\]\(([^)\s]+)\)")
 CODE = re.compile(r"`([^`]+)`")
-# Commands that put lists, signatures or their order into place, and the one that waits for the disk.
+# Commands that install lists, signatures or their order, and the command that syncs the disk.
 INSTALLS = re.compile(r"install .*/usr/zemo/selfcheck\b|(>|\bsed -i\b).*/usr/zemo/selfcheck/\S*listorder")
 SYNC = "sync -f /usr/zemo/selfcheck"
 OPTION = re.compile(r"(?<![\w-])--[a-z][a-z-]*")
 
 
 def slug(heading):
-    """Returns the name by which a link finds a heading."""
+    """Returns the anchor of a heading in links."""
     text = re.sub(r"[^\w\- ]", "", heading.replace("`", "").lower())
     return text.strip().replace(" ", "-")
 
@@ -61,17 +61,17 @@ def broken_links(source, all_documents):
                 if not path:
                     name = document.name
                 if not os.path.exists(os.path.join(source, name)):
-                    yield f"{document.name}:{number}: there is no {name}"
+                    yield f"{document.name}:{number}: {name} does not exist"
                 elif anchor and anchor not in anchors(by_name[name]):
                     yield f"{document.name}:{number}: {name} has no heading {anchor}"
 
 
 def code_of(document):
-    """Yields every piece of code with its line's number: lines of blocks, words in the text."""
+    """Yields every piece of code with its line number: lines of blocks, words in the text."""
     for block in document.blocks:
         if block.language in ("sh", "console", "text"):
             for number, line in enumerate(block.text.splitlines(), block.line + 1):
-                # A block that is only shown may have commands of any program.
+                # A block that is not executed may contain commands of any program.
                 if block.language != "text" or "zemo-selfcheck" in line:
                     yield number, line
     for number, line in document.prose:
@@ -86,7 +86,7 @@ def wrong_options(document, tables):
     for number, code in code_of(document):
         for option in OPTION.findall(code):
             if option not in known | {"--version"}:
-                yield f"{document.name}:{number}: nothing takes {option}"
+                yield f"{document.name}:{number}: no program takes {option}"
         for name, rest in command.findall(code):
             for option in OPTION.findall(rest):
                 if option not in tables[name]:
@@ -94,7 +94,8 @@ def wrong_options(document, tables):
 
 
 def expected_in(document, home, rows):
-    """Tells whether the document must have the right rows: it has some, or it is their home."""
+    """Tells whether the document must have the right rows: it contains some, or it is their
+    home."""
     return bool(rows) or document.name == home
 
 
@@ -102,14 +103,14 @@ def wrong_commands(document, tables):
     rows = list(document.rows("command", "what it does"))
     named = {unquoted(name) for row in rows for name in row[0].split(", ")}
     if expected_in(document, COMMANDS, rows) and named != set(tables):
-        yield f"{document.name}: the table of commands has {sorted(named)}, not {sorted(tables)}"
+        yield f"{document.name}: the table of commands has {sorted(named)} instead of {sorted(tables)}"
 
 
 def wrong_bits(document, bits):
-    """Compares the tables of exit bits with what the program's help says."""
+    """Compares the tables of exit bits with the program's help."""
     rows = list(document.rows("bit", "meaning"))
     if expected_in(document, BITS, rows) and [row[0] for row in rows] != bits:
-        yield f"{document.name}: the table of exit bits has not those of --help, {bits}"
+        yield f"{document.name}: the table of exit bits differs from --help, {bits}"
 
 
 def wrong_flags(document, flags):
@@ -120,7 +121,7 @@ def wrong_flags(document, flags):
 
 
 def wrong_log_lines(document, lines):
-    """Compares tables of log lines with all that the library can write."""
+    """Compares tables of log lines with all lines that the library can write."""
     rows = [unquoted(row[0]) for row in document.rows("log line", "what it means", "what to do")]
     if not expected_in(document, LOG_LINES, rows):
         return
@@ -128,24 +129,24 @@ def wrong_log_lines(document, lines):
         pattern = "[^ ]+".join(re.escape(part) for part in line.split("%s"))
         matching = [row for row in rows if re.fullmatch(pattern, row)]
         if len(matching) != 1:
-            yield f"{document.name}: {len(matching)} rows are about the log line '{line}'"
+            yield f"{document.name}: {len(matching)} rows describe the log line '{line}'"
         rows = [row for row in rows if row not in matching]
     for row in rows:
         yield f"{document.name}: the library writes no log line '{row}'"
 
 
 def wrong_names(document, tests, verbs):
-    """Yields the tests, written Suite.Test, and the verbs of ./dev that do not exist."""
+    """Yields tests (Suite.Test) and verbs of ./dev that do not exist."""
     for number, code in code_of(document):
         if re.fullmatch(r"[A-Z]\w+\.[A-Z]\w+", code) and code not in tests:
-            yield f"{document.name}:{number}: there is no test {code}"
+            yield f"{document.name}:{number}: the test {code} does not exist"
         for verb in re.findall(r"\./dev (\w+)", code):
             if verb not in verbs:
                 yield f"{document.name}:{number}: ./dev has no {verb}"
 
 
 def unsynced(document):
-    """Yields the commands that install something, if neither another one nor the wait for the disk follows."""
+    """Yields the commands that install something without another one or a sync after them."""
     for block in document.blocks:
         commands = [line.strip().removeprefix("$ ") for line in block.lines]
         for number, command in enumerate(commands):
@@ -188,7 +189,7 @@ def result_flags(source):
 
 
 def log_lines(source):
-    """Returns the texts of all log lines, as they are written but for the names in them."""
+    """Returns all log lines as MODULE:LINE and the format of the text."""
     text = read(source, "src/log.cpp")
     modules = dict(re.findall(r'const char\* const (\w+) = "(\w+)"', text))
     calls = re.findall(r'syslog\(LOG_ERR, "%s:%d ([^"]+)", (\w+),\s+(\d+)', text)

@@ -1,5 +1,5 @@
-// Prints the options of every command as the program itself knows them, one a line:
-// COMMAND TAB NAME TAB "value" or "flag". The completion and the man pages are compared with this.
+// Prints the options of every command as the program defines them, one per line: COMMAND TAB NAME
+// TAB "value" or "flag". Tests compare the completion and the man pages with this output.
 
 #include <cstdio>
 

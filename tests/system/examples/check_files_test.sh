@@ -1,5 +1,5 @@
 #!/bin/bash
-# The examples in C and Python say the same of the same files, byte for byte, and say what is true.
+# The C and Python examples print the same for the same files, byte for byte, and it is right.
 #
 #   check_files_test.sh SOURCE_DIRECTORY BUILD_DIRECTORY
 set -euo pipefail
@@ -25,7 +25,7 @@ run() {
   echo $status >"$name.status"
 }
 
-# expect STATUS OUTPUT PATH...: what both examples have to say, and where.
+# expect STATUS OUTPUT PATH...: the status and output of both examples for these paths.
 expect() {
   local status=$1 output=$2 kind
   shift 2
@@ -38,7 +38,7 @@ expect() {
     }
   done
   [ "$(cat c.status)" = "$status" ] || {
-    echo "exit status $(cat c.status), not $status, of: $*" >&2
+    echo "exit status $(cat c.status) instead of $status from: $*" >&2
     exit 1
   }
   diff -u <(printf %s "$output") c.out
@@ -78,7 +78,7 @@ $tree/fixed/stray: 0x180 not listed, in a directory with fixed members
 " $tree/intact "$odd" $tree/changed $tree/gone /nowhere $tree/fixed/stray
 expect 0 ""
 
-echo "== with a list that is not the one that was signed"
+echo "== with a list changed after signing"
 echo >>/usr/zemo/selfcheck/wam.full.base.list
 expect 2 "" $tree/intact
 grep -q 'file_list:247 Verify signature failed' python.err

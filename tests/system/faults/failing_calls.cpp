@@ -26,11 +26,11 @@
 #include <new>
 #include <utility>
 
-// Some of this runs in processes that share the memory of a suspended thread.
+// Some of this code runs in processes that share the memory of a suspended thread.
 #define SHARES_MEMORY __attribute__((no_sanitize("address", "thread", "undefined")))
 
-// The allocator below ours: the sanitizer's, if there is one, or the C library's by names that are
-// there before anything can be looked up.
+// The allocator that ours wraps: the sanitizer's, if there is one, or the C library's under names
+// that are available before any symbol lookup.
 // NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 #define BELOW(function) __interceptor_##function
@@ -55,7 +55,7 @@ thread_local long calls = 0;
 thread_local bool happened = false;
 thread_local long live = 0;
 thread_local bool nextLeased = false;
-thread_local time_t paused = 0;  // how much later it is meanwhile
+thread_local time_t paused = 0;  // how much time the pauses have skipped
 
 std::array<char, 262144> logText{};
 std::size_t logSize = 0;
@@ -68,7 +68,7 @@ SHARES_MEMORY bool same(const char* a, const char* b) {
   return *a == *b;
 }
 
-// Whether this call of `function` is one that fails.
+// Whether this call of `function` fails.
 SHARES_MEMORY bool fails(const char* function) {
   if (!armed || !same(function, wanted.function))
     return false;
@@ -80,8 +80,8 @@ SHARES_MEMORY bool fails(const char* function) {
   return true;
 }
 
-// As fails(), for calls that have done their work when they fail: a descriptor is closed whatever
-// close() returns.
+// Like fails(), for calls that do their work even if they fail: close() closes the descriptor
+// whatever it returns.
 template <typename Result, typename Work>
 Result failing(const char* function, Result failure, Work work) {
   bool const fail = fails(function);
@@ -92,7 +92,7 @@ Result failing(const char* function, Result failure, Work work) {
   return failure;
 }
 
-// While it lives, nothing fails.
+// While an object exists, nothing fails.
 class NotInjected {
  public:
   NotInjected() : _before(armed) { armed = false; }
@@ -114,7 +114,8 @@ void* counted(void* memory) {
   return memory;
 }
 
-// The functions that processes on shared memory call, which must not look for them themselves.
+// The functions that processes with shared memory call. Those processes must not look them up
+// themselves.
 auto* const realClone =
     next<int(int (*)(void*), void*, int, void*, void*, void*, void*)>("__clone");
 auto* const realSyscall = next<long(long, long, long, long, long, long, long)>("syscall");
@@ -195,7 +196,7 @@ extern "C" void* calloc(size_t count, size_t size) noexcept {
 }
 
 extern "C" void* realloc(void* memory, size_t size) noexcept {
-  if (memory == nullptr)  // a compiler may make this of it, too
+  if (memory == nullptr)  // a compiler may also turn it into this
     return malloc(size);
   return fails("realloc") ? nullptr : BELOW(realloc)(memory, size);
 }
@@ -209,7 +210,7 @@ extern "C" void free(void* memory) noexcept {
   BELOW(free)(memory);
 }
 
-// Nothing that is tested asks for more than malloc's alignment.
+// No tested code asks for more than malloc's alignment.
 void* operator new(std::size_t size) {
   void* const memory = fails("new") ? nullptr : counted(BELOW(malloc)(size));
   if (memory == nullptr)
@@ -266,7 +267,7 @@ extern "C" int open64(const char* path, int flags, ...) {
   return opensNot() ? -1 : real(path, flags, mode);
 }
 
-// What open64 is where the library is compiled with fortification.
+// The name of open64 in code that is compiled with fortification.
 extern "C" int __open64_2(const char* path, int flags) {
   static auto* const real = next<int(const char*, int)>("__open64_2");
   return opensNot() ? -1 : real(path, flags);
@@ -287,7 +288,7 @@ extern "C" ssize_t pread64(int fd, void* buffer, size_t size, off64_t offset) {
   return fails("pread64") ? -1 : real(fd, buffer, size, offset);
 }
 
-// What they are where the library is compiled with fortification.
+// Their names in code that is compiled with fortification.
 extern "C" ssize_t __read_chk(int fd, void* buffer, size_t size, size_t room) {
   return size <= room ? read(fd, buffer, size) : (abort(), -1);
 }
@@ -343,8 +344,7 @@ extern "C" int closedir(DIR* directory) {
 
 namespace {
 
-// What glob64() returns when it fails. It does not notice when a directory cannot be read to its
-// end.
+// The result of a failing glob64(). It does not notice a directory that it cannot read to the end.
 int globResult() {
   switch (wanted.error) {
     case 0:
@@ -356,7 +356,7 @@ int globResult() {
   }
 }
 
-// Leaves only one path of those that were found.
+// Keeps only one of the found paths.
 int found(glob64_t& paths, std::size_t index) {
   std::swap(paths.gl_pathv[0], paths.gl_pathv[index]);
   for (std::size_t i = 1; i < paths.gl_pathc; ++i)
@@ -368,8 +368,8 @@ int found(glob64_t& paths, std::size_t index) {
 }  // namespace
 
 // "glob64" fails before it has found anything, "glob64_first" and "glob64_last" when it has found
-// that path only. Its own allocations do not fail: glibc's glob frees names twice when memory is
-// exhausted while it puts the directory before the second of them, or a later one.
+// only that path. Its own allocations do not fail: glibc's glob frees names twice if memory runs
+// out while it prepends the directory to the second or a later one.
 extern "C" int glob64(const char* pattern, int flags, int (*onError)(const char*, int),
                       glob64_t* paths) noexcept {
   static auto* const real =
@@ -387,7 +387,7 @@ extern "C" int glob64(const char* pattern, int flags, int (*onError)(const char*
   return result;
 }
 
-// Its own allocations do not fail: the C library then loads, or lets go of, what it keeps.
+// Its own allocations do not fail, because the C library would then load or free cached data.
 extern "C" passwd* getpwnam(const char* name) {
   static auto* const real = next<passwd*(const char*)>("getpwnam");
   if (fails("getpwnam"))
@@ -432,7 +432,8 @@ extern "C" int munmap(void* address, size_t size) noexcept {
   return failing("munmap", -1, [address, size] { return real(address, size); });
 }
 
-// ECHILD says that somebody else was faster: then the child is gone. So it is in syscall().
+// ECHILD means that another waiter was faster, so the child must be gone. The same holds in
+// syscall().
 extern "C" pid_t waitpid(pid_t child, int* status, int options) {
   static auto* const real = next<pid_t(pid_t, int*, int)>("waitpid");
   if (!fails("waitpid"))
@@ -501,7 +502,7 @@ int EVP_DigestFinal_ex(EVP_MD_CTX* context, unsigned char* value, unsigned int* 
   return fails("EVP_DigestFinal_ex") ? 0 : real(context, value, size);
 }
 
-// The system log: one that cannot fail, in the place of the one that all tests have.
+// The system log: cannot fail, and replaces the one that all tests have.
 
 extern "C" void syslog(int priority, const char* format, ...) {
   if (priority != LOG_ERR)

@@ -1,5 +1,5 @@
-// The C library's, libcrypto's and C++'s functions, of which the n-th call fails when it is told
-// to. The libraries' calls come here, because a program is searched before the libraries are.
+// Functions of the C library, libcrypto and C++ whose n-th call fails on demand. The libraries call
+// these because the dynamic linker searches the program before the libraries.
 
 #ifndef ZEMO_TESTS_SYSTEM_FAULTS_FAILING_CALLS_H
 #define ZEMO_TESTS_SYSTEM_FAULTS_FAILING_CALLS_H
@@ -8,14 +8,14 @@
 #include <string>
 
 struct Failure {
-  const char* function = "";  // "malloc", "open64" ...; "SYS_execve" is one that goes by syscall()
+  const char* function = "";  // "malloc", "open64" ...; "SYS_execve" is a call through syscall()
   long n = 0;                 // which of its calls fails, counted from 1
   int error = 0;              // what errno is then
-  bool lasting = false;       // every later call fails, too
+  bool lasting = false;       // every later call also fails
 };
 
-// The calls that this thread makes while one lives are counted, and fail as `failure` says. So are
-// those of processes that share its memory. Its pauses pass at once.
+// While an object exists, the calls of this thread, and of processes that share its memory, are
+// counted and fail as `failure` says. Pauses end at once.
 class Injected {
  public:
   explicit Injected(const Failure& failure);
@@ -24,20 +24,20 @@ class Injected {
   Injected& operator=(const Injected&) = delete;
 };
 
-// The next file that is opened has a lease on it, which is given back then.
+// The next opened file has a lease, which is released when the file is opened.
 void leaseNextFile(bool leased);
 
-// For functions that a test defines itself: whether this call of `function` is to fail.
+// For functions that a test defines itself: whether this call of `function` must fail.
 bool callFails(const char* function);
 
-// Whether the failure of the latest Injected has happened.
+// Whether the failure of the latest Injected has occurred.
 bool injectedFailureHappened();
 
-// The memory that this thread has got and not freed, in blocks.
+// The number of memory blocks that this thread has allocated and not freed.
 long liveBlocks();
 
-// What the library has written to the system log, "MODULE:LINE TEXT" and a line feed each. Kept in
-// memory of its own, so that logging never fails.
+// The library's log lines, each as "MODULE:LINE TEXT" and a line feed. Stored in separate memory,
+// so that logging never fails.
 const char* loggedText();
 void clearLoggedText();
 

@@ -17,15 +17,15 @@ using namespace ZEMO::SELF_CHECK;
 
 namespace {
 
-// What a set has that was loaded in order; without regard to the order, so that entries of the
-// first list are put in the place of the second's; from one list only.
+// The entries of a set loaded in order; in the wrong order, so that entries of the first list
+// replace those of the second; from one list only.
 const std::string ordered = " fixed/member member intact link=an old target tampered";
 const std::string unordered =
     " fixed/member member intact link=a new target removed tampered=matching";
 const std::string firstList = " fixed intact link=a new target removed tampered=matching";
 const std::string secondList = " member link=an old target tampered";
 
-// What it has after each of the first lines, and after all lines, in order.
+// The entries after each of the first lines, and after all lines, in order.
 const std::string upToALine =
     "( intact| intact tampered=matching| intact removed tampered=matching"
     "| fixed intact removed tampered=matching|" +
@@ -35,13 +35,13 @@ const std::string upToALine =
     "| fixed member intact link=an old target tampered=matching"
     "| fixed member intact link=an old target tampered)?";
 
-// What may be left where memory was short for a line, for several or for all. Such a line counts as
-// one with an empty path; an entry that it was to replace, or to remove, stays.
+// The entries that may remain if memory runs out for one line, several lines or all. Such a line
+// counts as one with an empty path; an entry that it would replace or remove stays.
 const std::string withoutLines =
     " ?( fixed(/member)?)?( member)?( intact)?( link=(an old|a new) target)?( removed)?"
     "( tampered(=matching)?)?";
 
-// The calls that VLIBExecl cannot do without.
+// The calls without which VLIBExecl fails.
 const std::string execCalls =
     "VLIBExecl calloc mmap64 __clone SYS_openat SYS_dup2 SYS_execve SYS_wait4";
 
@@ -157,7 +157,7 @@ TEST_F(FileListFaultsTest, Load) {
       {"fstat64 read", "false(" + firstList + ")? \\| " + formatError},
       {"read", "same"},
       {"glob64", "false"},
-      // What the matcher has found is used, whatever it returns.
+      // loadList uses the matcher's results, whatever the matcher returns.
       {"glob64_first", "true" + secondList},
       {"glob64_last", "true" + firstList}};
   std::string const notVerified = "false \\| " + signatureBad + setFailed;
@@ -249,8 +249,8 @@ TEST_F(FileListFaultsTest, ParseList) {
          {"read", "same"}}});
 }
 
-// What cannot be read behind the second line counts as the end of the list: an entry that the last
-// line replaces stays.
+// A read error after the second line counts as the end of the list: an entry that the last line
+// would replace stays.
 TEST_F(FileListFaultsTest, ParseALongList) {
   std::string lines = entryLine(tampered, "100000", bad, "f", "644", "-", "-") + "\n";
   for (char c = 'a'; c <= 'l'; ++c)
@@ -299,7 +299,7 @@ TEST_F(FileListFaultsTest, FillFixedDirInfo) {
         {{"new", "bad_alloc fixed(/member)? member intact link=an old target tampered"}}});
 }
 
-// A set counts as intact where its only tampered file cannot be compared: only the log tells then.
+// A set counts as intact if its only tampered file cannot be compared: only the log shows it.
 TEST_F(FileListFaultsTest, CheckOfASet) {
   writeLists();
   std::string const line = "file_list:150 Check file";
@@ -349,7 +349,7 @@ TEST_F(FileListFaultsTest, CheckOfNamedFiles) {
          bool result = false;
          if (attempt([&] { result = list.checkFiles(paths, results); }))
            attempt.sayWhether(result);
-         // What could not be compared has no result.
+         // A file that could not be compared has no result.
          auto next = results.begin();
          for (const std::string& path : paths) {
            if (isLogged("SelfCheck check file [" + path + "] failed.")) {

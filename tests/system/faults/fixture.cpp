@@ -15,8 +15,8 @@
 
 #include "support/files.h"
 
-// Runs a program that takes little time in the place of GnuPG, or none at all. Verifies all lists
-// but forged ones.
+// Replaces GnuPG with a program that takes little time, or with none. Verifies all lists except
+// forged ones.
 int VLIBExecl(const char* program, int options, ...) {
   using Exec = int(const char*, int, ...);
   static auto* const real = reinterpret_cast<Exec*>(dlsym(RTLD_NEXT, "VLIBExecl"));
@@ -41,7 +41,8 @@ namespace faults {
 
 namespace {
 
-// Tells at the end how much has failed. When every test has run, everything that can fail has.
+// Prints the number of failures at the end. After a run of all tests, every function that can fail
+// must have failed.
 class Total : public ::testing::Environment {
  public:
   void TearDown() override {
@@ -92,8 +93,8 @@ std::string kindsOf(const ZEMO::SELF_CHECK::ProtectedFile& entry) {
   return kinds;
 }
 
-// Where descriptors have to be closed one by one, all that there may be take long. What a child has
-// left behind becomes a child of this process.
+// Closing every possible descriptor, one by one, may take long. Orphans of a child become children
+// of this process.
 void LibraryFaultsTest::SetUpTestSuite() {
   rlimit limit = {};
   ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
@@ -107,7 +108,7 @@ void LibraryFaultsTest::SetUp() {
   if (IsSkipped())
     return;
   if (getenv("ZEMO_UNDER_VALGRIND") != nullptr)
-    GTEST_SKIP() << "valgrind has functions of its own in the place of those that fail here";
+    GTEST_SKIP() << "valgrind replaces the functions that fail here";
   withoutPrograms = false;
   abbreviate(tree, "T/");
   abbreviate(lists, "L/");
@@ -119,8 +120,7 @@ void LibraryFaultsTest::SetUp() {
   makeLink("an old target", link);
   writeFile(tree + "user", "daemon\n");
   makeDirectory(tree + "target");
-  // A directory that has changed just now is read again, and every attempt is to make the same
-  // calls.
+  // A recently changed directory is read again, and every attempt must make the same calls.
   std::this_thread::sleep_for(std::chrono::milliseconds(20));
 }
 

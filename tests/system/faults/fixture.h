@@ -1,5 +1,5 @@
-// What the failing operations have in common: files and lists that are there again for each test,
-// and what is logged. Paths of the files are written T/..., those of lists L/..., in outcomes.
+// The common parts of the failing operations: files and lists that each test has afresh, and log
+// lines. Outcomes contain the files' paths as T/... and those of lists as L/...
 
 #ifndef ZEMO_TESTS_SYSTEM_FAULTS_FIXTURE_H
 #define ZEMO_TESTS_SYSTEM_FAULTS_FIXTURE_H
@@ -27,7 +27,7 @@ inline const std::string stray = fixed + "/stray";
 constexpr char good[] = "f6ee99edde6199a3e982c46ef72bdd5cb5e41ddf";  // of the intact file
 constexpr char bad[] = "a3773d77d0e2dffff0de146a1a22529aa213d55f";   // of the tampered one
 
-// What is logged.
+// Log lines.
 inline const std::string orderFailed = "file_list:274 Open list order file <L/listorder> failed";
 inline const std::string aList = "L/wam.full.(maker|local).list";
 inline const std::string openFailed = "file_list:104 Open input file <" + aList +
@@ -47,32 +47,32 @@ inline const std::string notInstalled =
 inline const std::string noUser =
     "protected_file:119 Failed to get package user for package <" + package + ">";
 
-// The calls that compare the content of a file, and those that compare others.
+// The calls for comparing the content of a file, and those for comparing other attributes.
 inline const std::string fileCalls =
     "malloc open64 pread64 fstat64 EVP_MD_CTX_new EVP_DigestInit_ex EVP_DigestUpdate "
     "EVP_DigestFinal_ex";
 inline const std::string otherCalls = "readlink fdopendir readdir64";
-inline const std::string others = "intact|link|fixed";  // than the tampered file
+inline const std::string others = "intact|link|fixed";  // all but the tampered file
 
 inline const Documented outOfMemory = {"new", "bad_alloc"};
-// Of running a program.
+// Calls for running a program.
 inline const Documented execGoesOn = {"SYS_close_range SYS_rt_sigprocmask waitpid", "same"};
 
-// Whether GnuPG's verdict comes without any program being run, which takes much less time.
+// Whether GnuPG's verdict comes without running a program, which is much faster.
 extern bool withoutPrograms;
 
-// What is logged when the content of some of the files with these names below T/ cannot be
-// compared, and `line` after each of them.
+// The log if the content of some files with these names below T/ cannot be compared, with `line`
+// after each of them.
 std::string notCompared(const std::string& names, const std::string& line);
 
-// The words of a result that has one for each file, when the call for one of them, or for it and
-// all behind it, fails.
+// The words of a result with one word for each file, if the call for one file, or for it and all
+// later ones, fails.
 std::string failingFromOne(const std::vector<std::string>& words,
                            const std::vector<std::string>& failing);
 
 bool isLogged(const std::string& text);
 
-// The line of a list for a file with the intact one's size, content and permission bits.
+// A list line for a file with the size, content and permission bits of the intact one.
 std::string listed(const std::string& path);
 
 // The kinds of an entry's recorded mismatches, each after a blank.
@@ -85,9 +85,9 @@ class LibraryFaultsTest : public PrivateRootTest {
  protected:
   void SetUp() override;
 
-  // The system's set: two lists, two entries that the second replaces and one that it removes. By
-  // their names the second would come first. Only with the second's entry is the tampered file not
-  // what it should be.
+  // The system's set: two lists; the second replaces two entries of the first and removes one.
+  // Sorted by name, the second would come first. The tampered file differs only from the second's
+  // entry.
   static void writeLists();
 };
 

@@ -1,4 +1,4 @@
-// Which functions the libraries call at all: each of them fails here, or is known not to.
+// The functions that the libraries call: each of them fails in these tests or is known not to fail.
 
 #include <dlfcn.h>
 #include <elf.h>
@@ -16,9 +16,9 @@ namespace faults {
 
 namespace {
 
-// They do not fail, or there is nothing that depends on it. EVP_MD_fetch is called only once in a
-// program, and fails in tests/unit/src/protected_file. The last line is what sanitizers and
-// the measuring of coverage add.
+// Functions that do not fail, or whose failure has no effect. EVP_MD_fetch is called only once in a
+// program, and fails in tests/unit/src/protected_file. The last line lists the functions that
+// sanitizers and coverage measurement add.
 constexpr char neverFails[] =
     "^(memchr|memcmp|bcmp|memcpy|memmove|memset|__mem[a-z]+_chk|str[a-z]+|__isoc[0-9]+_strtou?l"
     "|vsnprintf|__vsnprintf_chk|sysconf|sigfillset|__sigaction|dirfd|rewinddir|globfree64"
@@ -29,11 +29,11 @@ constexpr char neverFails[] =
 
 template <typename T>
 const T* at(ElfW(Addr) address) {
-  // NOLINTNEXTLINE(performance-no-int-to-ptr): that is how addresses are written there
+  // NOLINTNEXTLINE(performance-no-int-to-ptr): the structure holds addresses as numbers
   return reinterpret_cast<const T*>(address);
 }
 
-// The functions that a library leaves to others.
+// The undefined functions of a library.
 std::set<std::string> importsOf(const link_map& library) {
   const ElfW(Sym)* symbols = nullptr;
   const char* names = nullptr;
@@ -47,7 +47,7 @@ std::set<std::string> importsOf(const link_map& library) {
       hashes = at<uint32_t>(entry->d_un.d_ptr);
   }
   std::set<std::string> imports;
-  // The symbols that the library defines stand behind those that it does not.
+  // The library's defined symbols come after the undefined ones.
   for (uint32_t i = 1; hashes != nullptr && i < hashes[1]; ++i) {
     if (symbols[i].st_shndx == SHN_UNDEF && ELF64_ST_TYPE(symbols[i].st_info) != STT_OBJECT)
       (void)imports.insert(names + symbols[i].st_name);
@@ -68,7 +68,7 @@ bool isOurs(const std::string& function) {
 
 TEST(ImportsFaultsTest, EachFailsOrIsKnownNotTo) {
 #ifdef ZEMO_COVERAGE
-  GTEST_SKIP() << "what writes the counters makes calls of its own";
+  GTEST_SKIP() << "the coverage runtime makes additional calls";
 #endif
   regex_t known = {};
   ASSERT_EQ(regcomp(&known, neverFails, REG_EXTENDED | REG_NOSUB), 0);

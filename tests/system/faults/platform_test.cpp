@@ -129,7 +129,7 @@ TEST_F(PlatformFaultsTest, Execl) {
           {"SYS_rt_sigprocmask waitpid", "same"}};
       if (waits)
         documented.push_back({"SYS_wait4", fails ? "same" : programFailed});
-      if (options != 0)  // has all descriptors closed behind the program, or in front of it
+      if (options != 0)  // closes all descriptors after starting the program, or before
         documented.push_back({"SYS_close_range", "same"});
       if ((options & VLIB_EXEC_STDIN_NULL) != 0)
         documented.push_back({"SYS_openat SYS_dup2", fails ? "same" : programFailed + left});

@@ -1,4 +1,4 @@
-// Operations of protected files, and of the content value and the bound package with them.
+// Operations of protected files, including the content value and the bound package.
 
 #include <gtest/gtest.h>
 #include <zemo/selfcheck.h>
@@ -44,7 +44,7 @@ std::string words(const ProtectedFile& entry) {
 
 class ProtectedFileFaultsTest : public LibraryFaultsTest {
  protected:
-  // A check of an entry of this line.
+  // Checks an entry made from this line.
   static void checkEntry(const std::string& name, const std::string& line,
                          const std::string& outcome, const std::vector<Documented>& documented,
                          bool differs, bool leased = false) {

@@ -30,7 +30,7 @@ namespace {
 struct Failing {
   const char* function;
   std::vector<int> errors;
-  bool alike = false;  // its calls are so many, and so alike, that they fail together only
+  bool alike = false;  // has so many similar calls that they only fail together
 };
 
 const std::vector<Failing>& everyFailure() {
@@ -83,20 +83,20 @@ const std::vector<Failing>& everyFailure() {
   return all;
 }
 
-// A call that was interrupted is made again; for ever, if it always is.
+// The library repeats an interrupted call; endlessly, if it is always interrupted.
 bool isRetried(const std::string& function, int error) {
   static const std::set<std::string> retrying = {"open64", "read", "pread64", "waitpid",
                                                  "SYS_wait4"};
   return error == EINTR && retrying.count(function) != 0;
 }
 
-// So is the open of a regular file that somebody has a lease on, but not for ever.
+// It also repeats opening a regular file with a lease, but not endlessly.
 bool mayBeRetried(const Failure& failure) {
   return failure.error == EWOULDBLOCK && !failure.lasting &&
          failure.function == std::string("open64");
 }
 
-// What makes no difference wherever it fails.
+// Functions whose failure never makes a difference.
 bool isHarmless(const std::string& function) {
   static const std::set<std::string> harmless = {
       "close",         "closedir",         "mprotect",        "munmap",
@@ -105,7 +105,7 @@ bool isHarmless(const std::string& function) {
   return harmless.count(function) != 0;
 }
 
-// Keeps its memory, so that filling it leaves the count of memory as it is.
+// Keeps its memory, so that appending to it does not change the memory count.
 std::string outcome;
 
 constexpr char calledIntactWords[] = " called intact";
@@ -122,14 +122,14 @@ struct Resources {
 };
 
 Resources resources() {
-  OPENSSL_thread_stop();  // libcrypto keeps the errors that this thread has met
+  OPENSSL_thread_stop();  // libcrypto stores this thread's errors
   int const descriptors = openDescriptors();
-  // Every child, also one that ends without a signal.
+  // Any child, including one that ends without a signal.
   int const child = waitpid(-1, nullptr, __WALL | WNOHANG);
   return {liveBlocks(), descriptors, child >= 0 || errno != ECHILD};
 }
 
-// Adds the text with abbreviations, and without brackets.
+// Adds the text with abbreviations, and with < and > instead of brackets.
 void addToOutcome(const char* text, std::size_t size) {
   for (std::size_t i = 0; i < size;) {
     auto const directory =
@@ -146,7 +146,7 @@ void addToOutcome(const char* text, std::size_t size) {
   }
 }
 
-// Runs the scenario once; `outcome` then holds what came out.
+// Runs the scenario once; `outcome` then has the result.
 void run(const Scenario& scenario, const Failure* failure) {
   outcome.clear();
   clearLoggedText();
@@ -168,7 +168,7 @@ bool names(const Documented& documented, const Failure& failure) {
          std::istream_iterator<std::string>();
 }
 
-// A regular expression. (That of the standard library takes more stack the longer the text is.)
+// A regular expression. (std::regex needs more stack for longer texts.)
 class Pattern {
  public:
   explicit Pattern(const std::string& text) {
@@ -187,7 +187,7 @@ class Pattern {
   regex_t _compiled{};
 };
 
-// Which outcomes of a scenario have come up, and whether they are documented.
+// The outcomes of a scenario that have occurred, and whether they are documented.
 class Outcomes {
  public:
   explicit Outcomes(const Scenario& scenario)
@@ -251,7 +251,7 @@ class Outcomes {
 
   const Scenario& _scenario;
   std::deque<Pattern> _patterns;
-  std::vector<std::set<std::string>> _seen;  // with which functions each has come up
+  std::vector<std::set<std::string>> _seen;  // the functions with which each has occurred
   std::map<std::tuple<std::string, int, bool, std::string>, bool> _known;
 };
 
@@ -261,8 +261,8 @@ std::string described(const Failure& failure) {
          (failure.error == 0 ? "no reason" : strerrorname_np(failure.error));
 }
 
-// Ends the program when one attempt takes too long. Operations that block signals meanwhile leave
-// this one to another thread.
+// Ends the program if an attempt takes too long. Operations that block signals leave this signal to
+// another thread.
 std::array<char, 200> currentAttempt{};
 
 extern "C" void endHanging(int /*signal*/) {
@@ -288,7 +288,7 @@ void watch(const std::string& attempt) {
   (void)alarm(seconds);
 }
 
-// False when nothing has failed, because there are not so many calls.
+// False if nothing has failed, because the operation makes fewer calls.
 bool failOnce(const Scenario& scenario, const Failure& failure, Outcomes& outcomes) {
   watch(scenario.name + ": " + described(failure));
   Resources const before = resources();
@@ -299,7 +299,7 @@ bool failOnce(const Scenario& scenario, const Failure& failure, Outcomes& outcom
   EXPECT_EQ(after.descriptors, before.descriptors) << "descriptors leaked";
   EXPECT_FALSE(after.children) << "a child is left";
   if (!injectedFailureHappened()) {
-    EXPECT_EQ(outcome, scenario.outcome) << "earlier failures have left something behind";
+    EXPECT_EQ(outcome, scenario.outcome) << "earlier failures had lasting effects";
     return false;
   }
   ++failureCounts[failure.function];
@@ -339,7 +339,7 @@ void fail(const Scenario& scenario) {
   SCOPED_TRACE(scenario.name);
   constexpr std::size_t room = 262144;
   outcome.reserve(room);
-  run(scenario, nullptr);  // makes what is made once and kept
+  run(scenario, nullptr);  // creates the things that are cached
   run(scenario, nullptr);
   EXPECT_EQ(outcome, scenario.outcome);
 
@@ -356,7 +356,7 @@ void fail(const Scenario& scenario) {
     }
   }
   (void)alarm(0);
-  EXPECT_EQ(outcomes.missing(), "") << "has not come up";
+  EXPECT_EQ(outcomes.missing(), "") << "did not occur";
 }
 
 long failureCount() {

@@ -1,4 +1,4 @@
-// An operation whose calls fail one after another, and what it is documented to do then.
+// An operation whose calls fail one after another, and its documented outcomes.
 
 #ifndef ZEMO_TESTS_SYSTEM_FAULTS_SCENARIO_H
 #define ZEMO_TESTS_SYSTEM_FAULTS_SCENARIO_H
@@ -14,53 +14,53 @@ class Attempt {
  public:
   explicit Attempt(const Failure* failure);
 
-  // Runs `operation`, with the failure if there is one. What throws std::bad_alloc has the outcome
-  // "bad_alloc"; then this is false.
+  // Runs `operation`, with the failure if there is one. If it throws std::bad_alloc, the outcome is
+  // "bad_alloc" and the result false.
   bool operator()(const std::function<void()>& operation);
 
   // Adds to the outcome.
   void say(const std::string& text);
   void sayWhether(bool result) { say(result ? "true" : "false"); }
 
-  // A file that is not what its list says has been called intact: adds " PATH called intact" to the
-  // outcome. Only what is documented with these words stands for such an outcome.
+  // Reports that a tampered file was called intact: adds " PATH called intact" to the outcome. Only
+  // documented outcomes that contain these words allow it.
   void calledIntact(const std::string& path);
 
  private:
   const Failure* _failure;
 };
 
-// What happens when a call of one of some functions fails.
+// The outcome if a call of one of these functions fails.
 struct Documented {
-  std::string functions;  // separated by blanks; with each of them, the outcome must come up
-  // What was said and, behind " | ", what was logged, lines joined by "; ": an extended
-  // regular expression for the whole. Brackets are written < and >. It never stands for the outcome
-  // without a failure, which is "same".
+  std::string functions;  // separated by blanks; the outcome must occur with each of them
+  // The result and, after " | ", the log lines, joined by "; ": an extended regular expression for
+  // the whole. < and > replace brackets. It never matches the outcome without a failure, which is
+  // "same".
   std::string outcome;
-  int error = anyError;  // other entries then do not count for this one
+  int error = anyError;  // if set, other entries do not apply to this error
 
   static constexpr int anyError = -1;
 };
 
 struct Scenario {
   std::string name;
-  // Prepares, attempts the operation, and says what came out.
+  // Prepares and attempts the operation, and adds its result to the outcome.
   std::function<void(Attempt&)> run;
   std::string outcome;  // without a failure, literally
-  // The outcomes with one. What is not named here must not be called, but for what all scenarios
-  // have in common, see scenario.cpp.
+  // The outcomes with a failure. The operation must not call functions that are missing here,
+  // except those that all scenarios have in common (see scenario.cpp).
   std::vector<Documented> failures;
 };
 
-// In outcomes, `name` stands for the path `directory`.
+// Replaces the path `directory` with `name` in outcomes.
 void abbreviate(const std::string& directory, const std::string& name);
 
-// Runs the scenario with every call failing with every error that fits, and compares.
+// Runs the scenario with every call failing with every suitable error, and compares the outcomes.
 void fail(const Scenario& scenario);
 
-// The failures that have happened in all scenarios so far.
+// The number of failures in all scenarios so far.
 long failureCount();
-// The functions that could fail, and have not in any scenario so far, each behind a blank.
+// The functions that could fail but have not done so in any scenario yet, each after a blank.
 std::string neverFailed();
 
 #endif

@@ -19,9 +19,9 @@ TEST_F(SelfCheckFilesFaultsTest, EveryCall) {
   std::string const loadFailed = "; util:33 Selfcheck load list failed";
   std::string const line = "file_list:187 SelfCheck check file";
   std::string const selfCheckFailed = "util:38 Selfcheck failed";
-  // The last entry for a path is the one that counts. Where it, or what makes its list the last
-  // one, cannot be read, an earlier one does: neither the order of the lists nor their number is
-  // signed, and memory that is short for a line is only logged.
+  // The last entry for a path takes precedence. If it cannot be read, or the order of lists that
+  // makes it the last cannot, an earlier entry does: neither the order nor the number of lists is
+  // signed, and running out of memory for a line is only logged.
   std::string const calledIntact = " T/tampered called intact";
   std::string const overridden = " 0 0 32 0 384" + calledIntact;
   withoutPrograms = true;

@@ -1,15 +1,15 @@
 #!/bin/bash
-# Installs a build below a temporary prefix, then configures, builds and runs a separate project
-# against it, once by CMake and once by pkg-config.
+# Installs a build below a temporary prefix, then configures, builds and runs a separate project against it, once with
+# CMake and once with pkg-config.
 #
 #   consumer_test.sh BUILD_DIRECTORY
 set -euo pipefail
 export LC_ALL=C
-export CMAKE_GENERATOR=Ninja # which ./dev installs; a machine may have no Make
+export CMAKE_GENERATOR=Ninja # ./dev installs Ninja; Make may be missing
 build=$1
 here=$(cd "$(dirname "$0")" && pwd)
 version=$(sed -n 's/^CMAKE_PROJECT_VERSION:STATIC=//p' "$build/CMakeCache.txt")
-tmp=$(mktemp -d "${TMPDIR:-/tmp}/zemo consumer.XXXXXX") # the blank is meant
+tmp=$(mktemp -d "${TMPDIR:-/tmp}/zemo consumer.XXXXXX") # with a blank on purpose
 trap 'rm -rf "$tmp"' EXIT
 prefix=$tmp/prefix
 
@@ -18,7 +18,7 @@ fail() {
   exit 1
 }
 
-# configure ARGUMENT...: configures by CMake, and takes a warning for a failure.
+# configure ARGUMENT...: configures with CMake, and treats warnings as errors.
 configure() {
   cmake "$@" >"$tmp/configure.log" 2>"$tmp/warnings" || fail "configuring failed: $(cat "$tmp/warnings")"
   [ ! -s "$tmp/warnings" ] || fail "CMake warns: $(cat "$tmp/warnings")"
@@ -27,7 +27,7 @@ configure() {
 cmake --install "$build" --prefix "$prefix" >"$tmp/install.log" || fail "installing failed"
 libdir=$(dirname "$(find "$prefix" -name libzemoselfcheck.so.1.0)")
 
-if grep -q '^CMAKE_BUILD_TYPE:.*=Release$' "$build/CMakeCache.txt"; then # others have no fortified calls
+if grep -q '^CMAKE_BUILD_TYPE:.*=Release$' "$build/CMakeCache.txt"; then # other build types are not fortified
   echo "== hardening"
   "$here/../packages/hardening_test.sh" "$prefix/bin" "$libdir"
 fi
@@ -57,7 +57,7 @@ g++ -std=c++17 "$examples/check_set.cpp" -o "$tmp/check_set" "${flags[@]}"
 gcc -std=c11 "$examples/check_files.c" -o "$tmp/check_files" "${flags[@]}"
 
 echo "== components"
-# expect COMPONENT NAME...: exactly these files are installed with the component.
+# expect COMPONENT NAME...: the component installs exactly these files.
 expect() {
   local component=$1 found
   shift
@@ -82,15 +82,15 @@ zemo-selfcheck.json zemo-selfcheck.rules.yml zemo-selfcheck.service zemo-selfche
 
 echo "== the installed program"
 [ "$(LD_LIBRARY_PATH=$libdir "$prefix/bin/zemo-selfcheck" --version)" = "zemo-selfcheck $version" ] ||
-  fail "the installed program does not run"
+  fail "the installed program does not start"
 LD_LIBRARY_PATH=$libdir "$prefix/bin/zemo-selfcheck" make --output "$tmp/wam.full.x.list" "$libdir" ||
   fail "the installed program makes no list"
 
 echo "== with the platform libraries of the machine"
-# As on a machine where the maker's are: without headers or link names of their own.
+# As on a machine with the maker's libraries: without headers or unversioned names.
 mkdir "$tmp/machine"
 cp "$libdir/libzemocore.so.6" "$libdir/libzemopkg.so.1" "$tmp/machine"
-# And by compilers that have no control-flow protection, as for other processors.
+# And with compilers that lack control-flow protection, as for other processors.
 for compiler in gcc g++; do
   cat >"$tmp/$compiler" <<TEXT
 #!/bin/sh

@@ -1,11 +1,10 @@
 #!/bin/bash
-# Compares a built library with what its users rely on: file name, soname, the libraries that it needs
-# and the symbols that it exports.
+# Compares a built library with what its users rely on: file name, soname, required libraries and exported symbols.
 #
 #   exports_test.sh LIBRARY FILE_NAME SONAME EXPORTS NEEDED...
 #
-# EXPORTS is a file of demangled names, one a line, in byte order; a constructor or destructor stands
-# there once for each of its symbols. After a wanted change, --print LIBRARY prints the new one.
+# EXPORTS is a file of demangled names, one per line, in byte order; it has a constructor or destructor once for each of
+# its symbols. After an intended change, --print LIBRARY prints the new names.
 set -euo pipefail
 export LC_ALL=C
 
@@ -15,12 +14,12 @@ complain() {
   failed=1
 }
 
-# What a shared library exports, without the version names and the versions that symbols have.
+# The symbols that a shared library exports, without version nodes and symbol versions.
 exports_of() {
   nm -D --defined-only --demangle "$1" | sed -E '/^[0-9a-f]+ A /d; s/^[0-9a-f]+ . //; s/@.*//' | sort
 }
 
-# The values of the dynamic section's entries of one kind, such as SONAME.
+# The values of the entries of one kind, such as SONAME, in the dynamic section.
 dynamic() {
   readelf --dynamic --wide "$2" | sed -nE "s/.*\($1\).*\[(.*)\]$/\1/p"
 }
@@ -38,16 +37,16 @@ shift 4
 [ "$(dynamic SONAME "$library")" = "$soname" ] ||
   complain "the soname is '$(dynamic SONAME "$library")', not '$soname'"
 [ -e "$(dirname "$library")/$soname" ] ||
-  complain "no $soname beside $library: programs that need it cannot start"
+  complain "the directory of $library has no $soname: programs that need it cannot start"
 
-# The runtimes of sanitizers and of coverage come and go with the kind of build.
+# Whether the runtimes of sanitizers and of coverage are needed depends on the kind of build.
 needed=$(dynamic NEEDED "$library" | grep -vE '^(lib(asan|ubsan|tsan|m|gcov)|ld-linux)\b' | sort || true)
 wanted=$(printf '%s\n' "$@" | sort)
 if ! difference=$(diff <(echo "$wanted") <(echo "$needed")); then
-  complain "the needed libraries differ (< wanted, > found):"$'\n'"$difference"
+  complain "the required libraries differ (< expected, > found):"$'\n'"$difference"
 fi
 
 if ! difference=$(diff "$exports" <(exports_of "$library")); then
-  complain "the exports differ from $(basename "$exports") (< wanted, > found):"$'\n'"$difference"
+  complain "the exports differ from $(basename "$exports") (< expected, > found):"$'\n'"$difference"
 fi
 exit "$failed"

@@ -1,19 +1,19 @@
-# Compiles the public headers the way callers do, so that a header which leans on another one, or which
-# a caller's warnings reject, breaks the build.
+# Compiles the public headers as callers do. The build fails if a header depends on another one being included first, or
+# causes warnings with a caller's options.
 
 set(caller_warnings -Wall -Wextra -Wpedantic -Werror)
 set(header_dir ${CMAKE_CURRENT_BINARY_DIR}/headers)
 
-# header_source(NAME HEADER...): a generated source that includes the headers in this order.
+# header_source(NAME HEADER...): generates a source that includes the headers in this order.
 function(header_source name)
   list(TRANSFORM ARGN PREPEND "#include <")
   list(TRANSFORM ARGN APPEND ">\n")
   list(JOIN ARGN "" text)
-  # Something of its own: ISO C forbids a source without any declaration.
+  # ISO C forbids a source without a declaration.
   file(CONFIGURE OUTPUT ${header_dir}/${name} CONTENT "${text}typedef int source_is_not_empty;\n")
 endfunction()
 
-# header_library(TARGET SOURCE...): compiles generated sources with nothing but a caller's options.
+# header_library(TARGET SOURCE...): compiles generated sources with only a caller's options.
 function(header_library target)
   list(TRANSFORM ARGN PREPEND ${header_dir}/)
   add_library(${target} OBJECT ${ARGN})
@@ -26,7 +26,7 @@ file(GLOB_RECURSE public_headers CONFIGURE_DEPENDS
   RELATIVE ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}/include/zemo/*.h)
 list(SORT public_headers)
 
-# Each header alone, twice over; and each before and after every other one.
+# Each header alone, included twice; and each before and after every other one.
 set(cxx_sources all.cpp all_reversed.cpp)
 foreach(header IN LISTS public_headers)
   string(MAKE_C_IDENTIFIER ${header} name)

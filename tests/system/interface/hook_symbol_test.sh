@@ -1,5 +1,5 @@
 #!/bin/bash
-# A caller asks for addHook() by the name that the library exports, whatever Boost calls the type of a hook.
+# Callers reference addHook() by the exported name, whatever Boost calls the type of a hook.
 #
 #   hook_symbol_test.sh SOURCE
 set -euo pipefail

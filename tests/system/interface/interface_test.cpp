@@ -1,5 +1,5 @@
-// A caller that uses every declared name, with exactly the declared types: what is built against
-// the interface today must compile against every later version.
+// A caller that uses every declared name with exactly the declared types: code that is built
+// against the interface today must compile against every later version.
 
 #include <gtest/gtest.h>
 #include <zemo/package.h>
@@ -17,7 +17,7 @@ using namespace ZEMO::SELF_CHECK;
 template <class Declared, class Actual>
 constexpr bool is = std::is_same_v<Declared, Actual>;
 
-// Overloads are picked by the type that they are converted to.
+// Conversion to a function type selects the overload.
 template <class Type>
 constexpr bool has(Type /*function*/) {
   return true;

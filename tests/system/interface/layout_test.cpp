@@ -1,5 +1,5 @@
-// Where the members of the public classes lie. Programs that were built against these headers reach
-// into the objects, so a member that moves breaks them without any warning.
+// The positions of members in the public classes. Programs built against these headers access the
+// objects directly, so a moved member breaks them without warning.
 
 #include <gtest/gtest.h>
 #include <zemo/selfcheck.h>
@@ -75,7 +75,8 @@ TEST(ProtectedFileLayout, HasItsMembersInOrder) {
   EXPECT_EQ(offsetof(ProtectedFile, _fixedEntries), offsetof(Mirror, fixedEntries));
 }
 
-// FileList's members are private, so they are looked at where a record of the same types has them.
+// FileList's members are private, so the tests read them at the offsets in a structure with the
+// same types.
 struct FileListMirror {
   std::string name;
   std::string mode;
@@ -89,7 +90,7 @@ static_assert(sizeof(FileList) == sizeof(FileListMirror));
 static_assert(alignof(FileList) == alignof(FileListMirror));
 static_assert(!std::is_polymorphic_v<FileList>);
 
-// The member of type Member that lies `offset` bytes behind the start of `list`.
+// The member of type Member, `offset` bytes after the start of `list`.
 template <class Member>
 const Member& memberAt(const FileList& list, size_t offset) {
   return *reinterpret_cast<const Member*>(reinterpret_cast<const char*>(&list) + offset);
@@ -108,7 +109,7 @@ TEST(FileListLayout, BeginsWithNameModeAndDirectory) {
   EXPECT_TRUE(MEMBER(list, hooks).empty());
 }
 
-TEST(FileListLayout, HoldsItsMapBehindTheListFiles) {
+TEST(FileListLayout, HoldsItsMapAfterTheListFiles) {
   FileList const list("wam", "full");
   EXPECT_NE(MEMBER(list, protectedFiles), nullptr);
   EXPECT_EQ(MEMBER(list, protectedFiles), list.getProtectedFiles());
@@ -170,7 +171,7 @@ SELFCHECK_RESULT resultFrom(uint32_t mask) {
   return result;
 }
 
-// The flags from bit 0 on, one digit each, and then the rest of the word.
+// The flags from bit 0 on, one digit each, then the rest of the word.
 std::string flagsOf(const SELFCHECK_RESULT& result) {
   std::vector<uint32_t> const flags = {result.sizeError, result.ownerError,      result.groupError,
                                        result.typeError, result.permissionError, result.hashError,
@@ -199,7 +200,7 @@ TEST(ResultLayout, KeepsTheOtherBitsApart) {
   EXPECT_EQ(flagsOf(resultFrom(0xfffffe00)), "000000000,8388607");
 }
 
-// Field two is where binaries read the number of items.
+// The second field is the number of items in existing binaries.
 TEST(StringListLayout, BeginsWithCapacityAndCount) {
   static_assert(std::is_same_v<decltype(VLIBSzList::capacity), int32_t>);
   static_assert(std::is_same_v<decltype(VLIBSzList::count), int32_t>);

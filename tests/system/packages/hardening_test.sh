@@ -1,12 +1,12 @@
 #!/bin/bash
-# Looks at how the program and the libraries below installed directories are guarded.
+# Checks how the program and the libraries below installed directories are hardened.
 #
 #   hardening_test.sh DIRECTORY...
 set -euo pipefail
 export LC_ALL=C
 
 failed=0
-# expect FILE WHAT PATTERN COMMAND...: what the command says of the file has the pattern.
+# expect FILE WHAT PATTERN COMMAND...: the command's output about the file matches the pattern.
 expect() {
   local file=$1 what=$2 pattern=$3
   shift 3
@@ -16,7 +16,7 @@ expect() {
   }
 }
 
-# unguarded FILE: where the functions begin that it exports and that do not begin as a call's target must.
+# unguarded FILE: the addresses of exported functions that do not begin as a call target must.
 unguarded() {
   local exported
   exported=$(readelf --dyn-syms --wide "$1" | awk '$4 == "FUNC" && $7 != "UND" { print $2 }' | sort -u)
@@ -30,32 +30,32 @@ while read -r file; do
   count=$((count + 1))
   expect "$file" "read-only relocations" GNU_RELRO readelf --program-headers --wide
   expect "$file" "immediate binding" 'FLAGS_1.*\bNOW\b' readelf --dynamic --wide
-  expect "$file" "stack that is not executable" 'GNU_STACK.* RW ' readelf --program-headers --wide
+  expect "$file" "non-executable stack" 'GNU_STACK.* RW ' readelf --program-headers --wide
   expect "$file" "stack protector" __stack_chk_fail nm -D
-  # (The marks that let the kernel switch it on are lost to start files that have none.)
+  # (The marks that let the kernel enable it are lost if a start file has none.)
   places=$(unguarded "$file")
   [ -z "$places" ] || {
     echo "hardening_test: $(basename "$file") has no control-flow protection at ${places//$'\n'/, }" >&2
     failed=1
   }
-  expect "$file" "code that can lie anywhere" 'Type: +DYN' readelf --file-header
+  expect "$file" "position-independent code" 'Type: +DYN' readelf --file-header
   case $file in
-    # The others call nothing that these could guard.
+    # The others call no functions that these could guard.
     */bin/* | */libzemoselfcheck.*)
       expect "$file" "fortified calls" '__[a-z]+_chk@' nm -D
       expect "$file" "assertions of the C++ library" ' U .*__glibcxx_assert_fail' nm -D
       ;;
   esac
   case $file in
-    */bin/*) expect "$file" "code that can lie anywhere" 'FLAGS_1.*\bPIE\b' readelf --dynamic --wide ;;
+    */bin/*) expect "$file" "position-independent code" 'FLAGS_1.*\bPIE\b' readelf --dynamic --wide ;;
   esac
   if readelf --dynamic --wide "$file" | grep -E 'RPATH|RUNPATH|TEXTREL'; then
-    echo "hardening_test: $(basename "$file") has what is above" >&2
+    echo "hardening_test: $(basename "$file") fails the checks above" >&2
     failed=1
   fi
 done < <(find "$@" -type f \( -perm /111 -o -name '*.so*' \))
 [ $count = 4 ] || {
-  echo "hardening_test: there are $count programs and libraries instead of 4" >&2
+  echo "hardening_test: found $count programs and libraries instead of 4" >&2
   exit 1
 }
 exit $failed

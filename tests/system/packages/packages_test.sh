@@ -1,9 +1,9 @@
 #!/bin/bash
-# Builds the Debian packages twice, compares them, looks into them, installs and uses them. Takes some
+# Builds the Debian packages twice, compares the results, inspects them, installs them and uses them. Takes some
 # minutes; ./dev test --all runs it.
 set -euo pipefail
 export LC_ALL=C
-export CMAKE_GENERATOR=Ninja # which ./dev installs; a machine may have no Make
+export CMAKE_GENERATOR=Ninja # ./dev installs Ninja; Make may be missing
 here=$(cd "$(dirname "$0")" && pwd)
 source=$(cd "$here/../../.." && pwd)
 # shellcheck source=tests/support/require.sh
@@ -22,7 +22,7 @@ fail() {
   exit 1
 }
 
-# quietly COMMAND...: shows what it prints if it fails only.
+# quietly COMMAND...: shows the command's output only if it fails.
 quietly() {
   "$@" >"$tmp/log" 2>&1 || {
     tail -n 60 "$tmp/log" >&2
@@ -31,11 +31,11 @@ quietly() {
 }
 
 say "Building the packages"
-"$source/scripts/copy-source" "$tmp/tree" # now: somebody may go on working
+"$source/scripts/copy-source" "$tmp/tree" # at once, because the source may change meanwhile
 quietly "$source/scripts/build-packages" "$tmp/one"
 
-# Elsewhere, without git, and, where that is possible, by another user.
-say "Building them again: other place, time zone, language and permissions"
+# In another place, without git and, where possible, as another user.
+say "Building them again with another place, time zone, language and permissions"
 mkdir -p "$tmp/elsewhere/further/down"
 as_another=()
 if [ "$(id -u)" = 0 ]; then
@@ -55,26 +55,26 @@ for package in "$tmp"/one/*.deb; do
     mkdir -p "$source/build/differing"
     cp "$package" "$source/build/differing/one.deb"
     cp "$other" "$source/build/differing/two.deb"
-    fail "the second build made another $(basename "$package"); see what differs by:" \
+    fail "the second build made a different $(basename "$package"); compare them with:" \
       "diffoscope build/differing/one.deb build/differing/two.deb"
   }
 done
 
-say "What lintian says"
+say "Running lintian"
 mkdir "$tmp/archive"
 mv "$tmp/tree" "$tmp/archive/tree"
 (cd "$tmp/archive" && quietly dpkg-source --build tree)
 "$source/scripts/lint-packages" "$tmp"/one/*.changes "$tmp"/archive/*.dsc ||
-  fail "lintian complains, see above"
+  fail "lintian found problems, see above"
 
-say "What the packages hold"
+say "Checking the contents of the packages"
 "$here/contents_test.sh" "$tmp/one"
 for package in "$tmp"/one/*.deb; do
   [[ $package == *-dbgsym_* ]] || dpkg-deb --extract "$package" "$tmp/unpacked"
 done
 "$here/hardening_test.sh" "$tmp/unpacked/usr/bin" "$tmp/unpacked/usr/lib"
 
-say "Building callers with them, and using them unpacked"
+say "Building callers with the packages and using them unpacked"
 quietly cmake -S "$source/tests/system/install/consumer" -B "$tmp/consumer" -DCMAKE_SKIP_RPATH=ON \
   -DCMAKE_PREFIX_PATH="$tmp/unpacked/usr"
 quietly cmake --build "$tmp/consumer"
@@ -97,4 +97,4 @@ else
   unshare --mount --propagation private --pid --fork --kill-child \
     "$here/root_test.sh" "$tmp/root" "$tmp/one" "$tmp/callers"
 fi
-say "The packages are as they should be"
+say "All package tests passed"

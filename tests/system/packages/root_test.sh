@@ -1,13 +1,12 @@
 #!/bin/bash
-# Installs, uses, upgrades, removes and purges the packages in a Debian of their own, which is gone
-# afterwards. To be run as root in a mount and process namespace of its own: what is mounted and
-# started here ends with it.
+# Installs, uses, upgrades, removes and purges the packages in a new Debian system, which is removed afterwards. Must
+# run as root in separate mount and process namespaces, so that mounts and processes end with it.
 #
 #   root_test.sh ROOT PACKAGES CALLERS    (ROOT: an empty directory)
 set -euo pipefail
 export LC_ALL=C DEBIAN_FRONTEND=noninteractive
 export PATH=/usr/local/sbin:/usr/sbin:/sbin:/usr/local/bin:/usr/bin:/bin
-unset TMPDIR # of the machine, not of this root
+unset TMPDIR # valid on the machine, not in this root
 here=$(cd "$(dirname "$0")" && pwd)
 root=$1 packages=$2 callers=$3
 version=$(dpkg-deb --field "$packages"/zemo-selfcheck_*.deb Version)
@@ -24,7 +23,7 @@ fail() {
   exit 1
 }
 
-# quietly COMMAND...: shows what it prints if it fails only.
+# quietly COMMAND...: shows the command's output only if it fails.
 quietly() {
   "$@" >"$root.log" 2>&1 || {
     tail -n 30 "$root.log" >&2
@@ -34,9 +33,9 @@ quietly() {
 
 inside() { chroot "$root" "$@"; }
 
-# Boost's headers are large, and there is no compiler here: callers are built outside.
-# Packages that files move between are broken meanwhile, as by apt.
-# Without anything to read, a question about a changed file of the administrator's is a failure.
+# Boost's headers are large, and this system has no compiler: callers are built outside. As apt does, dpkg may
+# deconfigure packages that files move between. Standard input is empty, so a question about a changed configuration
+# file is an error.
 install_all() { quietly inside sh -c "dpkg --auto-deconfigure --ignore-depends=libboost-dev --install $1/*.deb </dev/null"; }
 
 check_again() {
@@ -45,8 +44,8 @@ check_again() {
   quietly inside /tmp/callers/check_set
 }
 
-# All files with mode, owner and content, apart from what package managers keep for themselves, what is
-# compared by itself, and users, which stay so that nobody else gets their ids.
+# All files with mode, owner and content, except for the package managers' own files, the files that are compared
+# separately, and users, which stay so that their ids are not reused.
 all_files() {
   local some=(/ -xdev "(" -path /proc -o -path /tmp -o -path /var/lib/dpkg -o -path /var/lib/apt
     -o -path /var/cache -o -path /var/log -o -path /usr/zemo -o -path /var/packages
@@ -55,16 +54,16 @@ all_files() {
   inside find "${some[@]}" -type f -exec sha1sum {} + | sort
 }
 
-# (GnuPG's lock files, which come and go, change the times of directories.)
+# (GnuPG's temporary lock files change the times of directories.)
 all_lists() {
   inside find /usr/zemo \( -type f -printf '%M %u:%g %t ' -exec sha1sum {} \; \
     -o -printf '%M %u:%g %p\n' \) | sort
 }
 
-# same FUNCTION FILE WHAT: the function still prints what is in the file.
+# same FUNCTION FILE WHAT: the function still prints the contents of the file.
 same() { diff "$2" <("$1") || fail "$3, see above (< before, > now)"; }
 
-# repack DIRECTORY VERSION PACKAGE...: builds these packages with this version below the directory.
+# repack DIRECTORY VERSION PACKAGE...: builds these packages with this version in the directory.
 repack() {
   local directory=$1 new=$2 package
   shift 2
@@ -80,7 +79,7 @@ repack() {
   done
 }
 
-# As in version 1.0.0: the program's package has the services as well, and a profile that complains by itself.
+# As in version 1.0.0: the program's package includes the services and a profile that is itself in complain mode.
 join_services() {
   local services=("$root"/tmp/packages/zemo-selfcheck-services_*.deb)
   dpkg-deb --raw-extract "${services[0]}" "$root/tmp/services"
@@ -91,7 +90,7 @@ join_services() {
   rm -r "$root/tmp/services"
 }
 
-# Programs that say what the packages do with the profile, since there is no AppArmor in the kernel here.
+# Programs that record what the packages do with the profile, because the kernel has no AppArmor here.
 make_apparmor() {
   printf '#!/bin/sh\n' >"$root/usr/local/bin/aa-enabled"
   cat >"$root/usr/local/sbin/apparmor_parser" <<'TEXT'
@@ -102,7 +101,7 @@ TEXT
   chmod 755 "$root/usr/local/bin/aa-enabled" "$root/usr/local/sbin/apparmor_parser"
 }
 
-# The maker's platform libraries, as one package of another name.
+# The maker's platform libraries, as a package with another name.
 make_platform() {
   local name tree=$root/tmp/platform
   mkdir "$tree"
@@ -124,7 +123,7 @@ TEXT
   dpkg-deb --root-owner-group --build "$tree" "$root/tmp/platform.deb" >/dev/null
 }
 
-say "Putting a new Debian together, which takes a minute"
+say "Creating a new Debian system, which takes a minute"
 mount -t tmpfs -o mode=755 zemo "$root"
 codename=$(sed -n 's/^VERSION_CODENAME=//p' /etc/os-release)
 if ! debootstrap --variant=minbase "$codename" "$root" >"$root.log" 2>&1; then
@@ -142,10 +141,10 @@ cp "$callers"/* "$root/tmp/callers"
 
 mount -t proc proc "$root/proc"
 
-say "What the packages depend on"
+say "Installing the dependencies of the packages"
 depends=$(for package in "$root"/tmp/packages/*.deb; do dpkg-deb --field "$package" Depends; done |
   sed 's/, */\n/g' | grep -vE '^((lib)?zemo|libboost-dev)' | sort -u | paste -sd,)
-# (Of the programs that make users, the smallest.)
+# (Of the programs that create users, the smallest.)
 quietly inside apt-get satisfy --yes --no-install-recommends \
   "systemd-standalone-sysusers, $depends, gpg-agent"
 make_apparmor
@@ -164,44 +163,44 @@ install_all /tmp/packages
 [ -L "$root$enabled" ] || fail "the timer is no longer enabled"
 inside grep -q 'flags=(attach' $profile || fail "the profile is the old one"
 quietly inside dpkg --purge "${names[@]}"
-same all_files "$root/tmp/files" "not everything is as it was before"
+same all_files "$root/tmp/files" "files were left or changed"
 
 say "Installing and using them"
 install_all /tmp/packages
-[ ! -e "$root/usr/zemo" ] || fail "installing has made /usr/zemo, which is the administrator's"
-inside test -e $link || fail "the profile does not complain only"
+[ ! -e "$root/usr/zemo" ] || fail "the installation created /usr/zemo, which belongs to the administrator"
+inside test -e $link || fail "the profile is not in complain mode"
 grep -q -- "-r .*$profile" "$root/tmp/apparmor" || fail "the profile is not loaded"
 inside /tmp/use.sh "${version%+*}" /tmp/callers
 all_lists >"$root/tmp/lists"
 
 say "Upgrading"
-rm "$root$link" # the administrator has the profile enforced
+rm "$root$link" # as an administrator does to enforce the profile
 repack later "$later" "${names[@]}"
 install_all /tmp/later
-[ ! -L "$root$link" ] || fail "after upgrading, the profile is not enforced any more"
+[ ! -L "$root$link" ] || fail "after the upgrade, the profile is no longer enforced"
 found=$(inside dpkg-query --show "${names[@]}" | cut -f 2 | sort -u)
-[ "$found" = "$later" ] || fail "after upgrading, the versions are $found instead of $later"
+[ "$found" = "$later" ] || fail "after the upgrade, the versions are $found instead of $later"
 check_again
-same all_lists "$root/tmp/lists" "upgrading has changed lists or keys"
+same all_lists "$root/tmp/lists" "the upgrade changed lists or keys"
 
 say "Removing"
 quietly inside dpkg --remove "${names[@]}"
-[ ! -e "$root/usr/bin/zemo-selfcheck" ] || fail "the program is still there"
-same all_lists "$root/tmp/lists" "removing has changed lists or keys"
+[ ! -e "$root/usr/bin/zemo-selfcheck" ] || fail "the program still exists"
+same all_lists "$root/tmp/lists" "the removal changed lists or keys"
 
 say "Purging"
 touch "$root$metrics"
 quietly inside dpkg --purge "${names[@]}"
 [ "$(tail -n 2 "$root/tmp/apparmor")" = $'--remove\nprofile zemo-selfcheck {}' ] || fail "the profile is not unloaded"
-same all_files "$root/tmp/files" "not everything is as it was before"
-same all_lists "$root/tmp/lists" "purging has changed lists or keys"
+same all_files "$root/tmp/files" "files were left or changed"
+same all_lists "$root/tmp/lists" "the purge changed lists or keys"
 ! inside dpkg-query --show '*zemo*' 2>/dev/null || fail "dpkg still knows these packages"
 
 say "The maker's platform libraries in the place of ours"
 install_all /tmp/packages
 make_platform
 quietly inside dpkg --install /tmp/platform.deb
-[ ! -e "$root/var/lib/dpkg/info/libzemocore6:amd64.list" ] || fail "libzemocore6 is still there"
+[ ! -e "$root/var/lib/dpkg/info/libzemocore6:amd64.list" ] || fail "libzemocore6 is still installed"
 quietly inside dpkg --configure --pending
 check_again
-same all_lists "$root/tmp/lists" "installing again has changed lists or keys"
+same all_lists "$root/tmp/lists" "the second installation changed lists or keys"

@@ -1,8 +1,8 @@
 #!/bin/bash
-# Uses the installed program and library as somebody does who has just installed them: makes, signs,
-# installs and checks a set of the system's and one of a package. Leaves both in place.
+# Uses the freshly installed program and library as a new user does: makes, signs, installs and checks a set of the
+# system and one of a package. Leaves both sets installed.
 #
-#   use.sh VERSION CALLERS    (the directory of programs that were built with the library)
+#   use.sh VERSION CALLERS    (the directory of programs built with the library)
 set -euo pipefail
 export LC_ALL=C
 version=$1 callers=$2
@@ -13,14 +13,14 @@ export GNUPGHOME=$work/key
 trap 'gpgconf --kill all; rm -rf "$work"' EXIT
 cd "$work"
 
-# run STATUS COMMAND...: insists on its exit status.
+# run STATUS COMMAND...: fails unless the command's exit status is STATUS.
 run() {
   local expected=$1 status=0
   shift
   "$@" >output 2>&1 || status=$?
   [ "$status" = "$expected" ] || {
     cat output >&2
-    echo "use: expected exit status $expected from $*, not $status" >&2
+    echo "use: exit status $status instead of $expected from: $*" >&2
     exit 1
   }
 }

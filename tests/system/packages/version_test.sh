@@ -1,12 +1,12 @@
 #!/bin/bash
-# The version stands in CMakeLists.txt; the newest entries of both changelogs are about that one. Packages that differ
-# otherwise have +1, +2 and so on behind it.
+# CMakeLists.txt has the version; the newest entries of both changelogs are about the same version. Packages that differ
+# otherwise append +1, +2 and so on to it.
 #
 #   version_test.sh SOURCE_DIRECTORY
 set -euo pipefail
 cd "$1"
 
-# version_in FILE PATTERN: what the group in the first line that matches holds.
+# version_in FILE PATTERN: prints the text of the group in the first matching line.
 version_in() { sed -nE "0,/$2/s/$2/\1/p" "$1"; }
 
 version=$(version_in CMakeLists.txt '^project\(zemoselfcheck VERSION ([0-9.]+).*')

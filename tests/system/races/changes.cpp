@@ -20,7 +20,7 @@ void require(bool success, const std::string& what) {
     throw std::runtime_error(what + ": " + strerror(errno));
 }
 
-// Puts what `make` makes in the place of what is at `path`.
+// Replaces the object at `path` with the one that `make` makes.
 Change replacement(const std::string& name, const std::function<void(const std::string&)>& make) {
   return {name, [make](const std::string& path) {
             remove(path);
@@ -28,7 +28,7 @@ Change replacement(const std::string& name, const std::function<void(const std::
           }};
 }
 
-// A copy, so that the link's target is what it should be, and only the link is not.
+// A copy, so that the link's target has the right content and only the link is wrong.
 void linkToCopy(const std::string& path) {
   std::string const copy = path + ".copy";
   std::filesystem::copy(
@@ -135,7 +135,7 @@ Change named(const std::string& name, const std::vector<Change>& changes) {
     if (change.name == name)
       return change;
   }
-  throw std::runtime_error("there is no change named " + name);
+  throw std::runtime_error("unknown change: " + name);
 }
 
 void bindDevice(const char* device, const std::string& path) {

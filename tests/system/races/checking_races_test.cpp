@@ -1,4 +1,4 @@
-// Files, fixed directories and lists that change while a set, or named files, are checked.
+// Files, fixed directories and lists change while the library checks a set or named files.
 
 #include <zemo/selfcheck/file_list.h>
 
@@ -43,7 +43,7 @@ class CheckingRacesTest : public SetRacesTest {
             }};
   }
 
-  // The call of the C function for the file. Its list is `lines`.
+  // Calls the C function for the file, whose list is `lines`.
   Operation checkOfNamed(const std::string& lines) {
     return {listDir,
             [this, lines] {
@@ -77,7 +77,8 @@ TEST_F(CheckingRacesTest, NamedFile) {
   race(checkOfNamed(lines()), file, fileChanges());
 }
 
-// The list without which the file would be intact. It is looked at to verify and to parse it.
+// Without this list, the file would be intact. The library opens it twice, to verify and to parse
+// it.
 TEST_F(CheckingRacesTest, ListOfANamedFile) {
   makeFiles();
   race(checkOfNamed(lines()), listOf("a"), without({"copy", "grown"}, fileChanges()));

@@ -1,5 +1,5 @@
-// Lists and signatures that change while a set is loaded that GnuPG itself verifies. What it does
-// in between is its own: changes come before the library's own calls only.
+// Lists and signatures change while a set is loaded that the real GnuPG verifies. The tests stop
+// only the library's own calls, not those of GnuPG.
 
 #include <zemo/core.h>
 #include <zemo/selfcheck/file_list.h>
@@ -55,7 +55,7 @@ class GnuPGRacesTest : public SetRacesTest {
   TemporaryDirectory home;
 };
 
-// GnuPG waits for the writer of a FIFO, and reads these devices for ever.
+// GnuPG waits for the writer of a FIFO, and reads these devices forever.
 std::vector<Change> finite() {
   return without({"FIFO", "/dev/zero", "/dev/full", "copy"}, fileChanges());
 }
@@ -67,7 +67,7 @@ TEST_F(GnuPGRacesTest, List) {
   window.print();
 }
 
-// GnuPG may read all that root may, and takes no notice of what is behind the signature's end.
+// GnuPG may read everything that root may, and ignores data after the end of the signature.
 TEST_F(GnuPGRacesTest, Signature) {
   std::vector<Change> changes =
       without({"unreadable", "grown", "other content", "overwritten"}, finite());

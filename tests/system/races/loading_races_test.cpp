@@ -1,4 +1,4 @@
-// Lists, signatures, the order file and their directory, which change while a set is loaded.
+// Lists, signatures, the order file and their directory change while a set is loaded.
 
 #include <pwd.h>
 #include <zemo/selfcheck/file_list.h>
@@ -23,7 +23,7 @@ class LoadingRacesTest : public SetRacesTest {
  protected:
   static constexpr char order[] = "/usr/zemo/selfcheck/listorder";
 
-  // Two lists; by the order file the first one overrides the second.
+  // Two lists; according to the order file, the first one overrides the second.
   static void makeSet() {
     clearLists();
     writeSigned("a", line("/x", "of a") + line("/y", "of a"));
@@ -31,7 +31,7 @@ class LoadingRacesTest : public SetRacesTest {
     writeFile(order, "wam.full.b.list\nwam.full.a.list\n");
   }
 
-  // `changed` when the order is the one that counts without an order file.
+  // `changed` if the order is the default one, without an order file.
   static int load() {
     FileList list("wam", "full");
     if (!list.loadList(true))
@@ -52,7 +52,7 @@ TEST_F(LoadingRacesTest, List) {
   window.print();
 }
 
-// A list that is gone before the directory is read is none of the set's.
+// A list that is removed before the directory is read is not part of the set.
 TEST_F(LoadingRacesTest, RemovedList) {
   race(loading, listOf("a"), {named("removed", fileChanges())},
        [](const Situation& situation, int outcome) {
@@ -91,7 +91,7 @@ TEST_F(LoadingRacesTest, Directory) {
   });
 }
 
-// Whatever happens to the other files, a list that does not verify keeps the set from loading.
+// Whatever happens to the other files, a list with a bad signature keeps the set from loading.
 TEST_F(LoadingRacesTest, BadSignatureStaysBad) {
   Operation const badLoading = {listDir,
                                 [] {
@@ -114,7 +114,7 @@ TEST_F(LoadingRacesTest, ListThatIsPutBack) {
   window.print();
 }
 
-// What the placeholders in a package's list stand for.
+// The meaning of the placeholders in a package's list.
 
 class PackageRacesTest : public SetRacesTest {
  protected:
@@ -135,7 +135,7 @@ class PackageRacesTest : public SetRacesTest {
     writeList(std::string(listDir) + "/packages/demo", "demo.full.a.list", ownedBy("$pkg", "$pkg"));
   }
 
-  // `changed` when the package has no user, and so the ids that there are without one.
+  // `changed` if the package has no user, and so the default ids.
   static int load() {
     const passwd* const user = getpwnam("daemon");
     FileList list("demo", "full");
@@ -164,7 +164,7 @@ TEST_F(PackageRacesTest, Target) {
        without({"directory", "member", "unreadable", "copy"}, directoryChanges()));
 }
 
-// What the library's parts do by themselves.
+// Operations of the library's parts.
 
 TEST_F(LoadingRacesTest, ParsedList) {
   Operation const parsing = {

@@ -1,5 +1,5 @@
-// A file or directory that differs from its entry in one attribute gives way to one that differs in
-// another: neither of them is intact, so no check may call it that.
+// A file or directory that differs from its entry in one attribute is replaced with one that
+// differs in another attribute: neither is intact, so no check may report it as intact.
 
 #include <unistd.h>
 #include <zemo/selfcheck/file_list.h>
@@ -20,18 +20,18 @@ class MixedRacesTest : public SetRacesTest {
  protected:
   MixedRacesTest() : SetRacesTest(all) {}
 
-  // What is there has the fault `first`; between two calls another one with the fault `second`
-  // takes its place. `make` makes it without a fault, out of what is there, if anything.
+  // The object has the fault `first`; between two calls, another object with the fault `second`
+  // replaces it. `make` makes the object without a fault, from an existing one if there is one.
   void exchange(const std::function<void()>& make, const Fault& first, const Fault& second) {
     raceTo(make, first, {"replaced by one " + second.name, [=](const std::string& object) {
-                           // Whoever has the former one open still finds all in it.
+                           // Processes that have the old object open still find its content.
                            std::filesystem::rename(object, files / "former");
                            make();
                            second.make(object);
                          }});
   }
 
-  // The same, but it is changed itself.
+  // The same, but changes the object itself.
   void change(const std::function<void()>& make, const Fault& first, const Fault& second) {
     raceTo(make, first, {"changed to one " + second.name, [=](const std::string& object) {
                            make();
@@ -118,7 +118,7 @@ Fault const asFile = {"that is a file", [](const std::string& path) {
                         writeFile(path, "", 0755);
                       }};
 
-// Calls `use` with each two of the faults.
+// Calls `use` with every pair of faults.
 void forEachPair(const std::vector<Fault>& faults,
                  const std::function<void(const Fault& first, const Fault& second)>& use) {
   for (const Fault& first : faults) {

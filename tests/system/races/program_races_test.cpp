@@ -1,4 +1,4 @@
-// Files that change while the program zemo-selfcheck checks or describes them.
+// Files change while the program zemo-selfcheck checks or describes them.
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -16,8 +16,8 @@
 
 namespace {
 
-// Becomes the program. A sanitizer's report must not look like one of its exit statuses, and its
-// search for leaks cannot work in a traced process.
+// Executes the program. A sanitizer's report must not have one of its exit statuses, and the leak
+// search does not work in a traced process.
 int become(std::vector<std::string> words) {
   words.insert(words.begin(), ZEMO_TOOL);
   std::vector<char*> arguments;
@@ -96,16 +96,16 @@ TEST_F(ProgramRacesTest, FixedDirectoryCheckedByTwoThreads) {
   raceCheck(directory, directoryChanges(), "2");
 }
 
-// (The program may read whatever root may.)
+// (The program may read everything that root may.)
 TEST_F(ProgramRacesTest, ListOfACheck) {
   raceCheck(listOf("a"), without({"unreadable", "copy"}, fileChanges()), "2");
 }
 
-// A list is either made, and then of the file as it was or as it has become, or it is said not to
-// be right.
+// The program either makes a list, which describes the file as it was or as it is now, or reports
+// that the list may be wrong.
 class MakingRacesTest : public ProgramRacesTest {
  protected:
-  // The line of a list that describes what is at the path.
+  // The list line that describes the file at the path.
   static std::string lineOf(const std::string& path) {
     if (!std::filesystem::is_symlink(path))
       return entryLine(path);
@@ -113,7 +113,7 @@ class MakingRacesTest : public ProgramRacesTest {
     return entryLine(path, std::to_string(target.size()), target, "l", "-", "-", "-");
   }
 
-  // Whether each entry of the list is one of a file as it is now.
+  // Whether each entry of the list describes a file in its current state.
   static bool isTrue(const std::vector<std::string>& lines) {
     return std::all_of(lines.begin(), lines.end(), [](const std::string& line) {
       return line == lineOf(line.substr(0, line.find('\t')));
@@ -156,9 +156,10 @@ TEST_F(MakingRacesTest, LargeFile) {
   raceMake(std::string(300000, 'x') + "\n", fileChanges());
 }
 
-// Somebody else owns the directory that a list is signed in, and exchanges the list all the time:
-// for one that the caller alone may read, by a link, and for a file that is no list. Whatever is
-// left there for everybody to read is the list that was looked at.
+// Another user owns the directory in which a list is signed, and continually replaces the list:
+// with a file that only the caller may read, with a link, and with a file that has another format.
+// Everything in the directory that others may read afterwards must be the list that the program
+// examined.
 class SigningRacesTest : public RacesTest {
  protected:
   SigningRacesTest() : RacesTest(few) {}
@@ -170,7 +171,8 @@ class SigningRacesTest : public RacesTest {
     exchange(0);
   }
 
-  // Puts the list, a link to the secret one, or no list into the list's place.
+  // Replaces the list with the list itself, with a link to the secret one, or with a file in
+  // another format.
   void exchange(unsigned kind) const {
     std::string const next = files / "next";
     if (kind == 0)

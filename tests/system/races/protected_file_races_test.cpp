@@ -1,4 +1,4 @@
-// A protected file that is changed while it is checked.
+// A protected file changes while it is checked.
 
 #include <zemo/selfcheck/protected_file.h>
 
@@ -21,7 +21,7 @@ int outcomeOf(ProtectedFile& entry) {
 
 class ProtectedFileRacesTest : public RacesTest {
  protected:
-  // The check of what `make` makes at `path`. The entry describes it as it is made here.
+  // Checks the object that `make` makes at `path`, with an entry that describes the new object.
   Operation checkOf(const std::function<void()>& make) {
     make();
     std::string const line = entryLine(path);
@@ -61,7 +61,7 @@ TEST_F(ProtectedFileRacesTest, FileThatIsPutBack) {
 }
 
 TEST_F(ProtectedFileRacesTest, Link) {
-  // (Its own permission is not checked, and the copy of a link is the same link.)
+  // (A link's own permissions are not checked, and a copy of a link is the same link.)
   std::vector<Change> changes = without({"unreadable", "copy"}, replacements());
   changes.push_back({"turned to another target", [](const std::string& link) {
                        remove(link);
@@ -70,13 +70,13 @@ TEST_F(ProtectedFileRacesTest, Link) {
   race(checkOf([this] { makeLink("/somewhere", path); }), path, changes);
 }
 
-// (Members matter to directories with fixed ones alone.)
+// (Members matter only to directories with fixed members.)
 TEST_F(ProtectedFileRacesTest, Directory) {
   race(checkOf([this] { makeDirectory(path); }), path,
        without({"member", "directory"}, directoryChanges()));
 }
 
-// What takes the place of a device here is a file, and what is mounted on it another device.
+// The replacement of the device is a file, and another device may be mounted on it.
 TEST_F(ProtectedFileRacesTest, Device) {
   auto const make = [this] {
     writeFile(path, "");
@@ -88,7 +88,8 @@ TEST_F(ProtectedFileRacesTest, Device) {
                             }}});
 }
 
-// By itself it waits for whatever its path leads to, so FIFOs and endless devices are left out.
+// calculateHash waits for whatever its path leads to, so the test leaves out FIFOs and endless
+// devices.
 TEST_F(ProtectedFileRacesTest, Digest) {
   Operation const digesting = {path,
                                [this] {

@@ -19,14 +19,14 @@ std::string parentOf(const std::string& path) {
   return path.substr(0, path.rfind('/'));
 }
 
-// A directory is read to find its members, which is a look at each of them. A program that is run
-// may look at everything.
+// Reading a directory to find its members is a look at each of them. A program that is run may look
+// at everything.
 bool looksAt(const Call& call, const std::string& object) {
   return isAtOrBelow(call.path, object) || call.number == SYS_clone ||
          (call.number == SYS_getdents64 && call.path == parentOf(object));
 }
 
-// From here on what the operation has read may be what the object was before a change.
+// After this call, the operation's data about the object may be older than a change.
 bool looksInto(const Call& call, const std::string& object) {
   switch (call.number) {
     case SYS_clone:
@@ -41,20 +41,20 @@ bool looksInto(const Call& call, const std::string& object) {
   }
 }
 
-// Closing is no look.
+// Closing does not count as a look.
 bool isLook(const Call& call, const std::string& object) {
   return call.number != SYS_close && looksAt(call, object);
 }
 
-// Where an operation is, as seen from an object that it looks at so many times.
+// The progress of an operation, as seen from an object that it looks at `looks` times.
 class Progress {
  public:
   Progress(const std::string& object, std::size_t looks) : _object(object), _left(looks) {}
 
-  // A call is about to be made; so its thread has done those before it.
+  // Called before a call: its thread has completed its earlier calls.
   void come(const Call& call) { _looking.erase(call.thread); }
 
-  // It is made.
+  // Called when the call starts.
   void go(const Call& call) {
     if (!isLook(call, _object))
       return;
@@ -68,7 +68,7 @@ class Progress {
  private:
   const std::string& _object;
   std::size_t _left;
-  std::set<pid_t> _looking;  // threads that may not have done their last look yet
+  std::set<pid_t> _looking;  // threads whose last look may not have ended
   Moment _moment = before;
 };
 
@@ -127,13 +127,13 @@ RacesTest::RacesTest(Sample sample) : _oneIn(sample) {
   if (const char* const text = getenv("ZEMO_RACES_ONE_IN"))
     _oneIn = strtoul(text, nullptr, 10);
 #ifdef __SANITIZE_ADDRESS__
-  _oneIn *= 5;  // making a process takes so much longer
+  _oneIn *= 5;  // creating a process takes so much longer
 #endif
 }
 
 void RacesTest::SetUp() {
   if (getenv("ZEMO_UNDER_VALGRIND") != nullptr)
-    GTEST_SKIP() << "valgrind makes system calls of its own in the traced process";
+    GTEST_SKIP() << "valgrind makes additional system calls in the traced process";
   PrivateRootTest::SetUp();
 }
 
@@ -162,8 +162,8 @@ void RacesTest::letATickPass() {
 }
 
 bool RacesTest::isSkippedNow() {
-  // Scattered: each Nth would try a change before the same calls only, where N divides their
-  // number.
+  // Pseudo-random: with every Nth combination, each change would meet the same calls only, if N
+  // divides their number.
   constexpr uint32_t scatter = 2654435761;
   auto const place = static_cast<uint32_t>(_combinations++) * scatter;
   return (place >> 16) % _oneIn != 0;
@@ -195,7 +195,7 @@ void RacesTest::race(const Operation& operation, const std::string& object,
   std::vector<Call> const calls = callsOf(operation, object);
   auto const looks = static_cast<std::size_t>(std::count_if(
       calls.begin(), calls.end(), [&object](const Call& call) { return isLook(call, object); }));
-  ASSERT_NE(looks, 0U) << "nobody looks at " << object;
+  ASSERT_NE(looks, 0U) << "no call looks at " << object;
   for (const Change& change : changes) {
     for (std::size_t when = 0; when < calls.size(); ++when) {
       if (isSkippedNow())
@@ -215,7 +215,7 @@ void RacesTest::race(const Operation& operation, const std::string& object,
       EXPECT_TRUE(isResult(ending) && isRightThen)
           << object << " " << change.name << " before call " << when << " (" << textOf(calls[when])
           << "), " << textOf(moment) << ": " << textOf(ending);
-      ASSERT_NE(ending.kind, Ending::hung);  // the next ones would wait as long
+      ASSERT_NE(ending.kind, Ending::hung);  // later runs would take as long
     }
   }
 }

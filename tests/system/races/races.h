@@ -1,5 +1,5 @@
-// An operation of the library, run again and again, each time with another change to a file before
-// another of its system calls.
+// Runs an operation of the library again and again, each time with a different change to a file
+// before a different system call.
 
 #ifndef ZEMO_TESTS_SYSTEM_RACES_RACES_H
 #define ZEMO_TESTS_SYSTEM_RACES_RACES_H
@@ -14,42 +14,43 @@
 #include "support/private_root.h"
 #include "tracer.h"
 
-// What came of the operation: the exit status of the process that it runs in.
+// The outcome of the operation: the exit status of the process that it runs in.
 enum Outcome : int {
   intact = 50,
-  changed,  // it differs from what it should be
-  failed,   // it could not be checked, loaded, read
-  misled,   // loaded, with other entries than the signed ones
-  leaked,   // a descriptor was left open
+  changed,  // reported as changed
+  failed,   // reported that checking, loading or reading failed
+  misled,   // loaded entries that differ from the signed ones
+  leaked,   // left a descriptor open
 };
 
-// When a change is made, as seen from the object that is changed: before the operation's first look
-// at it; after that, but before it opens the object, or reads the link, so that all content that it
-// reads is the new one; later, but before the last look; or after that.
+// The moment of a change, relative to the operation's looks at the changed object: before the first
+// look; later, but before the operation opens the object or reads the link, so that all content
+// that it reads is new; later, but before the last look; or after the last look.
 enum Moment { before, examined, between, after };
 
 struct Operation {
-  std::string start;              // calls are counted from the first one that names it or a member
-  std::function<void()> prepare;  // makes all files, in place of what an earlier run has left
+  std::string start;              // the first counted call names this path or a member
+  std::function<void()> prepare;  // makes all files, and removes those of an earlier run
   std::function<int()> work;      // returns the Outcome
   int unchanged = intact;         // the Outcome without any change
-  // For work that becomes another program: the Outcome that its exit status stands for; -1: none.
+  // For work that executes another program: the Outcome for its exit status, or -1 for none.
   std::function<int(int status)> meaning = nullptr;
 };
 
-// When a change was made, in an operation that makes these calls as long as nothing changes.
+// When a change was made, in an operation that makes these calls if nothing changes.
 struct Situation {
   Moment moment;
-  std::size_t number;  // of the call before which it was made, or would have been
+  std::size_t number;  // of the next call after the change
   const std::vector<Call>& calls;
 };
 
 using IsRight = std::function<bool(const Situation& situation, int outcome)>;
 
-// What is bad before its content is looked at is never intact. From then on it is anything.
+// A change before the operation reads the content is never called intact. A later one allows any
+// result.
 bool isNoticed(const Situation& situation, int outcome);
 
-// There is a result, which is not made up of something else.
+// Accepts every outcome except `misled`.
 bool isAnything(const Situation& situation, int outcome);
 
 // The change makes no difference.
@@ -57,7 +58,7 @@ bool isHarmless(const Situation& situation, int outcome);
 
 class RacesTest : public PrivateRootTest {
  protected:
-  // How many of the combinations the ordinary tests try: one in so many.
+  // The share of the combinations that the ordinary tests try: one in this many.
   enum Sample : std::size_t { all = 1, some = 11, few = 211 };
 
   explicit RacesTest(Sample sample = some);
@@ -65,16 +66,16 @@ class RacesTest : public PrivateRootTest {
   void SetUp() override;
   void TearDown() override;
 
-  // Makes each of the changes to `object` before each call. What comes after the last look at it
-  // does not count; `isRight` decides about the others.
+  // Makes each of the changes to `object` before each call. Changes after the last look at it do
+  // not count; `isRight` judges the outcome of the others.
   void race(const Operation& operation, const std::string& object,
             const std::vector<Change>& changes, const IsRight& isRight = isNoticed);
 
-  // Makes each of the changes before each call, and prepares all files anew before a later one.
+  // Makes each of the changes before each call, and restores all files before a later one.
   void raceAndPutBack(const Operation& operation, const std::string& object,
                       const std::vector<Change>& changes, const IsRight& isRight = isAnything);
 
-  // Prepares all files and lets the operation run, which is stopped before each call for `visit`.
+  // Prepares all files and runs the operation, stopping before each call for `visit`.
   Ending run(const Operation& operation, const std::string& object, const Visit& visit);
 
   // Whether the sample leaves out the next combination.
@@ -83,8 +84,8 @@ class RacesTest : public PrivateRootTest {
   // Removes a directory's members.
   static void clear(const std::string& directory);
 
-  // Lets what changed last become older than the clock of change times can tell: what changed just
-  // now is read again, and every run is to make the same calls.
+  // Waits until the last change is older than the resolution of change times: recently changed
+  // files are read again, but every run must make the same calls.
   static void letATickPass();
 
  private:
@@ -96,8 +97,8 @@ class RacesTest : public PrivateRootTest {
   std::size_t _combinations = 0;
 };
 
-// Calls `work` in a process without the right to read files against their permissions; tells, too,
-// when it leaves a descriptor open.
+// Calls `work` in a process that cannot override file permissions; also reports if it leaves a
+// descriptor open.
 int withoutPrivilege(const std::function<int()>& work);
 
 #endif

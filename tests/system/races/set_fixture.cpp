@@ -16,7 +16,7 @@ std::string signatureOf(const std::string& content) {
   return "signed:\n" + content;
 }
 
-// False where GnuPG would wait for a writer, or read for ever, too.
+// False for files that GnuPG would wait for or read forever.
 bool readRegularFile(const std::string& path, std::string& content) {
   int const file = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
   struct stat st = {};
@@ -62,8 +62,8 @@ void SetRacesTest::clearLists() {
     remove(std::string(listDir));
     makeDirectory(listDir);
   }
-  for (const char* const beside : {".copy", ".fifo"})
-    remove(std::string(listDir) + beside);
+  for (const char* const suffix : {".copy", ".fifo"})
+    remove(std::string(listDir) + suffix);
 }
 
 void SetRacesTest::writeSigned(const std::string& name, const std::string& lines) {

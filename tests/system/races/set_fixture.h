@@ -29,13 +29,13 @@ class SetRacesTest : public RacesTest {
     return std::string(listDir) + "/wam.full." + name + ".list";
   }
 
-  // What SelfCheckFiles finds out about one file.
+  // The result of SelfCheckFiles for one file.
   static int checkNamed(const std::string& path);
 
-  // All entries as lines, in their order.
+  // All entries as lines, in order.
   static std::string linesOf(const ZEMO::SELF_CHECK::FileList& list);
 
-  TemporaryDirectory files;  // what the lists name
+  TemporaryDirectory files;  // the files in the lists
 };
 
 #endif

@@ -18,7 +18,7 @@
 
 namespace {
 
-// Which argument of a call is a path or a descriptor; -1: none is.
+// The index of the argument that is a path or a descriptor; -1: none.
 struct Shape {
   int path;
   int descriptor;
@@ -36,14 +36,14 @@ Shape shapeOf(uint64_t number) {
   return found == shapes.end() ? Shape{-1, -1} : found->second;
 }
 
-// The text at an address of another process, page by page, because the next may not be there.
+// The text at an address of another process, page by page, because the next page may not exist.
 std::string textAt(pid_t process, uint64_t address) {
   constexpr uint64_t page = 4096;
   std::string text;
   while (text.size() < PATH_MAX) {
     char bytes[page];
     iovec const here = {bytes, page - address % page};
-    // NOLINTNEXTLINE(performance-no-int-to-ptr): registers hold numbers
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): registers contain numbers
     iovec const there = {reinterpret_cast<void*>(address), here.iov_len};
     ssize_t const count = process_vm_readv(process, &here, 1, &there, 1, 0);
     if (count <= 0)
@@ -58,14 +58,14 @@ std::string textAt(pid_t process, uint64_t address) {
 }
 
 void request(long result, const char* what) {
-  // A process that is killed meanwhile is gone.
+  // The process may have been killed meanwhile.
   if (result < 0 && errno != ESRCH)
     throw std::runtime_error(std::string("cannot trace: ") + what + ": " + strerror(errno));
 }
 
 volatile sig_atomic_t late = 0;
 
-// Interrupts waiting after so many seconds, and again and again, should waiting begin only then.
+// Interrupts waiting after this many seconds, and repeatedly, in case waiting begins later.
 class Watchdog {
  public:
   explicit Watchdog(int seconds) {
@@ -190,7 +190,7 @@ std::string Tracing::pathOf(pid_t thread, const __ptrace_syscall_info& info) con
 }
 
 [[noreturn]] void become(const std::function<int()>& work) {
-  (void)setpgid(0, 0);  // so that what it starts can be killed with it
+  (void)setpgid(0, 0);  // so that its children can be killed with it
   (void)ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
   (void)raise(SIGSTOP);
   _exit(work());

@@ -6,7 +6,7 @@
 bool Window::isRight(const Situation& situation, int outcome) {
   if (outcome != misled)
     return isNoticed(situation, outcome);
-  // The signature is looked at first, before GnuPG, or what stands in for it, opens the list.
+  // The library opens the signature first, before GnuPG, or its replacement, opens the list.
   const std::vector<Call>& calls = situation.calls;
   auto const signature = std::find_if(
       calls.begin(), calls.end(), [this](const Call& call) { return call.path == _list + ".asc"; });

@@ -1,5 +1,5 @@
-// A list is verified by one look at it and read by another. Between them an unsigned one can take
-// its place: whoever can write to the directory of lists decides what is in them.
+// The library opens a list once to verify it and once to read it. Between these, an unsigned list
+// can replace it: users who can write to the directory of lists control the lists.
 
 #ifndef ZEMO_TESTS_SYSTEM_RACES_WINDOW_H
 #define ZEMO_TESTS_SYSTEM_RACES_WINDOW_H
@@ -11,13 +11,13 @@
 
 #include "races.h"
 
-// From when to when a change led to a set that nobody has signed.
+// The first and last moment when a change led to an unsigned set.
 class Window {
  public:
   explicit Window(std::string list) : _list(std::move(list)) {}
 
-  // Takes an outcome for right that is, or is that of a list that changed inside the window: after
-  // verification has begun, and before parsing has read it to its end.
+  // Accepts outcomes that are right, and those of a list that changed inside the window: after
+  // verification began, and before parsing read the list to its end.
   bool isRight(const Situation& situation, int outcome);
 
   void print() const;

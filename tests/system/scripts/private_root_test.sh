@@ -1,8 +1,8 @@
 #!/bin/bash
-# scripts/private-root runs nothing when a step fails, or only seems to work, and leaves nothing behind. Programs in
-# the place of those that it calls fail, or do nothing, at one call after another.
+# If a step of scripts/private-root fails, or does nothing although it succeeds, the script does not run the command and
+# leaves nothing behind. Stubs replace the programs that it calls and fail, or do nothing, at one call after another.
 #
-#   private_root_test.sh SOURCE_DIRECTORY TEST_PROGRAM    (a program of the tests, with a fixture that empties)
+#   private_root_test.sh SOURCE_DIRECTORY TEST_PROGRAM    (a test program whose fixture empties directories)
 set -euo pipefail
 private_root=$1/scripts/private-root
 program=$2
@@ -10,7 +10,7 @@ tmp=$(mktemp -d "${TMPDIR:-/tmp}/zemo-private-root.XXXXXX")
 trap 'rm -rf "$tmp"' EXIT
 mkdir "$tmp/stubs" "$tmp/tmp"
 export TMPDIR=$tmp/tmp
-unset ZEMO_PRIVATE_ROOT # which a test's own caller may have set
+unset ZEMO_PRIVATE_ROOT # the caller may have set it
 
 fail() {
   echo "private_root_test: $*" >&2
@@ -18,12 +18,12 @@ fail() {
 }
 
 if ! message=$("$private_root" true 2>&1); then
-  [[ $message == *"forbids mount namespaces"* ]] || fail "it does not work at all: $message"
+  [[ $message == *"forbids mount namespaces"* ]] || fail "private-root does not work at all: $message"
   echo "[  SKIPPED ] private_root_test.sh ($message)"
   exit 0
 fi
 
-# stub PROGRAM N fail|nothing: its Nth call fails, or succeeds without doing anything.
+# stub PROGRAM N fail|nothing: the program's Nth call fails, or succeeds without doing anything.
 stub() {
   local real
   real=$(PATH=$PATH:/usr/sbin:/sbin command -v "$1")
@@ -38,25 +38,25 @@ STUB
   chmod 755 "$tmp/stubs/$1"
 }
 
-# attempt: runs a command by the stubbed private-root; its exit status is in status.
+# attempt: runs a command in the private root with the stubs; sets status to its exit status.
 attempt() {
   status=0
   PATH=$tmp/stubs:$PATH "$private_root" touch "$tmp/ran" 2>"$tmp/errors" || status=$?
 }
 
-# expect_refusal WHAT: the command did not run, the exit status says so, and nothing is left.
+# expect_refusal WHAT: the command did not run, the exit status says so, and no files are left.
 expect_refusal() {
   local left
   [ ! -e "$tmp/ran" ] || fail "the command ran although $1"
   [ $status = 125 ] || fail "the exit status is $status, not 125, although $1: $(cat "$tmp/errors")"
-  grep -q '^private-root: ' "$tmp/errors" || fail "there is no message although $1"
+  grep -q '^private-root: ' "$tmp/errors" || fail "no message although $1"
   left=$(ls -A "$tmp/tmp")
-  rm -rf "$tmp/tmp"/zemo-root.* # an empty directory that could not be unmounted in time
+  rm -rf "$tmp/tmp"/zemo-root.* # empty, but could not be unmounted in time
   [ -z "$left" ] || fail "$left is left although $1"
 }
 
-# Every call of these programs fails in turn (of those for each member, one in seven unless all tests are asked for). The
-# last round has no such call, and succeeds.
+# Every call of these programs fails in turn (for programs called for each member, only one in seven, except with
+# ZEMO_ALL). The last round has no such call and succeeds.
 refused=0
 for name in mount mkdir mktemp pivot_root umount rmdir readlink stat ls; do
   step=1
@@ -66,7 +66,7 @@ for name in mount mkdir mktemp pivot_root umount rmdir readlink stat ls; do
     attempt
     [ "$(cat "$tmp/count")" -ge $n ] || break
     if [ $name = rmdir ] && [ -e "$tmp/ran" ]; then
-      rm -f "$tmp/ran" # the outer one, which removes the mount point after the command
+      rm -f "$tmp/ran" # the outer process, which removes the mount point after the command
       rmdir "$tmp/tmp"/zemo-root.*
       continue
     fi
@@ -80,7 +80,7 @@ done
 
 for name in pivot_root umount unshare; do
   stub $name 1 nothing
-  if [ $name = unshare ]; then # runs the command where it is
+  if [ $name = unshare ]; then # runs the command in the current namespaces
     cat >"$tmp/stubs/unshare" <<'STUB'
 #!/bin/bash
 while [[ $1 == --* || $1 == private ]]; do shift; done
@@ -98,18 +98,18 @@ attempt
 expect_refusal "nothing is mounted"
 rm "$tmp/stubs"/*
 
-echo "== the environment lies"
+echo "== a wrong ZEMO_PRIVATE_ROOT"
 export ZEMO_PRIVATE_ROOT=yes
 attempt
-expect_refusal "ZEMO_PRIVATE_ROOT says that this is a private root"
+expect_refusal "ZEMO_PRIVATE_ROOT claims that this is a private root"
 ! "$private_root" --verify 2>/dev/null || fail "--verify succeeds outside"
 ! "$program" >"$tmp/out" 2>&1 || fail "a test program runs outside: $(cat "$tmp/out")"
-grep -q 'this is not a private root' "$tmp/out" || fail "a test program says: $(cat "$tmp/out")"
+grep -q 'this is not a private root' "$tmp/out" || fail "a test program prints: $(cat "$tmp/out")"
 unset ZEMO_PRIVATE_ROOT
 "$private_root" "$private_root" --verify || fail "--verify fails inside"
-"$private_root" "$private_root" true || fail "there is no private root in a private root"
+"$private_root" "$private_root" true || fail "private-root does not work in a private root"
 
-echo "== files of the names that it uses, in the old root"
+echo "== files with the script's names in the old root"
 # shellcheck disable=SC2016 # expanded by the inner shell
 "$private_root" bash -c '
   set -e

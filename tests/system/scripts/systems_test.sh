@@ -1,5 +1,5 @@
 #!/bin/bash
-# The tests on other systems say why they are skipped, and are not where all is to be tested.
+# scripts/systems says why it skips its tests, and fails instead if all tests are required.
 #
 #   systems_test.sh SOURCE
 set -euo pipefail
@@ -14,7 +14,7 @@ fail() {
   exit 1
 }
 
-# refused PATTERN COMMAND...: it fails and says why.
+# refused PATTERN COMMAND...: the command fails and prints the reason.
 refused() {
   local pattern=$1 said
   shift
@@ -28,9 +28,9 @@ chmod +x "$tmp/id"
 export PATH=$tmp:$PATH
 
 said=$("$systems" --plain 13)
-[ "$said" = "==> Skipped (needs root): the tests on Debian 13" ] || fail "it said: $said"
+[ "$said" = "==> Skipped (needs root): the tests on Debian 13" ] || fail "it printed: $said"
 said=$(CI=true "$systems" --plain 13)
-[ "$said" = "==> Skipped (needs root): the tests on Debian 13" ] || fail "with CI, it said: $said"
+[ "$said" = "==> Skipped (needs root): the tests on Debian 13" ] || fail "with CI, it printed: $said"
 refused "needs root" "$systems" 13
 refused "usage: systems" "$systems" ../13
 refused "usage: systems" "$systems" --other

@@ -1,6 +1,6 @@
 // call_often COUNT WORD PATH [WORD PATH]...: calls SelfCheckFiles COUNT times for these paths and
-// insists on these result words, in hexadecimal. Prints what the process held after the first tenth
-// of the calls and at the end, as JSON.
+// requires these result words, in hexadecimal. Prints the resources that the process used after the
+// first tenth of the calls and at the end, as JSON.
 
 #include <malloc.h>
 #include <unistd.h>
@@ -24,7 +24,7 @@ long linesOf(const char* file) {
   return count;
 }
 
-// What this process holds.
+// The resources that this process uses.
 struct Held {
   size_t allocated = 0;
   long residentKib = 0;

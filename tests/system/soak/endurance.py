@@ -1,4 +1,4 @@
-"""Many calls, and long runs of the test programs that take as long as they are told."""
+"""Many calls, and long runs of test programs that take a duration."""
 
 import contextlib
 import json
@@ -13,7 +13,7 @@ from report import Row
 
 @contextlib.contextmanager
 def gnupg_replaced():
-    """Has a program that always succeeds in GnuPG's place, within the private root."""
+    """Replaces GnuPG with a program that always succeeds, in the private root."""
     subprocess.run(["mount", "--bind", "/bin/true", "/usr/bin/gpg"], check=True)
     try:
         yield
@@ -61,7 +61,7 @@ def calls(arguments):
 
 
 def timed(name, words, seconds):
-    """Runs a test program for so long."""
+    """Runs a test program for this long."""
     environment = {**os.environ, "ZEMO_SOAK_SECONDS": str(seconds)}
     start = time.monotonic()
     with subprocess.Popen(
@@ -82,12 +82,12 @@ def timed(name, words, seconds):
 
 
 def mixed(arguments):
-    """Loading, checking, tampering and forging in any order, beside a model."""
+    """Loading, checking, tampering and forging in any order, compared with a model."""
     yield timed("mixed operations", [arguments.build / "tests/system/soak/mixed_test"], arguments.time)
 
 
 def threads(arguments):
     """Sixteen threads in SelfCheckFiles and four others, under the thread sanitizer."""
-    # The sanitizer of this compiler does not know the address space that newer kernels hand out.
+    # This compiler's sanitizer does not support the address space layout of newer kernels.
     program = arguments.threads_build / "tests/system/callers/callers_threads_test"
     yield timed("16 and 4 threads", ["setarch", "-R", program], arguments.threads_seconds)

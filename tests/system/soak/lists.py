@@ -13,7 +13,7 @@ ANY = "\t-\t-\t-\t-\t-\t-"
 
 
 def clear():
-    """Empties the directory, which is the private root's."""
+    """Empties the directory, which is in the private root."""
     for member in LISTS.iterdir():
         if member.is_dir() and not member.is_symlink():
             shutil.rmtree(member)

@@ -1,5 +1,5 @@
-// load_set [verify] [check] [named FILE]: loads the system's own set, checks all of it, and the
-// paths that FILE names, one a line. Prints what that took and what came out of it, as JSON.
+// load_set [verify] [check] [named FILE]: loads the system's set, checks all of it, and the paths
+// in FILE, one per line. Prints the costs and the results as JSON.
 
 #include <syslog.h>
 #include <zemo/selfcheck.h>
@@ -19,14 +19,14 @@ namespace {
 
 long logLines = 0;
 
-// Of this process alone, so that other programs on the machine change little.
+// The time of this process alone, so that other programs on the machine have little influence.
 double seconds() {
   timespec now = {};
   (void)clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
   return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9;
 }
 
-// The most memory that was in use. (What getrusage tells includes that of the starting program.)
+// The most memory that was in use. (The value of getrusage includes that of the starting program.)
 long peakKib() {
   std::ifstream status("/proc/self/status");
   for (std::string line; std::getline(status, line);) {
@@ -43,7 +43,7 @@ void say(const char* name, Value value) {
 
 void check(FileList& list) {
   long entries = 0;
-  size_t text = 0;  // that the records hold
+  size_t text = 0;  // bytes in the records
   std::map<CHECK_ERROR, long> records;
   list.addHook([&](boost::shared_ptr<ProtectedFile>& file, bool&) {
     ++entries;
@@ -85,7 +85,7 @@ void checkNamed(FileList& list, const char* file) {
 
 }  // namespace
 
-// Counts the library's log lines instead.
+// Counts the library's log lines instead of logging them.
 extern "C" void syslog(int /*priority*/, const char* /*format*/, ...) {
   ++logLines;
 }

@@ -1,5 +1,5 @@
-// Everything that a caller does with a set, in any order, beside a model of what must come out: for
-// a second or, as a soak, for as many as ZEMO_SOAK_SECONDS says. ZEMO_SOAK_SEED repeats a run.
+// All operations of a caller on a set, in random order, compared with a model of the results: for a
+// second or, as a soak test, for ZEMO_SOAK_SECONDS. ZEMO_SOAK_SEED repeats a run.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -24,7 +24,7 @@ using namespace ZEMO::SELF_CHECK;
 constexpr uint32_t untouched = 0x5a5a5a5a;
 constexpr mode_t mode = 0640;
 
-// A file and what the library has to say of it.
+// A file and what the library should report about it.
 struct File {
   std::string path;
   std::string content;
@@ -58,7 +58,7 @@ class MixedTest : public SignedSetTest {
     std::vector<std::string> odd;
     std::vector<std::string> even = {entryLine(_fixed, "-", "FIXED", "d", "-", "-", "-")};
     for (size_t i = 0; i < _files.size(); ++i) {
-      even.push_back(entryLine(_files[i].path, "1", "-", "-", "-", "-", "-"));  // is overridden
+      even.push_back(entryLine(_files[i].path, "1", "-", "-", "-", "-", "-"));  // overridden
       (i % 3 == 0 ? odd : even).push_back(entryLine(_files[i].path));
     }
     _lists = {signedList("wam.full.a.list", even), signedList("wam.full.b.list", odd)};
@@ -72,7 +72,7 @@ class MixedTest : public SignedSetTest {
     file.mask = 0;
   }
 
-  // Does something to a file, or takes it back.
+  // Changes a file, or undoes the change.
   void change() {
     File& file = _files[below(_files.size())];
     restore(file);
@@ -134,7 +134,7 @@ class MixedTest : public SignedSetTest {
     ASSERT_EQ(masksOf(results), expected);
   }
 
-  // As a whole, by a list or by one that shares its entries.
+  // Checks the whole set, by its own list object or by one that shares its entries.
   void checkAll() {
     std::set<std::string> expected;
     for (const File& file : _files) {
@@ -159,7 +159,7 @@ class MixedTest : public SignedSetTest {
     ASSERT_EQ(found, expected);
   }
 
-  // A list that is not the one that was signed.
+  // A list that differs from the signed one.
   void checkForged() {
     const std::string& list = _lists[below(_lists.size())];
     std::string const content = readFile(list);
@@ -206,7 +206,7 @@ class MixedTest : public SignedSetTest {
   std::mt19937 _random;
 };
 
-TEST_F(MixedTest, EveryResultIsTheModelsAndNothingIsLost) {
+TEST_F(MixedTest, EveryResultMatchesTheModelAndNothingLeaks) {
   auto const seed = numberFrom("ZEMO_SOAK_SEED", static_cast<long>(std::random_device()()));
   SCOPED_TRACE("ZEMO_SOAK_SEED=" + std::to_string(seed));
   _random.seed(static_cast<std::mt19937::result_type>(seed));

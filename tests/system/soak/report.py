@@ -1,11 +1,11 @@
-"""What the cases found, as a table."""
+"""The results of the cases, as a table."""
 
 import dataclasses
 
 
 @dataclasses.dataclass
 class Row:
-    """One measurement: its figures by name, and what must hold of them, by its text."""
+    """One measurement: its figures by name, and its bounds by their text."""
 
     case: str
     figures: dict
@@ -21,13 +21,13 @@ def figures_of(row):
 
 
 def line(row):
-    """One row as soon as it is known."""
+    """One row, printed as soon as it is known."""
     bounds = "; ".join(text if held else f"NOT {text}" for text, held in row.bounds.items())
     return f"{'ok  ' if row.passed else 'FAIL'}  {row.case}: {figures_of(row)} ({bounds})"
 
 
 def table(rows):
-    """The rows below each other: verdict, case, figures, then what held and what did not."""
+    """The rows as lines: verdict, case, figures, bounds that held, bounds that did not."""
     width = max(len(row.case) for row in rows)
     lines = []
     for row in rows:

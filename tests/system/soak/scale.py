@@ -1,4 +1,4 @@
-"""Sets, directories, lines and lists much larger than any that are used."""
+"""Sets, directories, lines and lists much larger than any in real use."""
 
 import json
 import os
@@ -11,7 +11,7 @@ import lists
 from report import Row
 
 MIB = 1 << 20
-# On the private root's own file system, which is in memory.
+# On the private root's file system, which is in memory.
 TREE = pathlib.Path("/usr/zemo/tree")
 
 
@@ -22,7 +22,7 @@ def load_set(arguments, *words):
 
 
 def holds(found, **expected):
-    """The bound that the program has found these numbers."""
+    """The bound that the program found these numbers."""
     text = ", ".join(f"{name} {value}" for name, value in expected.items())
     return {text: all(found.get(name, 0) == value for name, value in expected.items())}
 
@@ -32,7 +32,7 @@ def at_most(name, ratio, most):
 
 
 def figures(found, count):
-    """What a run took: processor time for each of `count` things, and memory at its peak."""
+    """The costs of a run: processor time for each of `count` things, and peak memory."""
     result = {"load": f"{found['load_seconds']:.2f} s"}
     if "check_seconds" in found:
         result["check"] = f"{found['check_seconds']:.2f} s"
@@ -48,7 +48,7 @@ def total_seconds(found):
 
 
 def growth(small, large, factor, time_at_most, memory_at_most):
-    """Bounds for what is larger by `factor`: each of its parts may cost little more."""
+    """Bounds for something larger by `factor`: each of its parts may cost only a little more."""
     return {
         **at_most(
             "time for each is", total_seconds(large) / total_seconds(small) / factor, time_at_most
@@ -58,7 +58,7 @@ def growth(small, large, factor, time_at_most, memory_at_most):
 
 
 def link_files(directory, names):
-    """Makes files of one content there. They are links to one file, to save memory."""
+    """Makes files with the same content. They are links to one file, to save memory."""
     source = TREE / "source"
     if not source.exists():
         source.write_bytes(lists.CONTENT)
@@ -72,7 +72,7 @@ MEMBERS = [f"member{i:02}" for i in range(99)]
 
 
 def write_set(directories, sign):
-    """Twenty lists; the members of a directory are in another list than itself."""
+    """Twenty lists; the members of a directory are in a different list from the directory."""
     lines = [[] for _ in range(20)]
     for i, directory in enumerate(directories):
         lines[i % 20].append(lists.fixed_line(directory))
@@ -122,7 +122,7 @@ def entries(arguments):
 
 
 def members(arguments):
-    """A fixed directory of a million members, all listed or none."""
+    """A fixed directory with a million members, all of them listed or none."""
     count = 200_000 if arguments.quick else 1_000_000
     listed, unlisted = [], []
     for size in (count // 10, count):
@@ -147,11 +147,11 @@ def members(arguments):
         shutil.rmtree(TREE)
 
 
-# Kinds of long lines: what the list holds behind its first line, what the check of it finds, how
-# many bytes beside the long text its record holds (None: not that text either), and how many times
-# the line's length it may take. A line is held as it is read, as the constructor's argument, when
-# it is split, and in the entry; its path also in the map and in the record of a mismatch. A column
-# takes eight bytes more.
+# Kinds of long lines: the text of the list after its first line, the findings of its check, the
+# number of bytes in its record in addition to the long text (None: not even that text), and the
+# memory it may take as a multiple of the line's length. The line exists as it was read, as the
+# constructor's argument, when it is split, and in the entry; its path also in the map and in the
+# record of a mismatch. A column takes eight more bytes.
 LINES = {
     "second line": (lambda text: f"{text}\n/usr{lists.ANY}", {"intact": 1}, None, 2),
     "path": (lambda text: f"\n/{text}{lists.ANY}", {"records_8": 1}, len("/"), 5),
@@ -169,19 +169,19 @@ LINES = {
 def lines(arguments):
     """Lines of a hundred MiB."""
     size = (10 if arguments.quick else 100) * MIB
-    for kind, (list_text, expected, beside, times) in LINES.items():
+    for kind, (list_text, expected, extra, times) in LINES.items():
         found = []
         for length in (size // 10, size):
             path = lists.write("long", [])
             path.write_text("WAM_SELF_CHECK\n" + list_text("x" * length) + "\n")
             found.append(load_set(arguments, "check"))
-        text = 0 if beside is None else size + beside
+        text = 0 if extra is None else size + extra
         right = holds(found[1], loaded=1, entries=1, log_lines=0, text=text, **expected)
         right.update(growth(*found, 10, 3, 1.25))
         right.update(at_most("the line is held", found[1]["kib"] * 1024 / size, times))
         yield Row(f"{kind} of {size // MIB} MiB", figures(found[1], size), right)
         lists.clear()
-    # The second of the lists that the order names decides.
+    # The second list that the order file names takes precedence.
     lists.write("a", [f"/usr{lists.ANY}"])
     lists.write("b", ["/usr\t-\t-\tf\t-\t-\t-"])
     found = []
@@ -196,7 +196,7 @@ def lines(arguments):
 
 
 def blank_lines(arguments):
-    """A list of four GiB of blank lines: entries without a path, each replacing the last."""
+    """A list of four GiB of blank lines: entries without a path, each replacing the one before."""
     size = arguments.blank_lines * MIB
     found = []
     for length in (size // 64, size):

@@ -1,6 +1,6 @@
 #!/bin/bash
-# Runs what the tester sends: a line in base64 is a script; the answer is its exit status and, in base64,
-# what it has printed.
+# Runs scripts from the tester: each line is a script in base64; the answer is the exit status and the output, in
+# base64.
 exec 3<>/dev/virtio-ports/tester
 while :; do
   while read -r script <&3; do
@@ -9,5 +9,5 @@ while :; do
     bash /run/vm-agent.script >/run/vm-agent.output 2>&1 3>&- </dev/null || status=$?
     printf '%s %s\n' $status "$(base64 -w 0 /run/vm-agent.output)" >&3
   done
-  sleep 0.2 # nobody is connected
+  sleep 0.2 # no tester is connected
 done

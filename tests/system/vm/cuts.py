@@ -1,4 +1,4 @@
-"""Power cuts: what they leave of the files that the program and the documented commands write."""
+"""Power cuts: their effect on the files that the program and the documented commands write."""
 
 import concurrent.futures
 import hashlib
@@ -27,7 +27,7 @@ CHANGE = "echo more >>/srv/tree/hello; "
 
 
 class Operation:
-    """A command, and the files that it writes. They are whole afterwards and, where it is `atomic`, at any moment."""
+    """A command and the files that it writes. They must be whole afterwards and, if it is `atomic`, at any moment."""
 
     def __init__(self, name, command, files, before=":", atomic=True, lost=False):
         self.name = name
@@ -35,7 +35,7 @@ class Operation:
         self.files = files
         self.before = before
         self.atomic = atomic
-        self.lost = lost  # cuts after it are known to lose files: shows that losses are seen
+        self.lost = lost  # cuts after it are known to lose files, which proves that losses are detected
 
 
 OPERATIONS = [
@@ -55,7 +55,7 @@ OPERATIONS = [
               before=CHANGE + MAKE + " && " + SIGN),
 ]
 
-# The scratch disk at /usr/zemo, with the directories in which the operations write.
+# Mounts the scratch disk at /usr/zemo, with the directories in which the operations write.
 MOUNT = """
 cat >/run/mark <<'END'
 printf '%-4096s' "$1" | dd of=/dev/vdc bs=4096 seek=BLOCKS oflag=direct conv=notrunc status=none
@@ -71,12 +71,12 @@ DIGESTS = "cd /usr/zemo && find selfcheck work metrics -type f -exec sha256sum {
 
 
 def digests(text):
-    """The files in the output of DIGESTS, which may come after what a command says."""
+    """The files in the output of DIGESTS, which may come after a command's output."""
     return {path: digest for digest, path in re.findall(r"^([0-9a-f]{64})  (.*)$", text, re.MULTILINE)}
 
 
 def files_of(image, folder):
-    """The digests of the files in an image, read as after a boot: with what is in its journal done."""
+    """The digests of the files in an image, read as after a boot: with its journal replayed."""
     subprocess.run(["e2fsck", "-E", "journal_only", "-y", image], check=False, capture_output=True)
     shutil.rmtree(folder, ignore_errors=True)
     folder.mkdir()
@@ -88,7 +88,7 @@ def files_of(image, folder):
 
 
 def problems_of(found, operation, ended, old, new):
-    """What a power cut during or after the operation must not have left."""
+    """The losses that a power cut during or after the operation must not cause."""
     problems = []
     for path in sorted(old.keys() | new.keys() | found.keys()):
         allowed = {new.get(path)} if ended else {old.get(path), new.get(path)}
@@ -103,7 +103,7 @@ def problems_of(found, operation, ended, old, new):
 
 
 class Judge:
-    """Looks at states while more are made, as many at once as there are processors."""
+    """Examines states while more are made, in as many threads as there are processors."""
 
     def __init__(self, folder):
         self.folder = folder
@@ -138,14 +138,14 @@ class Judge:
 
 
 def run_operations(lab, disk, log):
-    """Runs all operations on the logged disk. Returns for each what was on it before and afterwards."""
+    """Runs all operations on the logged disk. Returns the digests before and after each of them."""
     known = []
     with lab.ready(disk, log) as machine:
         machine.must(MOUNT)
         for number, operation in enumerate(OPERATIONS):
             machine.must(f"set -e\n{IN_WORK}{operation.before}\nsync -f /usr/zemo")
             old = digests(machine.must(DIGESTS))
-            # Longer than the journal waits with what is not urgent.
+            # Longer than the file system's journal delays its writes.
             machine.must(f"set -e\n{IN_WORK}bash /run/mark begin-{number}\n{operation.command}\n"
                          f"bash /run/mark end-{number}\nsleep 7\nbash /run/mark pause")
             known.append((old, digests(machine.must(DIGESTS))))
@@ -153,7 +153,7 @@ def run_operations(lab, disk, log):
 
 
 def states(lab, case, samples=20):
-    """Judges what cuts at every moment can leave."""
+    """Examines every state that a cut at any moment can leave."""
     disk, log, base = (lab.folder / name for name in ("scratch.raw", "scratch.log", "base.raw"))
     lab.blank(disk)
     laboratory.copy(disk, base)
@@ -173,19 +173,20 @@ def states(lab, case, samples=20):
             case.problems += problems
     for operation, (total, bad) in counts.items():
         print(f"  {operation.name}: {total} states, {bad} with a loss", flush=True)
-        case.demand(not operation.lost or bad, f"{operation.name}: no loss is seen, so none would be elsewhere")
+        case.demand(not operation.lost or bad, f"{operation.name}: no loss detected, so others would be missed")
     judged = sum(total for operation, (total, _) in counts.items() if not operation.lost)
-    case.demand(judged >= 450, f"{judged} states are too few")
+    case.demand(judged >= 450, f"only {judged} states")
     lost = [count for operation, count in counts.items() if operation.lost][0]
     case.figures = f"{judged} states, nothing lost; without `sync`, {lost[1]} of {lost[0]} lose lists"
 
 
-# Each on what the cut before has left.
+# Each starts from the state that the cut before has left.
 KILLED = ["make", "sign", "init-home", "install", "metrics", "init-home, again", "remove-key", "install without sync"]
 
 
 def kills(lab, case):
-    """Ends the machine as soon as a command has returned, and looks with the next machine."""
+    """Kills the machine as soon as a command has returned, and examines the files in the next
+    machine."""
     disk, log, base = (lab.folder / name for name in ("scratch.raw", "scratch.log", "base.raw"))
     lab.blank(base)
     expected, last = {}, None
@@ -196,9 +197,9 @@ def kills(lab, case):
             found = digests(machine.must(DIGESTS))
             if last:
                 problems = problems_of(found, last, True, expected, expected)
-                print(f"  {last.name}: {'; '.join(problems) or 'all there'}", flush=True)
+                print(f"  {last.name}: {'; '.join(problems) or 'no losses'}", flush=True)
                 if last.lost:
-                    case.demand(problems, f"{last.name}: no loss is seen, so none would be elsewhere")
+                    case.demand(problems, f"{last.name}: no loss detected, so others would be missed")
                 else:
                     case.problems += problems
             if not operation:

@@ -1,6 +1,6 @@
 #!/bin/bash
-# Makes the disk of a small Debian that boots under QEMU, and its kernel, for tests/system/vm/run. Needs root, or
-# becomes it with sudo.
+# Makes the disk of a small Debian that boots under QEMU, and its kernel, for tests/system/vm/run. Needs root, or uses
+# sudo.
 #
 #   image.sh SUITE DIRECTORY [DEBOOTSTRAP_OPTION...]    makes DIRECTORY/{disk.raw,vmlinuz,initrd}
 set -euo pipefail
@@ -9,17 +9,18 @@ export PATH="$PATH:/usr/sbin:/sbin"
 packages=(linux-image-cloud-amd64 initramfs-tools zstd systemd-sysv udev dbus kmod e2fsprogs dmsetup
   apparmor apparmor-utils gpg gpg-agent gpgconf prometheus-node-exporter procps)
 
-# What a test has no use for, and an emulated processor takes long for.
+# Units that the tests do not need and that take long on an emulated processor.
 masked=(apt-daily.timer apt-daily-upgrade.timer dpkg-db-backup.timer e2scrub_all.timer e2scrub_reap.service
   fstrim.timer systemd-networkd.service systemd-timesyncd.service getty@tty1.service serial-getty@ttyS0.service
   prometheus-node-exporter.service man-db.timer logrotate.timer)
 
-# Installs all in the new directory $2. Runs in namespaces of its own, so its mounts and processes end with it.
+# Installs the system in the new directory $2. Runs in separate namespaces, so that its mounts and processes end with
+# it.
 install_system() {
   local suite=$1 root=$2
   shift 2
   debootstrap --variant=minbase "$@" "$suite" "$root"
-  printf '#!/bin/sh\nexit 101\n' >"$root/usr/sbin/policy-rc.d" # nothing starts in it
+  printf '#!/bin/sh\nexit 101\n' >"$root/usr/sbin/policy-rc.d" # packages must not start services
   chmod 755 "$root/usr/sbin/policy-rc.d"
   cp -L --remove-destination /etc/resolv.conf "$root/etc/resolv.conf"
   mountpoint -q "$root/proc" || mount -t proc proc "$root/proc"
@@ -35,7 +36,7 @@ fi
 if [ "$1" = --inside ]; then
   shift
   [ $$ = 1 ] || {
-    echo "image.sh: these are not namespaces of its own" >&2
+    echo "image.sh: these are not separate namespaces" >&2
     exit 1
   }
   install_system "$@"

@@ -1,4 +1,4 @@
-"""Machines with the packages, and what is kept of a case."""
+"""Machines with the packages installed, and the results of a case."""
 
 import contextlib
 import pathlib
@@ -8,7 +8,7 @@ import subprocess
 import machine
 
 SCRATCH_BYTES = 512 << 20  # the least for which mkfs.ext4 has the default options of a usual disk
-MARK_BYTES = 4096  # beyond the file system, for marks in the log
+MARK_BYTES = 4096  # after the end of the file system, for marks in the log
 
 
 def copy(disk, to):
@@ -16,7 +16,7 @@ def copy(disk, to):
 
 
 class Case:
-    """What was found: a line of the table. A case without a problem is as it should be."""
+    """The results of a case: a row of the table. A case without problems has passed."""
 
     def __init__(self, name):
         self.name = name
@@ -25,7 +25,7 @@ class Case:
 
     def expect(self, what, found, wanted):
         if found != wanted:
-            self.problems.append(f"{what} is {found}, not {wanted}")
+            self.problems.append(f"{what} is {found} instead of {wanted}")
 
     def demand(self, holds, what):
         if not holds:
@@ -47,7 +47,7 @@ class Lab:
         self._pack(packages)
 
     def _pack(self, packages):
-        """The guest's scripts, the packages, and the same packages once more with a later version."""
+        """The guest's scripts, the packages, and the same packages with a later version."""
         parts = {name: self.folder / "payload" / name for name in ("packages", "later")}
         shutil.rmtree(self.folder / "payload", ignore_errors=True)
         for part in parts.values():
@@ -70,7 +70,7 @@ class Lab:
         return disks + ["-device", f"virtio-blk-pci,drive={'logged' if log else 'scratch'},write-cache=on"]
 
     def blank(self, path):
-        """A scratch disk without anything on it."""
+        """Makes an empty scratch disk."""
         path.unlink(missing_ok=True)
         with open(path, "wb") as disk:
             disk.truncate(SCRATCH_BYTES + MARK_BYTES)
@@ -78,14 +78,15 @@ class Lab:
                         f"{SCRATCH_BYTES >> 10}k"], check=True)
 
     def _boot(self, root, clock=None):
-        """A machine that starts from power on."""
+        """A machine that starts from power-on."""
         self.boots += 1
         scratch = self.folder / "unused.raw"
         self.blank(scratch)
         return machine.Machine(self.folder / "machine", self.image, root, self._disks(scratch, None), clock)
 
     def prepare(self, again):
-        """Boots once and installs all; ready() begins there. `again` keeps what an earlier run has prepared."""
+        """Boots once and installs everything; ready() starts from there. `again` reuses the machine of an earlier
+        run."""
         accelerator = self.folder / "accelerator"
         if again:
             machine.Machine.accelerator = accelerator.read_text()
@@ -99,7 +100,7 @@ class Lab:
 
     @contextlib.contextmanager
     def ready(self, scratch=None, log=None):
-        """A machine as prepare() has left it, which is gone at the end."""
+        """A machine in the state that prepare() left; its changes are discarded at the end."""
         disks = self._disks(scratch or self.folder / "unused.raw", log)
         started = machine.Machine(self.folder / "machine", self.image, self._overlay(), disks, state=self._state)
         try:
@@ -109,7 +110,7 @@ class Lab:
 
     @contextlib.contextmanager
     def booted(self, clock):
-        """A machine with the prepared one's disk that has started with another time."""
+        """A freshly booted machine with the prepared machine's disk and another time."""
         started = self._boot(self._overlay(), clock)
         try:
             yield started
@@ -117,7 +118,7 @@ class Lab:
             started.kill()
 
     def _overlay(self):
-        """A disk that begins as the prepared machine's."""
+        """A disk with the initial content of the prepared machine's disk."""
         root = self.folder / "root.qcow2"
         machine.overlay(root, self._ready, "qcow2")
         return root

@@ -1,5 +1,5 @@
 #!/bin/bash
-# Makes of a package the same with a later version.
+# Makes a copy of a package with a later version.
 #
 #   later_package.sh PACKAGE.deb LATER.deb
 set -euo pipefail

@@ -11,13 +11,13 @@ import subprocess
 import tempfile
 import time
 
-BOOT_SECONDS = 400  # an emulated processor on a busy machine takes that long
-KVM_SECONDS = 20  # within which a machine that runs at all has said something
+BOOT_SECONDS = 400  # enough for an emulated processor on a busy machine
+KVM_SECONDS = 20  # a working machine prints something within this time
 KERNEL = "root=/dev/vda ro console=ttyS0 mitigations=off random.trust_cpu=on panic=-1"
 
 
 class Broken(Exception):
-    """The machine does not do what it must for a test to mean anything."""
+    """The machine does not work as the tests require."""
 
 
 def _die_with_parent():
@@ -34,7 +34,7 @@ def has_kvm():
 
 
 def overlay(path, base, format_of_base):
-    """A disk that begins as `base` and leaves that as it is."""
+    """A disk with the initial content of `base`, which stays unchanged."""
     path.unlink(missing_ok=True)
     subprocess.run(["qemu-img", "create", "-q", "-f", "qcow2", "-F", format_of_base, "-b", base, path], check=True)
 
@@ -50,7 +50,7 @@ class Machine:
         self._start(image, root, disks, clock, state)
         if self.accelerator == "kvm" and not state and not self._says_something():
             self.kill()
-            Machine.accelerator = "tcg"  # for all that follow, too
+            Machine.accelerator = "tcg"  # also for all later machines
             self._start(image, root, disks, clock, state)
         try:
             self._channel = self._connect("tester")
@@ -65,7 +65,7 @@ class Machine:
     def _start(self, image, root, disks, clock, state):
         shutil.rmtree(self.folder, ignore_errors=True)
         self.folder.mkdir(parents=True)
-        self._sockets = tempfile.TemporaryDirectory(prefix="zemo-vm.")  # short, as a socket's path must be
+        self._sockets = tempfile.TemporaryDirectory(prefix="zemo-vm.")  # because the path of a socket must be short
         accelerator = self.accelerator + (",thread=multi" if self.accelerator == "tcg" else "")
         command = ["nice", "qemu-system-x86_64", "-nodefaults", "-display", "none", "-no-reboot",
                    "-machine", "pc", "-accel", accelerator, "-cpu", "host" if self.accelerator == "kvm" else "max",
@@ -107,7 +107,7 @@ class Machine:
                 time.sleep(0.05)
 
     def _command(self, name, **arguments):
-        """Has QEMU's monitor do something."""
+        """Executes a command of QEMU's monitor."""
         if not self._monitor:
             self._monitor = self._connect("monitor").makefile("rw")
             self._monitor.readline()
@@ -127,11 +127,11 @@ class Machine:
             if state == "completed":
                 return
             if state in ("failed", "cancelled"):
-                raise Broken("the state of the machine was not written or read")
+                raise Broken("QEMU failed to save or restore the state of the machine")
             time.sleep(0.1)
 
     def save(self, path):
-        """Writes the running machine's state, from which others start, and ends it."""
+        """Saves the running machine's state, from which others start, and ends it."""
         self._command("stop")
         self._command("migrate", uri=f"exec:cat > {path}")
         self._await_migration()
@@ -142,7 +142,7 @@ class Machine:
         self._channel.sendall(base64.b64encode(script.encode()) + b"\n")
 
     def answer(self, seconds=300):
-        """The exit status of the script that was sent, and what it has printed."""
+        """Runs the script and returns its exit status and output."""
         self._channel.settimeout(seconds)
         line = b""
         try:
@@ -155,7 +155,7 @@ class Machine:
             tail = (self.folder / "console").read_text(errors="replace")[-2000:]
             raise Broken(f"no answer within {seconds} s; the console's end:\n{tail}") from error
         if not line.endswith(b"\n"):
-            raise Broken("the machine has gone: " + (self.folder / "qemu").read_text())
+            raise Broken("the machine has ended: " + (self.folder / "qemu").read_text())
         status, _, output = line.decode().strip().partition(" ")
         return int(status), base64.b64decode(output).decode(errors="replace")
 
@@ -164,14 +164,14 @@ class Machine:
         return self.answer(seconds)
 
     def must(self, script, seconds=300):
-        """What the script prints, which has to succeed."""
+        """Runs the script, which must succeed, and returns its output."""
         status, output = self.run(script, seconds)
         if status:
-            raise Broken(f"status {status} of:\n{script}\n{output}")
+            raise Broken(f"status {status} from:\n{script}\n{output}")
         return output
 
     def kill(self):
-        """As a power cut does: at once, and without a word to what runs in it."""
+        """Like a power cut: at once, without notice to the guest."""
         self.process.kill()
         self.process.wait()
         for connection in (self._channel, self._monitor):

@@ -43,7 +43,7 @@ END
 """
 
 
-# Reads of the blocks of one file fail, all others do not. (dm counts in sectors.)
+# Makes reads of one file's blocks fail; all other reads work. (dm counts in sectors.)
 READ_ERROR = """
 sectors=$(($(stat -f -c %S /var/packages/notes/target) / 512))
 read -r first last < <(debugfs -R 'blocks /notes' /dev/mapper/weak 2>/dev/null | awk '{ print $1, $NF }')
@@ -61,10 +61,10 @@ echo 3 >/proc/sys/vm/drop_caches
 REMOVE_KEY = """
 export GNUPGHOME=/root/key
 key=$(gpg --with-colons --list-keys maker@example.org | awk -F: '/^fpr/ { print $10; exit }')
-zemo-selfcheck remove-key $key || [ $? = 16 ] # lists do not verify any more
+zemo-selfcheck remove-key $key || [ $? = 16 ] # lists no longer verify
 """
 
-# Name, what is done before, the unit's status and result.
+# Name, preparation, expected status and result of the unit.
 STATES = [
     ("nothing changed", "", 0, "success"),
     ("a file changed", "echo evil >>/srv/tree/hello", 1, "exit-code"),
@@ -94,7 +94,7 @@ def outcome(machine, output):
 
 
 def errors(machine):
-    """What the documented command finds in the journal."""
+    """The output of the documented journalctl command."""
     return machine.run("journalctl --output=cat -p err -g '(file_list|protected_file|util):[0-9]+ '")[1]
 
 
@@ -118,7 +118,7 @@ def states(lab, case):
 
 
 def ends(lab, case):
-    """A run that does not end by itself."""
+    """Runs that are stopped from outside."""
     for name, lines, action, wanted in (
             ("time limit", "TimeoutStartSec=30", ":", "timeout"),
             ("killed", "", "systemctl kill --kill-whom=main --signal=KILL zemo-selfcheck.service", "signal")):
@@ -145,7 +145,7 @@ dpkg-statoverride --update --add root prometheus 0775 /var/lib/prometheus/node-e
 mkdir -p /etc/systemd/system/zemo-selfcheck.service.d
 cp "$(find /usr/share/doc -name metrics.conf)" /etc/systemd/system/zemo-selfcheck.service.d
 """
-# The rule is in the example's comment.
+# The rule is in a comment of the example.
 LOCAL_RULE = """
 cd /etc/systemd/system/zemo-selfcheck.service.d
 sed -n 's/^# *\\(\\/.*,\\)$/\\1/p' metrics.conf >/etc/apparmor.d/local/zemo-selfcheck
@@ -171,7 +171,7 @@ cat <&5
 
 
 def apparmor(lab, case):
-    """The profile logs at first, and forbids once it is enforced; a check needs nothing that it forbids."""
+    """The profile first only logs, and denies once it is enforced; a check needs nothing that it denies."""
 
     def logged():
         lines = machine.must("dmesg --notime").splitlines()
@@ -182,7 +182,7 @@ def apparmor(lab, case):
 
     def check(what, wanted, words):
         status = outcome(machine, machine.run(START)[1])[0]
-        case.demand(status in wanted, f"{what}: the status is {status}")
+        case.demand(status in wanted, f"{what}: status {status} instead of {wanted}")
         new = logged()
         print(f"  {what}: status {status}, {len(new)} lines in the log", flush=True)
         if words:
@@ -192,7 +192,7 @@ def apparmor(lab, case):
 
     seen = []
     with lab.ready() as machine:
-        machine.must("echo 0 >/proc/sys/kernel/printk_ratelimit")  # or the kernel keeps lines back
+        machine.must("echo 0 >/proc/sys/kernel/printk_ratelimit")  # otherwise the kernel drops lines
         case.expect("mode after installing", machine.must(CONFINED).strip(), "complain")
         check("complain", [0], None)
         machine.must(METRICS)
@@ -218,18 +218,18 @@ def metrics(lab, case):
         for change, wanted in (("", 0), ("echo evil >>/srv/tree/hello", 1)):
             machine.must(change or ":")
             case.expect("status", outcome(machine, machine.run(START)[1])[0], wanted)
-            # The exporter writes numbers in a form of its own.
+            # The exporter formats numbers differently.
             written = samples(machine.must(f"cat {PROM}"))
             served = samples(machine.must(SCRAPE))
             different = [name for name, value in written.items() if served.get(name) != value]
             case.demand(written, "there are no metrics")
-            case.expect("what is not served as it was written", different, [])
-            case.expect("error of the exporter", served.get(("node_textfile_scrape_error", frozenset([""]))), 0)
+            case.expect("samples that were served differently", different, [])
+            case.expect("the exporter's error metric", served.get(("node_textfile_scrape_error", frozenset([""]))), 0)
     case.figures = f"{len(written)} samples served as written"
 
 
 def samples(text):
-    """The values, by name and set of labels, whose order the exporter changes."""
+    """The values by name and set of labels, because the exporter reorders labels."""
     found = {}
     for name, labels, value in re.findall(r"^(\w+)(?:{(.*)})? (\S+)$", text, re.MULTILINE):
         found[name, frozenset(labels.split(","))] = float(value)
@@ -242,7 +242,7 @@ CONTINUE = "kill -CONT $(systemctl show --property=MainPID --value zemo-selfchec
 
 
 def upgrades(lab, case):
-    """A check goes on while its packages are upgraded, or removed."""
+    """A check continues while its packages are upgraded or removed."""
     enforce = "aa-enforce /etc/apparmor.d/zemo-selfcheck; systemctl enable --now zemo-selfcheck.timer"
     with lab.ready() as machine:
         machine.must(enforce)
@@ -268,11 +268,11 @@ def upgrades(lab, case):
 
 
 def early(lab, case):
-    """A unit that asks about its files before any file system can be written, and a clock behind the key."""
+    """A unit checks its files before any file system is writable; the clock is earlier than the key."""
     with lab.booted("2020-06-01T12:00:00") as machine:
         output = machine.must("cat /run/early; rm -r /usr/zemo/selfcheck/packages; date --set 2020-06-01")
-        case.demand("read-only: yes" in output, f"the root file system could be written:\n{output}")
-        case.demand("status 0" in output, f"the files could not be checked:\n{output}")
+        case.demand("read-only: yes" in output, f"the root file system was writable:\n{output}")
+        case.demand("status 0" in output, f"the check failed:\n{output}")
         status, _, _, lines = outcome(machine, machine.run(START)[1])
         case.demand(status == 0, f"status in 2020:\n{lines}")
     case.figures = "`files` with a read-only root; a check in 2020"

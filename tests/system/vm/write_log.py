@@ -1,7 +1,7 @@
-"""The log of writes and flushes that QEMU's blklogwrites keeps, and the states that a power cut can leave.
+"""The log of writes and flushes from QEMU's blklogwrites, and the states that a power cut can leave.
 
-A write is certain to be on the disk once a flush has followed it. Of the writes since the last flush any part may be
-there, in any order.
+A write is certainly on the disk after a later flush. Of the writes since the last flush, any subset may be there, in
+any order.
 """
 
 import os
@@ -11,11 +11,11 @@ MAGIC = 0x6A736677736872
 FLUSH, DISCARD = 1, 4
 HEAD = struct.Struct("<QQQI")
 ENTRY = struct.Struct("<QQQQ")
-BLOCK = 4096  # what a disk writes as a whole
+BLOCK = 4096  # a disk writes this much atomically
 
 
 class Flush:
-    """All writes so far are on the disk."""
+    """All earlier writes are on the disk."""
 
 
 class Write:
@@ -24,7 +24,7 @@ class Write:
         self.data = data
 
     def blocks(self):
-        """Each block by itself."""
+        """Splits the write into its blocks."""
         position = 0
         while position < len(self.data):
             end = position + BLOCK - (self.offset + position) % BLOCK
@@ -32,16 +32,17 @@ class Write:
             position = end
 
     def mark(self, beyond):
-        """The text of a mark, which is a write beyond the file system; of other writes None."""
+        """The text of a mark, which is a write after the end of the file system; None for other
+        writes."""
         return self.data.decode().strip() if self.offset == beyond else None
 
 
 def entries(path):
-    """All that was logged. The count in the log's head lags behind, so the log ends where no entry follows."""
+    """Everything in the log. The count in the header may be too small, so the log ends where no valid entry follows."""
     with open(path, "rb") as log:
         magic, version, _, sector = HEAD.unpack(log.read(HEAD.size))
         if magic != MAGIC or version != 1:
-            raise ValueError(f"{path} is no log of writes")
+            raise ValueError(f"{path} is not a log of writes")
         log.seek(sector)
         while True:
             head = log.read(sector)
@@ -51,7 +52,7 @@ def entries(path):
             if not count and not flags:
                 return
             if flags & DISCARD:
-                raise ValueError("blocks were discarded: what is in them is unknown")
+                raise ValueError("blocks were discarded, so their content is unknown")
             if count:
                 data = log.read(count * sector)
                 if len(data) < count * sector:
@@ -67,7 +68,7 @@ def apply(disk, writes):
 
 
 def certain(log, beyond):
-    """The writes that a power cut at the log's end leaves at least."""
+    """The writes that are certainly on the disk after a power cut at the end of the log."""
     flushed, pending = [], []
     for entry in entries(log):
         if isinstance(entry, Flush):
@@ -79,11 +80,11 @@ def certain(log, beyond):
 
 
 def crash_states(log, disk, beyond, rng, samples):
-    """Yields (marks, writes): what a power cut after each entry of the log can leave.
+    """Yields (marks, writes): the states that a power cut after each entry of the log can leave.
 
-    The state is what is on `disk`, a descriptor, at that moment, with the writes applied: none of those that are
-    not certain, all of them, and `samples` random parts. `marks` were set before the cut; nothing is yielded
-    before the first.
+    A state is the content of `disk`, a descriptor, at that moment with `writes` applied: none of the uncertain writes,
+    all of them, and `samples` random subsets. `marks` are the marks before the cut; nothing is yielded before the first
+    mark.
     """
     marks, pending, seen = (), [], set()
     for entry in entries(log):
@@ -98,7 +99,7 @@ def crash_states(log, disk, beyond, rng, samples):
             else:
                 pending.extend(entry.blocks())
         if mark or not pending:
-            seen.clear()  # on another disk, or with another promise, the same part is another state
+            seen.clear()  # on changed content, the same subset is a different state
         if not marks:
             continue
         parts = [(), tuple(range(len(pending)))]

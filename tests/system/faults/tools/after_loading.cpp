@@ -1,5 +1,5 @@
-// Preloaded into the program: stops it when it has been loaded, so that the calls that fail from
-// then on, and their numbers, are its own and not the loader's.
+// Preloaded into the program: stops it after loading, so that the failing calls and their numbers
+// do not include the loader's calls.
 
 #include <csignal>
 #include <cstdlib>
@@ -7,7 +7,7 @@
 namespace {
 
 __attribute__((constructor)) void stop() {
-  (void)unsetenv("LD_PRELOAD");  // the programs that it starts do not stop
+  (void)unsetenv("LD_PRELOAD");  // the programs that it starts must not stop
   (void)raise(SIGSTOP);
 }
 

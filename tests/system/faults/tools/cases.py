@@ -1,4 +1,4 @@
-"""The commands that are tried, what there is before, and what they are to write."""
+"""The tested commands, their preconditions, and their expected output files."""
 
 import os
 import re
@@ -13,21 +13,21 @@ NEW = "wam.full.new.list"
 class Case:
     def __init__(self, name, state, words, **options):
         self.name = name
-        self.state = state  # of the machine, the name of its function
-        self.words = words  # OUT is a directory of the run's own
+        self.state = state  # of the machine: the name of a method of Machine
+        self.words = words  # OUT is a separate directory for each run
         self.prepare = options.get("prepare", nothing)
-        self.before = options.get("before", ())  # names that are there at the start
+        self.before = options.get("before", ())  # names that exist at the start
         self.written = options.get("written", nothing)
-        self.unwritten = options.get("unwritten", (None,))  # what there may be after a failure
+        self.unwritten = options.get("unwritten", (None,))  # allowed results after a failure
         self.tampered = options.get("tampered", ())
-        self.tells = options.get("tells")  # with what words it may succeed with another output
+        self.tells = options.get("tells")  # words with which different output is a success
 
 
 def nothing(machine, out):
     del machine, out
 
 
-# What there is before.
+# Preparations.
 
 
 def unsigned_list(machine, out):
@@ -53,7 +53,7 @@ def accepts_others(machine, out):
     write(out + "/accepted", f"{machine.tree}/fixed/\n{machine.file}\tsize\n")
 
 
-# What is written: None if nothing is.
+# Written output, or None.
 
 
 def list_written(machine, out):
@@ -76,7 +76,7 @@ def signature_written(machine, out):
 
 
 def keys_written(machine, out):
-    """The keys of the ring, None where there is none, and False where it cannot be used."""
+    """The keys of the ring: None if it does not exist, False if it is unusable."""
     del machine
     if not os.path.exists(out + "/home/pubring.kbx"):
         return None
@@ -88,7 +88,7 @@ def keys_written(machine, out):
 
 
 def metrics_written(machine, out):
-    """What the metrics say of the set."""
+    """The exit status of the set in the metrics."""
     del machine
     path = out + "/metrics.prom"
     if not os.path.exists(path):
@@ -121,7 +121,7 @@ def checks(machine):
 def looks(machine):
     files = ["files", machine.file, machine.tree + "/fixed", machine.tree + "/link"]
     strict = ["verify", "--strict", "--key", machine.fingerprint]
-    # It says of an order that it cannot read that it cannot.
+    # If the program cannot read an order, it reports that.
     tells = {"tells": "listorder' cannot be read|cannot read '[^']*listorder'"}
     diff = ["diff", machine.list, "OUT/" + NEW]
     return [

@@ -3,11 +3,12 @@
 
     scripts/private-root tests/system/faults/tools/faults.py [OPTION...] BUILD
 
-For every case, every kind of system call and N = 1, 2, ... the N-th call of each thread fails that
-the program makes once it is loaded, until there are not so many. After that, every seventh call of
-the programs that it starts fails as well. Every run must end, without a crash; either as without a
-failure, or with a status and a message that tell of it; it must not call intact what is not, nor
-leave processes, temporary or half-written files. BUILD is a build directory.
+For every case, every kind of system call and N = 1, 2, ..., the N-th call of each thread fails,
+counted from the end of the program's loading, until no thread makes N calls. After that, every
+seventh call of the programs that it starts fails as well. Every run must end without a crash;
+either as without a failure, or with a status and a message that report it; it must not call a
+changed file intact, nor leave processes, temporary or half-written files. BUILD is a build
+directory.
 """
 
 import argparse
@@ -30,9 +31,9 @@ from judge import NOT_LOADED, judge  # noqa: E402
 from machine import Machine  # noqa: E402
 from running import Attempt, adopt_orphans, run  # noqa: E402
 
-# What fails, and with what. close is not among them: strace fails a call by not making it, and a
-# descriptor that stays open is not what a failing close leaves. Nor is ENOENT, but for programs:
-# nobody can tell it from the truth.
+# The failing calls and their errors. close is missing: strace makes a call fail by not executing
+# it, but a failing close does not leave the descriptor open. ENOENT is missing except for programs,
+# because it looks the same as a file that really does not exist.
 ERRORS = {
     "openat": "EACCES EMFILE EIO ENFILE ENOMEM EINTR ELOOP ENAMETOOLONG",
     "read": "EIO EINTR",
@@ -70,8 +71,8 @@ ERRORS = {
     "prlimit64": "EPERM",
     "sched_getaffinity": "EINVAL",
 }
-# What cannot fail, or often does: ioctl looks whether there is a terminal. In place of close_range
-# every descriptor is closed by itself, which takes too long under strace.
+# Calls that cannot fail, or often do: ioctl only finds out whether there is a terminal. Without
+# close_range, every descriptor is closed separately, which takes too long under strace.
 PASSED_OVER = set(
     "close close_range exit exit_group futex geteuid getpid ioctl madvise munmap restart_syscall rseq"
     " rt_sigaction rt_sigprocmask set_robust_list".split()
@@ -79,7 +80,8 @@ PASSED_OVER = set(
 
 
 def try_case(machine, case, settings, pool, called, report):
-    """Fails every call of the case, and adds those that it makes to `called`."""
+    """Makes every call of the case fail, one by one, and adds the calls that it makes to
+    `called`."""
     getattr(machine, case.state)()
     happened = 0
     for programs in (False, True) if settings.programs_step else (False,):
@@ -98,7 +100,8 @@ def try_case(machine, case, settings, pool, called, report):
 
 
 def try_call(machine, attempt, reference, name, turn, settings, pool, report):
-    """Fails the first call of the name, the second, and so on, while there are so many."""
+    """Makes the first call with the name fail, then the second, and so on until there are no
+    more."""
     errors = ERRORS[name].split()
     step = settings.programs_step if attempt.programs else settings.step
     numbers = itertools.count(step, step)
@@ -120,7 +123,7 @@ def try_call(machine, attempt, reference, name, turn, settings, pool, report):
 
 
 def require_sense(case, reference):
-    """What the program does without a failure is not tested here, but must mean something."""
+    """The behaviour without a failure is not tested here, but must be plausible."""
     found = all(path in reference.output for path in case.tampered)
     rejected = case.state != "forged" or reference.status & NOT_LOADED
     ended = reference.status is not None and reference.status >= 0
@@ -130,19 +133,19 @@ def require_sense(case, reference):
 
 
 def why_not():
-    """Why nothing can be tried here, or None."""
+    """Why no tests are possible here, or None."""
     private_root = pathlib.Path(__file__).resolve().parents[4] / "scripts" / "private-root"
     if subprocess.run([private_root, "--verify"], check=False).returncode != 0:
         return "needs a private root"
     if not shutil.which("strace"):
         return "needs strace"
     if subprocess.run(["strace", "-qq", "-o", os.devnull, "true"], check=False).returncode != 0:
-        return "this machine does not let strace look"
+        return "this machine forbids strace"
     return None
 
 
 def compare_with_errors(called):
-    """Says which calls are missing on one side; whether one that should fail is never made."""
+    """Prints the calls that only one side has; returns whether a failing call is never made."""
     own, all_programs = called[False], called[True]
     unlisted = sorted(set(own) - set(ERRORS) - PASSED_OVER)
     unmade = sorted(set(ERRORS) - set(own) - set(all_programs))
@@ -156,10 +159,10 @@ def compare_with_errors(called):
 def arguments():
     parser = argparse.ArgumentParser()
     parser.add_argument("--sample", action="store_true", help="a few calls of a few cases")
-    parser.add_argument("--errors", type=int, default=99, help="so many for each call")
+    parser.add_argument("--errors", type=int, default=99, help="number of errors for each call")
     parser.add_argument("--jobs", type=int, default=os.cpu_count())
-    parser.add_argument("--step", type=int, default=1, help="0: no calls of the program")
-    parser.add_argument("--programs-step", type=int, default=7, help="0: no calls of others")
+    parser.add_argument("--step", type=int, default=1, help="0: none of the program's calls")
+    parser.add_argument("--programs-step", type=int, default=7, help="0: no calls of other programs")
     parser.add_argument("--case", action="append", dest="cases", help="only these")
     parser.add_argument("--call", action="append", dest="calls", choices=ERRORS, help="only it")
     parser.add_argument("build")
@@ -180,7 +183,7 @@ def main():
         print(f"[  SKIPPED ] {os.path.basename(__file__)} ({reason})")
         return 1 if "ZEMO_ALL" in os.environ else 0
 
-    signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))  # by way of what cleans up
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))  # runs the cleanup handlers
     problems = []
 
     def report(attempt, problem, result):

@@ -1,4 +1,4 @@
-"""Whether a run with a failure went as documented."""
+"""Whether a run with a failure ended as documented."""
 
 import os
 import re
@@ -10,13 +10,13 @@ CHANGED, MISSING, STRAY, UNCHECKED, NOT_LOADED = 1, 2, 4, 8, 16
 ALL_BITS = CHANGED | MISSING | STRAY | UNCHECKED | NOT_LOADED
 REMOVING = {"unlink", "unlinkat", "rmdir"}
 
-# What GnuPG does not get over, and the program waits for it: it reads its options again for ever
-# where that fails, and waits for a lock that it could not remove.
+# Failures after which GnuPG never ends, while the program waits for it: GnuPG reads its options
+# again and again if that fails, and waits for a lock that it could not remove.
 ENDLESS_IN_GNUPG = re.compile(r'read\(\d+<[^>]*/gpg\.conf>|unlink\("[^"]*(/\.#lk[^"/]*|\.lock)"')
 
 
 def judge(case, reference, result):
-    """What is wrong with the run, or None."""
+    """The problem with the run, or None."""
     if result.status is None:
         return None if hangs_in_gnupg(result) else "it hangs"
     if result.status < 0 or result.status > 127:
@@ -54,10 +54,10 @@ def wrongly_written(case, reference, result):
         status = result.status
         documented = (None, f"status ['{status & ~UNCHECKED}']", f"status ['{status}']")
     if result.written not in documented:
-        return f"what it has written is {result.written!r}"
+        return f"it has written {result.written!r}"
     changed = result.written != reference.written
     if changed and result.written in case.unwritten and not result.errors:
-        return "nothing is written, and nothing tells of it"
+        return "nothing is written, and nothing reports it"
     return None
 
 
@@ -69,21 +69,22 @@ def wrongly_told(case, reference, result):
         return None
     if status == 0:
         allowed = case.tells and case.state == "intact" and re.search(case.tells, result.output)
-        return None if allowed else "it succeeds, with another output"
+        return None if allowed else "it succeeds with different output"
     new = status & ~reference.status
     lost_message = any(re.match(r"write\(2[<,]", call.text) for call in result.hit)
     if new & (UNCHECKED | NOT_LOADED) and not result.errors and not lost_message:
         if result.output == reference.output:
-            return "nothing tells why"
+            return "nothing reports the reason"
     if not status & NOT_LOADED:
         for path in case.tampered:
             if not told_of(path, reference, result):
-                return f"{path}, which differs, is not among what is found"
+                return f"{path} differs, but is not among the findings"
     if any(f"intact {path}\n" in result.output for path in case.tampered):
-        return "a file that differs is called intact"
+        return "a changed file is called intact"
     if new & STRAY:
         return "something is called stray"
-    # make looks at what it has listed again, and what is then missing has changed meanwhile.
+    # make checks the listed files again at the end; a file that then seems missing counts as
+    # changed.
     if new & CHANGED and not (case.words[0] == "make" and all_missing_unseen(reference, result)):
         return "something is called changed"
     if new & MISSING and not all_missing_unseen(reference, result):
@@ -92,7 +93,7 @@ def wrongly_told(case, reference, result):
 
 
 def told_of(path, reference, result):
-    """Whether the file that differs is found, or said to be one that could not be checked."""
+    """Whether the changed file is found, or reported as one that could not be checked."""
     if (result.status ^ reference.status) & CHANGED == 0 and lost_output(result):
         return True
     lines = [line for line in result.output.splitlines() if path in line]
@@ -113,7 +114,7 @@ def lost_output(result):
 
 
 def all_missing_unseen(reference, result):
-    """A file that cannot be looked at counts as missing: that file, and no other."""
+    """A file that cannot be examined counts as missing: that file, and no other."""
     before = set(reference.output.splitlines())
     new = [line for line in (result.output + result.errors).splitlines() if line not in before]
     unseen = [

@@ -1,4 +1,4 @@
-"""What the program works on: a tree of files, a package, keys, and sets of lists."""
+"""The objects of the program's work: a tree of files, a package, keys, and sets of lists."""
 
 import os
 import re
@@ -21,7 +21,7 @@ def read(path):
 
 
 class Machine:
-    """A tree that the system's set describes, and a package with a set of its own."""
+    """A tree described by the system's set, and a package with its own set."""
 
     def __init__(self, build, directory):
         self.tool = os.path.join(build, "tools", TOOL)
@@ -87,12 +87,12 @@ class Machine:
 
     @staticmethod
     def remove_locks():
-        """Those of a GnuPG that was not able to."""
+        """Removes the locks that GnuPG could not remove."""
         for name in os.listdir(LISTS):
             if name.startswith(".#lk") or name.endswith(".lock"):
                 os.remove(LISTS + "/" + name)
 
-    # The states that cases are tried in.
+    # The states that the cases need.
 
     def intact(self):
         write(self.file, "x" * 20000)
@@ -108,7 +108,7 @@ class Machine:
         write(self.target + "/program", "CONTENT")
 
     def forged(self):
-        """The list describes the changed file, but is not what was signed."""
+        """The list describes the changed file, but differs from the signed list."""
         self.tampered()
         digest = self._call("sha1sum", self.file).split()[0]
         write(self.list, re.sub(r"\t[0-9a-f]{40}\t", f"\t{digest}\t", self.signed, count=1))

@@ -1,7 +1,7 @@
-"""Runs a command with one of its system calls failing, and sees what it does and leaves.
+"""Runs a command with one of its system calls failing, and records its behaviour and leftovers.
 
-The program stops itself once it is loaded (after_loading.cpp), then strace attaches to it. Each
-thread and process has a count of calls of its own, in which the N-th fails.
+The program stops itself after loading (after_loading.cpp), then strace attaches to it. Each thread
+and process counts its calls separately, and its N-th call fails.
 """
 
 import collections
@@ -22,21 +22,21 @@ TIME_LIMIT = 20
 LAST_MOMENTS = 2  # for programs that have been started and are about to end, in seconds
 
 # `inject` is (name of the call, error, number). With `programs`, the calls of the programs that the
-# command starts fail, too.
+# command starts also fail.
 Attempt = collections.namedtuple("Attempt", "case inject programs", defaults=(None, False))
 Call = collections.namedtuple("Call", "process program name text failed")
 Run = collections.namedtuple("Run", "status output errors calls hit left names processes written")
 
 
 def adopt_orphans():
-    """From now on what the runs of this process leave behind become children of it."""
+    """Makes processes that the runs of this process leave behind its children."""
     set_child_subreaper = 36
     if ctypes.CDLL(None, use_errno=True).prctl(set_child_subreaper, 1, 0, 0, 0) != 0:
         raise OSError(ctypes.get_errno(), "prctl")
 
 
 def run(machine, attempt):
-    """Runs the case's command in a directory of its own, with a failure or without."""
+    """Runs the case's command in a separate directory, with or without a failure."""
     case = attempt.case
     work = tempfile.mkdtemp(dir=machine.directory)
     temporary, out = work + "/tmp", work + "/out"
@@ -61,7 +61,7 @@ def run(machine, attempt):
 
 
 def run_traced(machine, attempt, work):
-    """The command's exit status, None if it hangs, and the names of programs that stayed."""
+    """The command's exit status (None if it hangs), and the names of the programs left running."""
     environment = {
         "PATH": os.environ["PATH"],
         "TMPDIR": work + "/tmp",
@@ -82,7 +82,7 @@ def run_traced(machine, attempt, work):
         )
     _, stopped = os.waitpid(tool.pid, os.WUNTRACED)
     if not os.WIFSTOPPED(stopped):
-        raise RuntimeError(f"{machine.tool} does not stop once {machine.stopper} is loaded")
+        raise RuntimeError(f"{machine.tool} does not stop after loading {machine.stopper}")
     tracer = attach(tool.pid, attempt, work + "/trace")
     os.kill(tool.pid, signal.SIGCONT)
     ended = os.pidfd_open(tool.pid)
@@ -96,13 +96,13 @@ def run_traced(machine, attempt, work):
 
 
 def attach(process, attempt, trace):
-    """Has strace follow the stopped process; returns strace's."""
+    """Makes strace follow the stopped process; returns strace's process."""
     command = ["strace", "-f", "-y", "-qq", "-o", trace, "-p", str(process)]
     if not attempt.programs:
         command += ["-b", "execve"]
     if attempt.inject:
         name, error, number = attempt.inject
-        # The kernel's brk does not return an error, but what the end of the memory is.
+        # The kernel's brk does not return an error, but the end of the memory.
         how = "retval=0" if name == "brk" else "error=" + error
         command += ["-e", f"trace={name},execve", "-e", f"inject={name}:{how}:when={number}"]
     tracer = os.posix_spawnp("strace", command, os.environ)
@@ -115,7 +115,7 @@ def attach(process, attempt, trace):
 
 
 def end_others(tracer):
-    """Waits for all processes but the command's own, and ends those that go on for too long."""
+    """Waits for all processes except the command's own, and ends those that take too long."""
     limit = time.monotonic() + LAST_MOMENTS
     stayed = []
     with contextlib.suppress(ChildProcessError):
@@ -129,7 +129,7 @@ def end_others(tracer):
 
 
 def end_children(tracer):
-    """Ends this process' children, without the tracer, which then ends; returns their names."""
+    """Ends this process's children except the tracer, which then ends; returns their names."""
     names = []
     for process in map(int, read(f"/proc/self/task/{os.getpid()}/children").split()):
         with contextlib.suppress(ProcessLookupError, FileNotFoundError):
@@ -141,7 +141,7 @@ def end_children(tracer):
 
 
 def calls_in(trace):
-    """The calls of a trace, each as one even if others came between its start and its end."""
+    """The calls of a trace. A call is joined if others came between its start and its end."""
     calls, started, programs = [], {}, {}
     for line in trace.splitlines():
         process, text = line.split(maxsplit=1)
@@ -152,7 +152,7 @@ def calls_in(trace):
             started[process] = text[: -len("<unfinished ...>")]
         else:
             add_call(calls, programs, process, text)
-    for process, text in started.items():  # those that never returned
+    for process, text in started.items():  # calls that never returned
         add_call(calls, programs, process, text)
     return calls
 
@@ -160,7 +160,7 @@ def calls_in(trace):
 def add_call(calls, programs, process, text):
     name = re.match(r"(\w+)\(", text)
     if not name:
-        return  # a signal, or an end
+        return  # a signal or an exit
     program = re.match(r'execve\("([^"]+)".* = 0', text)
     if program:
         programs[process] = os.path.basename(program.group(1))

@@ -1,5 +1,5 @@
 #!/bin/bash
-# Asks about files with the C function, before the root file system can be written.
+# Checks files with the C function before the root file system becomes writable.
 date
 if touch /srv/tree/early 2>/dev/null; then echo "read-only: no"; else echo "read-only: yes"; fi
 status=0

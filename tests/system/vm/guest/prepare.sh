@@ -1,6 +1,7 @@
 #!/bin/bash
-# What all cases begin with: the packages, keys, and signed lists of installed packages, of a tree with a directory
-# of fixed members, and of a package on a disk that can fail. A list of a file that takes long to read lies ready.
+# The starting point of all cases: the packages, keys, and signed lists of installed packages, of a tree with a
+# directory with fixed members, and of a package on a disk that can fail. Also makes, but does not install, a list of a
+# file that takes long to read.
 set -euo pipefail
 payload=$(cd "$(dirname "$0")/.." && pwd)
 systemctl daemon-reload
@@ -17,10 +18,10 @@ mkdir -p /srv/tree/plugins
 echo hello >/srv/tree/hello
 echo world >/srv/tree/world
 echo one >/srv/tree/plugins/one
-# Sparse, and so the time that it takes is the processor's.
+# A sparse file, so that reading it takes only processor time.
 truncate -s 256M /srv/tree/slow
 
-# The disk: a file, of which dm can have any part fail.
+# The disk: a file behind device-mapper, which can make any part of it fail.
 truncate -s 16M /root/disk
 disk=$(losetup --find --show /root/disk)
 dmsetup create weak --table "0 32768 linear $disk 0"
@@ -45,7 +46,7 @@ sync -f /usr/zemo/selfcheck
 gpgconf --kill all
 zemo-selfcheck check --all
 
-# A unit that runs at the next boot before anything can be written.
+# A unit that runs at the next boot before any file system is writable.
 cat >/etc/systemd/system/early.service <<'END'
 [Unit]
 DefaultDependencies=no
