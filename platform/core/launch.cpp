@@ -18,6 +18,7 @@
 #define SHARES_MEMORY __attribute__((no_sanitize("address", "thread", "undefined")))
 
 // The C library's functions under names that sanitizers do not replace.
+// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 extern "C" int __clone(int (*function)(void*), void* stack, int flags, void* argument, ...);
 extern "C" int __sigaction(int signal, const struct sigaction* action, struct sigaction* old);
 // NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)

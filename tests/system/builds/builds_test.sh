@@ -20,8 +20,8 @@ matrix=(gcc-debug gcc-release clang-debug clang-release
 archives=(archive archive-tests)
 
 # Tests whose result may depend on compilers, options and paths.
-quick_tests='interface|layout|exports|internals|entry_test|parsing_test|signature|threads|exec_test|tool_parts'
-quick_tests+='|program_test|check_findings|check_formats|verify_command|check_memory|completion|man_test|consumer'
+quick_tests='interface|layout|exports|internals|entry_test|file_list_test|discovery|threads|exec_test|tool_parts'
+quick_tests+='|reading_commands|check_test|tool_memory|completion|man_test|consumer'
 quick_tests+='|fuzz_replay|faults_library|^callers_test'
 
 # configure VARIANT CMAKE_OPTION...: with the compiler and the options that the variant's name selects.
