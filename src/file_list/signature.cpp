@@ -9,8 +9,8 @@
 namespace ZEMO::SELF_CHECK {
 namespace {
 
-// Only GnuPG's exit status matters: its messages are discarded, it inherits nothing that the caller
-// has set up, and the call returns after it has ended.
+// Only GnuPG's exit status matters: its messages are discarded, it gets neither the caller's
+// environment nor its descriptors and signal settings, and the call returns after it has ended.
 constexpr int execOptions = VLIB_EXEC_WAIT | VLIB_EXEC_STDIN_NULL | VLIB_EXEC_STDOUT_NULL |
                             VLIB_EXEC_STDERR_NULL | VLIB_EXEC_CLEAN_ENVIRONMENT | VLIB_EXEC_ISOLATE;
 static_assert(execOptions == 187, "the option word that core libraries know this use by");

@@ -14,8 +14,9 @@
 //
 // Errors: operations return true on success. The reason for a failure is in the system log, at
 // priority LOG_ERR. The only exceptions that reach the caller are std::bad_alloc,
-// boost::bad_function_call from an empty hook, and those that hooks throw. An exception undoes
-// nothing: entries merged and results appended before it remain, and the list can still be used.
+// boost::bad_function_call from an empty hook, and those that hooks throw. A
+// failure or an exception undoes nothing: entries merged and results appended before it remain, and
+// the list can still be used.
 //
 // Threads: only one thread at a time may use a FileList; lists that share entries count as one.
 // Loading a package's set must not run at the same time as any other loading, because all sets
@@ -114,8 +115,8 @@ class ZEMO_EXPORT FileList {
   bool check(CHECK_ITEM items);
 
   // Compares every entry with the disk, in path order and without stopping early, and calls the
-  // hooks for each entry with mismatches. Returns true if every entry is free of mismatches or was
-  // accepted by a hook.
+  // hooks for each entry with mismatches. Returns true if every entry either has no
+  // mismatches, or has its `changed` flag false after the last hook.
   //
   // An entry whose content cannot be read is logged, but that alone does NOT make the result false.
   // Callers that need to know call check() for the entries of getProtectedFiles(), or pass their
