@@ -14,7 +14,7 @@
 #include "commands.h"
 #include "io/descriptors.h"
 #include "io/names_input.h"
-#include "run/failure.h"
+#include "run/exit_status.h"
 #include "text/escape.h"
 
 namespace tool {

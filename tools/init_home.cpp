@@ -21,7 +21,7 @@
 #include "io/paths.h"
 #include "io/regular_file.h"
 #include "io/temporary_path.h"
-#include "run/failure.h"
+#include "run/exit_status.h"
 #include "sets/label.h"
 #include "sets/sets.h"
 #include "text/escape.h"

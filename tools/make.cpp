@@ -23,7 +23,7 @@
 #include "make/placeholders.h"
 #include "make/plan.h"
 #include "make/verify_written.h"
-#include "run/failure.h"
+#include "run/exit_status.h"
 #include "sets/list_file.h"
 #include "text/escape.h"
 #include "text/strings.h"

@@ -10,7 +10,7 @@
 #include "commands.h"
 #include "io/descriptors.h"
 #include "io/paths.h"
-#include "run/failure.h"
+#include "run/exit_status.h"
 #include "sets/list_file.h"
 #include "sets/merged_set.h"
 #include "sets/sets.h"

@@ -31,7 +31,7 @@
 #include "io/directory_lock.h"
 #include "io/paths.h"
 #include "io/regular_file.h"
-#include "run/failure.h"
+#include "run/exit_status.h"
 #include "sets/label.h"
 #include "sets/list_file.h"
 #include "sets/sets.h"

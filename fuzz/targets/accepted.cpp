@@ -10,7 +10,7 @@
 #include "engine/memory_file.h"
 #include "engine/target.h"
 #include "models/escape.h"
-#include "run/failure.h"
+#include "run/exit_status.h"
 
 using namespace ZEMO::SELF_CHECK;
 

@@ -13,7 +13,7 @@
 #include "engine/target.h"
 #include "models/escape.h"
 #include "program.h"
-#include "run/failure.h"
+#include "run/exit_status.h"
 #include "support/doubles/recorded_log.h"
 #include "support/doubles/scripted_exec.h"
 

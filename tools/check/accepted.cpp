@@ -3,7 +3,7 @@
 #include <sstream>
 
 #include "io/names_input.h"
-#include "run/failure.h"
+#include "run/exit_status.h"
 #include "sets/items.h"
 #include "text/escape.h"
 

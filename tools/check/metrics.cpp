@@ -8,7 +8,7 @@
 #include "io/atomic_file.h"
 #include "io/paths.h"
 #include "io/regular_file.h"
-#include "run/failure.h"
+#include "run/exit_status.h"
 
 namespace tool {
 namespace {

@@ -9,7 +9,7 @@
 #include "check/estimate.h"
 #include "gnupg/signature_check.h"
 #include "io/paths.h"
-#include "run/failure.h"
+#include "run/exit_status.h"
 #include "run/interruption.h"
 #include "run/log_relay.h"
 #include "sets/sets.h"

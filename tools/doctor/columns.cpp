@@ -4,7 +4,7 @@
 #include <charconv>
 #include <cstdint>
 
-#include "run/failure.h"
+#include "run/exit_status.h"
 
 using ZEMO::SELF_CHECK::ProtectedFile;
 

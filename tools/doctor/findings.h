@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "run/failure.h"
+#include "run/exit_status.h"
 
 namespace tool {
 

@@ -9,7 +9,7 @@
 #include <sstream>
 #include <vector>
 
-#include "run/failure.h"
+#include "run/exit_status.h"
 #include "text/strings.h"
 
 namespace tool {

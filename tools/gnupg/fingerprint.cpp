@@ -1,6 +1,6 @@
 #include "gnupg/fingerprint.h"
 
-#include "run/failure.h"
+#include "run/exit_status.h"
 
 namespace tool {
 

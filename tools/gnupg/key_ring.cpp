@@ -13,7 +13,7 @@
 #include "io/descriptors.h"
 #include "io/paths.h"
 #include "io/regular_file.h"
-#include "run/failure.h"
+#include "run/exit_status.h"
 #include "run/process.h"
 #include "sets/sets.h"
 

@@ -5,7 +5,7 @@
 #include <sstream>
 
 #include "gnupg/status_lines.h"
-#include "run/failure.h"
+#include "run/exit_status.h"
 #include "sets/label.h"
 
 namespace tool {

@@ -5,7 +5,7 @@
 
 #include "io/regular_file.h"
 #include "io/scratch_directory.h"
-#include "run/failure.h"
+#include "run/exit_status.h"
 
 namespace tool {
 namespace {

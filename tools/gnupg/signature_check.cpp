@@ -11,7 +11,7 @@
 #include "gnupg/status_lines.h"
 #include "io/descriptors.h"
 #include "io/regular_file.h"
-#include "run/failure.h"
+#include "run/exit_status.h"
 #include "run/process.h"
 #include "sets/label.h"
 #include "sets/sets.h"

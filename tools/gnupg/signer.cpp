@@ -9,7 +9,7 @@
 #include "gnupg/status_lines.h"
 #include "io/regular_file.h"
 #include "io/scratch_directory.h"
-#include "run/failure.h"
+#include "run/exit_status.h"
 #include "run/process.h"
 
 namespace tool {

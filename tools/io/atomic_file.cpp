@@ -13,7 +13,7 @@
 #include <ctime>
 
 #include "io/paths.h"
-#include "run/failure.h"
+#include "run/exit_status.h"
 #include "text/strings.h"
 
 namespace tool {

@@ -8,7 +8,7 @@
 #include <cstdio>
 #include <string>
 
-#include "run/failure.h"
+#include "run/exit_status.h"
 
 namespace tool {
 

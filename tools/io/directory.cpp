@@ -10,7 +10,7 @@
 #include <fstream>
 
 #include "io/paths.h"
-#include "run/failure.h"
+#include "run/exit_status.h"
 
 namespace tool {
 namespace {

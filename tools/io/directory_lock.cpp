@@ -9,7 +9,7 @@
 #include <thread>
 
 #include "io/paths.h"
-#include "run/failure.h"
+#include "run/exit_status.h"
 
 namespace tool {
 namespace {

@@ -9,7 +9,7 @@
 #include <filesystem>
 
 #include "io/paths.h"
-#include "run/failure.h"
+#include "run/exit_status.h"
 #include "sets/sets.h"
 
 namespace tool {

@@ -7,7 +7,7 @@
 #include <set>
 
 #include "io/paths.h"
-#include "run/failure.h"
+#include "run/exit_status.h"
 #include "sets/list_file.h"
 
 using namespace ZEMO::SELF_CHECK;

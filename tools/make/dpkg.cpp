@@ -8,7 +8,7 @@
 
 #include "io/paths.h"
 #include "make/paths.h"
-#include "run/failure.h"
+#include "run/exit_status.h"
 #include "run/process.h"
 #include "sets/sets.h"
 #include "text/strings.h"

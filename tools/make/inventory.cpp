@@ -15,7 +15,7 @@
 #include "io/names_input.h"
 #include "io/paths.h"
 #include "make/dpkg.h"
-#include "run/failure.h"
+#include "run/exit_status.h"
 
 using ZEMO::SELF_CHECK::CHECK_ITEM_HASH;
 using ZEMO::SELF_CHECK::FileList;

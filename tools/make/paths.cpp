@@ -6,7 +6,7 @@
 #include <filesystem>
 
 #include "io/paths.h"
-#include "run/failure.h"
+#include "run/exit_status.h"
 
 namespace tool {
 namespace {

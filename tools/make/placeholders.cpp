@@ -2,7 +2,7 @@
 
 #include "io/paths.h"
 #include "make/paths.h"
-#include "run/failure.h"
+#include "run/exit_status.h"
 #include "sets/list_file.h"
 
 using ZEMO::SELF_CHECK::PkgInfo;

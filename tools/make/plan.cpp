@@ -8,7 +8,7 @@
 #include <ctime>
 
 #include "io/paths.h"
-#include "run/failure.h"
+#include "run/exit_status.h"
 #include "run/workers.h"
 #include "sets/items.h"
 #include "text/escape.h"

@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "run/failure.h"
+#include "run/exit_status.h"
 #include "text/escape.h"
 
 namespace tool {

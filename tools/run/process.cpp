@@ -10,7 +10,7 @@
 #include <cstring>
 
 #include "io/descriptors.h"
-#include "run/failure.h"
+#include "run/exit_status.h"
 
 namespace tool {
 namespace {

@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "io/regular_file.h"
-#include "run/failure.h"
+#include "run/exit_status.h"
 #include "sets/sets.h"
 
 using namespace ZEMO::SELF_CHECK;

@@ -11,7 +11,7 @@
 
 #include "io/names_input.h"
 #include "io/paths.h"
-#include "run/failure.h"
+#include "run/exit_status.h"
 #include "text/strings.h"
 
 namespace tool {

@@ -20,7 +20,7 @@ matrix=(gcc-debug gcc-release clang-debug clang-release
 archives=(archive archive-tests)
 
 # Tests whose result may depend on compilers, options and paths.
-quick_tests='interface|layout|exports|internals|entry_test|file_list_test|discovery|threads|exec_test|tool_parts'
+quick_tests='interface|layout|exports|internals|list_line_test|file_list_test|discovery|threads|exec_test|tool_parts'
 quick_tests+='|reading_commands|check_test|tool_memory|completion|man_test|consumer'
 quick_tests+='|fuzz_replay|faults_library|^callers_test'
 

@@ -24,6 +24,8 @@ class DoctorTest : public ToolTest {
 
   static std::string home(const std::string& name) { return std::string(listDir) + "/" + name; }
 
+  static void order(const std::string& content) { writeFile(home("listorder"), content); }
+
   // An entry without problems.
   static std::string sized(const std::string& path) {
     return entryLine(path, "1", "-", "f", "-", "-", "-");

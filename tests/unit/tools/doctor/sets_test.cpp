@@ -1,16 +1,10 @@
-// doctor: the sets, their directories and their listorder.
+// doctor: the sets and their directories.
 
 #include <algorithm>
 
 #include "fixture.h"
 
-class DoctorSetsTest : public DoctorTest {
- protected:
-  static void order(const std::string& content) { writeFile(home("listorder"), content); }
-  static std::string line(int number, const std::string& text) {
-    return "line " + std::to_string(number) + " of '" + home("listorder") + "', '" + text + "', ";
-  }
-};
+class DoctorSetsTest : public DoctorTest {};
 
 TEST_F(DoctorSetsTest, NoListAtAll) {
   remove(home("wam.full.base.list"));
@@ -30,24 +24,6 @@ TEST_F(DoctorSetsTest, ListsWithoutEntries) {
   expectProblem(doctor(), notLoaded,
                 "the lists of set 'wam' have no entries, so nothing is checked",
                 "make, sign and install others (see zemo-selfcheck-make(1))");
-}
-
-TEST_F(DoctorSetsTest, AnOrderThatIsADevice) {
-  makeLink("/dev/null", home("listorder"));
-  ProgramRun const run = doctor();
-  expectAmong(run, unchecked, "'" + home("listorder") + "' is not a regular file");
-  EXPECT_NE(run.output.find("    fix: remove '" + home("listorder") +
-                            "', and then create it with the lists' names\n"),
-            std::string::npos)
-      << run.output;
-  EXPECT_EQ(run.output.find("chmod"), std::string::npos) << run.output;
-}
-
-TEST_F(DoctorSetsTest, AnOrderThatIsADirectory) {
-  makeDirectory(home("listorder"));
-  changeMode(home("listorder"), 0755);
-  expectProblem(doctor(), unchecked, "'" + home("listorder") + "' is not a regular file",
-                "remove '" + home("listorder") + "', and then create it with the lists' names");
 }
 
 TEST_F(DoctorSetsTest, AListWithAnotherHeader) {
@@ -83,107 +59,6 @@ TEST_F(DoctorSetsTest, AListThatIsALinkToNothing) {
   order("wam.full.base.list\nwam.full.z.list\n");
   expectAmong(doctor(), notLoaded,
               "'" + home("wam.full.z.list") + "': '" + home("nowhere") + "' does not exist");
-}
-
-TEST_F(DoctorSetsTest, SeveralListsWithoutOrder) {
-  addList("wam.full.more.list", sized("/b") + "\n");
-  expectProblem(doctor(), unchecked,
-                "'" + home("listorder") +
-                    "' does not exist, so 2 lists are read in the byte order of their names, and "
-                    "the last one overrides the others",
-                "printf '%s\\n' wam.full.base.list wam.full.more.list >" + home("listorder"));
-}
-
-TEST_F(DoctorSetsTest, AListThatTheOrderDoesNotName) {
-  addList("wam.full.more.list", sized("/b") + "\n" + sized("/c") + "\n");
-  order("wam.full.base.list\n");
-  expectProblem(doctor(), unchecked,
-                "'" + home("listorder") +
-                    "' does not name 'wam.full.more.list', which is read before all lists that it "
-                    "names, so they override its 2 entries",
-                "write each name on its own line, at its place, in " + home("listorder"));
-}
-
-TEST_F(DoctorSetsTest, AnOrderThatNamesNoListOfTheSet) {
-  addList("wam.full.more.list", sized("/b") + "\n");
-  order("");
-  expectAmong(doctor(), unchecked,
-              "'" + home("listorder") +
-                  "' does not name 'wam.full.base.list', nor any other list of set 'wam'");
-}
-
-TEST_F(DoctorSetsTest, NamesInTheOrderThatMatchNoList) {
-  order("wam.full.base.list\nwam.full.gone.list\n\ngpg.conf\n");
-  ProgramRun const run = doctor();
-  expectAmong(run, unchecked, line(2, "wam.full.gone.list") + "names no list of set 'wam'");
-  expectAmong(run, unchecked, line(4, "gpg.conf") + "names no list of set 'wam'");
-  EXPECT_EQ(linesOf(run.output).size(), 4U) << run.output;
-}
-
-TEST_F(DoctorSetsTest, NamesOfAnotherModesListsAreFine) {
-  addList("wam.quick.base.list", "");
-  order("wam.full.base.list\nwam.quick.base.list\n");
-  EXPECT_EQ(doctor().status, 0);
-}
-
-TEST_F(DoctorSetsTest, CarriageReturnsInTheOrder) {
-  order("wam.full.base.list\r\n");
-  expectProblem(
-      doctor(), unchecked,
-      line(1, "wam.full.base.list\\015") + "ends with a carriage return, so it names no list",
-      "sed -i 's/^[[:space:]]*//; s/[[:space:]]*$//' " + home("listorder"));
-}
-
-TEST_F(DoctorSetsTest, BlanksInTheOrder) {
-  order(" wam.full.base.list\nwam.full.base.list\t\n");
-  ProgramRun const run = doctor();
-  expectAmong(
-      run, unchecked,
-      line(1, " wam.full.base.list") + "has blanks before or after the name, so it names no list");
-  expectAmong(run, unchecked,
-              line(2, "wam.full.base.list\\011") +
-                  "has blanks before or after the name, so it names no list");
-}
-
-TEST_F(DoctorSetsTest, TheFixForBlanksHelps) {
-  order(" wam.full.base.list \r\n");
-  runShell("sed -i 's/^[[:space:]]*//; s/[[:space:]]*$//' " + home("listorder"));
-  changeMode(home("listorder"), 0644);
-  EXPECT_EQ(doctor().status, 0);
-}
-
-TEST_F(DoctorSetsTest, PathsInTheOrder) {
-  order(home("wam.full.base.list") + "\nwam.full.base.list\n");
-  expectProblem(doctor(), unchecked,
-                line(1, home("wam.full.base.list")) + "includes a directory, so it names no list",
-                "sed -i 's|.*/||' " + home("listorder"));
-}
-
-TEST_F(DoctorSetsTest, NamesOnSeveralLines) {
-  order("wam.full.base.list\n\nwam.full.base.list\nwam.full.base.list\n");
-  expectProblem(doctor(), unchecked,
-                "'wam.full.base.list' appears on lines 1, 3 and 4 of '" + home("listorder") +
-                    "', and the last of them counts",
-                "delete all but the intended line in " + home("listorder"));
-}
-
-TEST_F(DoctorSetsTest, AnOrderThatThisCallerCannotRead) {
-  order("wam.full.base.list\n");
-  changeMode(home("listorder"), 0);
-  ProgramRun const run = runProgram({"/usr/bin/setpriv", "--bounding-set",
-                                     "-dac_override,-dac_read_search", ZEMO_TOOL, "doctor"});
-  expectProblem(run, unchecked,
-                "'" + home("listorder") +
-                    "' cannot be read by this user, for whom the lists have another order",
-                "chmod a+r " + home("listorder"));
-}
-
-TEST_F(DoctorSetsTest, AnOrderThatOthersMayWrite) {
-  order("wam.full.base.list\n");
-  changeMode(home("listorder"), 0666);
-  expectProblem(doctor(), unchecked,
-                "'" + home("listorder") + "' is writable by its group and others",
-                "chmod go-w " + home("listorder"));
 }
 
 TEST_F(DoctorSetsTest, APackageSetWithoutProblems) {
@@ -273,13 +148,6 @@ TEST_F(DoctorSetsTest, CommandsThatArePrintedHelp) {
     EXPECT_GT(pasted, 0U) << problem;
     EXPECT_EQ(doctor().status, 0) << problem << "\n" << doctor().output;
   }
-}
-
-TEST_F(DoctorSetsTest, APackagesDirectoryThatOthersMayWrite) {
-  addList(installDemo(), "demo.full.base.list", sized("/b") + "\n");
-  changeMode(home("packages/demo"), 0775);
-  expectProblem(doctor(), unchecked, "'" + home("packages/demo") + "' is writable by its group",
-                "chmod go-w " + home("packages/demo"));
 }
 
 TEST_F(DoctorSetsTest, AnEmptyPackagesDirectory) {

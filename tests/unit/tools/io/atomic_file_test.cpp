@@ -16,7 +16,7 @@
 
 #include "io/regular_file.h"
 #include "io/scratch_directory.h"
-#include "run/failure.h"
+#include "run/exit_status.h"
 #include "run/interruption.h"
 #include "support/files.h"
 #include "support/temporary_directory.h"

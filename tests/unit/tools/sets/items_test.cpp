@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "run/failure.h"
+#include "run/exit_status.h"
 
 using namespace ZEMO::SELF_CHECK;
 
