@@ -53,8 +53,6 @@ std::string reasonIn(const std::vector<StatusLine>& lines, int status) {
 }  // namespace
 
 Signer::Signer(const std::string& key, const std::string& home) : _home(home) {
-  if (key.empty())
-    throw UsageError("--key needs a fingerprint, key ID or user ID");
   nameTerminal();
   Outcome const found =
       runFor(gpg({"--batch", "--with-colons", "--list-secret-keys", "--", key}), 1, false);
