@@ -206,9 +206,9 @@ int runInitHome(const Options& options) {
 
 void addInitHome(Commands& program) {
   auto const options = std::make_shared<Options>();
-  Arguments takes =
-      program.add("init-home", "Create the GnuPG home that verifies lists, and add keys to it",
-                  examples, [options] { return runInitHome(*options); });
+  Arguments takes = program.add(
+      "init-home", "Create the GnuPG home with which lists are verified, and add keys to it",
+      examples, [options] { return runInitHome(*options); });
   takes.values("--import", "FILE", options->files,
                "Files or pipes with public keys to trust; - is standard input");
   takes.value("--homedir", "DIR", options->home, "GnuPG home directory");

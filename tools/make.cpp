@@ -247,7 +247,7 @@ void addWhatToWrite(Arguments& takes, MakeOptions& options) {
               "Write a list for this package's set, with placeholders for its directory and user");
   takes.value("--mode", "MODE", options.mode, "Mode of the list");
   takes.values("--base", "LIST", options.base,
-               "Write only what differs from these lists, which are read before it");
+               "Write only what differs from these lists, which are read before this one");
   takes.value("--serial", "N", options.serial, "Serial number of the list (default: its date)");
   takes.number("--jobs", options.jobs, 1, mostJobs,
                "Number of threads (default: one per processor)");

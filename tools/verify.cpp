@@ -98,8 +98,8 @@ void addVerify(Commands& program) {
              "Reject keys that have expired, are revoked or are not given by --key, weak digests, "
              "and lists that are not labelled as themselves or not named in listorder");
   takes.repeated("--key", "FINGERPRINT", options->keys,
-                 "Reject signatures that are not by this key, given by its full fingerprint or "
-                 "that of its primary key; may be repeated");
+                 "Reject signatures by any other key than the given ones, each given by its full "
+                 "fingerprint or that of its primary key; may be repeated");
 }
 
 }  // namespace tool
