@@ -358,8 +358,6 @@ Commands::Commands(const char* program, const char* version, const char* text, c
 
 Commands::Commands(Commands&& other) noexcept = default;
 
-Commands& Commands::operator=(Commands&& other) noexcept = default;
-
 Commands::~Commands() = default;
 
 Arguments Commands::add(const char* name, const char* text, const char* more,
