@@ -48,7 +48,7 @@ void verifySet(const std::string& set, const Options& options, const Demands& de
     std::string const reason = whyUnreadable(set);
     lists = reason.empty() ? "no lists" : reason;
   }
-  writeOut("set " + escaped(set) + ", mode " + escaped(options.mode) + ": " + lists + "\n");
+  writeLine("set " + escaped(set) + ", mode " + escaped(options.mode) + ": " + lists);
   if (judgements.empty())
     counts.emptySets += 1;
   for (const Judgement& judgement : judgements) {
@@ -80,7 +80,7 @@ int runVerify(const Options& options) {
     summary += "; " + counted(counts.emptySets, "set", "sets") + " without lists";
   if (!chosen.unknown.empty())
     summary += "; the sets of packages are unknown: " + chosen.unknown;
-  writeOut(summary + "\n");
+  writeLine(summary);
   bool const lacking = counts.unusable != 0 || counts.emptySets != 0 || !chosen.unknown.empty();
   return (lacking ? STATUS_NOT_LOADED : 0) | (counts.rejected != 0 ? STATUS_UNCHECKED : 0);
 }
