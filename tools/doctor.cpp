@@ -81,7 +81,7 @@ class Doctor {
       return;
     }
     if (!_ownership.look(packagesDirectory, Kind::DIRECTORY, STATUS_NOT_LOADED,
-                         "if there are sets of packages, put the directory with them there"))
+                         "create it as a directory with the sets of packages, if there are any"))
       return;
     try {
       for (const std::string& name : packageDirectories()) {

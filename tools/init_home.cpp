@@ -135,8 +135,8 @@ void warnOfClosedDirectories(const std::string& home) {
   }
 }
 
-// Rejects everything that can be rejected before it writes anything.
-void prepare(const std::string& home, const std::vector<std::string>& files) {
+// Rejects everything that can be rejected before it writes anything. Returns what it has installed.
+std::vector<std::string> prepare(const std::string& home, const std::vector<std::string>& files) {
   std::vector<std::string> contents;  // read first, because pipes may take long
   contents.reserve(files.size());
   for (const std::string& file : files)
@@ -163,35 +163,42 @@ void prepare(const std::string& home, const std::vector<std::string>& files) {
   std::optional<AtomicFile> newRing;
   if (!keepsRing)
     newRing.emplace(ring.staged());
+  std::vector<std::string> installed;
   if (configured) {
     configured->publish();  // an existing file must also be readable for every caller
   } else {
     AtomicFile file(directory, configurationFile, 0644);
     file.write(configuration);
     file.commit();
+    installed.emplace_back("gpg.conf");
   }
   made.keep();
-  if (newRing)
+  if (newRing) {
     newRing->commit();
-  else
+    installed.emplace_back("the key ring");
+  } else {
     ring.publish();
+  }
+  return installed;
 }
 
 // Checks that GnuPG, run for this caller, can read the home as it is now.
-std::vector<Key> proveHome(const std::string& home) {
+std::vector<Key> proveHome(const std::string& home, const std::vector<std::string>& installed) {
   try {
     return keysOfHome(home);
   } catch (const Failure& failure) {
-    throw Failure(failure.status(),
-                  std::string(failure.what()) + "; gpg.conf and the key ring are installed");
+    throw Failure(
+        failure.status(),
+        failure.what() +
+            (installed.empty() ? std::string() : "; this run has installed " + listed(installed)));
   }
 }
 
 int runInitHome(const Options& options) {
   std::string const home = homeFrom(options.home);
-  prepare(home, options.files);
+  std::vector<std::string> const installed = prepare(home, options.files);
   warnOfClosedDirectories(home);
-  std::vector<Key> const keys = proveHome(home);
+  std::vector<Key> const keys = proveHome(home, installed);
   for (const Key& key : keys) {
     if (key.created > std::time(nullptr))
       say("warning: this machine's clock is slow: key " + key.fingerprint + " was created at " +
@@ -206,9 +213,9 @@ int runInitHome(const Options& options) {
 
 void addInitHome(Commands& program) {
   auto const options = std::make_shared<Options>();
-  Arguments takes =
-      program.add("init-home", "Create the GnuPG home that verifies lists, and add keys to it",
-                  examples, [options] { return runInitHome(*options); });
+  Arguments takes = program.add(
+      "init-home", "Create the GnuPG home with which lists are verified, and add keys to it",
+      examples, [options] { return runInitHome(*options); });
   takes.values("--import", "FILE", options->files,
                "Files or pipes with public keys to trust; - is standard input");
   takes.value("--homedir", "DIR", options->home, "GnuPG home directory");

@@ -107,6 +107,8 @@ void sign(const Signed& list, const Signer& signer) {
 }
 
 int runSign(const Options& options) {
+  if (options.key.empty())
+    throw UsageError("--key needs a fingerprint, key ID or user ID");
   std::string const home = options.home ? homeFrom(*options.home) : "";
   if (!home.empty())
     (void)ownHome(home);

@@ -49,7 +49,7 @@ void verifySet(const std::string& set, const Options& options, const Demands& de
     std::string const reason = whyUnreadable(set);
     lists = reason.empty() ? "no lists" : reason;
   }
-  writeOut("set " + escaped(set) + ", mode " + escaped(options.mode) + ": " + lists + "\n");
+  writeLine("set " + escaped(set) + ", mode " + escaped(options.mode) + ": " + lists);
   if (judgements.empty())
     counts.emptySets += 1;
   for (const Judgement& judgement : judgements) {
@@ -81,7 +81,7 @@ int runVerify(const Options& options) {
     summary += "; " + counted(counts.emptySets, "set", "sets") + " without lists";
   if (!chosen.unknown.empty())
     summary += "; the sets of packages are unknown: " + chosen.unknown;
-  writeOut(summary + "\n");
+  writeLine(summary);
   bool const lacking = counts.unusable != 0 || counts.emptySets != 0 || !chosen.unknown.empty();
   return (lacking ? STATUS_NOT_LOADED : 0) | (counts.rejected != 0 ? STATUS_UNCHECKED : 0);
 }
@@ -99,8 +99,8 @@ void addVerify(Commands& program) {
              "Reject keys that have expired, are revoked or are not given by --key, weak digests, "
              "and lists that are not labelled as themselves or not named in listorder");
   takes.repeated("--key", "FINGERPRINT", options->keys,
-                 "Reject signatures that are not by this key, given by its full fingerprint or "
-                 "that of its primary key; may be repeated");
+                 "Reject signatures by any other key than the given ones, each given by its full "
+                 "fingerprint or that of its primary key; may be repeated");
 }
 
 }  // namespace tool

@@ -9,10 +9,6 @@
 namespace tool {
 namespace {
 
-void writeLine(const std::string& line) {
-  writeOut(line + "\n");
-}
-
 // The parts of the list's line that have a meaning.
 std::string lineOf(const std::string& path, const Statement& statement) {
   if (statement.removal)

@@ -18,10 +18,6 @@ std::string bounded(const std::string& text) {
          " more bytes";
 }
 
-void writeLine(const std::string& line) {
-  writeOut(line + "\n");
-}
-
 }  // namespace
 
 void Repeated::add(const std::string& what) {

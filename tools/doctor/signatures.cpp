@@ -12,14 +12,13 @@
 #include "sets/label.h"
 #include "sets/sets.h"
 #include "text/escape.h"
+#include "text/strings.h"
 
 namespace tool {
 namespace {
 
 const char* const installBoth = "install the list and its .asc again, both from the same signing";
 const char* const setClock = "set this machine's clock; if it is right, have the list signed again";
-const char* const elsewhere =
-    "run zemo-selfcheck verify for the reason, and correct the key ring or gpg.conf";
 
 // True if GnuPG fails although it has not called any signature bad.
 bool lacksTrust(const SignatureCheck& check) {
@@ -34,8 +33,13 @@ struct Diagnosis {
   std::string fix;
 };
 
+std::string correctTrust(const SetFiles& files) {
+  return "correct the key ring or gpg.conf; for the reason, run zemo-selfcheck verify --mode " +
+         shellWord(files.mode) + (startsWith(files.set, "-") ? " -- " : " ") + shellWord(files.set);
+}
+
 // Determines why GnuPG does not verify the list.
-Diagnosis diagnose(const SignatureCheck& check, const std::string& list) {
+Diagnosis diagnose(const SignatureCheck& check, const SetFiles& files, const std::string& list) {
   for (const std::string& file : {list, list + ".asc"}) {
     if (!isReadable(file))
       return {inQuotes(file) + " cannot be read by this user", "chmod a+r " + shellWord(file)};
@@ -52,9 +56,9 @@ Diagnosis diagnose(const SignatureCheck& check, const std::string& list) {
       return {what, "if you trust that key, import it (see zemo-selfcheck-init-home(1))"};
     if (signature.verdict == Signature::Verdict::Bad)
       return {what, installBoth};
-    return {check.reason.empty() ? what : check.reason, elsewhere};
+    return {check.reason.empty() ? what : check.reason, correctTrust(files)};
   }
-  return {check.reason, elsewhere};
+  return {check.reason, correctTrust(files)};
 }
 
 // Reports objections to signatures that the library accepts.
@@ -119,7 +123,7 @@ bool checkSignatures(const SetFiles& files, const HomeState& home, Ownership& ow
       findings.follows(STATUS_NOT_LOADED, list);
       continue;
     }
-    Diagnosis const diagnosis = diagnose(check, list);
+    Diagnosis const diagnosis = diagnose(check, files, list);
     findings.problem(STATUS_NOT_LOADED,
                      inQuotes(list) + " does not verify for this user: " + diagnosis.what,
                      diagnosis.fix);

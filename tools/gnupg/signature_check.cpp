@@ -120,9 +120,10 @@ std::string reasonFor(const std::vector<StatusLine>& lines, const SignatureCheck
   if (allGood)
     return ended + " although the signature is good";
   bool const stopped = check.signatures.back().verdict == Verdict::None;
-  return stopped ? ended + " before a verdict; this user may be unable to use its home " +
-                       inQuotes(systemDirectory) + " (see zemo-selfcheck-init-home(1))"
-                 : "";
+  return stopped
+             ? ended + " before a verdict; GnuPG may be unable to use the home " +
+                   inQuotes(systemDirectory) + " for this user (see zemo-selfcheck-init-home(1))"
+             : "";
 }
 
 // True if the file does not hold a detached signature but a signed text, armoured or not. GnuPG's
@@ -211,7 +212,7 @@ std::vector<Objection> objectionsTo(const Signature& signature) {
   if (isOfTheFuture(signature))
     objections.push_back({"the signature is dated in the future: " + utcText(signature.made),
                           "set this machine's clock; if it is right, have the list signed again on "
-                          "a machine whose clock is"});
+                          "a machine whose clock is right"});
   return objections;
 }
 

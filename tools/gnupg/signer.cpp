@@ -11,6 +11,7 @@
 #include "io/scratch_directory.h"
 #include "run/exit_status.h"
 #include "run/process.h"
+#include "text/strings.h"
 
 namespace tool {
 namespace {
@@ -28,11 +29,12 @@ Key onlyKey(const std::string& name, const std::vector<Key>& keys) {
   if (keys.empty())
     throw Failure(STATUS_NOT_LOADED, "no secret key matches " + inQuotes(name));
   if (keys.size() > 1) {
-    std::string fingerprints;
+    std::vector<std::string> fingerprints;
     for (const Key& key : keys)
-      fingerprints += (fingerprints.empty() ? "" : ", ") + key.fingerprint;
+      fingerprints.push_back(key.fingerprint);
     throw UsageError(inQuotes(name) +
-                     " matches several secret keys; give one of the fingerprints " + fingerprints);
+                     " matches several secret keys; give one of the fingerprints " +
+                     joinedBy(", ", fingerprints));
   }
   return keys.front();
 }
@@ -53,8 +55,6 @@ std::string reasonIn(const std::vector<StatusLine>& lines, int status) {
 }  // namespace
 
 Signer::Signer(const std::string& key, const std::string& home) : _home(home) {
-  if (key.empty())
-    throw UsageError("--key needs a fingerprint, key ID or user ID");
   nameTerminal();
   Outcome const found =
       runFor(gpg({"--batch", "--with-colons", "--list-secret-keys", "--", key}), 1, false);

@@ -13,9 +13,9 @@ namespace tool {
 // GnuPG with the caller's own environment: agent, pinentry, terminal and locale.
 class Signer {
  public:
-  // `key` is any name by which GnuPG finds keys; with a trailing exclamation mark, exactly that
-  // subkey is used. If `home` is empty, GnuPG uses its own default. Throws UsageError if `key`
-  // matches several secret keys, Failure(STATUS_NOT_LOADED) if it matches none.
+  // `key` is any name by which GnuPG finds keys, not empty; with a trailing exclamation mark,
+  // exactly that subkey is used. If `home` is empty, GnuPG uses its own default. Throws UsageError
+  // if `key` matches several secret keys, Failure(STATUS_NOT_LOADED) if it matches none.
   Signer(const std::string& key, const std::string& home);
 
   const Key& key() const { return _key; }

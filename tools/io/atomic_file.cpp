@@ -160,7 +160,9 @@ void AtomicFile::syncDirectory() const {
   // The directory may be writable but not readable, and its file system may not support the
   // request.
   if (error != 0 && error != EACCES && error != EINVAL)
-    fail("cannot sync, so that after a crash the old file may be back:", error);
+    throw Failure(STATUS_NOT_LOADED,
+                  withReason("cannot sync " + inQuotes(_path), error) +
+                      "; the new file is in place, but after a power cut the old one may be back");
 }
 
 }  // namespace tool

@@ -6,7 +6,6 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <string>
 
 #include "run/exit_status.h"
 
@@ -45,6 +44,10 @@ void occupyStandardDescriptors() {
 
 void writeOut(std::string_view text) {
   (void)fwrite(text.data(), 1, text.size(), stdout);
+}
+
+void writeLine(const std::string& line) {
+  writeOut(line + "\n");
 }
 
 std::size_t terminalWidth(int descriptor) {

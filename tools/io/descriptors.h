@@ -3,9 +3,9 @@
 #ifndef ZEMO_TOOLS_IO_DESCRIPTORS_H
 #define ZEMO_TOOLS_IO_DESCRIPTORS_H
 
-#include <string_view>
-
 #include <cstddef>
+#include <string>
+#include <string_view>
 
 namespace tool {
 
@@ -33,6 +33,9 @@ void occupyStandardDescriptors();
 
 // Writes to standard output, which may buffer it. flushOutput() reports failures.
 void writeOut(std::string_view text);
+
+// The same, with a line feed at the end.
+void writeLine(const std::string& line);
 
 // The number of columns of the terminal `descriptor`; 80 if it is not a terminal or does not report
 // its width.

@@ -49,6 +49,11 @@ CLI::Option* oneOf(CLI::App& command, const char* name, const char* type, Target
   return command.add_option(name, target, text)->type_name(type)->transform(unguarded, "");
 }
 
+// An option without a value.
+bool isFlag(const CLI::Option& option) {
+  return option.get_items_expected_max() == 0;
+}
+
 // "-z, --null", "--jobs N", "PATH..."
 std::string nameOf(const CLI::Option& option) {
   if (option.get_positional())
@@ -57,7 +62,7 @@ std::string nameOf(const CLI::Option& option) {
   for (const std::string& letter : option.get_snames())
     name += "-" + letter + ", ";
   name += option.get_name();
-  return option.get_items_expected_max() == 0 ? name : name + " " + option.get_type_name();
+  return isFlag(option) ? name : name + " " + option.get_type_name();
 }
 
 std::string descriptionOf(const CLI::Option& option) {
@@ -201,7 +206,7 @@ std::string missingValue(const CLI::App& command) {
   for (const CLI::Option* option : command.get_options()) {
     for (const std::string& word : option->results()) {
       std::string const start = word.substr(0, word.find('='));
-      if (!option->get_positional() && isOption(word) &&
+      if (!option->get_positional() && !isFlag(*option) && isOption(word) &&
           command.get_option_no_throw(start) != nullptr)
         return option->get_name() + " needs a value before " + start;
     }
@@ -210,7 +215,7 @@ std::string missingValue(const CLI::App& command) {
 }
 
 // Says why the words of a command are wrong. The parser's own messages differ between versions, but
-// begin with the option that they are about; messages about flags only contain the flag's name.
+// begin with the option that they are about, except messages about flags.
 std::string complaint(const CLI::App& command, const CLI::ParseError& error) {
   std::vector<std::string> const unexpected = command.remaining();
   if (!unexpected.empty()) {
@@ -234,10 +239,11 @@ std::string complaint(const CLI::App& command, const CLI::ParseError& error) {
     return name + (isRepeated ? " may be given only once" : " needs a value");
   }
   for (const CLI::Option* option : command.get_options()) {
-    std::string const name = option->get_name();
-    bool const isFlag = option->get_items_expected_max() == 0;
-    if (isFlag && (" " + message + " ").find(" " + name + " ") != std::string::npos)
-      return name + " takes no value";
+    std::vector<std::string> const given = option->results();
+    if (isFlag(*option) && std::any_of(given.begin(), given.end(), [](const std::string& word) {
+          return word != "true";  // the parser's own value
+        }))
+      return option->get_name() + " takes no value";
   }
   return message;
 }
@@ -296,14 +302,14 @@ void Arguments::requiredValue(const char* name, const char* type, std::string& t
 void Arguments::choice(const char* name, std::initializer_list<const char*> choices,
                        std::string& target, const char* text) {
   std::vector<std::string> const known(choices.begin(), choices.end());
-  std::string type;
-  for (const std::string& choice : known)
-    type += (type.empty() ? "" : "|") + choice;
   auto const refuse = [known](const std::string& word) {
     bool const isKnown = std::find(known.begin(), known.end(), word) != known.end();
     return isKnown ? "" : "takes " + listed(known, "or") + ", not '" + word + "'";
   };
-  _command.add_option(name, target, text)->type_name(type)->capture_default_str()->check(refuse);
+  _command.add_option(name, target, text)
+      ->type_name(joinedBy("|", known))
+      ->capture_default_str()
+      ->check(refuse);
 }
 
 void Arguments::number(const char* name, unsigned& target, unsigned least, unsigned most,
@@ -352,8 +358,6 @@ Commands::Commands(const char* program, const char* version, const char* text, c
 
 Commands::Commands(Commands&& other) noexcept = default;
 
-Commands& Commands::operator=(Commands&& other) noexcept = default;
-
 Commands::~Commands() = default;
 
 Arguments Commands::add(const char* name, const char* text, const char* more,
@@ -386,7 +390,7 @@ std::vector<Commands::Option> Commands::options() const {
   for (const CLI::App* command : _program->get_subcommands(nullptr)) {
     for (const CLI::Option* option : command->get_options()) {
       for (const std::string& name : option->get_lnames())
-        options.push_back({command->get_name(), name, option->get_items_expected_max() > 0});
+        options.push_back({command->get_name(), name, !isFlag(*option)});
     }
   }
   return options;

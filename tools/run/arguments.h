@@ -73,7 +73,6 @@ class Commands {
   // `text` describes the program for --help, which ends with `more`.
   Commands(const char* program, const char* version, const char* text, const char* more);
   Commands(Commands&& other) noexcept;
-  Commands& operator=(Commands&& other) noexcept;
   ~Commands();
 
   // Adds a command. For --help, `text` describes it in one line. Each line of `more` is a

@@ -11,11 +11,11 @@ using namespace ZEMO::SELF_CHECK;
 namespace tool {
 namespace {
 
-void verifyAll(const FileList& files, const MergedSet& merged) {
+void verifyAll(const std::string& set, const FileList& files, const MergedSet& merged) {
   for (const std::string& list : merged.lists) {
     std::string const waiting = irregularToVerify(list);
     if (!waiting.empty())
-      throw Failure(STATUS_NOT_LOADED, waiting);
+      throw Failure(STATUS_NOT_LOADED, "set " + inQuotes(set) + " cannot be verified: " + waiting);
     if (!files.checkSign(list))
       throw Failure(STATUS_NOT_LOADED, "list " + inQuotes(list) + " does not verify");
   }
@@ -47,7 +47,7 @@ MergedSet mergedSet(const std::string& set, const std::string& mode, bool verify
     throw Failure(STATUS_NOT_LOADED, whyNoLists(set, mode));
   FileList files(set, mode);
   if (verify)
-    verifyAll(files, merged);
+    verifyAll(set, files, merged);
   for (std::size_t i = 0; i < merged.lists.size(); ++i) {
     if (!files.parseList(merged.lists[i]))
       throw Failure(STATUS_NOT_LOADED, "cannot read list " + inQuotes(merged.lists[i]));

@@ -55,7 +55,7 @@ void putNumber(Json& record, const std::string& name, const std::string& column)
 
 void writeRecord(const Json& record) {
   // In ASCII, so that no name can control a terminal.
-  writeOut(record.dump(-1, ' ', true) + "\n");
+  writeLine(record.dump(-1, ' ', true));
 }
 
 }  // namespace tool

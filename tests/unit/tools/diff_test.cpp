@@ -139,6 +139,15 @@ TEST_F(DiffTest, SetsAreVerified) {
   EXPECT_EQ(tool({"diff", "wam", "wam", "--no-verify"}).status, 0);
 }
 
+TEST_F(DiffTest, TheSetThatCannotBeVerifiedIsNamed) {
+  std::string const list = writeList(files.path(), "wam.full.1.list", "");
+  writeList(std::string(listDir) + "/packages/demo", "demo.full.1.list", "");
+  makeFifo(std::string(listDir) + "/gpg.conf");
+  EXPECT_EQ(tool({"diff", list, "demo"}).errors,
+            "zemo-selfcheck: set 'demo' cannot be verified: '/usr/zemo/selfcheck/gpg.conf' is not "
+            "a regular file\n");
+}
+
 TEST_F(DiffTest, ANameWithListAtItsEndIsAFileHere) {
   writeList(files.path(), "x.list", sized("/a", "1") + "\n");
   std::string const command =

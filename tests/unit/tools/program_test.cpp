@@ -113,7 +113,9 @@ TEST_F(ProgramTest, WrongValuesAreNamedWithTheirOption) {
   expectUsage({"check", "--format", "xml"}, "--format takes text, paths or json, not 'xml'" + see);
   expectUsage({"show", "--format", "paths"},
               "--format takes text or json, not 'paths'; see zemo-selfcheck show --help\n");
-  expectUsage({"check", "--all=x"}, "--all takes no value" + see);
+  for (const std::string value : {"x", "--quiet", "x --quiet y"})
+    expectUsage({"check", "--all=" + value}, "--all takes no value" + see);
+  expectUsage({"check", "--quiet=x --all y"}, "--quiet takes no value" + see);
 }
 
 TEST_F(ProgramTest, MissingWordsAreNamed) {

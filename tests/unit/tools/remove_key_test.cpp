@@ -185,6 +185,7 @@ TEST_F(RemoveKeyCommandTest, WrongUsage) {
        std::vector<std::vector<std::string>>{{"remove-key"},
                                              {"remove-key", key("Maker"), "--homedir", ""},
                                              {"remove-key", "Maker"},
+                                             {"remove-key", ""},
                                              {"remove-key", key("Maker").substr(20)}}) {
     ProgramRun const run = tool(words);
     EXPECT_EQ(run.status, usage);

@@ -20,6 +20,12 @@ class ShowTest : public ToolTest {
     return tool(words);
   }
 
+  // The message if gpg.conf is a FIFO.
+  static std::string reason(const std::string& set) {
+    return "zemo-selfcheck: set '" + set +
+           "' cannot be verified: '/usr/zemo/selfcheck/gpg.conf' is not a regular file\n";
+  }
+
   // A package with a set of its own.
   static void installDemo(const std::string& lines) {
     makeDirectory(std::string(packagesDir) + "/demo/target");
@@ -208,7 +214,17 @@ TEST_F(ShowTest, AFifoIsNotWaitedFor) {
   key.sign(list);
   EXPECT_EQ(tool({"show"}).status, 0);
   makeFifo(std::string(listDir) + "/gpg.conf");
-  EXPECT_NE(tool({"show"}).errors.find("gpg.conf' is not a regular file"), std::string::npos);
+  EXPECT_EQ(tool({"show"}).errors, reason("wam"));
+}
+
+TEST_F(ShowTest, EachSetThatCannotBeVerifiedIsNamed) {
+  for (const std::string set : {"demo", "other"}) {
+    std::string const list =
+        writeList(std::string(listDir) + "/packages/" + set, set + ".full.base.list", "");
+    writeFile(list + ".asc", "");
+  }
+  makeFifo(std::string(listDir) + "/gpg.conf");
+  EXPECT_EQ(tool({"show", "demo", "other"}).errors, reason("demo") + reason("other"));
 }
 
 TEST_F(ShowTest, WrongUsageIsOneLine) {

@@ -284,7 +284,7 @@ TEST_F(SignCommandTest, WrongUsage) {
        std::vector<std::vector<std::string>>{{"sign", path},
                                              {"sign", path, "--key", "Maker", "--homedir", ""},
                                              {"sign", "--key", "Maker"},
-                                             {"sign", path, "--key", ""}}) {
+                                             {"sign", files / "none.list", "--key", ""}}) {
     ProgramRun const run = tool(words);
     EXPECT_EQ(run.status, usage);
     EXPECT_EQ(linesOf(run.errors).size(), 1U);

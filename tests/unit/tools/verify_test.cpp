@@ -576,7 +576,10 @@ TEST_F(VerifyCommandTest, AnOrdinaryUserVerifies) {
   remove(std::string(listDir) + "/gpg.conf");
   ProgramRun const unconfigured = runProgram(words);
   EXPECT_EQ(unconfigured.status, notLoaded);
-  EXPECT_THAT(unconfigured.output, HasSubstr("GnuPG exited with status 2 before a verdict"));
+  EXPECT_THAT(
+      unconfigured.output,
+      HasSubstr("GnuPG exited with status 2 before a verdict; GnuPG may be unable to use the "
+                "home '/usr/zemo/selfcheck' for this user (see "));
 }
 
 // The library refuses whatever GnuPG refuses.

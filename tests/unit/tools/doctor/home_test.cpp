@@ -239,6 +239,33 @@ TEST_F(DoctorHomeTest, AGpgConfThatGnupgDoesNotUnderstand) {
       << run.output;
 }
 
+TEST_F(DoctorHomeTest, TheCommandThatShowsTheReasonNamesSetAndMode) {
+  for (const std::string set : {"demo", "-x"}) {
+    std::string const directory = home("packages/" + set);
+    addList(directory, set + ".quick.base.list", sized("/a") + "\n");
+  }
+  changeMode(home("packages"), 0755);
+  appendToFile(home("gpg.conf"), "charset nonsense\n");
+  std::string const output = doctor({"--mode", "quick"}).output;
+  std::string const start = "    fix: correct the key ring or gpg.conf; for the reason, run ";
+  std::size_t printed = 0;
+  for (const std::string& line : linesOf(output)) {
+    if (line.rfind(start, 0) != 0)
+      continue;
+    ++printed;
+    std::string const command = line.substr(start.size());
+    ASSERT_EQ(command.rfind("zemo-selfcheck verify ", 0), 0U) << output;
+    ProgramRun const run =
+        runProgram({"/bin/sh", "-c", quoted(ZEMO_TOOL) + command.substr(command.find(' '))});
+    EXPECT_EQ(run.output.find("set " + std::string(printed == 1 ? "-x" : "demo") +
+                              ", mode quick: 1 list\n"),
+              0U)
+        << command << "\n"
+        << run.output << run.errors;
+  }
+  EXPECT_EQ(printed, 2U) << output;
+}
+
 TEST_F(DoctorHomeTest, NoGnupg) {
   // In a separate mount namespace, /usr/bin/gpg is an empty file without execute permission.
   writeFile(files / "none", "");

@@ -150,6 +150,14 @@ TEST_F(DoctorSetsTest, CommandsThatArePrintedHelp) {
   }
 }
 
+TEST_F(DoctorSetsTest, AFileInsteadOfThePackagesDirectory) {
+  writeFile(home("packages"), "");
+  expectProblem(doctor(), notLoaded, "'" + home("packages") + "' is not a directory",
+                "remove '" + home("packages") +
+                    "', and then create it as a directory with the sets of packages, if there are "
+                    "any");
+}
+
 TEST_F(DoctorSetsTest, AnEmptyPackagesDirectory) {
   installDemo();
   expectProblem(doctor(), notLoaded,

@@ -87,7 +87,7 @@ TEST_F(DoctorSignaturesTest, ASignatureFromTheFuture) {
                 "'" + home("wam.full.base.list") +
                     "': the signature is dated in the future: 2060-01-02T00:00:00Z",
                 "set this machine's clock; if it is right, have the list signed again on a machine "
-                "whose clock is");
+                "whose clock is right");
 }
 
 TEST_F(DoctorSignaturesTest, KeysThatHaveExpiredOrAreRevoked) {

@@ -10,6 +10,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <ctime>
 #include <filesystem>
@@ -26,6 +27,7 @@ using tool::AtomicFile;
 namespace {
 
 mode_t modeWhenSynced = 0;  // of the regular file that was synced last
+bool failsForDirectories = false;
 
 }  // namespace
 
@@ -35,6 +37,10 @@ extern "C" int fsync(int descriptor) {
   struct stat status = {};
   if (fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode))
     modeWhenSynced = status.st_mode & 07777U;
+  if (failsForDirectories && S_ISDIR(status.st_mode)) {
+    errno = EIO;
+    return -1;
+  }
   return static_cast<int>(syscall(SYS_fsync, descriptor));
 }
 
@@ -97,6 +103,24 @@ TEST_F(AtomicFileTest, TheModeIsOnTheDiskBeforeTheName) {
   file.finish();
   file.commit();
   EXPECT_EQ(modeWhenSynced, 0644U);
+}
+
+TEST_F(AtomicFileTest, ADirectoryThatCannotBeSyncedHasTheNewFile) {
+  writeFile(directory / "f", "old");
+  AtomicFile file(directory / "f", 0644);
+  file.write("new");
+  std::string reason;
+  failsForDirectories = true;
+  try {
+    file.commit();
+  } catch (const tool::Failure& failure) {
+    reason = failure.what();
+  }
+  failsForDirectories = false;
+  EXPECT_EQ(reason, "cannot sync '" + (directory / "f") +
+                        "': Input/output error; the new file is in place, but after a power cut "
+                        "the old one may be back");
+  EXPECT_EQ(readFile(directory / "f"), "new");
 }
 
 // The content may turn out not to be for everybody.
