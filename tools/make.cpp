@@ -78,10 +78,7 @@ std::string summary(const MakePlan& plan, const Difference& difference) {
                                              {'p', "FIFO", "FIFOs"},
                                              {'s', "socket", "sockets"},
                                              {'x', "other", "others"}}};
-  std::string parts;
-  auto const add = [&parts](const std::string& part) {
-    parts += (parts.empty() ? "" : ", ") + part;
-  };
+  std::vector<std::string> parts;
   for (const Type& type : types) {
     std::size_t number = 0;
     std::size_t fixed = 0;
@@ -90,13 +87,14 @@ std::string summary(const MakePlan& plan, const Difference& difference) {
       fixed += described.type == type.letter && described.fixed ? 1 : 0;
     }
     if (number > 0)
-      add(counted(number, type.one, type.many) +
-          (fixed > 0 ? " (" + std::to_string(fixed) + " fixed)" : ""));
+      parts.push_back(counted(number, type.one, type.many) +
+                      (fixed > 0 ? " (" + std::to_string(fixed) + " fixed)" : ""));
   }
   if (!difference.removals.empty())
-    add(counted(difference.removals.size(), "removal", "removals"));
+    parts.push_back(counted(difference.removals.size(), "removal", "removals"));
   return escaped(fileName(plan.output)) + ": " +
-         (parts.empty() ? "no entries: nothing differs from the base lists" : parts);
+         (parts.empty() ? "no entries: nothing differs from the base lists"
+                        : joinedBy(", ", parts));
 }
 
 // Empty if there is no such file or it cannot be a list.

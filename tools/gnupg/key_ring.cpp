@@ -16,6 +16,7 @@
 #include "run/exit_status.h"
 #include "run/process.h"
 #include "sets/sets.h"
+#include "text/strings.h"
 
 namespace tool {
 namespace {
@@ -196,16 +197,16 @@ void KeyRing::import(const std::string& file, const std::string& content) {
                                 1);
   if (shown.status != 0)
     refuse(file, "GnuPG cannot show the keys in it");
-  std::string passedOver;
+  std::vector<std::string> passedOver;
   std::vector<Key> const ring = keys();
   for (const Key& key : keysIn(shown.output)) {
     if (std::none_of(ring.begin(), ring.end(),
                      [&key](const Key& one) { return one.fingerprint == key.fingerprint; }))
-      passedOver += (passedOver.empty() ? "" : ", ") + keyText(key);
+      passedOver.push_back(keyText(key));
   }
   if (!passedOver.empty())
-    refuse(file,
-           "GnuPG does not accept key " + passedOver + "; it may have no self-signed user ID");
+    refuse(file, "GnuPG does not accept key " + joinedBy(", ", passedOver) +
+                     "; it may have no self-signed user ID");
 }
 
 void KeyRing::remove(const std::string& fingerprint) {

@@ -7,6 +7,7 @@
 #include "gnupg/status_lines.h"
 #include "run/exit_status.h"
 #include "sets/label.h"
+#include "text/strings.h"
 
 namespace tool {
 namespace {
@@ -74,9 +75,10 @@ std::vector<Key> keysIn(const std::string& listing) {
 }
 
 std::string keyText(const Key& key) {
-  std::string text = key.fingerprint;
+  std::vector<std::string> ids;
   for (const std::string& id : key.userIds)
-    text += (&id == &key.userIds.front() ? " " : ", ") + inQuotes(id);
+    ids.push_back(inQuotes(id));
+  std::string text = key.fingerprint + (ids.empty() ? "" : " ") + joinedBy(", ", ids);
   if (key.revoked)
     text += " (revoked)";
   else if (key.expired)

@@ -11,6 +11,7 @@
 #include "io/scratch_directory.h"
 #include "run/exit_status.h"
 #include "run/process.h"
+#include "text/strings.h"
 
 namespace tool {
 namespace {
@@ -28,11 +29,13 @@ Key onlyKey(const std::string& name, const std::vector<Key>& keys) {
   if (keys.empty())
     throw Failure(STATUS_NOT_LOADED, "no secret key matches " + inQuotes(name));
   if (keys.size() > 1) {
-    std::string fingerprints;
+    std::vector<std::string> fingerprints;
+    fingerprints.reserve(keys.size());
     for (const Key& key : keys)
-      fingerprints += (fingerprints.empty() ? "" : ", ") + key.fingerprint;
+      fingerprints.push_back(key.fingerprint);
     throw UsageError(inQuotes(name) +
-                     " matches several secret keys; give one of the fingerprints " + fingerprints);
+                     " matches several secret keys; give one of the fingerprints " +
+                     joinedBy(", ", fingerprints));
   }
   return keys.front();
 }

@@ -302,14 +302,14 @@ void Arguments::requiredValue(const char* name, const char* type, std::string& t
 void Arguments::choice(const char* name, std::initializer_list<const char*> choices,
                        std::string& target, const char* text) {
   std::vector<std::string> const known(choices.begin(), choices.end());
-  std::string type;
-  for (const std::string& choice : known)
-    type += (type.empty() ? "" : "|") + choice;
   auto const refuse = [known](const std::string& word) {
     bool const isKnown = std::find(known.begin(), known.end(), word) != known.end();
     return isKnown ? "" : "takes " + listed(known, "or") + ", not '" + word + "'";
   };
-  _command.add_option(name, target, text)->type_name(type)->capture_default_str()->check(refuse);
+  _command.add_option(name, target, text)
+      ->type_name(joinedBy("|", known))
+      ->capture_default_str()
+      ->check(refuse);
 }
 
 void Arguments::number(const char* name, unsigned& target, unsigned least, unsigned most,

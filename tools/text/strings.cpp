@@ -9,12 +9,16 @@ std::string counted(std::size_t number, const char* one, const char* many) {
 }
 
 std::string listed(const std::vector<std::string>& words, const char* conjunction) {
+  if (words.size() < 2)
+    return joinedBy("", words);
+  std::vector<std::string> const first(words.begin(), words.end() - 1);
+  return joinedBy(", ", first) + " " + conjunction + " " + words.back();
+}
+
+std::string joinedBy(const std::string& separator, const std::vector<std::string>& words) {
   std::string text;
-  for (std::size_t i = 0; i < words.size(); ++i) {
-    if (i != 0)
-      text += i + 1 == words.size() ? " " + std::string(conjunction) + " " : ", ";
-    text += words[i];
-  }
+  for (const std::string& word : words)
+    text += (&word == &words.front() ? "" : separator) + word;
   return text;
 }
 

@@ -15,6 +15,9 @@ std::string counted(std::size_t number, const char* one, const char* many);
 // "a", "a and b", "a, b and c".
 std::string listed(const std::vector<std::string>& words, const char* conjunction = "and");
 
+// "a, b, c" if `separator` is ", ".
+std::string joinedBy(const std::string& separator, const std::vector<std::string>& words);
+
 // `text` in lines of at most `width` columns; a longer word has its own line.
 std::vector<std::string> wrapped(const std::string& text, std::size_t width);
 

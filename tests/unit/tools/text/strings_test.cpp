@@ -19,6 +19,12 @@ TEST(Strings, TheLastOfSeveralIsJoinedByAWord) {
   EXPECT_EQ(tool::listed({"a", "b", "c"}, "or"), "a, b or c");
 }
 
+TEST(Strings, WordsAreJoinedBySeparators) {
+  EXPECT_EQ(tool::joinedBy(", ", {}), "");
+  EXPECT_EQ(tool::joinedBy(", ", {"a"}), "a");
+  EXPECT_EQ(tool::joinedBy(", ", {"", "b", "c"}), ", b, c");
+}
+
 TEST(Strings, LinesAreAsLongAsTheyMayBe) {
   EXPECT_EQ(tool::wrapped("", 10), Lines());
   EXPECT_EQ(tool::wrapped("one two  three\nfour", 100), Lines{"one two three four"});
