@@ -30,6 +30,7 @@ Key onlyKey(const std::string& name, const std::vector<Key>& keys) {
     throw Failure(STATUS_NOT_LOADED, "no secret key matches " + inQuotes(name));
   if (keys.size() > 1) {
     std::vector<std::string> fingerprints;
+    fingerprints.reserve(keys.size());
     for (const Key& key : keys)
       fingerprints.push_back(key.fingerprint);
     throw UsageError(inQuotes(name) +
