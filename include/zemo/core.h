@@ -116,10 +116,10 @@ enum {
  * by init, or by the caller if the caller is a child subreaper. The cost does not depend on how
  * much memory the caller uses.
  *
- * The calling thread takes signals, other than SIGKILL, only when the call returns. Other threads
- * continue to run, except that their set*id() calls wait for this call. If the program is stopped
- * while the caller waits for it, it is continued, so that a stop from the terminal cannot block the
- * caller forever. The call is not a cancellation point.
+ * Signals other than SIGKILL are delivered to the calling thread only when the call returns. Other
+ * threads continue to run, except that their set*id() calls wait for this call. If the program is
+ * stopped while the caller waits for it, it is continued, so that a stop from the terminal cannot
+ * block the caller forever. The call is not a cancellation point.
  */
 ZEMO_EXPORT int VLIBExecl(const char* program, int options, ...);
 

@@ -7,8 +7,8 @@
 //
 // A package name is taken verbatim and becomes part of these paths: a name with slashes or "..",
 // such as a/../b, refers to the directory that the path leads to, and an empty name refers to
-// /var/packages/target. Callers that get names from outside must reject such names themselves. Only
-// a name that contains a NUL never matches a package.
+// /var/packages/target. Callers that get names from outside must reject such names themselves. A
+// name containing a NUL matches no package; no other name is rejected.
 //
 // Threads: every function may be called from any thread.
 

@@ -62,7 +62,7 @@ class ZEMO_EXPORT FileList {
   // entry whose only fault is that its content could not be read.
   using Hook = boost::function2<int, boost::shared_ptr<ProtectedFile>&, bool&>;
   static_assert(sizeof(Hook) == 4 * sizeof(void*),
-                "this version of Boost lays hooks out otherwise than the library does");
+                "this version of Boost lays out hooks differently from the library");
 
   // Entries by path, in byte order of the paths.
   using ProtectedFileMap = std::map<std::string, boost::shared_ptr<ProtectedFile>>;

@@ -80,7 +80,7 @@ class ZEMO_EXPORT ProtectedFile {
   // check() does.
   //
   // Returns true on FAILURE, that is, if the content could not be read (the reason is in the system
-  // log). This includes a path where the type of file has changed since. If reading a directory
+  // log). This includes a file whose type has changed since `st` was taken. If reading a directory
   // fails, the unknown members found by then are still recorded. Returns false if the comparison
   // was made or there was nothing to compare.
   bool checkHash(const struct stat& st, bool& changed);
@@ -90,7 +90,8 @@ class ZEMO_EXPORT ProtectedFile {
   // package without its own user, the ids of the previous binding stay.
   //
   // Returns false, with the reason in the system log and the binding unchanged, if the package is
-  // not installed or its user is not known. A binding cannot be undone, only replaced.
+  // not installed or its user is not known. A binding stays until another one replaces it, or the
+  // caller assigns `_pkginfo = {}`.
   static bool setPkg(const std::string& pkg);
 
   // The current binding of the whole process.

@@ -38,8 +38,8 @@ extern "C" {
  *
  * If memory is exhausted, throws std::bad_alloc, which a C++ caller can catch and which terminates
  * a C program; if the system, libcrypto or GnuPG ran out of memory, returns -1 instead. One case
- * does neither: a list line that cannot be split for lack of memory is logged and left out of the
- * set. Throws nothing else.
+ * does neither: a list line that cannot be split for lack of memory is logged and becomes an entry
+ * with an empty path. Throws nothing else.
  *
  * Threads: may be called from several threads at once, provided that no thread loads a package's
  * list set (ZEMO::SELF_CHECK::FileList) at the same time.
