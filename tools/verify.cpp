@@ -18,8 +18,9 @@ namespace tool {
 namespace {
 
 const char* const examples =
-    "A list is good if GnuPG exits with status 0, which is also what the library requires. GnuPG "
-    "accepts keys that have expired or are revoked; --strict does not.\n"
+    "A list verifies if GnuPG exits with status 0, which is all that the library requires, and "
+    "reports every signature as good. That includes signatures by keys that have expired or are "
+    "revoked, to which --strict objects.\n"
     "\n"
     "Examples:\n"
     "  zemo-selfcheck verify\n"
