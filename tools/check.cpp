@@ -173,7 +173,7 @@ void addCheck(Commands& program) {
                  "Check only what is at or below this directory; may be repeated");
   takes.number("--jobs", options->jobs, 1, mostJobs,
                "Number of threads (default: one per processor)");
-  takes.value("--accept", "FILE", options->accept, "Read known differences from this file");
+  takes.value("--accept", "FILE", options->accept, "Read accepted mismatches from this file");
   takes.value("--metrics", "FILE", options->metrics,
               "Write metrics to this file, for Prometheus's node_exporter");
   takes.flag("--no-verify", options->noVerify, "Do not verify the lists' signatures");

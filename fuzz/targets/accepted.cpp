@@ -1,4 +1,4 @@
-// The file of accepted differences. An input begins with the file, up to the first form feed; each
+// The file of accepted mismatches. An input begins with the file, up to the first form feed; each
 // later line is a mismatch: a digit for its kind, then the path and, for a stray member, a TAB and
 // its name.
 

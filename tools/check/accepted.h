@@ -1,6 +1,6 @@
-// Known differences that the administrator accepts.
+// Known mismatches that the administrator accepts.
 //
-// The file has one line per difference: a path, or the start of paths ending in a slash, optionally
+// The file has one line per mismatch: a path, or the start of paths ending in a slash, optionally
 // followed by a TAB and the kinds of mismatch, separated by commas (size, owner, group, type,
 // permission, hash, missing, stray; all kinds by default). Paths are written as this program prints
 // them (text/escape.h). Empty lines and lines that begin with # are ignored.

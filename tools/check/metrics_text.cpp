@@ -72,7 +72,7 @@ const std::array<Metric, 13> metrics = {{
      [](const SetRun& run) -> Value {
        return std::to_string(run.facts.entries - run.counters.checked);
      }},
-    {"accepted_mismatches", "Known differences found.",
+    {"accepted_mismatches", "Accepted mismatches found.",
      [](const SetRun& run) -> Value { return std::to_string(run.counters.accepted); }},
     {"content_bytes", "Bytes of content read and compared, where lists state sizes.",
      [](const SetRun& run) -> Value { return std::to_string(run.facts.bytes); }},
