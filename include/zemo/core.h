@@ -2,8 +2,8 @@
  * The core library (libzemocore.so.6): string lists, a per-thread error code, and running programs.
  *
  * A string list (VLIBSzList) holds NUL-terminated strings in the order in which they were added.
- * Callers use it only through a pointer from VLIBSzListAlloc(). Adding to a list may move it, so the
- * functions that add take the address of that pointer and update it.
+ * Callers use it only through a pointer from VLIBSzListAlloc(). Adding to a list may move it, so
+ * the functions that add take the address of that pointer and update it.
  *
  * Errors: a function that fails reports this by its result and sets this thread's last error code
  * (VLIBErrGet()) to one of the VLIB_ERR_ values. A function that succeeds does not change the code.
