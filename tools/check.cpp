@@ -13,7 +13,7 @@
 #include "check/report.h"
 #include "check/set_check.h"
 #include "commands.h"
-#include "run/exit_status.h"
+#include "io/exit_status.h"
 #include "run/interruption.h"
 #include "run/workers.h"
 #include "sets/items.h"

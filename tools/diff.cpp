@@ -6,7 +6,7 @@
 #include "commands.h"
 #include "diff/report.h"
 #include "diff/side.h"
-#include "run/exit_status.h"
+#include "io/exit_status.h"
 #include "sets/sets.h"
 #include "text/entry_json.h"
 

@@ -18,7 +18,7 @@
 #include "doctor/parents.h"
 #include "doctor/set_files.h"
 #include "doctor/signatures.h"
-#include "run/exit_status.h"
+#include "io/exit_status.h"
 #include "run/log_relay.h"
 #include "sets/label.h"
 #include "sets/merged_set.h"

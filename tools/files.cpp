@@ -13,8 +13,8 @@
 
 #include "commands.h"
 #include "io/descriptors.h"
+#include "io/exit_status.h"
 #include "io/names_input.h"
-#include "run/exit_status.h"
 #include "text/escape.h"
 
 namespace tool {

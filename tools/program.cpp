@@ -8,7 +8,7 @@
 
 #include "commands.h"
 #include "io/descriptors.h"
-#include "run/exit_status.h"
+#include "io/exit_status.h"
 #include "run/interruption.h"
 #include "run/log_relay.h"
 #include "text/escape.h"

@@ -10,7 +10,7 @@ namespace tool {
 // All commands and their options.
 Commands allCommands();
 
-// Runs the program with these arguments. Returns its exit status (run/exit_status.h).
+// Runs the program with these arguments. Returns its exit status (io/exit_status.h).
 int runProgram(int argc, const char* const* argv);
 
 }  // namespace tool

@@ -16,7 +16,7 @@
 #include "gnupg/options.h"
 #include "gnupg/signature_check.h"
 #include "io/directory_lock.h"
-#include "run/exit_status.h"
+#include "io/exit_status.h"
 #include "sets/sets.h"
 #include "text/escape.h"
 

@@ -9,8 +9,8 @@
 
 #include "commands.h"
 #include "io/descriptors.h"
+#include "io/exit_status.h"
 #include "io/paths.h"
-#include "run/exit_status.h"
 #include "sets/list_file.h"
 #include "sets/merged_set.h"
 #include "sets/sets.h"

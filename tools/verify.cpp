@@ -7,7 +7,7 @@
 #include "commands.h"
 #include "gnupg/fingerprint.h"
 #include "io/descriptors.h"
-#include "run/exit_status.h"
+#include "io/exit_status.h"
 #include "sets/sets.h"
 #include "text/escape.h"
 #include "text/strings.h"

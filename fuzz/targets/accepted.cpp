@@ -9,8 +9,8 @@
 #include "engine/agree.h"
 #include "engine/memory_file.h"
 #include "engine/target.h"
+#include "io/exit_status.h"
 #include "models/escape.h"
-#include "run/exit_status.h"
 
 using namespace ZEMO::SELF_CHECK;
 

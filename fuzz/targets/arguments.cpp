@@ -11,9 +11,9 @@
 #include "engine/captured_output.h"
 #include "engine/scratch.h"
 #include "engine/target.h"
+#include "io/exit_status.h"
 #include "models/escape.h"
 #include "program.h"
-#include "run/exit_status.h"
 #include "support/doubles/recorded_log.h"
 #include "support/doubles/scripted_exec.h"
 

@@ -2,8 +2,8 @@
 
 #include <sstream>
 
+#include "io/exit_status.h"
 #include "io/names_input.h"
-#include "run/exit_status.h"
 #include "sets/items.h"
 #include "text/escape.h"
 

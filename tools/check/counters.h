@@ -31,7 +31,7 @@ struct Counters {
 // The difference between two moments of one check; `later` is the later one.
 Counters between(const Counters& earlier, const Counters& later);
 
-// The bits of run/exit_status.h.
+// The bits of io/exit_status.h.
 int exitStatus(const Counters& counters);
 
 // One line without a line feed.

@@ -6,9 +6,9 @@
 
 #include "check/last_clean.h"
 #include "io/atomic_file.h"
+#include "io/exit_status.h"
 #include "io/paths.h"
 #include "io/regular_file.h"
-#include "run/exit_status.h"
 
 namespace tool {
 namespace {

@@ -1,6 +1,6 @@
 #include "check/reporter.h"
 
-#include "run/exit_status.h"
+#include "io/exit_status.h"
 #include "run/interruption.h"
 #include "sets/sets.h"
 #include "text/escape.h"

@@ -7,7 +7,7 @@
 #include "check/estimate.h"
 #include "check/reporter.h"
 #include "check/walk.h"
-#include "run/exit_status.h"
+#include "io/exit_status.h"
 #include "run/interruption.h"
 #include "run/workers.h"
 

@@ -8,8 +8,8 @@
 
 #include "check/estimate.h"
 #include "gnupg/signature_check.h"
+#include "io/exit_status.h"
 #include "io/paths.h"
-#include "run/exit_status.h"
 #include "run/interruption.h"
 #include "run/log_relay.h"
 #include "sets/sets.h"

@@ -1,7 +1,7 @@
 #include "diff/report.h"
 
 #include "io/descriptors.h"
-#include "run/exit_status.h"
+#include "io/exit_status.h"
 #include "text/entry_json.h"
 #include "text/escape.h"
 #include "text/json.h"

@@ -1,6 +1,6 @@
 #include "diff/side.h"
 
-#include "run/exit_status.h"
+#include "io/exit_status.h"
 #include "sets/list_file.h"
 #include "sets/merged_set.h"
 #include "sets/sets.h"

@@ -4,7 +4,7 @@
 #include <charconv>
 #include <cstdint>
 
-#include "run/exit_status.h"
+#include "io/exit_status.h"
 
 using ZEMO::SELF_CHECK::ProtectedFile;
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "run/exit_status.h"
+#include "io/exit_status.h"
 
 namespace tool {
 

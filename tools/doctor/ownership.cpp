@@ -9,7 +9,7 @@
 #include <sstream>
 #include <vector>
 
-#include "run/exit_status.h"
+#include "io/exit_status.h"
 #include "text/strings.h"
 
 namespace tool {

@@ -1,6 +1,6 @@
 #include "gnupg/fingerprint.h"
 
-#include "run/exit_status.h"
+#include "io/exit_status.h"
 
 namespace tool {
 

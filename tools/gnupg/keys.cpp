@@ -5,7 +5,7 @@
 #include <sstream>
 
 #include "gnupg/status_lines.h"
-#include "run/exit_status.h"
+#include "io/exit_status.h"
 #include "sets/label.h"
 #include "text/strings.h"
 

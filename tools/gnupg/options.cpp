@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <sstream>
 
+#include "io/exit_status.h"
 #include "io/regular_file.h"
 #include "io/scratch_directory.h"
-#include "run/exit_status.h"
 
 namespace tool {
 namespace {

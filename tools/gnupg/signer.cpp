@@ -7,9 +7,9 @@
 
 #include "gnupg/signature_check.h"
 #include "gnupg/status_lines.h"
+#include "io/exit_status.h"
 #include "io/regular_file.h"
 #include "io/scratch_directory.h"
-#include "run/exit_status.h"
 #include "run/process.h"
 #include "text/strings.h"
 

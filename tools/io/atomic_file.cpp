@@ -12,8 +12,8 @@
 #include <cstdlib>
 #include <ctime>
 
+#include "io/exit_status.h"
 #include "io/paths.h"
-#include "run/exit_status.h"
 #include "text/strings.h"
 
 namespace tool {

@@ -7,7 +7,7 @@
 #include <cerrno>
 #include <cstdio>
 
-#include "run/exit_status.h"
+#include "io/exit_status.h"
 
 namespace tool {
 

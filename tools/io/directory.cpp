@@ -9,8 +9,8 @@
 #include <cstdlib>
 #include <fstream>
 
+#include "io/exit_status.h"
 #include "io/paths.h"
-#include "run/exit_status.h"
 
 namespace tool {
 namespace {

@@ -8,8 +8,8 @@
 #include <cerrno>
 #include <thread>
 
+#include "io/exit_status.h"
 #include "io/paths.h"
-#include "run/exit_status.h"
 
 namespace tool {
 namespace {

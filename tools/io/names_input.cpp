@@ -7,7 +7,7 @@
 #include <cerrno>
 
 #include "io/descriptors.h"
-#include "run/exit_status.h"
+#include "io/exit_status.h"
 
 namespace tool {
 

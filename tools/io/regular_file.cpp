@@ -8,8 +8,8 @@
 #include <cerrno>
 #include <filesystem>
 
+#include "io/exit_status.h"
 #include "io/paths.h"
-#include "run/exit_status.h"
 #include "sets/sets.h"
 
 namespace tool {

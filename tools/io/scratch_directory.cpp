@@ -8,7 +8,7 @@
 #include <filesystem>
 
 #include "io/descriptors.h"
-#include "run/exit_status.h"
+#include "io/exit_status.h"
 
 namespace tool {
 namespace {

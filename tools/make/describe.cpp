@@ -13,7 +13,7 @@
 #include <memory>
 
 #include "io/descriptors.h"
-#include "run/exit_status.h"
+#include "io/exit_status.h"
 #include "run/log_relay.h"
 #include "run/workers.h"
 #include "text/strings.h"

@@ -6,8 +6,8 @@
 #include <cerrno>
 #include <set>
 
+#include "io/exit_status.h"
 #include "io/paths.h"
-#include "run/exit_status.h"
 #include "sets/list_file.h"
 
 using namespace ZEMO::SELF_CHECK;

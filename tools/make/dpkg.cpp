@@ -6,9 +6,9 @@
 #include <cstdlib>
 #include <memory>
 
+#include "io/exit_status.h"
 #include "io/paths.h"
 #include "make/paths.h"
-#include "run/exit_status.h"
 #include "run/process.h"
 #include "sets/sets.h"
 #include "text/strings.h"

@@ -12,10 +12,10 @@
 #include <set>
 
 #include "io/descriptors.h"
+#include "io/exit_status.h"
 #include "io/names_input.h"
 #include "io/paths.h"
 #include "make/dpkg.h"
-#include "run/exit_status.h"
 
 using ZEMO::SELF_CHECK::CHECK_ITEM_HASH;
 using ZEMO::SELF_CHECK::FileList;

@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "io/exit_status.h"
 #include "io/paths.h"
-#include "run/exit_status.h"
 
 namespace tool {
 namespace {

@@ -1,8 +1,8 @@
 #include "make/placeholders.h"
 
+#include "io/exit_status.h"
 #include "io/paths.h"
 #include "make/paths.h"
-#include "run/exit_status.h"
 #include "sets/list_file.h"
 
 using ZEMO::SELF_CHECK::PkgInfo;

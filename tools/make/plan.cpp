@@ -7,8 +7,8 @@
 #include <cstdlib>
 #include <ctime>
 
+#include "io/exit_status.h"
 #include "io/paths.h"
-#include "run/exit_status.h"
 #include "run/workers.h"
 #include "sets/items.h"
 #include "text/escape.h"

@@ -1,6 +1,6 @@
 #include "make/problems.h"
 
-#include "run/exit_status.h"
+#include "io/exit_status.h"
 #include "text/strings.h"
 
 namespace tool {

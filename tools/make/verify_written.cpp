@@ -5,7 +5,7 @@
 #include <map>
 #include <set>
 
-#include "run/exit_status.h"
+#include "io/exit_status.h"
 #include "run/log_relay.h"
 #include "run/workers.h"
 #include "sets/list_file.h"

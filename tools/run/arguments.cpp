@@ -10,7 +10,7 @@
 #include <utility>
 
 #include "io/descriptors.h"
-#include "run/exit_status.h"
+#include "io/exit_status.h"
 #include "text/escape.h"
 #include "text/strings.h"
 

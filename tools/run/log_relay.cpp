@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "run/exit_status.h"
+#include "io/exit_status.h"
 #include "text/escape.h"
 
 namespace tool {

@@ -10,7 +10,7 @@
 #include <cstring>
 
 #include "io/descriptors.h"
-#include "run/exit_status.h"
+#include "io/exit_status.h"
 
 namespace tool {
 namespace {

@@ -1,6 +1,6 @@
 #include "sets/items.h"
 
-#include "run/exit_status.h"
+#include "io/exit_status.h"
 
 using namespace ZEMO::SELF_CHECK;
 

@@ -7,7 +7,7 @@
 #include <fstream>
 #include <sstream>
 
-#include "run/exit_status.h"
+#include "io/exit_status.h"
 #include "sets/items.h"
 #include "sets/sets.h"
 

@@ -2,8 +2,8 @@
 
 #include <utility>
 
+#include "io/exit_status.h"
 #include "io/regular_file.h"
-#include "run/exit_status.h"
 #include "sets/sets.h"
 
 using namespace ZEMO::SELF_CHECK;

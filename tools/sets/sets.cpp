@@ -9,9 +9,9 @@
 #include <filesystem>
 #include <memory>
 
+#include "io/exit_status.h"
 #include "io/names_input.h"
 #include "io/paths.h"
-#include "run/exit_status.h"
 #include "text/strings.h"
 
 namespace tool {

@@ -8,9 +8,9 @@
 #include <map>
 
 #include "io/descriptors.h"
+#include "io/exit_status.h"
 #include "io/paths.h"
 #include "io/regular_file.h"
-#include "run/exit_status.h"
 #include "sets/list_file.h"
 #include "sets/sets.h"
 

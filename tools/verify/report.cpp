@@ -1,6 +1,6 @@
 #include "verify/report.h"
 
-#include "run/exit_status.h"
+#include "io/exit_status.h"
 #include "text/escape.h"
 
 namespace tool {

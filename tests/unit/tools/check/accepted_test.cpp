@@ -4,7 +4,7 @@
 
 #include <boost/make_shared.hpp>
 
-#include "run/exit_status.h"
+#include "io/exit_status.h"
 #include "support/files.h"
 #include "support/temporary_directory.h"
 

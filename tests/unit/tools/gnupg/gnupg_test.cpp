@@ -8,7 +8,7 @@
 #include "gnupg/options.h"
 #include "gnupg/signature_check.h"
 #include "gnupg/status_lines.h"
-#include "run/exit_status.h"
+#include "io/exit_status.h"
 
 using namespace tool;
 

@@ -15,9 +15,9 @@
 #include <ctime>
 #include <filesystem>
 
+#include "io/exit_status.h"
 #include "io/regular_file.h"
 #include "io/scratch_directory.h"
-#include "run/exit_status.h"
 #include "run/interruption.h"
 #include "support/files.h"
 #include "support/temporary_directory.h"

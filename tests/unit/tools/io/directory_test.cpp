@@ -12,7 +12,7 @@
 #include <filesystem>
 
 #include "io/directory_lock.h"
-#include "run/exit_status.h"
+#include "io/exit_status.h"
 #include "support/files.h"
 #include "support/temporary_directory.h"
 

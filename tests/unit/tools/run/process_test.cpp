@@ -8,7 +8,7 @@
 #include <csignal>
 #include <cstdlib>
 
-#include "run/exit_status.h"
+#include "io/exit_status.h"
 #include "support/doubles/scripted_files.h"
 #include "support/files.h"
 #include "support/program.h"

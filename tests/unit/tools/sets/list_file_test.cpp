@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "run/exit_status.h"
+#include "io/exit_status.h"
 #include "sets/sets.h"
 #include "support/files.h"
 #include "support/temporary_directory.h"

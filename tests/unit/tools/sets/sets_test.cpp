@@ -1,7 +1,7 @@
 #include "sets/sets.h"
 
+#include "io/exit_status.h"
 #include "io/paths.h"
-#include "run/exit_status.h"
 #include "support/files.h"
 #include "support/private_root.h"
 #include "support/temporary_directory.h"

@@ -1,7 +1,7 @@
 // The exit status, the exceptions that end a command, and messages on standard error.
 
-#ifndef ZEMO_TOOLS_RUN_EXIT_STATUS_H
-#define ZEMO_TOOLS_RUN_EXIT_STATUS_H
+#ifndef ZEMO_TOOLS_IO_EXIT_STATUS_H
+#define ZEMO_TOOLS_IO_EXIT_STATUS_H
 
 #include <stdexcept>
 #include <string>

@@ -1,4 +1,4 @@
-#include "run/exit_status.h"
+#include "io/exit_status.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
