@@ -97,7 +97,7 @@ void writeJson(const std::string& set, const ProtectedFile& entry, const std::st
   putText(record, "path", entry._path);
   putColumns(record, entry);
   putText(record, "list", list);
-  writeRecord(record);
+  writeLine(recordLine(record));
 }
 
 // Returns the number of entries shown.

@@ -1,6 +1,7 @@
 #include <ctime>
 
 #include "check/report.h"
+#include "io/descriptors.h"
 #include "sets/items.h"
 #include "sets/label.h"
 #include "text/json.h"
@@ -42,10 +43,12 @@ class JsonReport : public CheckReport {
     putTexts(record, "sets", plan.sets);
     putText(record, "mode", plan.mode);
     record["items"] = namesOf(plan.items);
-    writeRecord(record);
+    writeLine(recordLine(record));
   }
 
-  void notLoaded(const std::string& set) override { writeRecord(about("not_loaded", set)); }
+  void notLoaded(const std::string& set) override {
+    writeLine(recordLine(about("not_loaded", set)));
+  }
 
   void mismatches(const std::string& set, const std::string& path,
                   const std::vector<Finding>& findings) override {
@@ -54,7 +57,7 @@ class JsonReport : public CheckReport {
     record["mismatches"] = Json::array();
     for (const Finding& finding : findings)
       record["mismatches"].push_back(mismatch(finding));
-    writeRecord(record);
+    writeLine(recordLine(record));
   }
 
   void unchecked(const std::string& set, const std::string& path,
@@ -62,7 +65,7 @@ class JsonReport : public CheckReport {
     Json record = about("unchecked", set);
     putText(record, "path", path);
     putTexts(record, "log", log);
-    writeRecord(record);
+    writeLine(recordLine(record));
   }
 
   void end(const Counters& counters, int status) override {
@@ -81,7 +84,7 @@ class JsonReport : public CheckReport {
     if (counters.setsUnknown)
       record["sets_unknown"] = true;
     record["status"] = status;
-    writeRecord(record);
+    writeLine(recordLine(record));
   }
 
  private:

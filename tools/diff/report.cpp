@@ -35,7 +35,7 @@ void writeOneSided(const char* record, const std::string& path, const Statement&
     json["removal"] = true;
   else
     putColumns(json, *statement.entry);
-  writeRecord(json);
+  writeLine(recordLine(json));
 }
 
 }  // namespace
@@ -90,7 +90,7 @@ void JsonReport::changed(const std::string& path, const Statement& before, const
   }
   record["old"] = old;
   record["new"] = now;
-  writeRecord(record);
+  writeLine(recordLine(record));
 }
 
 void JsonReport::summary(const Side& before, const Side& after, const Counts& counts) {
@@ -103,7 +103,7 @@ void JsonReport::summary(const Side& before, const Side& after, const Counts& co
   record["changed"] = counts.changed;
   record["same"] = counts.same;
   record["labelsDiffer"] = labelsDiffer(before, after);
-  writeRecord(record);
+  writeLine(recordLine(record));
 }
 
 }  // namespace tool

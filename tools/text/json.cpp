@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <utility>
 
-#include "io/descriptors.h"
 #include "text/escape.h"
 #include "text/strings.h"
 
@@ -53,9 +52,8 @@ void putNumber(Json& record, const std::string& name, const std::string& column)
     putText(record, name, column);
 }
 
-void writeRecord(const Json& record) {
-  // In ASCII, so that no name can control a terminal.
-  writeLine(record.dump(-1, ' ', true));
+std::string recordLine(const Json& record) {
+  return record.dump(-1, ' ', true);
 }
 
 }  // namespace tool

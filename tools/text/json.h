@@ -26,8 +26,8 @@ void putTexts(Json& record, const std::string& name, const std::vector<std::stri
 // otherwise as text.
 void putNumber(Json& record, const std::string& name, const std::string& column);
 
-// Writes the record to standard output as one line.
-void writeRecord(const Json& record);
+// The record as one line without a line feed. It is ASCII, so that no name can control a terminal.
+std::string recordLine(const Json& record);
 
 }  // namespace tool
 
