@@ -22,7 +22,6 @@
 #include "io/paths.h"
 #include "io/regular_file.h"
 #include "io/temporary_path.h"
-#include "sets/label.h"
 #include "sets/sets.h"
 #include "text/escape.h"
 #include "text/strings.h"

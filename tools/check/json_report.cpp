@@ -3,8 +3,8 @@
 #include "check/report.h"
 #include "io/descriptors.h"
 #include "sets/items.h"
-#include "sets/label.h"
 #include "text/json.h"
+#include "text/strings.h"
 
 using namespace ZEMO::SELF_CHECK;
 

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <vector>
 
+#include "gnupg/home_files.h"
 #include "gnupg/options.h"
 #include "io/regular_file.h"
 #include "run/process.h"

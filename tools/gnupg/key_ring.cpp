@@ -8,6 +8,7 @@
 #include <array>
 #include <cerrno>
 
+#include "gnupg/home_files.h"
 #include "gnupg/status_lines.h"
 #include "io/atomic_file.h"
 #include "io/descriptors.h"
@@ -15,7 +16,6 @@
 #include "io/paths.h"
 #include "io/regular_file.h"
 #include "run/process.h"
-#include "sets/sets.h"
 #include "text/strings.h"
 
 namespace tool {

@@ -6,7 +6,6 @@
 
 #include "gnupg/status_lines.h"
 #include "io/exit_status.h"
-#include "sets/label.h"
 #include "text/strings.h"
 
 namespace tool {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <sstream>
 
+#include "gnupg/home_files.h"
 #include "io/exit_status.h"
 #include "io/regular_file.h"
 #include "io/scratch_directory.h"

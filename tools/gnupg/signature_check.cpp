@@ -7,14 +7,13 @@
 #include <cerrno>
 #include <fstream>
 
+#include "gnupg/home_files.h"
 #include "gnupg/options.h"
 #include "gnupg/status_lines.h"
 #include "io/descriptors.h"
 #include "io/exit_status.h"
-#include "io/regular_file.h"
 #include "run/process.h"
-#include "sets/label.h"
-#include "sets/sets.h"
+#include "text/strings.h"
 
 namespace tool {
 namespace {
@@ -97,7 +96,7 @@ std::string reasonFor(const std::vector<StatusLine>& lines, const SignatureCheck
                       const std::string& list) {
   for (const std::string& reason :
        {unreadable("list", list), unreadable("signature file", list + ".asc"),
-        unreadable("key ring", systemDirectory + "/pubring.kbx")}) {
+        unreadable("key ring", gnupgHome + "/pubring.kbx")}) {
     if (!reason.empty())
       return reason;
   }
@@ -120,10 +119,9 @@ std::string reasonFor(const std::vector<StatusLine>& lines, const SignatureCheck
   if (allGood)
     return ended + " although the signature is good";
   bool const stopped = check.signatures.back().verdict == Verdict::None;
-  return stopped
-             ? ended + " before a verdict; GnuPG may be unable to use the home " +
-                   inQuotes(systemDirectory) + " for this user (see zemo-selfcheck-init-home(1))"
-             : "";
+  return stopped ? ended + " before a verdict; GnuPG may be unable to use the home " +
+                       inQuotes(gnupgHome) + " for this user (see zemo-selfcheck-init-home(1))"
+                 : "";
 }
 
 // True if the file does not hold a detached signature but a signed text, armoured or not. GnuPG's
@@ -237,22 +235,22 @@ SignatureCheck checkSignature(const std::string& list) {
   check.reason = irregularToVerify(list);
   if (!check.reason.empty())
     return check;
-  check.reason = doubtAbout(systemDirectory);
+  check.reason = doubtAbout(gnupgHome);
   if (!check.reason.empty()) {
     check.reason.insert(0, "GnuPG was not run: ");
     return check;
   }
   // GnuPG would create an empty one, which other users cannot read.
-  if (VLIBFileExist((systemDirectory + "/pubring.kbx").c_str()) == 0 &&
-      VLIBFileExist((systemDirectory + "/pubring.gpg").c_str()) == 0) {
-    check.reason = "there is no key ring in " + inQuotes(systemDirectory) +
-                   " (see zemo-selfcheck-init-home(1))";
+  if (VLIBFileExist((gnupgHome + "/pubring.kbx").c_str()) == 0 &&
+      VLIBFileExist((gnupgHome + "/pubring.gpg").c_str()) == 0) {
+    check.reason =
+        "there is no key ring in " + inQuotes(gnupgHome) + " (see zemo-selfcheck-init-home(1))";
     return check;
   }
   Command command;
   command.captured = 3;
-  command.words = {"/usr/bin/gpg", "--homedir", systemDirectory, "--status-fd", "3", "--verify",
-                   signature,      list};
+  command.words = {"/usr/bin/gpg", "--homedir", gnupgHome, "--status-fd", "3",
+                   "--verify",     signature,   list};
   command.showErrors = false;
   command.cleanEnvironment = true;
   Outcome const outcome = run(command);

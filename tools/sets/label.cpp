@@ -1,10 +1,11 @@
 #include "sets/label.h"
 
-#include <array>
+#include <algorithm>
 #include <charconv>
 
 #include "sets/sets.h"
 #include "text/escape.h"
+#include "text/strings.h"
 
 namespace tool {
 namespace {
@@ -32,15 +33,6 @@ std::optional<std::string> takeField(std::string& rest, const std::string& key, 
 }
 
 }  // namespace
-
-std::string utcText(std::time_t time) {
-  std::tm parts = {};
-  std::array<char, 40> text{};
-  if (gmtime_r(&time, &parts) == nullptr ||
-      std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &parts) == 0)
-    return "-";  // a year beyond the range of int
-  return text.data();
-}
 
 std::string labelLine(const Label& label) {
   return "set=" + field(label.set) + " mode=" + field(label.mode) + " list=" + field(label.list) +

@@ -34,9 +34,6 @@ bool isLabelOf(const Label& label, const std::string& path, const std::string& s
 // Empty if `line` does not have exactly that form.
 std::optional<Label> parseLabel(const std::string& line);
 
-// `time` as 2026-09-21T12:00:00Z.
-std::string utcText(std::time_t time);
-
 }  // namespace tool
 
 #endif

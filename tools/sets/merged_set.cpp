@@ -2,8 +2,8 @@
 
 #include <utility>
 
+#include "gnupg/home_files.h"
 #include "io/exit_status.h"
-#include "io/regular_file.h"
 #include "sets/sets.h"
 
 using namespace ZEMO::SELF_CHECK;

@@ -7,10 +7,12 @@
 #include <string>
 #include <vector>
 
+#include "gnupg/home_files.h"
+
 namespace tool {
 
 inline const std::string systemSet = "wam";
-inline const std::string systemDirectory = "/usr/zemo/selfcheck";  // also GnuPG's home for all sets
+inline const std::string systemDirectory = gnupgHome;
 inline const std::string packagesDirectory = "/usr/zemo/selfcheck/packages";
 inline const std::string defaultMode = "full";
 

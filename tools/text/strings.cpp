@@ -1,5 +1,6 @@
 #include "text/strings.h"
 
+#include <array>
 #include <sstream>
 
 namespace tool {
@@ -42,6 +43,15 @@ std::string hexadecimal(std::string_view bytes) {
     text += digits[static_cast<unsigned char>(byte) & 15U];
   }
   return text;
+}
+
+std::string utcText(std::time_t time) {
+  std::tm parts = {};
+  std::array<char, 40> text{};
+  if (gmtime_r(&time, &parts) == nullptr ||
+      std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &parts) == 0)
+    return "-";  // a year beyond the range of int
+  return text.data();
 }
 
 bool startsWith(std::string_view text, std::string_view start) {

@@ -3,6 +3,7 @@
 #ifndef ZEMO_TOOLS_TEXT_STRINGS_H
 #define ZEMO_TOOLS_TEXT_STRINGS_H
 
+#include <ctime>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -23,6 +24,9 @@ std::vector<std::string> wrapped(const std::string& text, std::size_t width);
 
 // Two digits per byte, in lower case.
 std::string hexadecimal(std::string_view bytes);
+
+// `time` as 2026-09-21T12:00:00Z.
+std::string utcText(std::time_t time);
 
 bool startsWith(std::string_view text, std::string_view start);
 bool endsWith(std::string_view text, std::string_view end);

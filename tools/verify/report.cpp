@@ -2,6 +2,7 @@
 
 #include "io/exit_status.h"
 #include "text/escape.h"
+#include "text/strings.h"
 
 namespace tool {
 namespace {

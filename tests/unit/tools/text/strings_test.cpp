@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <limits>
+
 using Lines = std::vector<std::string>;
 
 TEST(Strings, NumbersHaveTheirSingular) {
@@ -23,6 +25,11 @@ TEST(Strings, WordsAreJoinedBySeparators) {
   EXPECT_EQ(tool::joinedBy(", ", {}), "");
   EXPECT_EQ(tool::joinedBy(", ", {"a"}), "a");
   EXPECT_EQ(tool::joinedBy(", ", {"", "b", "c"}), ", b, c");
+}
+
+TEST(Strings, TimesAreInUtc) {
+  EXPECT_EQ(tool::utcText(1789992000), "2026-09-21T12:00:00Z");
+  EXPECT_EQ(tool::utcText(std::numeric_limits<std::time_t>::max()), "-");
 }
 
 TEST(Strings, LinesAreAsLongAsTheyMayBe) {
