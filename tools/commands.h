@@ -3,7 +3,7 @@
 #ifndef ZEMO_TOOLS_COMMANDS_H
 #define ZEMO_TOOLS_COMMANDS_H
 
-#include "run/arguments.h"
+#include "arguments/arguments.h"
 
 namespace tool {
 

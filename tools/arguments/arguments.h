@@ -1,8 +1,8 @@
 // The words and options that commands accept. The parser library is hidden behind this interface,
 // because every file that includes it compiles it again.
 
-#ifndef ZEMO_TOOLS_RUN_ARGUMENTS_H
-#define ZEMO_TOOLS_RUN_ARGUMENTS_H
+#ifndef ZEMO_TOOLS_ARGUMENTS_ARGUMENTS_H
+#define ZEMO_TOOLS_ARGUMENTS_ARGUMENTS_H
 
 #include <functional>
 #include <initializer_list>
