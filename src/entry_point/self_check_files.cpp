@@ -5,11 +5,14 @@
 
 #include <algorithm>
 
+#include "file_list/named_files.h"
 #include "file_list/paths.h"
 #include "log.h"
 #include "string_list.h"
 
 namespace {
+
+constexpr char mode[] = "full";
 
 std::vector<std::string> itemsOf(const VLIBSzList& list) {
   std::vector<std::string> items;
@@ -26,13 +29,13 @@ std::vector<std::string> itemsOf(const VLIBSzList& list) {
 int SelfCheckFiles(VLIBSzList* paths, SELFCHECK_RESULT* results) {
   namespace log = ZEMO::SELF_CHECK::log;
 
-  ZEMO::SELF_CHECK::FileList list(ZEMO::SELF_CHECK::systemSet, "full");
+  ZEMO::SELF_CHECK::FileList list(ZEMO::SELF_CHECK::systemSet, mode);
   if (paths == nullptr || results == nullptr) {
     log::nullArgument();
     return -1;
   }
   std::vector<std::string> const items = itemsOf(*paths);
-  if (!list.loadList(true)) {
+  if (!loadNamed(list, mode, items)) {
     log::loadFailed();
     return -1;
   }

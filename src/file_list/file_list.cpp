@@ -7,6 +7,7 @@
 #include <boost/make_shared.hpp>
 #include <utility>
 
+#include "file_list/loading.h"
 #include "file_list/paths.h"
 #include "log.h"
 
@@ -39,11 +40,15 @@ boost::shared_ptr<FileList::ProtectedFileMap> FileList::getProtectedFiles() cons
   return _protectedFiles;
 }
 
-bool FileList::loadList(bool verifySignatures) {
+std::string listPattern(const std::string& listDir, const std::string& set,
+                        const std::string& mode) {
   // One pass, not repeated, so "....//" leaves "../". The directory keeps the name unchanged.
-  std::string const fileName = boost::algorithm::replace_all_copy(_name, "../", "");
-  std::string const pattern = _listDir + "/" + fileName + "." + _mode + ".*.list";
+  std::string const fileName = boost::algorithm::replace_all_copy(set, "../", "");
+  return listDir + "/" + fileName + "." + mode + ".*.list";
+}
 
+bool FileList::loadList(bool verifySignatures) {
+  std::string const pattern = listPattern(_listDir, _name, _mode);
   _listFiles = ::glob(_listDir, pattern);
   if (_listFiles.empty())
     return false;

@@ -4,14 +4,13 @@
 
 #include <string_view>
 
+#include "file_list/loading.h"
 #include "file_list/paths.h"
 
 namespace ZEMO::SELF_CHECK {
 namespace {
 
 using Map = FileList::ProtectedFileMap;
-
-constexpr std::string_view fixedMark = "FIXED";
 
 // Stores the last component of every direct child of the directory in `files`, in map order. In a
 // sorted map, all paths that begin with the directory's path come right after it. The paths below a

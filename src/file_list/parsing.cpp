@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "file_list/line_reader.h"
+#include "file_list/loading.h"
 #include "file_list/paths.h"
 #include "log.h"
 
@@ -14,12 +15,23 @@ namespace {
 
 constexpr char header[] = "WAM_SELF_CHECK";
 
-// Applies the lines of a list to a map. Lists are usually sorted: each entry then belongs right
-// after the one before, and no search is needed.
-class Merge {
+// Merges lines into a map. Lists are usually sorted: each entry then belongs right after the one
+// before, and no search is needed.
+class Merge : public Lines {
  public:
   explicit Merge(FileList::ProtectedFileMap& files) : _files(files), _place(files.end()) {}
 
+  void add(const std::string& line) override {
+    // A removal line is also parsed as an entry: its path is known only once placeholders are
+    // resolved.
+    auto entry = boost::make_shared<ProtectedFile>(line);
+    if (isRemoval(line))
+      remove(entry->_path);
+    else
+      put(std::move(entry));
+  }
+
+ private:
   void put(boost::shared_ptr<ProtectedFile> entry) {
     const std::string& path = entry->_path;
     if (belongsHere(path))
@@ -33,7 +45,6 @@ class Merge {
     _place = _files.end();
   }
 
- private:
   bool belongsHere(const std::string& path) const {
     return (_place == _files.begin() || std::prev(_place)->first < path) &&
            (_place == _files.end() || path < _place->first);
@@ -45,7 +56,7 @@ class Merge {
 
 }  // namespace
 
-bool FileList::parseList(const std::string& list) {
+bool readList(const std::string& list, const std::string& set, Lines& lines) {
   LineReader reader(list);
   if (!reader.isOpen()) {
     log::openListFailed(list);
@@ -60,30 +71,31 @@ bool FileList::parseList(const std::string& list) {
     log::noSecondLine();
     return false;
   }
-  if (_name != systemSet && !ProtectedFile::setPkg(_name))
+  if (set != systemSet && !ProtectedFile::setPkg(set))
     return false;
-
-  Merge merge(*_protectedFiles);
-  while (reader.next(line)) {
-    // A removal line is also parsed as an entry: its path is known only once placeholders are
-    // resolved.
-    auto entry = boost::make_shared<ProtectedFile>(line);
-    if (!line.empty() && line.front() == '-')
-      merge.remove(entry->_path);
-    else
-      merge.put(std::move(entry));
-  }
+  while (reader.next(line))
+    lines.add(line);
   return true;
 }
 
-bool FileList::parseList() {
-  for (const std::string& list : _listFiles) {
-    if (!parseList(list)) {
+bool readLists(const std::vector<std::string>& lists, const std::string& set, Lines& lines) {
+  for (const std::string& list : lists) {
+    if (!readList(list, set, lines)) {
       log::parseListFailed(list);
       return false;
     }
   }
   return true;
+}
+
+bool FileList::parseList(const std::string& list) {
+  Merge merge(*_protectedFiles);
+  return readList(list, _name, merge);
+}
+
+bool FileList::parseList() {
+  Merge merge(*_protectedFiles);
+  return readLists(_listFiles, _name, merge);
 }
 
 }  // namespace ZEMO::SELF_CHECK

@@ -3,6 +3,7 @@
 #include <zemo/core.h>
 #include <zemo/selfcheck/file_list.h>
 
+#include "file_list/loading.h"
 #include "file_list/paths.h"
 #include "log.h"
 
@@ -32,8 +33,12 @@ bool FileList::checkSign(const std::string& list) const {
 }
 
 bool FileList::checkSign() const {
-  for (const std::string& list : _listFiles) {
-    if (!checkSign(list)) {
+  return verifyLists(*this, _listFiles);
+}
+
+bool verifyLists(const FileList& set, const std::vector<std::string>& lists) {
+  for (const std::string& list : lists) {
+    if (!set.checkSign(list)) {
       log::listNotVerified(list);
       return false;
     }

@@ -6,6 +6,7 @@
 
 #include <sys/stat.h>
 
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -15,5 +16,8 @@ extern std::map<std::string, struct stat> scriptedStatus;
 
 // The paths for which this thread has called lstat, oldest first.
 extern thread_local std::vector<std::string> examinedPaths;
+
+// Called with the path before each call of lstat, if not empty.
+extern std::function<void(const std::string&)> beforeStatus;
 
 #endif
