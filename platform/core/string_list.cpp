@@ -11,11 +11,11 @@ namespace {
 
 using zemo::core::failure;
 
-// A list is one block: this record and then, for head.capacity items, the offset where each starts
-// in the text. The text of all items is another block. Memory beyond the items is never touched, so
-// spare room costs no time.
+// A list is one block: this record and then, for `room` items, the offset where each starts in the
+// text. The text of all items is another block. Memory beyond the items is never touched.
 struct StringList {
   VLIBSzList head;
+  int room;  // below head.capacity only until the first item that does not fit
   char* text;
   size_t textSize;
   size_t textRoom;
@@ -23,6 +23,11 @@ struct StringList {
   size_t* starts() { return reinterpret_cast<size_t*>(this + 1); }
   const size_t* starts() const { return reinterpret_cast<const size_t*>(this + 1); }
 };
+
+// The room of a new list at most. Such a block is one that malloc() keeps at hand for each thread,
+// which matters to callers that split line after line with a new list.
+constexpr int firstRoom = 120;
+static_assert(sizeof(StringList) + firstRoom * sizeof(size_t) <= 1032);
 
 StringList* full(VLIBSzList* list) {
   return reinterpret_cast<StringList*>(list);
@@ -39,18 +44,21 @@ StringList* resized(StringList* list, int items) {
       realloc(list, sizeof(StringList) + static_cast<size_t>(items) * sizeof(size_t)));
 }
 
-// Makes room for `items` in `*list`. If it has to grow, it at least doubles. Returns false if
-// memory is exhausted.
+// Makes room for `items` in `*list`. If the capacity has to grow, it at least doubles. Returns
+// false if memory is exhausted.
 bool reserve(VLIBSzList** list, int items) {
-  int const capacity = (*list)->capacity;
-  if (items <= capacity)
+  if (items <= full(*list)->room)
     return true;
-  int const doubled = capacity > INT_MAX / 2 ? INT_MAX : 2 * capacity;
-  int const room = items > doubled ? items : doubled;
+  int room = (*list)->capacity;
+  if (items > room) {
+    int const doubled = room > INT_MAX / 2 ? INT_MAX : 2 * room;
+    room = items > doubled ? items : doubled;
+  }
   StringList* const grown = resized(full(*list), room);
   if (grown == nullptr)
     return false;
   grown->head.capacity = room;
+  grown->room = room;
   *list = &grown->head;
   return true;
 }
@@ -88,12 +96,13 @@ VLIBSzList* VLIBSzListAlloc(int items) {
     VLIBErrSet(VLIB_ERR_BAD_PARAMETER);
     return nullptr;
   }
-  StringList* const list = resized(nullptr, items);
+  int const room = items < firstRoom ? items : firstRoom;
+  StringList* const list = resized(nullptr, room);
   if (list == nullptr) {
     VLIBErrSet(VLIB_ERR_OUT_OF_MEMORY);
     return nullptr;
   }
-  *list = StringList{{items, 0}, nullptr, 0, 0};
+  *list = StringList{{items, 0}, room, nullptr, 0, 0};
   return &list->head;
 }
 
@@ -148,7 +157,7 @@ int VLIBStrTok(const char* text, const char* separators, VLIBSzList** list) {
 
   // Everything that can fail comes before the list changes.
   size_t const size = strlen(text) + 1;
-  int const room = itemsAtMost(text, size, separators, (*list)->capacity);
+  int const room = itemsAtMost(text, size, separators, full(*list)->room);
   auto* const copy = static_cast<char*>(malloc(size));
   if (copy == nullptr || room < 0 || !reserve(list, room)) {
     free(copy);

@@ -143,6 +143,25 @@ TEST_F(StringListTest, PushGrowsBeyondCapacity) {
   }
 }
 
+// A new list does not take all of a large room at once.
+TEST_F(StringListTest, LargeCapacityIsUsedBeforeItGrows) {
+  alloc(1024);
+  Items expected;
+  for (int i = 0; i < 1024; ++i) {
+    expected.push_back(std::to_string(i));
+    ASSERT_EQ(push(expected.back()), i + 1);
+    ASSERT_EQ(_list->capacity, 1024);
+  }
+  EXPECT_EQ(items(), expected);
+  push("one more");
+  EXPECT_EQ(_list->capacity, 2048);
+
+  alloc(1024);
+  EXPECT_EQ(split(std::string(499, ','), ","), 500);
+  EXPECT_EQ(_list->capacity, 1024);
+  EXPECT_EQ(items(), Items(500));
+}
+
 // Growing by one item each time would take quadratic time.
 TEST_F(StringListTest, PushDoublesTheRoom) {
   for (int i = 0; i < 17; ++i)
