@@ -1,10 +1,6 @@
 // make: writes a check list that describes files as they are now.
 
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <array>
-#include <cerrno>
 #include <cstdio>
 #include <memory>
 #include <optional>
@@ -14,10 +10,8 @@
 
 #include "commands.h"
 #include "io/atomic_file.h"
-#include "io/directory.h"
 #include "io/exit_status.h"
 #include "io/paths.h"
-#include "io/regular_file.h"
 #include "make/describe.h"
 #include "make/difference.h"
 #include "make/inventory.h"
@@ -25,6 +19,7 @@
 #include "make/plan.h"
 #include "make/verify_written.h"
 #include "sets/list_file.h"
+#include "sets/new_list.h"
 #include "text/escape.h"
 #include "text/strings.h"
 
@@ -42,10 +37,6 @@ const char* const examples =
     "  zemo-selfcheck make --output wam.full.bash.list --dpkg bash libc6\n"
     "  zemo-selfcheck make --output wam.full.update.list --base wam.full.base.list -- /usr/lib\n"
     "  zemo-selfcheck make --output notes.full.1.list --package notes /var/packages/notes/target\n";
-
-std::string removalLine(const std::string& path) {
-  return "-" + path + "\t-\t-\t-\t-\t-\t-";
-}
 
 void writeList(AtomicFile& file, const MakePlan& plan, const Difference& difference,
                const Placeholders& placeholders) {
@@ -95,27 +86,6 @@ std::string summary(const MakePlan& plan, const Difference& difference) {
   return escaped(fileName(plan.output)) + ": " +
          (parts.empty() ? "no entries: nothing differs from the base lists"
                         : joinedBy(", ", parts));
-}
-
-// Empty if there is no such file or it cannot be a list.
-std::string contentOf(const Directory& directory, const std::string& path) {
-  try {
-    std::optional<RegularFile> const file = RegularFile::ifThere(directory, path);
-    return file ? file->content() : "";
-  } catch (const Failure&) {
-    return "";
-  }
-}
-
-// Called before hours may be spent on a list that could not be written in the end.
-void requireWritable(const std::string& output) {
-  std::string const directory = directoryOf(output);
-  if (access(directory.c_str(), W_OK | X_OK) != 0)
-    throw Failure(STATUS_NOT_LOADED, withReason("cannot write to " + inQuotes(directory), errno));
-  struct stat status = {};
-  if (stat(output.c_str(), &status) == 0 && !S_ISREG(status.st_mode))
-    throw Failure(STATUS_NOT_LOADED,
-                  "cannot replace " + inQuotes(output) + ": it is not a regular file");
 }
 
 // Reports files that are not as their package installed them. Throws unless the plan allows these.
@@ -205,13 +175,7 @@ int runMake(const MakeOptions& options) {
       verifiedList(plan, placeholders, before, found, difference, progress, status);
   if (!file)
     return status;
-  Directory const directory(directoryOf(plan.output));
-  std::string const signature = plan.output + ".asc";
-  bool const outdated = access(signature.c_str(), F_OK) == 0 &&
-                        contentOf(directory, plan.output) != readWholeFile(file->temporary());
-  file->commit();
-  if (outdated)
-    say(inQuotes(signature) + " no longer matches the list: run zemo-selfcheck sign next");
+  commitList(*file, plan.output);
   warnOfUnlisted(unlistedParents(before, found, placeholders.packageDirectory()));
   puts(summary(plan, difference).c_str());
   return STATUS_INTACT;

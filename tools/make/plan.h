@@ -12,13 +12,12 @@
 #include "make/paths.h"
 #include "run/workers.h"
 #include "sets/label.h"
-#include "sets/sets.h"
+#include "sets/new_list.h"
 
 namespace tool {
 
 // The arguments as given.
-struct MakeOptions {
-  std::string output;
+struct MakeOptions : NewListOptions {
   std::vector<std::string> paths;
   std::optional<std::string> from;
   bool nul = false;
@@ -28,10 +27,7 @@ struct MakeOptions {
   std::vector<std::string> exclude;
   std::vector<std::string> fixed;
   std::vector<std::string> omit;
-  std::optional<std::string> package;
-  std::string mode = defaultMode;
   std::vector<std::string> base;
-  std::optional<std::string> serial;
   unsigned jobs = processors();
   bool noProgress = false;
 };

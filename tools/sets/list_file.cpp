@@ -85,4 +85,8 @@ std::string entryLine(const ProtectedFile& entry) {
          entry._permission + '\t' + entry._owner + '\t' + entry._group;
 }
 
+std::string removalLine(const std::string& path) {
+  return "-" + path + "\t-\t-\t-\t-\t-\t-";
+}
+
 }  // namespace tool

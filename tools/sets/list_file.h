@@ -36,6 +36,9 @@ ListFile listIn(const std::string& content, const std::string& path);
 // The entry as a line of a list, without a line feed.
 std::string entryLine(const ZEMO::SELF_CHECK::ProtectedFile& entry);
 
+// The line that removes earlier entries of `path`, without a line feed.
+std::string removalLine(const std::string& path);
+
 }  // namespace tool
 
 #endif
