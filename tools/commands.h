@@ -15,6 +15,7 @@ void addShow(Commands& program);
 void addDiff(Commands& program);
 void addDoctor(Commands& program);
 void addMake(Commands& program);
+void addMerge(Commands& program);
 void addSign(Commands& program);
 void addInitHome(Commands& program);
 void addRemoveKey(Commands& program);

@@ -67,6 +67,7 @@ Commands allCommands() {
   addDiff(commands);
   addDoctor(commands);
   addMake(commands);
+  addMerge(commands);
   addSign(commands);
   addInitHome(commands);
   addRemoveKey(commands);

@@ -160,7 +160,7 @@ TEST_F(ProgramTest, HelpShowsValuesAndWhatIsRequired) {
 
 TEST_F(ProgramTest, HelpIsAsWideAsTheTerminal) {
   for (const std::string command : {"check", "files", "verify", "show", "diff", "doctor", "make",
-                                    "sign", "init-home", "remove-key"}) {
+                                    "merge", "sign", "init-home", "remove-key"}) {
     EXPECT_LE(widest(helpAt("60", command)), 60U) << command;
     EXPECT_LE(widest(helpAt("40", command)), 40U) << command;
     EXPECT_EQ(helpAt("20", command), helpAt("40", command));

@@ -38,6 +38,11 @@ def changed_list(machine, out):
     write(f"{out}/{NEW}", machine.signed.replace("\tf\t", "\t-\t", 1))
 
 
+def removal_list(machine, out):
+    removals = f"-{machine.file}\t-\t-\t-\t-\t-\t-\n-/none\t-\t-\t-\t-\t-\t-\n"
+    write(f"{out}/wam.full.more.list", "WAM_SELF_CHECK\n\n" + removals)
+
+
 def key_ring(machine, out):
     del machine
     os.mkdir(out + "/home", 0o755)
@@ -156,6 +161,14 @@ def makes(machine):
             "intact",
             [*of_package, "--output", f"OUT/{PACKAGE}.full.new.list"],
             written=package_list_written,
+        ),
+        Case(
+            "merge",
+            "intact",
+            ["merge", machine.list, "OUT/wam.full.more.list", *output],
+            prepare=removal_list,
+            before=("wam.full.more.list",),
+            **written,
         ),
         Case(
             "sign",
