@@ -34,8 +34,9 @@ const char* const examples =
     "Examines the set wam and the set of every package: directories, lists, signatures, listorder, "
     "key ring, gpg.conf, who may write to them and to all directories above them (by owner and "
     "permissions; access control lists are not examined), and the lists' lines. Each problem is "
-    "followed by a fix, a command or an edit. Exit status: 0 if all is well, otherwise the sum of "
-    "16 (a set does not load or verify for this user) and 8 (another problem).\n"
+    "followed by a fix, a command or an edit; so is a hint, which is not a problem. Exit status: 0 "
+    "if all is well, otherwise the sum of 16 (a set does not load or verify for this user) and 8 "
+    "(another problem).\n"
     "\n"
     "Examples:\n"
     "  zemo-selfcheck doctor              all problems\n"
@@ -158,6 +159,7 @@ class Doctor {
     checkLabels(files, _findings);
     checkNames(files);
     checkEntries(files, _findings);
+    checkNumber(files);
     if (isInstalled(set) && complete)
       checkMerged(files);
   }
@@ -207,6 +209,16 @@ class Doctor {
                        "set " + inQuotes(files.set) +
                            " has no lists named like those of another "
                            "mode");
+  }
+
+  // GnuPG starts once for each list, which takes longer than checking the entries of a small one.
+  void checkNumber(const SetFiles& files) {
+    constexpr std::size_t many = 20;
+    if (files.lists.size() >= many)
+      _findings.hint("set " + inQuotes(files.set) + " has " + std::to_string(files.lists.size()) +
+                         " lists, and each delays every load of the set",
+                     "join lists that are read one after the other with zemo-selfcheck merge (see "
+                     "zemo-selfcheck-make(1))");
   }
 
   bool isInstalled(const std::string& set) {

@@ -54,6 +54,11 @@ void Findings::problems(ExitStatus status, const Repeated& what, const std::stri
   _problems += what.count();
 }
 
+void Findings::hint(const std::string& what, const std::string& how) {
+  writeLine("hint: " + bounded(what));
+  writeLine("    fix: " + how);
+}
+
 void Findings::settle() {
   if (_problems == 0 && !_leftOut.empty())
     problem(STATUS_UNCHECKED, inQuotes(_leftOut) + " could not be examined for a moment",

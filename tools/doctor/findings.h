@@ -39,6 +39,9 @@ class Findings {
   void problems(ExitStatus status, const Repeated& what, const std::string& fix,
                 const std::string& otherwise);
 
+  // Everything is in order, but could be better; does not change the exit status.
+  void hint(const std::string& what, const std::string& how);
+
   // `path` could not be examined; another check reports this.
   void leftOut(const std::string& path) { _leftOut = path; }
 

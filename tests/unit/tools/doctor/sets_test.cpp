@@ -26,6 +26,30 @@ TEST_F(DoctorSetsTest, ListsWithoutEntries) {
                 "make, sign and install others (see zemo-selfcheck-make(1))");
 }
 
+TEST_F(DoctorSetsTest, ManyListsAreAHintAndNoProblem) {
+  std::string names = "wam.full.base.list\n";
+  std::string const first = addList("wam.full.100.list", "");
+  for (int number = 100; number < 119; ++number) {
+    if (number == 118) {
+      EXPECT_EQ(doctor().output.find("hint"), std::string::npos);
+    }
+    std::string const name = "wam.full." + std::to_string(number) + ".list";
+    writeFile(home(name), readFile(first));
+    writeFile(home(name + ".asc"), readFile(first + ".asc"));
+    names += name + "\n";
+    order(names);
+  }
+  ProgramRun const run = doctor();
+  EXPECT_EQ(run.status, 0) << run.output;
+  std::vector<std::string> const lines = linesOf(run.output);
+  ASSERT_EQ(lines.size(), 3U) << run.output;
+  EXPECT_EQ(lines[0], "hint: set 'wam' has 20 lists, and each delays every load of the set");
+  EXPECT_EQ(lines[1],
+            "    fix: join lists that are read one after the other with zemo-selfcheck merge (see "
+            "zemo-selfcheck-make(1))");
+  EXPECT_EQ(lines[2].find("all is well: "), 0U) << lines[2];
+}
+
 TEST_F(DoctorSetsTest, AListWithAnotherHeader) {
   writeFile(home("wam.full.base.list"), "WAM_SELF_CHECK\r\ntext\r\n");
   key().sign(home("wam.full.base.list"));
