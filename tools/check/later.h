@@ -15,7 +15,7 @@ namespace tool {
 
 // The reason why a file's content is not compared together with the others.
 struct Delay {
-  enum class Reason {
+  enum class Reason : uint8_t {
     NONE,
     SIZE,   // a regular file whose size differs from its entry's
     LEASE,  // another program has a lease on it

@@ -16,7 +16,7 @@ void Reporter::tell(std::size_t index) {
       noteStatus();
     return;
   }
-  Walk::Entry entry = _walk.entries[index];
+  Walk::Entry& entry = *_walk.entries[index];
   _progress.clear();
   if (outcome.carriedOut)
     ++_counters.checked;
@@ -49,15 +49,16 @@ void Reporter::noteStatus() {
 void Reporter::tellMismatches(Walk::Entry& entry, EntryOutcome& outcome) {
   const Accepted& accepted = _walk.options->accepted;
   std::vector<Finding> findings;
-  for (CheckError* error : entry->_errors)
+  for (CheckError* error : entry._errors)
     findings.push_back({error, accepted.covers(*error)});
   // The hook decides on the whole entry, as in the library's own check of a set.
-  _walk.hook(entry, outcome.changed);
+  boost::shared_ptr<Walk::Entry> kept(boost::shared_ptr<void>(), &entry);  // the map owns it
+  _walk.hook(kept, outcome.changed);
   if (outcome.changed)
     count(findings);
   for (const Finding& finding : findings)
     _counters.accepted += finding.accepted ? 1 : 0;
-  _report.mismatches(_walk.set, entry->_path, findings);
+  _report.mismatches(_walk.set, entry._path, findings);
 }
 
 void Reporter::tellUnchecked(const Walk::Entry& entry, EntryOutcome& outcome) {
@@ -66,7 +67,7 @@ void Reporter::tellUnchecked(const Walk::Entry& entry, EntryOutcome& outcome) {
     outcome.log.emplace_back(outOfMemory);
   for (const std::string& line : outcome.log)
     say(escaped(line));
-  _report.unchecked(_walk.set, entry->_path, outcome.log);
+  _report.unchecked(_walk.set, entry._path, outcome.log);
 }
 
 void Reporter::count(const std::vector<Finding>& findings) {

@@ -36,9 +36,12 @@ void Walk::load() try {
     measure(loads);
   if (!loads)
     return;
-  for (const auto& [path, entry] : *list.getProtectedFiles()) {
+  auto const files = list.getProtectedFiles();
+  if (options->under.empty())
+    entries.reserve(files->size());
+  for (const auto& [path, entry] : *files) {
     if (isUnder(path, options->under))
-      entries.push_back(entry);
+      entries.push_back(entry.get());
   }
   outcomes = std::make_unique<EntryOutcome[]>(entries.size());
   facts.entries = entries.size();
@@ -95,25 +98,26 @@ void Walk::check(std::size_t index) {
 // compared.
 void Walk::checkLater(std::size_t index) {
   constexpr std::chrono::milliseconds pause(5);
-  const Entry& entry = entries[index];
+  Entry& entry = *entries[index];
   CHECK_ITEM const wanted = options->plan.items;
   EntryOutcome& outcome = outcomes[index];
   outcome.begun.store(true, std::memory_order_relaxed);
   try {
     Descriptor held;
-    Delay delay = delayOf(*entry, wanted, held);
+    Delay delay = delayOf(entry, wanted, held);
     while (delay.reason == Delay::Reason::LEASE && !interrupted() && options->late->mayWait()) {
       std::this_thread::sleep_for(pause);
-      delay = delayOf(*entry, wanted, held);
+      delay = delayOf(entry, wanted, held);
     }
-    bool const read = delay.reason == Delay::Reason::NONE ||
-                      (delay.reason == Delay::Reason::SIZE && delay.size <= outcome.paid);
+    bool const read =
+        delay.reason == Delay::Reason::NONE ||
+        (delay.reason == Delay::Reason::SIZE && outcome.paid && delay.size <= outcome.delay.size);
     CollectedLog const collected(outcome.log);
-    bool const checked = entry->check(
+    bool const checked = entry.check(
         outcome.changed, read ? wanted : static_cast<CHECK_ITEM>(wanted & ~CHECK_ITEM_HASH));
     outcome.carriedOut = checked && read;
     if (!read)
-      outcome.log.push_back(notCompared(entry->_path, delay));
+      outcome.log.push_back(notCompared(entry._path, delay));
   } catch (const std::bad_alloc&) {
     outcome.exhausted = true;
   }
@@ -125,8 +129,8 @@ void Walk::beginLater() {
     if (outcome.delay.reason == Delay::Reason::NONE)
       continue;
     later.push_back(i);
-    if (outcome.delay.reason == Delay::Reason::SIZE && options->late->takes(outcome.delay.size))
-      outcome.paid = outcome.delay.size;
+    outcome.paid =
+        outcome.delay.reason == Delay::Reason::SIZE && options->late->takes(outcome.delay.size);
   }
   laterWorkers = std::make_unique<Workers>(later.size(), options->jobs,
                                            [this](std::size_t i) { checkLater(later[i]); });
@@ -146,7 +150,7 @@ bool Walk::isQuick(std::size_t index) const {
 
 uint64_t Walk::bytes() const {
   uint64_t bytes = 0;
-  for (const Entry& entry : entries)
+  for (const Entry* const entry : entries)
     bytes += bytesOf(*entry, options->plan.items);
   return bytes;
 }

@@ -6,7 +6,6 @@
 #include <zemo/selfcheck.h>
 
 #include <atomic>
-#include <boost/shared_ptr.hpp>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -21,20 +20,21 @@ namespace tool {
 
 inline const char* const outOfMemory = "out of memory";
 
-// One entry's result, written by the thread that checks it.
+// One entry's result, written by the thread that checks it. Kept small, because touching its memory
+// for the first time is a part of what a small file takes.
 struct EntryOutcome {
   std::atomic<bool> begun{false};  // tells a running check from a waiting one
-  Delay delay;                     // if it has a reason, the entry is checked later
-  uint64_t paid = 0;               // bytes that may be read although the size differs
   bool carriedOut = false;
   bool changed = false;
   bool exhausted = false;  // there was not enough memory
+  bool paid = false;       // delay.size bytes may be read although the size differs
+  Delay delay;             // if it has a reason, the entry is checked later
   std::vector<std::string> log;
 };
 
 // Everything that the threads use. They may outlive the check; see SetsCheck.
 struct Walk {
-  using Entry = boost::shared_ptr<ZEMO::SELF_CHECK::ProtectedFile>;
+  using Entry = ZEMO::SELF_CHECK::ProtectedFile;
 
   Walk(std::string name, std::shared_ptr<const CheckOptions> chosen)
       : set(std::move(name)),
@@ -47,7 +47,7 @@ struct Walk {
   ZEMO::SELF_CHECK::FileList list;
   ZEMO::SELF_CHECK::FileList::Hook hook;
   SetFacts facts;
-  std::vector<Entry> entries;
+  std::vector<Entry*> entries;  // of the list's map
   std::unique_ptr<EntryOutcome[]> outcomes;
   std::vector<std::size_t> later;         // indices of entries that are checked after the others
   std::unique_ptr<Workers> workers;       // last, so that its threads end before the data they use
