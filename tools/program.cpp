@@ -1,5 +1,6 @@
 #include "program.h"
 
+#include <malloc.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -78,6 +79,9 @@ int runProgram(int argc, const char* const* argv) {
   occupyStandardDescriptors();
   // A caller may have left it ignored, which loses the exit status of the programs that we run.
   (void)std::signal(SIGCHLD, SIG_DFL);
+  // All threads share the heap of this one. Others would have heaps that grow by a page at a time,
+  // and a set's map, which a thread builds, has thousands of pages.
+  (void)mallopt(M_ARENA_MAX, 1);
   startLogRelay();
   int const status = runAndReport(argc, argv);
   if (interrupted()) {
