@@ -103,7 +103,7 @@ class SetsCheck {
     // Ctrl-C also ends GnuPG, which may look like a bad signature.
     if (!walk->workers->allDone() || (!walk->facts.loaded && interrupted())) {
       course.state = Course::State::INTERRUPTED;
-    } else if (!walk->facts.loaded || walk->list.getProtectedFiles()->empty()) {
+    } else if (!walk->facts.loaded || walk->isEmpty) {
       course.state = Course::State::NOT_LOADED;
     } else {
       walk->workers = std::make_unique<Workers>(

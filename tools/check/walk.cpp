@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "check/estimate.h"
+#include "check/part.h"
 #include "gnupg/signature_check.h"
 #include "io/exit_status.h"
 #include "io/paths.h"
@@ -31,7 +32,10 @@ void Walk::load() try {
   if (!canNameSet(set))
     return;
   forgetPackage();
-  bool const loads = list.loadList(options->verify);
+  // Sets of packages are small, and the library has to bind their placeholders.
+  bool const part = set == systemSet && !options->under.empty() &&
+                    loadPart(list, options->plan.mode, options->under, options->verify);
+  bool const loads = part || list.loadList(options->verify);
   if (options->measure)
     measure(loads);
   if (!loads)
@@ -45,6 +49,7 @@ void Walk::load() try {
   }
   outcomes = std::make_unique<EntryOutcome[]>(entries.size());
   facts.entries = entries.size();
+  isEmpty = !part && files->empty();
   facts.loaded = true;
 } catch (const std::bad_alloc&) {
   say(outOfMemory);

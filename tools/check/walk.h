@@ -47,6 +47,7 @@ struct Walk {
   ZEMO::SELF_CHECK::FileList list;
   ZEMO::SELF_CHECK::FileList::Hook hook;
   SetFacts facts;
+  bool isEmpty = false;         // the whole set, if loaded
   std::vector<Entry*> entries;  // of the list's map
   std::unique_ptr<EntryOutcome[]> outcomes;
   std::vector<std::size_t> later;         // indices of entries that are checked after the others

@@ -283,6 +283,48 @@ TEST_F(CheckOptionsTest, UnderNothingIsNotASuccess) {
   EXPECT_EQ(run.errors, "zemo-selfcheck: nothing was checked: no entry is at or below --under\n");
 }
 
+TEST_F(CheckOptionsTest, UnderFailsAsTheWholeSetDoes) {
+  std::string const base = list({existing("/")});
+  std::string const more = list({existing("/usr")}, "wam.full.more.list");
+  std::string const order = std::string(listDir) + "/listorder";
+  auto const expectSame = [](int status, std::size_t lines) {
+    for (const std::string option : {"--jobs=1", "--no-verify"}) {
+      ProgramRun const whole = checkUnprivileged({option});
+      ProgramRun const part = checkUnprivileged({option, "--under", "/"});
+      EXPECT_EQ(part.status, whole.status);
+      EXPECT_EQ(part.output, whole.output);
+      EXPECT_EQ(part.errors, whole.errors);
+      if (option == "--jobs=1") {
+        EXPECT_EQ(whole.status, status) << whole.errors;
+        EXPECT_EQ(linesOf(whole.errors).size(), lines) << whole.errors;
+      }
+    }
+  };
+  expectSame(0, 0);
+  writeFile(order, "wam.full.more.list\n", 0);
+  expectSame(0, 1);
+  std::string const text = readFile(more);
+  appendToFile(more, existing("/etc") + "\n");
+  expectSame(notLoaded, 6);
+  remove(order);
+  expectSame(notLoaded, 4);
+  writeFile(more, "something else\n");
+  key().sign(more);
+  expectSame(notLoaded, 3);
+  writeFile(more, text.substr(0, text.find('\n') + 1));
+  key().sign(more);
+  expectSame(notLoaded, 3);
+  remove(more + ".asc");
+  expectSame(notLoaded, 4);
+  remove(more);
+  expectSame(0, 0);
+  writeFile(base, text.substr(0, text.find('/')));
+  key().sign(base);
+  expectSame(notLoaded, 1);
+  remove(base);
+  expectSame(notLoaded, 1);
+}
+
 TEST_F(CheckOptionsTest, OutputIsTheSameForEveryNumberOfJobs) {
   std::string const fixed = files / "fixed";
   makeDirectory(fixed);
