@@ -12,11 +12,11 @@ namespace {
 
 using Map = FileList::ProtectedFileMap;
 
-// Stores the last component of every direct child of the directory in `files`, in map order. In a
-// sorted map, all paths that begin with the directory's path come right after it. The paths below a
-// subdirectory are also contiguous and are skipped as a whole.
-void findMembers(const Map& files, Map::const_iterator directory,
-                 std::vector<std::string_view>& names) {
+// Appends the last component of every direct child of the directory in `files`, in map order, to
+// the names in its entry. In a sorted map, all paths that begin with the directory's path come
+// right after it. The paths below a subdirectory are also contiguous and are skipped as a whole.
+void addMembers(const Map& files, Map::const_iterator directory,
+                std::vector<std::string_view>& names) {
   names.clear();
   const std::string& parent = directory->first;
   for (auto file = std::next(directory); file != files.end();) {
@@ -37,27 +37,29 @@ void findMembers(const Map& files, Map::const_iterator directory,
       break;
     }
   }
+  std::vector<std::string>& members = directory->second->_fixedEntries;
+  members.reserve(members.size() + names.size());
+  members.insert(members.end(), names.begin(), names.end());
 }
 
 }  // namespace
 
 bool FileList::fillFixedDirInfo() {
   const Map& files = *_protectedFiles;
-  for (const auto& [path, entry] : files) {
-    if (entry && entry->_hash == fixedMark)
-      _fixedDirs.push_back(path);
-  }
   std::vector<std::string_view> names;
-  // This includes directories of an earlier pass: their names are appended again, which allows
-  // nothing new.
+  // The names of directories of an earlier pass are appended again, which allows nothing new.
   for (const std::string& path : _fixedDirs) {
     auto const directory = files.find(path);
-    if (directory == files.end() || !directory->second)
-      continue;
-    findMembers(files, directory, names);
-    std::vector<std::string>& members = directory->second->_fixedEntries;
-    members.reserve(members.size() + names.size());
-    members.insert(members.end(), names.begin(), names.end());
+    if (directory != files.end() && directory->second)
+      addMembers(files, directory, names);
+  }
+  // Members are read right after their directory is found: the search then finds them in the
+  // processor's cache.
+  for (auto file = files.begin(); file != files.end(); ++file) {
+    if (file->second && file->second->_hash == fixedMark) {
+      _fixedDirs.push_back(file->first);
+      addMembers(files, file, names);
+    }
   }
   return true;
 }
