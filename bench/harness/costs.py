@@ -12,6 +12,8 @@ from harness.ours import Ours
 from harness.trees import Work
 
 SCALE_ROUNDS = 3
+LONG = 1_000_000  # entries of the longest lists
+MANY = 200  # lists
 
 
 def sizes(entries: int) -> list[int]:
@@ -29,8 +31,9 @@ def _synthetic(ours: Ours, name: str, *words) -> Path:
     return path
 
 
-def _own(ours: Ours, name: str, *command, before=None) -> Contestant:
-    return Contestant(name, ours.program(*command), own_seconds=True, before=before)
+def _own(ours: Ours, name: str, *command, before=None, team="") -> Contestant:
+    words = ours.program(*command)
+    return Contestant(name, words, own_seconds=True, before=before, team=team)
 
 
 def loading(ours: Ours, entries: int) -> list[Contestant]:
@@ -39,11 +42,11 @@ def loading(ours: Ours, entries: int) -> list[Contestant]:
     shuffled = _synthetic(ours, "shuffled", entries, 0, "--shuffled")
     fixed = _synthetic(ours, "fixed", entries, entries // 100)
     return [
-        _own(ours, "library, sorted", "load_list", in_order),
-        _own(ours, "plain implementation, sorted", "plain_load", in_order),
-        _own(ours, "data types alone, sorted", "bare_load", in_order),
-        _own(ours, "library, shuffled", "load_list", shuffled),
-        _own(ours, "insertion alone, shuffled", "bare_insert", shuffled),
+        _own(ours, "library, sorted", "load_list", in_order, team="sorted"),
+        _own(ours, "plain implementation, sorted", "plain_load", in_order, team="sorted"),
+        _own(ours, "data types alone, sorted", "bare_load", in_order, team="sorted"),
+        _own(ours, "library, shuffled", "load_list", shuffled, team="shuffled"),
+        _own(ours, "parsing and insertion alone, shuffled", "parse_and_insert", shuffled, team="shuffled"),
         _own(ours, "fixed directories alone", "fixed_pass", fixed),
     ]
 
@@ -61,32 +64,48 @@ def _lists_of(ours: Ours, work: Work, name: str, count: int, parts: int) -> list
     return made
 
 
-def named_files(ours: Ours, work: Work) -> list[Contestant]:
-    """SelfCheckFiles on a set of two lists, compared with the unavoidable GnuPG runs."""
+def named_files(ours: Ours, work: Work, entries: int) -> list[Contestant]:
+    """SelfCheckFiles on a set of two lists, compared with the unavoidable GnuPG runs; the same with `entries` entries,
+    and with many lists."""
+    progress("named files: making lists")
     count = len(work.entries) * 6 // 10
-    lists = _lists_of(ours, work, "named", count, 2)
-    ours.sign(*lists)
-    paths = [entry.path for entry in work.entries[: count // 2 * 2]]
+    two = _lists_of(ours, work, "named", count, 2)
+    one = _lists_of(ours, work, "joined", count, 1)
+    many = _lists_of(ours, work, "many", count, MANY)
+    each = len(two[0].read_bytes().split(b"\n")) - 3
+    long = [_synthetic(ours, "long", entries - each, 0), two[0]]
+    ours.sign(*two, *one, *many, long[0])
+    paths = [entry.path for entry in work.entries[:each]]
+    directory = os.path.dirname(paths[0])
     random.Random(1).shuffle(paths)
     names = ours.directory / "named.paths"
     names.write_bytes(b"".join(os.fsencode(path) + b"\0" for path in paths))
 
-    def install():
-        ours.install(*lists)
+    def calls(name: str, lists: list[Path], *command) -> Contestant:
+        def install():
+            ours.install(*lists)
 
-    counts = [number for number in [1, 100, 10_000] if number <= len(paths)]
+        team = "joined" if lists in (one, many) else lists[0].name
+        return _own(ours, name, *command, before=install, team=team)
+
+    def tool(name: str, *words: str) -> Contestant:
+        return Contestant(
+            name, [str(ours.tool), *words], before=lambda: ours.install(*two), team=two[0].name
+        )
+
+    counts = [number for number in [100, 10_000] if number <= len(paths)]
     return [
-        _own(ours, "GnuPG alone", "gnupg_alone", *lists, before=install),
-        *[
-            _own(ours, f"{number} paths", "named_files", number, names, before=install)
-            for number in counts
-        ],
-        _own(
-            ours,
-            "1 path, from 1 GiB of memory",
-            *["named_files", 1, names, "--resident-mib", 1024],
-            before=install,
-        ),
+        calls("GnuPG alone", two, "gnupg_alone", *two),
+        calls("1 path", two, "named_files", 1, names),
+        *[calls(f"{number} paths", two, "named_files", number, names) for number in counts],
+        calls("1 path, from 1 GiB of memory", two, *["named_files", 1, names, "--resident-mib", 1024]),
+        tool("zemo-selfcheck files, 1 path", "files", paths[0]),
+        tool("zemo-selfcheck check --under, a directory", "check", "--under", directory, "--no-progress"),
+        calls(f"GnuPG alone, {entries} entries", long, "gnupg_alone", *long),
+        calls(f"1 path, {entries} entries", long, "named_files", 1, names),
+        calls(f"100 paths, {entries} entries", long, "named_files", 100, names),
+        calls("1 path, 1 list", one, "named_files", 1, names),
+        calls(f"1 path, {MANY} lists", many, "named_files", 1, names),
     ]
 
 

@@ -4,6 +4,7 @@ import argparse
 import dataclasses
 import json
 import os
+import re
 import shlex
 import shutil
 import signal
@@ -104,13 +105,14 @@ class Benchmark:
             if name in wanted:
                 self._check(name)
         if "loading" in wanted:
-            runs = costs.loading(self.ours, 20_000 if quick else 1_000_000)
+            runs = costs.loading(self.ours, 20_000 if quick else costs.LONG)
             self.list_bytes = (self.ours.directory / "wam.full.sorted.list").stat().st_size
             self._interleave("loading", runs)
         if "named" in wanted:
-            self._interleave("named files", costs.named_files(self.ours, self._work("small")))
+            runs = costs.named_files(self.ours, self._work("small"), 20_000 if quick else costs.LONG)
+            self._interleave("named files", runs)
         if "scale" in wanted:
-            runs = costs.scale(self.ours, self._work("small"), 20_000 if quick else 1_000_000)
+            runs = costs.scale(self.ours, self._work("small"), 20_000 if quick else costs.LONG)
             self._interleave("scale", runs, costs.SCALE_ROUNDS)
         if "memory" in wanted:
             large = self._work("large")
@@ -184,7 +186,7 @@ class Benchmark:
                 for group, members in self.groups.items()
             },
         }
-        text = self._shorten(json.dumps(raw, indent=1).replace("-Infinity", "null"))
+        text = self._shorten(re.sub("-?Infinity", "null", json.dumps(raw, indent=1)))
         (options.output / "runs.json").write_text(text + "\n", encoding="utf-8")
         plot.svg(self.groups, [work.name for work in works], options.output / "performance.svg")
         print(markdown)

@@ -14,7 +14,7 @@ COLOURS = ["#4477aa", "#ee6677", "#228833"]
 def _bars(groups: Groups, works: list[str]) -> tuple[list[str], list[str]]:
     """A bar for each contestant and workload: from 1, which is the limit, to its ratio."""
     names = list(dict.fromkeys(name for work in works for name in groups[work]))
-    names = [name for name in names if name not in (results.LIMIT, results.LOADING)]
+    names = [name for name in names if name != results.LIMIT]
     width = 0.8 / len(works)
     blocks, plots = [], []
     for number, work in enumerate(works):

@@ -1,8 +1,9 @@
 """The result as Markdown."""
 
+import math
 
 from harness import results
-from harness.measure import Contestant
+from harness.measure import AGAIN, AGAIN_SECONDS, MOST_SPREAD, Contestant, Run, spread
 from harness.results import Aim, Groups
 from harness.trees import Work
 
@@ -19,7 +20,31 @@ def _row(*cells) -> str:
 def _bound(aim: Aim) -> str:
     if aim.least > 0:
         return f"{aim.least:g} to {aim.most:g}"
-    return f"at most {aim.most:g}{aim.unit}"
+    if math.isinf(aim.most):
+        return "none"
+    return f"at most {aim.most:.3g}{aim.unit}" + (f": {aim.reason}" if aim.reason else "")
+
+
+def _reached(aim: Aim) -> str:
+    if math.isinf(aim.most):
+        return ""
+    return "yes" if aim.met() else "**no**"
+
+
+def _spread(runs: list[Run]) -> str:
+    text = f"{100 * spread(runs):.0f} %"
+    return f"**{text}**" if spread(runs) > MOST_SPREAD else text
+
+
+def _about_spreads(groups: Groups) -> list[str]:
+    """A sentence, if any spread is too large."""
+    if all(spread(runs) <= MOST_SPREAD for group in groups.values() for runs in group.values()):
+        return []
+    return [
+        f"Spreads in bold stayed above {100 * MOST_SPREAD:.0f} %, although these rows were measured again"
+        f" up to {AGAIN} times, as far as {AGAIN_SECONDS} s for each table allowed.",
+        "",
+    ]
 
 
 def reach(aims: list[Aim]) -> list[str]:
@@ -27,7 +52,7 @@ def reach(aims: list[Aim]) -> list[str]:
     for aim in aims:
         digits = 0 if abs(aim.measured) >= 100 else 3
         measured = f"{aim.measured:.{digits}f}{aim.unit}"
-        lines.append(_row(aim.text, _bound(aim), measured, "yes" if aim.met() else "**no**"))
+        lines.append(_row(aim.text, _bound(aim), measured, _reached(aim)))
     return lines + [""]
 
 
@@ -41,7 +66,7 @@ def _work(work: Work, groups: Groups, contestants: list[Contestant]) -> list[str
         f"{work.about}: {len(work.regular())} regular files and {len(work.links())} links,"
         f" {gib:.2f} GiB.",
         "",
-        _row("contestant", "seconds", "of the limit", "spread", "CPU s", "peak MiB", "runs", ""),
+        _row("contestant", "seconds", "of the limit", "spread", "CPU s", "peak MiB", "rounds", ""),
         "|---|---:|---:|---:|---:|---:|---:|---|",
     ]
     for one in contestants:
@@ -54,7 +79,7 @@ def _work(work: Work, groups: Groups, contestants: list[Contestant]) -> list[str
                 one.name,
                 seconds_text(results.median(done)),
                 f"{results.median(done) / limit:.2f}",
-                f"{100 * results.spread(done):.0f} %",
+                _spread(done),
                 seconds_text(results.cpu(done)),
                 f"{results.peak_mib(done):.0f}",
                 len(done),
@@ -66,11 +91,10 @@ def _work(work: Work, groups: Groups, contestants: list[Contestant]) -> list[str
 
 def _plain(title: str, runs: dict) -> list[str]:
     lines = [f"### {title.capitalize()}", ""]
-    lines += [_row("what", "seconds", "spread", "peak MiB", "runs"), "|---|---:|---:|---:|---:|"]
+    lines += [_row("what", "seconds", "spread", "peak MiB", "rounds"), "|---|---:|---:|---:|---:|"]
     for name, done in runs.items():
-        seconds, spread = results.median(done), results.spread(done)
-        cells = [seconds_text(seconds), f"{100 * spread:.0f} %", f"{results.peak_mib(done):.0f}"]
-        lines.append(_row(name, *cells, len(done)))
+        peak = f"{results.peak_mib(done):.0f}"
+        lines.append(_row(name, seconds_text(results.median(done)), _spread(done), peak, len(done)))
     return lines + [""]
 
 
@@ -98,6 +122,7 @@ def markdown(
     lines += [_row("command", f"`{command}`"), ""]
     if aims:
         lines += reach(aims)
+    lines += _about_spreads(groups)
     for work in works:
         if work.name in groups:
             lines += _work(work, groups, contestants[work.name])

@@ -33,6 +33,22 @@ inline long peakKib() {
   return usage.ru_maxrss;
 }
 
+// The field of /proc/self/status with this name, in KiB: VmRSS, the memory in use, or VmHWM, its
+// peak.
+inline long memoryKib(const std::string& name) {
+  std::ifstream status("/proc/self/status");
+  for (std::string word; status >> word;) {
+    if (long value = 0; word == name + ":" && status >> value)
+      return value;
+  }
+  return 0;
+}
+
+// Lets VmHWM start again from the memory in use now.
+inline void forgetPeak() {
+  std::ofstream("/proc/self/clear_refs") << "5";
+}
+
 // The bytes allocated with malloc, including its own overhead.
 inline std::size_t allocatedBytes() {
   struct mallinfo2 const info = mallinfo2();
