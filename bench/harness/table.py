@@ -1,6 +1,7 @@
 """The result as Markdown."""
 
 import math
+import textwrap
 
 from harness import results
 from harness.measure import AGAIN, AGAIN_SECONDS, MOST_SPREAD, Contestant, Run, spread
@@ -36,15 +37,18 @@ def _spread(runs: list[Run]) -> str:
     return f"**{text}**" if spread(runs) > MOST_SPREAD else text
 
 
+def _paragraph(text: str) -> list[str]:
+    return [*textwrap.wrap(text, 120), ""]
+
+
 def _about_spreads(groups: Groups) -> list[str]:
     """A sentence, if any spread is too large."""
     if all(spread(runs) <= MOST_SPREAD for group in groups.values() for runs in group.values()):
         return []
-    return [
+    return _paragraph(
         f"Spreads in bold stayed above {100 * MOST_SPREAD:.0f} %, although these rows were measured again"
-        f" up to {AGAIN} times, as far as {AGAIN_SECONDS} s for each table allowed.",
-        "",
-    ]
+        f" up to {AGAIN} times, as far as {AGAIN_SECONDS} s for each table allowed."
+    )
 
 
 def reach(aims: list[Aim]) -> list[str]:
@@ -63,9 +67,10 @@ def _work(work: Work, groups: Groups, contestants: list[Contestant]) -> list[str
     lines = [
         f"### Checking: {work.name}",
         "",
-        f"{work.about}: {len(work.regular())} regular files and {len(work.links())} links,"
-        f" {gib:.2f} GiB.",
-        "",
+        *_paragraph(
+            f"{work.about}: {len(work.regular())} regular files and {len(work.links())} links,"
+            f" {gib:.2f} GiB."
+        ),
         _row("contestant", "seconds", "of the limit", "spread", "CPU s", "peak MiB", "rounds", ""),
         "|---|---:|---:|---:|---:|---:|---:|---|",
     ]
