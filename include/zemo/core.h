@@ -36,7 +36,7 @@ enum {
  * private.
  */
 typedef struct VLIBSzList {
-  int32_t capacity; /* items that fit before the capacity grows */
+  int32_t capacity; /* items that there was to be room for, at least `count` */
   int32_t count;    /* items in the list */
 } VLIBSzList;
 

@@ -24,9 +24,11 @@ struct StringList {
   const size_t* starts() const { return reinterpret_cast<const size_t*>(this + 1); }
 };
 
-// The room of a new list at most. Such a block is one that malloc() keeps at hand for each thread,
-// which matters to callers that split line after line with a new list.
+// The first room of lists for up to 4096 items. Such a block is one that malloc() keeps at hand for
+// each thread, which matters to callers that split line after line with a new list. Larger lists
+// get their room at once, so that VLIBSzListAlloc() reports a lack of memory.
 constexpr int firstRoom = 120;
+constexpr int modest = 4096;
 static_assert(sizeof(StringList) + firstRoom * sizeof(size_t) <= 1032);
 
 StringList* full(VLIBSzList* list) {
@@ -96,7 +98,7 @@ VLIBSzList* VLIBSzListAlloc(int items) {
     VLIBErrSet(VLIB_ERR_BAD_PARAMETER);
     return nullptr;
   }
-  int const room = items < firstRoom ? items : firstRoom;
+  int const room = items <= firstRoom || items > modest ? items : firstRoom;
   StringList* const list = resized(nullptr, room);
   if (list == nullptr) {
     VLIBErrSet(VLIB_ERR_OUT_OF_MEMORY);

@@ -21,7 +21,7 @@ std::string listPattern(const std::string& listDir, const std::string& set,
 // Verifies each of `lists` as `set` does, and stops at the first that does not verify.
 bool verifyLists(const FileList& set, const std::vector<std::string>& lists);
 
-// Receives the lines of lists that follow the first two.
+// Receives every line of a list after the second.
 class Lines {
  public:
   Lines() = default;
