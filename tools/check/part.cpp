@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <boost/make_shared.hpp>
 #include <fstream>
+#include <utility>
 
 #include "gnupg/signature_check.h"
 #include "io/exit_status.h"
@@ -45,34 +46,42 @@ class Part {
   }
 
   // True if the whole set certainly has entries.
-  bool hasEntries() const { return !_files.empty() || (_puts && !_removes); }
+  bool hasEntries() const { return !_files.empty(); }
 
  private:
   void apply(const std::string& line) {
-    bool const removal = !line.empty() && line.front() == '-';
-    (removal ? _removes : _puts) = true;
-    if (!concerns(line, removal ? 1 : 0))
+    bool const removal = isRemovalLine(line);
+    bool const first = _witness.empty() && !removal;
+    if (!first && !concerns(line, removal ? 1 : 0))
       return;
     auto entry = boost::make_shared<ProtectedFile>(line);
     const std::string& path = entry->_path;
+    if (first)
+      _witness = path;
+    // Lines with too few columns have another path than they begin with.
+    if (!concerns(path, 0))
+      return;
     if (removal)
       (void)_files.erase(path);
     else
       (void)_files.insert_or_assign(_files.end(), path, std::move(entry));  // usually sorted
   }
 
-  // True if the path, which begins at `start`, begins with a directory. This includes the path
-  // /a/bc for /a/b, because the library takes it for a member of a directory /a/b.
+  // True if the path, which begins at `start`, is the witness or begins with a directory. This
+  // includes the path /a/bc for /a/b, because the library takes it for a member of a directory
+  // /a/b.
   bool concerns(const std::string& line, std::size_t start) const {
-    return std::any_of(_directories.begin(), _directories.end(), [&](const std::string& directory) {
-      return line.compare(start, directory.size(), directory) == 0;
-    });
+    auto const begins = [&](const std::string& path) {
+      return line.compare(start, path.size(), path) == 0;
+    };
+    std::size_t const end = start + _witness.size();
+    return std::any_of(_directories.begin(), _directories.end(), begins) ||
+           (!_witness.empty() && begins(_witness) && (end == line.size() || line[end] == '\t'));
   }
 
   FileList::ProtectedFileMap& _files;
   const std::vector<std::string>& _directories;
-  bool _puts = false;
-  bool _removes = false;
+  std::string _witness;  // the path of an entry that is kept to show that the set has entries
 };
 
 bool takesAll(FileList& files, const std::string& mode, const std::vector<std::string>& directories,

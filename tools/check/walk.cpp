@@ -114,9 +114,9 @@ void Walk::checkLater(std::size_t index) {
       std::this_thread::sleep_for(pause);
       delay = delayOf(entry, wanted, held);
     }
-    bool const read =
-        delay.reason == Delay::Reason::NONE ||
-        (delay.reason == Delay::Reason::SIZE && outcome.paid && delay.size <= outcome.delay.size);
+    uint64_t const paid = outcome.paid ? outcome.delay.size : 0;
+    bool const read = delay.reason == Delay::Reason::NONE ||
+                      (delay.reason == Delay::Reason::SIZE && delay.size <= paid);
     CollectedLog const collected(outcome.log);
     bool const checked = entry.check(
         outcome.changed, read ? wanted : static_cast<CHECK_ITEM>(wanted & ~CHECK_ITEM_HASH));

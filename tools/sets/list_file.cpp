@@ -51,7 +51,7 @@ ListFile listFrom(std::istream& file, const std::string& path) {
   for (std::size_t number = 3; std::getline(file, line); ++number) {
     ListLine read;
     read.number = number;
-    read.removal = !line.empty() && line.front() == '-';
+    read.removal = isRemovalLine(line);
     read.complete = std::count(line.begin(), line.end(), '\t') >= 6;
     read.entry = boost::make_shared<ProtectedFile>(line);
     list.lines.push_back(std::move(read));

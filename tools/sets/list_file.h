@@ -33,6 +33,11 @@ ListFile readListFile(const std::string& path);
 // The same for `content`, which was read from `path`.
 ListFile listIn(const std::string& content, const std::string& path);
 
+// True if the line removes an entry of an earlier line.
+inline bool isRemovalLine(const std::string& line) {
+  return !line.empty() && line.front() == '-';
+}
+
 // The entry as a line of a list, without a line feed.
 std::string entryLine(const ZEMO::SELF_CHECK::ProtectedFile& entry);
 

@@ -161,3 +161,19 @@ TEST_F(CheckLaterTest, LeasedFilesAreWaitedForWhenTheOthersAreDone) {
   ASSERT_TRUE(waiting.endsWithin(10));
   EXPECT_EQ(waiting.run().status, missing);
 }
+
+TEST_F(CheckLaterTest, ALeasedFileThatIsEmptyIsRead) {
+  std::string const a = file("a");
+  list({entryLine(a, "7", "00", "f", "-", "-", "-")});
+  writeFile(a, "");
+  if (chown(a.c_str(), 1, 1) != 0)
+    GTEST_SKIP() << "needs a second user";
+  Lease lease(a);
+  if (!lease.holds())
+    GTEST_SKIP() << "this file system has no leases";
+  StartedProgram waiting({ZEMO_TOOL, "check", "--jobs", "1"});
+  EXPECT_FALSE(waiting.endsWithin(0.5));
+  lease.end();
+  ASSERT_TRUE(waiting.endsWithin(10));
+  EXPECT_EQ(waiting.run().status, changed) << waiting.run().errors;
+}

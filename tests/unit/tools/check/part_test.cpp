@@ -134,8 +134,15 @@ TEST_F(PartTest, IsNotLoadedUnlessTheSetHasEntries) {
   writeList("wam.full.base.list", entry + "-" + entry);
   EXPECT_FALSE(loads({"/a"}));
   EXPECT_FALSE(loads({"/b"}));
+  writeList("wam.full.base.list", entry + "-/b" + entry.substr(2));
+  EXPECT_TRUE(loads({"/c"})) << "the removal does not concern the other entry";
+  writeList("wam.full.base.list", "/a\n-\n");
+  EXPECT_FALSE(loads({"/a"})) << "both lines are about the empty path";
+  writeList("wam.full.base.list", entry + "-" + entry);
+  EXPECT_FALSE(loads({"/a\t-"})) << "no path contains a tab";
 }
 
+// And one that shows that the set has entries.
 TEST_F(PartTest, HasOnlyEntriesThatBeginLikeTheDirectory) {
   std::string text;
   for (const char* const path : {"/a", "/b", "/b/c", "/bd", "/c", "/c/b"})
@@ -146,5 +153,5 @@ TEST_F(PartTest, HasOnlyEntriesThatBeginLikeTheDirectory) {
   Texts paths;
   for (const auto& element : *part.getProtectedFiles())
     paths.push_back(element.first);
-  EXPECT_EQ(paths, (Texts{"/b", "/b/c", "/bd"}));
+  EXPECT_EQ(paths, (Texts{"/a", "/b", "/b/c", "/bd"}));
 }
