@@ -67,28 +67,56 @@ std::string realDirectory(const std::string& directory) {
 
 // The names of the lists in `directory` in the order in which they are read. Nothing if that is not
 // known: another directory than the set's gives no order without a `listorder`.
-std::optional<std::vector<std::string>> orderIn(const std::string& directory, const Label& label) {
+std::optional<std::vector<std::string>> orderIn(const std::string& directory, const Label& label,
+                                                const std::vector<std::string>& added = {}) {
   std::error_code ignored;
   auto const type = std::filesystem::status(joined(directory, "listorder"), ignored).type();
   if (type == std::filesystem::file_type::not_found &&
       directory != realDirectory(setDirectory(label.set)))
     return std::nullopt;
   std::map<std::string, std::size_t> positions = orderPositions(orderLines(directory));
-  std::vector<std::string> names;
-  for (const auto& member : std::filesystem::directory_iterator(directory)) {
-    if (isNamedLikeListOf(member.path(), label.set, label.mode))
-      names.push_back(member.path().filename());
+  std::vector<std::string> names = added;
+  std::error_code error;
+  std::filesystem::directory_iterator member(directory, error);
+  for (; !error && member != std::filesystem::directory_iterator(); member.increment(error)) {
+    if (isNamedLikeListOf(member->path(), label.set, label.mode))
+      names.push_back(member->path().filename());
   }
+  if (error)
+    throw Failure(STATUS_NOT_LOADED,
+                  withReason("cannot read " + inQuotes(directory), error.value()));
   std::sort(names.begin(), names.end(), [&](const std::string& one, const std::string& other) {
     return std::pair(positions[one], one) < std::pair(positions[other], other);
   });
   return names;
 }
 
-// The lists that are read before `lists`; nothing if that is not known. Throws UsageError if the
-// order in a directory contradicts that of `lists`.
+// Makes sure that an output in the directory of merged lists takes their place. `order` has all
+// lists there; `first` and `next` are the positions of the first merged one and after the last one.
+// Throws UsageError if the output is a list that is read after them, and reports if it will be read
+// elsewhere.
+void requirePlace(const std::string& output, const Label& label,
+                  const std::vector<std::string>& order, std::size_t first, std::size_t next) {
+  std::string const name = fileName(output);
+  std::string const directory = realDirectory(directoryOf(output));
+  auto const after = order.begin() + static_cast<std::ptrdiff_t>(next);
+  if (std::find(after, order.end(), name) != order.end())
+    throw UsageError("--output " + inQuotes(output) + " is a list that is read after these");
+  if (std::find(order.begin(), after, name) != after)
+    return;  // it is read itself, which is an error
+  std::vector<std::string> const all = *orderIn(directory, label, {name});
+  auto const place =
+      static_cast<std::size_t>(std::find(all.begin(), all.end(), name) - all.begin());
+  if (place < first || place > next)
+    say("the lines of 'listorder' in " + inQuotes(directory) + " do not put " + inQuotes(name) +
+        " in the place of these lists");
+}
+
+// The lists that are read before `lists`; nothing if that is not known: other directories than the
+// set's may have only some of its lists. Throws UsageError if the order in a directory contradicts
+// that of `lists`.
 std::optional<std::vector<std::string>> listsBefore(const std::vector<std::string>& lists,
-                                                    const Label& label) {
+                                                    const Label& label, const std::string& output) {
   std::map<std::string, std::vector<std::string>> given;  // names, by directory
   for (const std::string& list : lists) {
     if (!isNamedLikeListOf(list, label.set, label.mode))
@@ -113,10 +141,13 @@ std::optional<std::vector<std::string>> listsBefore(const std::vector<std::strin
                          (next == order->end() ? "" : ", but " + inQuotes(*next) + " is"));
       ++next;
     }
+    if (directory == realDirectory(directoryOf(output)))
+      requirePlace(output, label, *order, static_cast<std::size_t>(first - order->begin()),
+                   static_cast<std::size_t>(next - order->begin()));
     order->erase(first, order->end());
     for (std::string& name : *order)
       name = joined(directory, name);
-    if (directory == realDirectory(directoryOf(lists.front())))
+    if (given.size() == 1 && directory == realDirectory(setDirectory(label.set)))
       before = order;
   }
   return before;
@@ -135,7 +166,8 @@ bool areDistinct(const Statements& some, const Statements& others) {
 // The lines of the new list: in byte order of their paths, or, if two of these may be one path, in
 // the order in which they were read. A removal is left out if it certainly removes nothing.
 std::vector<ListLine> joinedLines(const Options& options, const Label& label) {
-  std::optional<std::vector<std::string>> const before = listsBefore(options.lists, label);
+  std::optional<std::vector<std::string>> const before =
+      listsBefore(options.lists, label, options.output);
   Statements const statements = statementsOf(options.lists, label, options.output);
   Statements const earlier = before ? statementsOf(*before, label, options.output) : Statements();
   bool const distinct = areDistinct(statements, earlier);

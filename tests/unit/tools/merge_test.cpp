@@ -202,6 +202,39 @@ TEST_F(MergeTest, NoListThatIsReadIsOverwritten) {
   }
 }
 
+TEST_F(MergeTest, LaterListsAreNotOverwrittenEither) {
+  for (const std::string name : {"a", "b", "c"})
+    list(name, {sized("/" + name, "1")}, listDir);
+  std::string const before = readFile(ofSet("c"));
+  expectRefusal(tool({"merge", ofSet("a"), ofSet("b"), "--output", ofSet("c")}),
+                "--output '" + ofSet("c") + "' is a list that is read after these\n");
+  EXPECT_EQ(readFile(ofSet("c")), before);
+}
+
+TEST_F(MergeTest, ANewListInAnotherPlaceIsReported) {
+  for (const std::string name : {"a", "b", "c"})
+    list(name, {sized("/" + name, "1")}, listDir);
+  ProgramRun run = tool({"merge", ofSet("a"), ofSet("b"), "--output", ofSet("bc")});
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(run.errors, "");
+  run = tool({"merge", ofSet("a"), ofSet("b"), "--output", ofSet("d")});
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(run.errors, std::string("zemo-selfcheck: the lines of 'listorder' in '") + listDir +
+                            "' do not put 'wam.full.d.list' in the place of these lists\n");
+}
+
+// A directory with an order may have only some of the set's lists.
+TEST_F(MergeTest, RemovalsStayUnlessAllEarlierListsAreKnown) {
+  std::string const first = list("a", {removal("/a"), sized("/b", "1")});
+  std::string const second = list("b", {removal("/b")});
+  writeFile(files / "listorder", "wam.full.a.list\nwam.full.b.list\n");
+  ASSERT_EQ(merge({first, second}).status, 0);
+  EXPECT_EQ(written(), (Lines{removal("/a"), removal("/b")}));
+  list("1", {sized("/1", "1")}, listDir);
+  ASSERT_EQ(merge({ofSet("1"), first, second}).status, 0);
+  EXPECT_EQ(written(), (Lines{sized("/1", "1"), removal("/a"), removal("/b")}));
+}
+
 TEST_F(MergeTest, UnreadableListsAreNotASuccess) {
   std::string const first = list("a", {sized("/a", "1")});
   expectRefusal(merge({first, files / "wam.full.none.list"}), "cannot open list", notLoaded);
