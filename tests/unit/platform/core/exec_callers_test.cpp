@@ -273,6 +273,9 @@ TEST(ExecCallers, ThatAdoptOrphansHaveToReapAProgramThatWasNotWaitedFor) {
     int status = 0;
     ASSERT_GT(waitpid(-1, &status, 0), 0);
     EXPECT_EQ(WEXITSTATUS(status), 7);
+    ASSERT_LT(execute("/missing", discard), 0);
+    ASSERT_GT(waitpid(-1, &status, 0), 0);
+    EXPECT_EQ(WEXITSTATUS(status), 127);  // as in a shell
     expectNoChild();
   });
 }

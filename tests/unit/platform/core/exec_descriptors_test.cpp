@@ -227,6 +227,7 @@ TEST_F(ExecDescriptorsTest, StreamThatCannotBeClosedBecomesNull) {
   if (underValgrind())
     GTEST_SKIP() << "this tool has no system call filters";
   inCaller([this] {
+    Descriptor const in(0, at("in"));
     refuseSystemCall(SYS_close, EPERM, 0, ~0U, 0);
     EXPECT_EQ(arrived(VLIB_EXEC_ISOLATE | allStreams), onlyNull);
     Descriptors const all = arrived(VLIB_EXEC_ISOLATE | VLIB_EXEC_STDIN_NULL);
@@ -260,10 +261,12 @@ TEST_F(ExecDescriptorsTest, PipeThatTheCallerClosesMeanwhileEnds) {
   inCaller([this] {
     int ends[2];
     ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    ASSERT_EQ(dup2(ends[1], 0), 0);
     bool ended = false;
     std::thread closer([&] {
       EXPECT_TRUE(appears(at("started")));
       (void)close(ends[1]);
+      (void)close(0);
       pollfd reading = {ends[0], POLLIN, 0};
       ended = poll(&reading, 1, 2000) == 1 && (reading.revents & POLLHUP) != 0;
       writeFile(at("go"), "");

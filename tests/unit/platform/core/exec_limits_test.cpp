@@ -19,6 +19,7 @@
 
 #include "support/caller.h"
 #include "support/files.h"
+#include "support/temporary_directory.h"
 #include "support/witness.h"
 
 namespace {
@@ -110,6 +111,25 @@ TEST(ExecLimits, ThreadMayHaveASmallStack) {
     EXPECT_EQ(results[2], 0);
     pthread_attr_destroy(&attributes);
   });
+}
+
+// The caller is suspended while the program runs, so the program can examine its memory.
+TEST(ExecLimits, EachProcessHasAGuardBelowItsStack) {
+  TemporaryDirectory const directory;
+  std::string const maps = directory / "maps";
+  ASSERT_EQ(
+      shell(isolate, "cat /proc/$0/maps >\"$1\"", std::to_string(getpid()).c_str(), maps.c_str()),
+      0);
+  std::istringstream lines(readFile(maps));
+  lines >> std::hex;
+  std::string found;  // the permissions and KiB of all mappings
+  unsigned long start = 0;
+  unsigned long end = 0;
+  char dash = 0;
+  std::string permissions;
+  for (std::string rest; lines >> start >> dash >> end >> permissions && std::getline(lines, rest);)
+    found += permissions + " " + std::to_string((end - start) / 1024) + "\n";
+  EXPECT_NE(found.find("---p 4\nrw-p 60\n---p 4\nrw-p "), std::string::npos) << found;
 }
 
 void expectExhausted(int options) {

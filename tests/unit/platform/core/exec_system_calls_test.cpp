@@ -1,8 +1,10 @@
 // VLIBExecl between two system calls of the processes that share the caller's memory. This program
-// defines syscall and sysconf itself, so the library's calls come here.
+// defines some functions of the C library itself, so the library's calls come here.
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>
+#include <pthread.h>
+#include <sched.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 #include <zemo/core.h>
@@ -10,6 +12,8 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdarg>
+#include <ctime>
+#include <utility>
 
 #include "support/caller.h"
 #include "support/witness.h"
@@ -21,17 +25,29 @@
 // NOLINTBEGIN(readability-inconsistent-declaration-parameter-name)
 // NOLINTNEXTLINE(readability-redundant-declaration): some headers of the C library declare it
 extern "C" long __sysconf(int name) noexcept;
+extern "C" int __clone(int (*function)(void*), void* stack, int flags, void* argument, ...);
 
 namespace {
 
 // Resolved in advance: a process in shared memory must not do that.
 auto* const realSyscall = reinterpret_cast<long (*)(long, long, long, long, long, long, long)>(
     dlsym(RTLD_NEXT, "syscall"));
+auto* const realClone = reinterpret_cast<decltype(&__clone)>(dlsym(RTLD_NEXT, "__clone"));
+auto* const realSetCancelState =
+    reinterpret_cast<decltype(&pthread_setcancelstate)>(dlsym(RTLD_NEXT, "pthread_setcancelstate"));
 
+bool copiesMemory = false;       // each process gets a copy, as under some debugging tools
+int signalWithCancelState = 0;   // that the caller sends to itself after each change of this state
 int signalBeforeUnblocking = 0;  // that each process sends to itself
 long descriptorLimit = 0;        // the result of sysconf; 0: the true one
 long closed = 0;                 // descriptors, one by one
 long lastClosed = 0;
+int interruptedWaits = 0;  // of the next ones
+long pausedMilliseconds = 0;
+
+SHARES_MEMORY long milliseconds(const timespec* time) {
+  return time->tv_sec * 1000 + time->tv_nsec / 1'000'000;
+}
 
 }  // namespace
 
@@ -50,6 +66,13 @@ extern "C" SHARES_MEMORY long syscall(long number, ...) noexcept {
     ++closed;
     lastClosed = words[0];
   }
+  if (number == SYS_wait4 && interruptedWaits > 0) {
+    --interruptedWaits;
+    errno = EINTR;
+    return -1;
+  }
+  if (number == SYS_nanosleep)
+    pausedMilliseconds += milliseconds(reinterpret_cast<const timespec*>(words[0]));
   if (number == SYS_close_range && descriptorLimit != 0) {
     errno = ENOSYS;
     return -1;
@@ -59,6 +82,18 @@ extern "C" SHARES_MEMORY long syscall(long number, ...) noexcept {
 
 extern "C" SHARES_MEMORY long sysconf(int name) noexcept {
   return name == _SC_OPEN_MAX && descriptorLimit != 0 ? descriptorLimit : __sysconf(name);
+}
+
+extern "C" SHARES_MEMORY int __clone(int (*function)(void*), void* stack, int flags, void* argument,
+                                     ...) {
+  return realClone(function, stack, copiesMemory ? flags & ~CLONE_VM : flags, argument);
+}
+
+extern "C" int pthread_setcancelstate(int state, int* before) {
+  int const result = realSetCancelState(state, before);
+  if (signalWithCancelState != 0)
+    (void)raise(signalWithCancelState);
+  return result;
 }
 // NOLINTEND(readability-inconsistent-declaration-parameter-name)
 // NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
@@ -72,6 +107,9 @@ class ExecSystemCallsTest : public ::testing::Test {
       GTEST_SKIP() << "this tool's processes have memory of their own";
   }
   void TearDown() override {
+    copiesMemory = false;
+    signalWithCancelState = 0;
+    interruptedWaits = 0;
     signalBeforeUnblocking = 0;
     descriptorLimit = 0;
   }
@@ -86,6 +124,49 @@ TEST_F(ExecSystemCallsTest, ProgramThatIsKilledBeforeItsStartWasNotStarted) {
     EXPECT_EQ(VLIBErrGet(), VLIB_ERR_PROGRAM_FAILED) << options;
     signalBeforeUnblocking = 0;
   }
+}
+
+TEST_F(ExecSystemCallsTest, InterruptedWaitIsRepeated) {
+  interruptedWaits = 2;
+  EXPECT_EQ(execute("/bin/true", VLIB_EXEC_WAIT), 0);
+  interruptedWaits = 2;
+  EXPECT_LT(execute("/bin/false", VLIB_EXEC_WAIT), 0);
+}
+
+// Such a stop recurs at once if the program uses the terminal again.
+TEST_F(ExecSystemCallsTest, StopForUsingTheTerminalInTheBackgroundTakesAWhile) {
+  std::pair<const char*, int> const milliseconds[] = {
+      {"TTIN", 100}, {"TTOU", 100}, {"TSTP", 0}, {"STOP", 0}};
+  for (const auto& [signal, expected] : milliseconds) {
+    inCaller([signal = signal, expected = expected] {
+      EXPECT_EQ(shell(0, "kill -$0 $$; exit 0", signal), 0);
+      EXPECT_EQ(pausedMilliseconds, expected) << signal;
+    });
+  }
+}
+
+TEST_F(ExecSystemCallsTest, ExitStatusOfAProgramCountsWhereMemoryIsCopied) {
+  copiesMemory = true;
+  EXPECT_EQ(execute("/bin/true", VLIB_EXEC_WAIT), 0);
+  EXPECT_LT(execute("/bin/false", VLIB_EXEC_WAIT), 0);
+}
+
+int handlerCalls = 0;
+int handlerCancelState = -1;
+
+void recordCancelState(int /*signal*/) {
+  ++handlerCalls;
+  (void)realSetCancelState(PTHREAD_CANCEL_DISABLE, &handlerCancelState);
+  (void)realSetCancelState(handlerCancelState, nullptr);
+}
+
+TEST_F(ExecSystemCallsTest, HandlerRunsWithTheCancelStateOfTheCaller) {
+  auto* const before = std::signal(SIGUSR1, recordCancelState);
+  signalWithCancelState = SIGUSR1;
+  EXPECT_EQ(execute("/bin/true", VLIB_EXEC_WAIT), 0);
+  (void)std::signal(SIGUSR1, before);
+  EXPECT_EQ(handlerCalls, 1);
+  EXPECT_EQ(handlerCancelState, PTHREAD_CANCEL_ENABLE);
 }
 
 // Also on machines that do not allow such large limits.
