@@ -168,6 +168,18 @@ TEST_F(StringListMemoryTest, LargeListGrowsToTheMostThatItCanHold) {
   _list->count = 0;
 }
 
+// A lack of memory for a large list shows when it is made; others take little at first.
+TEST_F(StringListMemoryTest, OnlyLargeListsTakeTheirRoomAtOnce) {
+  VLIBSzListFree(VLIBSzListAlloc(0));
+  size_t const record = asked;
+  for (int const items : {1, 100, 5000, 100000}) {
+    VLIBSzListFree(VLIBSzListAlloc(items));
+    EXPECT_EQ(asked, record + static_cast<size_t>(items) * sizeof(size_t));
+  }
+  VLIBSzListFree(VLIBSzListAlloc(1024));
+  EXPECT_LT(asked, 1100U);
+}
+
 TEST_F(StringListMemoryTest, ListTakesNoMoreThanItCanCount) {
   _list->capacity = _list->count = INT_MAX;
   asked = 0;
