@@ -7,6 +7,7 @@
 #include <algorithm>
 
 ScriptedReads scriptedReads;
+int openFlags = 0;
 std::vector<int> openErrors;
 bool everyFileIsLeased = false;
 
@@ -34,6 +35,7 @@ int open(const char* path, int flags, ...) {
   // Only existing files are opened, so the mode of a new file does not matter.
   static auto* const real =
       reinterpret_cast<int (*)(const char*, int, ...)>(dlsym(RTLD_NEXT, "open64"));
+  openFlags = flags;
   if (everyFileIsLeased) {
     errno = EWOULDBLOCK;
     return -1;

@@ -19,6 +19,8 @@ struct ScriptedReads {
 };
 extern ScriptedReads scriptedReads;
 
+// The flags of the last call of open.
+extern int openFlags;
 // The error numbers with which the next calls of open fail, in order.
 extern std::vector<int> openErrors;
 // True if every open fails because another process holds a lease on the file.
