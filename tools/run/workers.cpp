@@ -6,11 +6,14 @@
 #include <chrono>
 #include <utility>
 
+#include "io/exit_status.h"
+
 namespace tool {
 
-Workers::Workers(std::size_t count, unsigned threads, Work work, IsQuick isQuick)
+Workers::Workers(std::size_t count, unsigned threads, Work work, IsQuick isQuick, Begin begin)
     : _work(std::move(work)),
       _isQuick(std::move(isQuick)),
+      _begin(std::move(begin)),
       _count(count),
       _wanted(std::min<std::size_t>(threads, count)),
       _done(new std::atomic<bool>[count]()),
@@ -18,8 +21,10 @@ Workers::Workers(std::size_t count, unsigned threads, Work work, IsQuick isQuick
   _threads.reserve(_wanted);
   try {
     while (_threads.size() < _wanted)
-      _threads.emplace_back([this] { serve(); });
+      _threads.emplace_back([this] { start(); });
   } catch (const std::exception&) {  // no more threads, or not enough memory for one
+    if (_threads.empty() && _begin)
+      throw Failure(STATUS_NOT_LOADED, "cannot start a thread");
     if (_threads.empty())
       serve();
   }
@@ -55,6 +60,25 @@ Workers::Range Workers::take() {
   return {begin, begin + size};
 }
 
+void Workers::start() {
+  try {
+    if (_begin)
+      _begin();
+  } catch (...) {
+    fail();
+    return;
+  }
+  serve();
+}
+
+// Called while an exception is handled.
+void Workers::fail() {
+  std::lock_guard<std::mutex> const lock(_mutex);
+  _thrown = std::current_exception();
+  stop();
+  _ended.notify_all();
+}
+
 void Workers::serve() {
   for (Range range = take(); range.begin < range.end; range = take()) {
     for (std::size_t item = range.begin; item < range.end; ++item) {
@@ -63,10 +87,7 @@ void Workers::serve() {
       try {
         _work(item);
       } catch (...) {
-        std::lock_guard<std::mutex> const lock(_mutex);
-        _thrown = std::current_exception();
-        stop();
-        _ended.notify_all();
+        fail();
         return;
       }
       _done[item].store(true, std::memory_order_release);

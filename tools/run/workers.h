@@ -20,11 +20,16 @@ class Workers {
  public:
   using Work = std::function<void(std::size_t)>;
   using IsQuick = std::function<bool(std::size_t)>;
+  using Begin = std::function<void()>;
 
   // If fewer threads can be started, those do all the work; if none can, the constructor itself
   // does it. Neighbouring quick items may be given to one thread together; others are given singly.
   // Both functions are called on any of the threads.
-  Workers(std::size_t count, unsigned threads, Work work, IsQuick isQuick = nullptr);
+  //
+  // With `begin`, each thread calls that first and does no work if it throws. The constructor then
+  // never does the work itself, but throws Failure(STATUS_NOT_LOADED) if no thread can be started.
+  Workers(std::size_t count, unsigned threads, Work work, IsQuick isQuick = nullptr,
+          Begin begin = nullptr);
 
   // Starts no further items and waits for those in progress.
   ~Workers();
@@ -53,13 +58,16 @@ class Workers {
     std::size_t end;
   };
 
+  void start();
   void serve();
+  void fail();
   Range take();
   std::size_t neighbours(std::size_t begin, std::size_t most) const;
   void stop();
 
   Work _work;
   IsQuick _isQuick;
+  Begin _begin;
   std::size_t _count;
   std::size_t _wanted;  // threads
   std::unique_ptr<std::atomic<bool>[]> _done;

@@ -149,3 +149,23 @@ TEST(Workers, ProcessorsAreThoseOfThisProcess) {
   EXPECT_EQ(tool::processors(), 1U);
   ASSERT_EQ(sched_setaffinity(0, sizeof before, &before), 0);
 }
+
+// Otherwise, work for another root could be done in this machine's.
+TEST(Workers, ThreadThatCannotBeginDoesNothing) {
+  std::atomic<int> times{0};
+  Workers workers(
+      10, 2, [&](std::size_t) { ++times; }, nullptr,
+      [] { throw std::runtime_error("cannot begin"); });
+  EXPECT_THROW(while (!workers.allDone()) workers.wait(), std::runtime_error);
+  EXPECT_EQ(times, 0);
+}
+
+TEST(Workers, EveryThreadBeginsBeforeItsFirstItem) {
+  static thread_local bool begun = false;
+  std::atomic<int> unbegun{0};
+  Workers workers(
+      100, 3, [&](std::size_t) { unbegun += begun ? 0 : 1; }, nullptr, [] { begun = true; });
+  while (!workers.allDone())
+    workers.wait();
+  EXPECT_EQ(unbegun, 0);
+}
