@@ -2,8 +2,11 @@
 
 #include <syslog.h>
 
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
+#include <mutex>
+#include <utility>
 
 #include "io/exit_status.h"
 #include "text/escape.h"
@@ -12,6 +15,18 @@ namespace tool {
 namespace {
 
 thread_local std::vector<std::string>* collected = nullptr;
+
+struct Held {
+  std::atomic<bool> wanted{false};
+  std::mutex mutex;                                // for the lines
+  std::vector<std::pair<int, std::string>> lines;  // with their priorities
+};
+
+// Never destroyed: threads that could not be stopped may still log while the process ends.
+Held& held() {
+  static auto* const kept = new Held;
+  return *kept;
+}
 
 // Does the same as the C library's syslog(), using its variant with a list of arguments.
 __attribute__((format(printf, 2, 3))) void send(int priority, const char* format, ...) {
@@ -28,6 +43,11 @@ void relay(const char* text) {
     say(escaped(text));
 }
 
+void hold(int priority, const char* text) {
+  std::lock_guard<std::mutex> const lock(held().mutex);
+  held().lines.emplace_back(priority, text);
+}
+
 }  // namespace
 
 CollectedLog::CollectedLog(std::vector<std::string>& lines) {
@@ -36,6 +56,20 @@ CollectedLog::CollectedLog(std::vector<std::string>& lines) {
 
 CollectedLog::~CollectedLog() {
   collected = nullptr;
+}
+
+void holdCollectedLog() {
+  held().wanted = true;
+}
+
+void sendHeldLog() {
+  std::vector<std::pair<int, std::string>> lines;
+  {
+    std::lock_guard<std::mutex> const lock(held().mutex);
+    lines.swap(held().lines);
+  }
+  for (const auto& [priority, text] : lines)
+    send(priority, "%s", text.c_str());
 }
 
 void startLogRelay() {
@@ -49,7 +83,10 @@ void relayLogLine(int priority, const char* format, va_list arguments) {
     return;
   }
   relay(text);
-  send(priority, "%s", text);
+  if (collected != nullptr && held().wanted)
+    hold(priority, text);
+  else
+    send(priority, "%s", text);
   free(text);
 }
 

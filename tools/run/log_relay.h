@@ -20,6 +20,14 @@ class CollectedLog {
   CollectedLog& operator=(const CollectedLog&) = delete;
 };
 
+// From now on, the lines of threads with a CollectedLog go to the system log only when
+// sendHeldLog() is called, because such a thread may have another root directory, where /dev/log is
+// not the one of this machine.
+void holdCollectedLog();
+
+// Passes the held lines on to the system log. The calling thread must have this machine's root.
+void sendHeldLog();
+
 // Sets the program's name in the system log.
 void startLogRelay();
 
