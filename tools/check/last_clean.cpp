@@ -8,8 +8,8 @@
 namespace tool {
 
 std::time_t lastCleanIn(std::string_view content, const std::string& set, const std::string& mode,
-                        std::time_t now) {
-  std::string const start = lastCleanSample(set, mode);
+                        std::time_t now, const std::string& root) {
+  std::string const start = lastCleanSample(set, mode, root);
   while (!content.empty()) {
     std::size_t const end = content.find('\n');
     if (end == std::string_view::npos)

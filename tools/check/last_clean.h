@@ -14,7 +14,7 @@ namespace tool {
 // `content` has no such sample that metricsText() could have written, or if the time is later than
 // `now`.
 std::time_t lastCleanIn(std::string_view content, const std::string& set, const std::string& mode,
-                        std::time_t now);
+                        std::time_t now, const std::string& root = "");
 
 }  // namespace tool
 

@@ -48,13 +48,14 @@ void requireMetricsFile(const std::string& file) {
   (void)contentBefore(directory, file);
 }
 
-void writeMetrics(const std::string& file, const std::string& mode, std::vector<SetRun> runs) {
+void writeMetrics(const std::string& file, const std::string& mode, std::vector<SetRun> runs,
+                  const std::string& root) {
   Directory const directory(directoryOf(file));
   AtomicFile written(directory, file, 0644);
   std::string const before = contentBefore(directory, file);
   for (SetRun& run : runs)
-    run.lastClean = isClean(run) ? run.ended : lastCleanIn(before, run.set, mode, run.ended);
-  written.write(metricsText(mode, runs));
+    run.lastClean = isClean(run) ? run.ended : lastCleanIn(before, run.set, mode, run.ended, root);
+  written.write(metricsText(mode, runs, root));
   written.commit();
 }
 

@@ -17,7 +17,8 @@ void requireMetricsFile(const std::string& file);
 // Replaces the file of the previous run and carries over its times of last clean runs. The new file
 // is readable by everybody. Throws as requireMetricsFile() does if its conditions no longer hold;
 // the existing file then stays.
-void writeMetrics(const std::string& file, const std::string& mode, std::vector<SetRun> runs);
+void writeMetrics(const std::string& file, const std::string& mode, std::vector<SetRun> runs,
+                  const std::string& root = "");
 
 }  // namespace tool
 

@@ -33,8 +33,9 @@ std::string label(const char* name, const std::string& value) {
   return text + '"';
 }
 
-std::string labels(const std::string& set, const std::string& mode) {
-  return label("set", set) + "," + label("mode", mode);
+std::string labels(const std::string& set, const std::string& mode, const std::string& root) {
+  return label("set", set) + "," + label("mode", mode) +
+         (root.empty() ? "" : "," + label("root", root));
 }
 
 std::string sample(const std::string& name, const std::string& labels, const std::string& value) {
@@ -98,14 +99,16 @@ const std::array<Metric, 13> metrics = {{
      [](const SetRun& run) { return known(run.lastClean); }},
 }};
 
-std::string mismatches(const std::string& mode, const std::vector<SetRun>& runs) {
+std::string mismatches(const std::string& mode, const std::vector<SetRun>& runs,
+                       const std::string& root) {
   std::string text = heading("mismatches", "Mismatches that are not accepted, by kind.");
   for (const SetRun& run : runs) {
     for (CHECK_ERROR const kind : kinds) {
       auto const found = run.counters.kinds.find(kind);
       std::size_t const number = found == run.counters.kinds.end() ? 0 : found->second;
-      text += sample("mismatches", labels(run.set, mode) + "," + label("kind", kindName(kind)),
-                     std::to_string(number));
+      text +=
+          sample("mismatches", labels(run.set, mode, root) + "," + label("kind", kindName(kind)),
+                 std::to_string(number));
     }
   }
   return text;
@@ -117,13 +120,14 @@ bool isClean(const SetRun& run) {
   return run.verified && exitStatus(run.counters) == 0;
 }
 
-std::string metricsText(const std::string& mode, const std::vector<SetRun>& runs) {
-  std::string text = mismatches(mode, runs);
+std::string metricsText(const std::string& mode, const std::vector<SetRun>& runs,
+                        const std::string& root) {
+  std::string text = mismatches(mode, runs, root);
   for (const Metric& metric : metrics) {
     std::string samples;
     for (const SetRun& run : runs) {
       if (Value const value = metric.value(run))
-        samples += sample(metric.name, labels(run.set, mode), *value);
+        samples += sample(metric.name, labels(run.set, mode, root), *value);
     }
     if (!samples.empty())
       text += heading(metric.name, metric.help) + samples;
@@ -135,8 +139,9 @@ bool isMetricsText(const std::string& content) {
   return startsWith(content, "# HELP " + prefix);
 }
 
-std::string lastCleanSample(const std::string& set, const std::string& mode) {
-  return prefix + lastCleanName + "{" + labels(set, mode) + "} ";
+std::string lastCleanSample(const std::string& set, const std::string& mode,
+                            const std::string& root) {
+  return prefix + lastCleanName + "{" + labels(set, mode, root) + "} ";
 }
 
 }  // namespace tool
