@@ -1,5 +1,6 @@
 // check: compares all files named by sets of lists with their entries.
 
+#include <algorithm>
 #include <cstdio>
 #include <memory>
 #include <optional>
@@ -14,10 +15,13 @@
 #include "check/set_check.h"
 #include "commands.h"
 #include "io/exit_status.h"
+#include "root/other_root.h"
 #include "run/interruption.h"
 #include "run/workers.h"
 #include "sets/items.h"
 #include "sets/sets.h"
+
+using namespace ZEMO::SELF_CHECK;
 
 namespace tool {
 namespace {
@@ -40,6 +44,8 @@ struct Options {
   std::string mode = defaultMode;
   std::vector<std::string> items = {"all"};
   std::vector<std::string> under;
+  std::optional<std::string> root;
+  std::optional<std::string> lists;
   unsigned jobs = processors();
   std::optional<std::string> accept;
   std::optional<std::string> metrics;
@@ -72,17 +78,17 @@ std::unique_ptr<CheckReport> reportFor(const Options& options) {
 
 // Readers of metrics assume that they cover whole sets, and a file may contain each sample only
 // once.
-void requireMeasurable(const CheckPlan& plan, const Options& options) {
+void requireMeasurable(const Options& options) {
   if (options.metrics->empty())
     throw UsageError("--metrics needs the name of a file");
   if (*options.metrics == "-")
     throw UsageError(
         "--metrics writes to a file, not to standard output; use ./- for a file called -");
-  if (!options.under.empty() || plan.items != itemsNamed({"all"}))
+  if (!options.under.empty() || itemsNamed(options.items) != itemsNamed({"all"}))
     throw UsageError(
         "--metrics covers whole checks and cannot be combined with --under or --items");
   std::set<std::string> seen;
-  for (const std::string& set : plan.sets) {
+  for (const std::string& set : options.sets) {
     if (!seen.insert(set).second)
       throw UsageError("--metrics takes each set only once: " + inQuotes(set) + " is repeated");
   }
@@ -93,18 +99,20 @@ void explain(const Counters& counters, const Options& options) {
   bool const summed = !options.quiet && options.format != "paths";
   if (counters.partial && !summed)
     say(summaryLine(counters));
+  else if (counters.withoutIds && !summed)
+    say("owner and group were not compared");
   if (counters.checked + counters.unchecked + counters.notLoaded == 0 && !counters.partial)
     say(options.under.empty() ? "nothing was checked: there are no entries"
                               : "nothing was checked: no entry is at or below --under");
 }
 
 // Returns the bits to add to the exit status.
-int writeMetricsOrSay(const std::string& file, const std::string& mode, std::vector<SetRun> runs) {
+int writeMetricsOrSay(const Options& options, std::vector<SetRun> runs) {
   // Print the findings now, since a slow disk could delay the metrics. flushOutput() reports a
   // failure.
   (void)fflush(stdout);
   try {
-    writeMetrics(file, mode, std::move(runs));
+    writeMetrics(*options.metrics, options.mode, std::move(runs), options.root.value_or(""));
     return 0;
   } catch (const Failure& failure) {
     say(failure.what());
@@ -112,27 +120,57 @@ int writeMetricsOrSay(const std::string& file, const std::string& mode, std::vec
   }
 }
 
+// The items that can be compared.
+CHECK_ITEM itemsVisible(CHECK_ITEM wanted) {
+  auto const ids = CHECK_ITEM_OWNER | CHECK_ITEM_GROUP;
+  auto const visible = static_cast<CHECK_ITEM>(wanted & ~ids);
+  if (visible == 0)
+    throw Failure(STATUS_NOT_LOADED, "only root can compare the owners and groups of another root");
+  return visible;
+}
+
+// Readies the process for another root, if one is wanted, once the arguments are known to be right.
+void enterRoot(const Options& options, CheckOptions& check) {
+  if (!options.root)
+    return;
+  check.root = std::make_shared<const OtherRoot>(*options.root, options.lists);
+  check.plan.root = options.root;
+  check.plan.lists = options.lists;
+  if (check.root->knowsIds())
+    return;
+  if (options.metrics)
+    throw Failure(STATUS_NOT_LOADED,
+                  "--metrics covers whole checks, and only root can compare owners and groups");
+  check.plan.items = itemsVisible(check.plan.items);
+}
+
 int runCheck(const Options& options) {
   requireModeName(options.mode);
+  std::for_each(options.sets.begin(), options.sets.end(), requireSetName);
+  if (options.lists && !options.root)
+    throw UsageError("--lists needs --root");
   auto check = std::make_shared<CheckOptions>();
-  ChosenSets const chosen = chosenSets(options.sets, options.all);
-  check->plan = {chosen.names, options.mode, itemsNamed(options.items)};
+  check->plan = {{}, options.mode, itemsNamed(options.items)};
   check->under = directoriesNamed(options.under);
   check->jobs = options.jobs;
   check->verify = !options.noVerify;
   check->measure = options.metrics.has_value();
   if (check->measure)
-    requireMeasurable(check->plan, options);
+    requireMeasurable(options);
   std::unique_ptr<CheckReport> const report = reportFor(options);
   if (options.accept)
     check->accepted = Accepted(*options.accept);
   if (options.metrics)
     requireMetricsFile(*options.metrics);
+  enterRoot(options, *check);
+  ChosenSets const chosen = chosenSets(options.sets, options.all);
+  check->plan.sets = chosen.names;
 
   endSoonAfterInterruption(STATUS_UNCHECKED);
   watchForInterruption();
   Progress progress(!options.noProgress && !options.quiet);
   Counters counters;
+  counters.withoutIds = check->root && !check->root->knowsIds();
   report->begin(check->plan);
   if (!chosen.unknown.empty()) {
     counters.setsUnknown = true;
@@ -145,7 +183,7 @@ int runCheck(const Options& options) {
     if (options.metrics && counters.setsUnknown)
       say("the metrics in " + inQuotes(*options.metrics) + " are left unchanged");
     else if (options.metrics)
-      status |= writeMetricsOrSay(*options.metrics, options.mode, std::move(runs));
+      status |= writeMetricsOrSay(options, std::move(runs));
   };
   // The summary states the exit status, so the metrics come first. The status of a partial check
   // already has the bit for metrics that cannot be written, and a partial check must end soon.
@@ -171,6 +209,10 @@ void addCheck(Commands& program) {
              "Items to compare: size, owner, group, type, permission, hash or all (default: all)");
   takes.repeated("--under", "DIR", options->under,
                  "Check only what is at or below this directory; may be repeated");
+  takes.value("--root", "DIR", options->root,
+              "Check the files of the system below this directory, with its lists");
+  takes.value("--lists", "DIR", options->lists,
+              "With --root: use the lists in this directory instead");
   takes.number("--jobs", options->jobs, 1, mostJobs,
                "Number of threads (default: one per processor)");
   takes.value("--accept", "FILE", options->accept, "Read accepted mismatches from this file");

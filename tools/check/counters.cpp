@@ -50,6 +50,8 @@ std::string summaryLine(const Counters& counters) {
     line += "; " + counted(counters.notLoaded, "set", "sets") + " could not be loaded";
   if (counters.setsUnknown)
     line += "; the sets of packages are unknown";
+  if (counters.withoutIds)
+    line += "; owner and group were not compared";
   return line;
 }
 

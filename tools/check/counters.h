@@ -24,6 +24,7 @@ struct Counters {
   std::size_t accepted = 0;   // mismatches; not counted above
   bool partial = false;       // the check was interrupted
   bool setsUnknown = false;   // the packages' sets were requested but could not be found
+  bool withoutIds = false;    // owners and groups could not be compared
   // Mismatches that are not accepted; kinds that were not found may be absent.
   std::map<ZEMO::SELF_CHECK::CHECK_ERROR, std::size_t> kinds;
 };

@@ -2,6 +2,7 @@
 
 #include "check/report.h"
 #include "io/descriptors.h"
+#include "root/package.h"
 #include "sets/items.h"
 #include "text/json.h"
 #include "text/strings.h"
@@ -43,6 +44,12 @@ class JsonReport : public CheckReport {
     putTexts(record, "sets", plan.sets);
     putText(record, "mode", plan.mode);
     record["items"] = namesOf(plan.items);
+    if (plan.root) {
+      putText(record, "root", *plan.root);
+      record["package_users"] = passwordFile;
+    }
+    if (plan.lists)
+      putText(record, "lists", *plan.lists);
     writeLine(recordLine(record));
   }
 

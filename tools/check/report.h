@@ -6,6 +6,7 @@
 #include <zemo/selfcheck.h>
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -18,6 +19,8 @@ struct CheckPlan {
   std::vector<std::string> sets;
   std::string mode;
   ZEMO::SELF_CHECK::CHECK_ITEM items;
+  std::optional<std::string> root = {};   // --root
+  std::optional<std::string> lists = {};  // --lists
 };
 
 // One mismatch; the entry owns the record.

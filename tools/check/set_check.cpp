@@ -10,6 +10,7 @@
 #include "check/walk.h"
 #include "io/exit_status.h"
 #include "run/interruption.h"
+#include "run/log_relay.h"
 #include "run/workers.h"
 
 namespace tool {
@@ -87,6 +88,7 @@ class SetsCheck {
     }
     _progress.clear();
     tellLastWords();
+    sendHeldLog();
     return runs();
   }
 
@@ -108,7 +110,7 @@ class SetsCheck {
     } else {
       walk->workers = std::make_unique<Workers>(
           walk->entries.size(), _options->jobs, [walk](std::size_t i) { walk->check(i); },
-          [walk](std::size_t i) { return walk->isQuick(i); });
+          [walk](std::size_t i) { return walk->isQuick(i); }, walk->begin());
       course.state = Course::State::READY;
       untilNextMayBegin(course);
     }
@@ -133,6 +135,7 @@ class SetsCheck {
 
   // Reports completed entries that are not reported yet, up to the first that is not done.
   void tell() {
+    sendHeldLog();
     for (; _front < _courses.size() && !interrupted(); ++_front) {
       Course& course = _courses[_front];
       if (course.state == Course::State::LOADING || course.state == Course::State::INTERRUPTED)

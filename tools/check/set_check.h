@@ -15,6 +15,7 @@
 #include "check/counters.h"
 #include "check/later.h"
 #include "check/report.h"
+#include "root/other_root.h"
 #include "run/progress.h"
 
 namespace tool {
@@ -27,6 +28,7 @@ struct CheckOptions {
   std::shared_ptr<LateBudget> late = std::make_shared<LateBudget>();  // for the whole run
   bool measure = false;  // fill in all of SetFacts, which needs more runs of GnuPG
   Accepted accepted;
+  std::shared_ptr<const OtherRoot> root;  // where the files and packages are; null: this machine
 };
 
 // Facts about a set besides the findings.

@@ -11,6 +11,7 @@
 #include "gnupg/signature_check.h"
 #include "io/exit_status.h"
 #include "io/paths.h"
+#include "root/package.h"
 #include "run/interruption.h"
 #include "run/log_relay.h"
 #include "sets/sets.h"
@@ -35,7 +36,7 @@ void Walk::load() try {
   // Sets of packages are small, and the library has to bind their placeholders.
   bool const part = set == systemSet && !options->under.empty() &&
                     loadPart(list, options->plan.mode, options->under, options->verify);
-  bool const loads = part || list.loadList(options->verify);
+  bool const loads = part || loadWhole();
   if (options->measure)
     measure(loads);
   if (!loads)
@@ -53,6 +54,18 @@ void Walk::load() try {
   facts.loaded = true;
 } catch (const std::bad_alloc&) {
   say(outOfMemory);
+}
+
+bool Walk::loadWhole() {
+  return options->root && set != systemSet
+             ? loadPackageSet(options->root->tree(), list, set, options->plan.mode, options->verify)
+             : list.loadList(options->verify);
+}
+
+Workers::Begin Walk::begin() const {
+  if (!options->root)
+    return nullptr;
+  return [root = options->root] { root->tree().enter(); };
 }
 
 // Runs GnuPG again to read its status lines, which the library discards: here only they make a list
@@ -137,8 +150,9 @@ void Walk::beginLater() {
     outcome.paid =
         outcome.delay.reason == Delay::Reason::SIZE && options->late->takes(outcome.delay.size);
   }
-  laterWorkers = std::make_unique<Workers>(later.size(), options->jobs,
-                                           [this](std::size_t i) { checkLater(later[i]); });
+  laterWorkers = std::make_unique<Workers>(
+      later.size(), options->jobs, [this](std::size_t i) { checkLater(later[i]); }, nullptr,
+      begin());
 }
 
 bool Walk::done(std::size_t index) const {

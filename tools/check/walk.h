@@ -15,6 +15,7 @@
 #include "check/later.h"
 #include "check/set_check.h"
 #include "run/workers.h"
+#include "sets/sets.h"
 
 namespace tool {
 
@@ -39,12 +40,12 @@ struct Walk {
   Walk(std::string name, std::shared_ptr<const CheckOptions> chosen)
       : set(std::move(name)),
         options(std::move(chosen)),
-        list(set, options->plan.mode),
+        list(options->root ? systemSet : set, options->plan.mode),
         hook(options->accepted.hook()) {}
 
   std::string set;
   std::shared_ptr<const CheckOptions> options;
-  ZEMO::SELF_CHECK::FileList list;
+  ZEMO::SELF_CHECK::FileList list;  // for another root always named as loadPackageSet() needs
   ZEMO::SELF_CHECK::FileList::Hook hook;
   SetFacts facts;
   bool isEmpty = false;         // the whole set, if loaded
@@ -56,6 +57,8 @@ struct Walk {
 
   void load();
   void check(std::size_t index);
+  // The function that a thread calls before it checks entries; null if there is nothing to do.
+  Workers::Begin begin() const;
   // Must be called once, when all other entries are done.
   void beginLater();
   // True if the entry's outcome is final.
@@ -67,6 +70,7 @@ struct Walk {
   uint64_t bytesRead() const;
 
  private:
+  bool loadWhole();
   void measure(bool loads);
   void checkLater(std::size_t index);
 };

@@ -108,6 +108,7 @@ def checks(machine):
     words = ["check", "--accept", "OUT/accepted"]
     metrics = ["check", "--metrics", "OUT/metrics.prom"]
     program = (machine.target + "/program",)
+    root = ["check", "--root", "/"]
     return [
         Case("check", "intact", ["check", "--jobs", "1"]),
         Case("check-threads", "tampered", ["check", "--jobs", "3"], **tampered),
@@ -119,6 +120,8 @@ def checks(machine):
         Case("check-accepted", "tampered", words, prepare=accepts_hash, **accept),
         Case("check-not-accepted", "tampered", words, prepare=accepts_others, **accept),
         Case("check-all", "package_tampered", ["check", "--all"], tampered=program),
+        Case("check-root", "tampered", [*root, "--jobs", "1"], **tampered),
+        Case("check-root-package", "package_tampered", [*root, "--all"], tampered=program),
         Case("check-package", "package_tampered", ["check", PACKAGE], tampered=program),
     ]
 

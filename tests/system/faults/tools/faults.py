@@ -69,6 +69,13 @@ ERRORS = {
     "connect": "ECONNREFUSED EINTR",
     "getrandom": "ENOSYS EAGAIN",
     "prlimit64": "EPERM",
+    "unshare": "ENOMEM EPERM ENOSPC",
+    "mount": "EPERM ENOMEM",
+    "open_tree": "EPERM EIO EMFILE",
+    "mount_setattr": "EPERM ENOSYS",
+    "openat2": "EIO EAGAIN ENOSYS EMFILE",
+    "chroot": "EPERM EACCES",
+    "fchdir": "EACCES EIO",
     "sched_getaffinity": "EINVAL",
 }
 # Calls that cannot fail, or often do: ioctl only finds out whether there is a terminal. Without

@@ -1,0 +1,350 @@
+// zemo-selfcheck check --root: a system below a directory, whose files and configuration may be an
+// intruder's.
+
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+
+#include <regex>
+#include <set>
+#include <sstream>
+
+#include "../check/fixture.h"
+
+namespace {
+
+const std::string intact = "0 changed, 0 missing, 0 stray, 0 could not be checked";
+
+class OtherRootTest : public CheckTest {
+ protected:
+  static constexpr char sets[] = "/usr/zemo/selfcheck";
+
+  // Writes the file, and the directories above it, below the root.
+  void below(const std::string& path, const std::string& content) const {
+    makeDirectory((root / path).substr(0, (root / path).rfind('/')));
+    writeFile(root / path, content);
+  }
+
+  // entryLine() of the file at this absolute path below the root, as the root's lists write it.
+  std::string entry(const std::string& path) const {
+    return entryLine(root.path() + path).substr(root.path().size());
+  }
+
+  // Writes and signs a list in the root's own directory of lists.
+  std::string rootList(const std::vector<std::string>& lines,
+                       const std::string& name = "wam.full.base.list") const {
+    return rootListIn(root.path() + sets, lines, name);
+  }
+
+  static std::string rootListIn(const std::string& directory, const std::vector<std::string>& lines,
+                                const std::string& name) {
+    std::string path = writeList(directory, name, CheckTest::joined(lines));
+    key().sign(path);
+    return path;
+  }
+
+  void rootPackage(const std::string& user, const std::vector<std::string>& lines) const {
+    makeDirectory(root / "var/packages/demo/target");
+    below("var/packages/demo/user", user);
+    rootListIn(root.path() + sets + "/packages/demo", lines, "demo.full.base.list");
+  }
+
+  ProgramRun look(std::vector<std::string> words = {}) const {
+    words.insert(words.begin(), {"--root", root.path()});
+    return check(words);
+  }
+
+  // The same without the right to mount, as an ordinary user.
+  ProgramRun lookUnprivileged(std::vector<std::string> words = {},
+                              const std::string& before = "") const {
+    words.insert(words.begin(), {"/usr/bin/setpriv", "--bounding-set=-sys_admin,-sys_chroot",
+                                 "--inh-caps=-all", ZEMO_TOOL, "check", "--root", root.path()});
+    words.insert(words.begin(), {"/bin/sh", "-ec", before + "\nexec \"$@\"", "sh"});
+    return runProgram(words);
+  }
+
+  // The system calls of a run that cannot read files against their permissions.
+  std::string traced(std::vector<std::string> words = {}) const {
+    std::string const trace = files / "trace";
+    words.insert(words.begin(),
+                 {"/usr/bin/strace", "-f", "-qq", "-s", "4096", "-o", trace, "/usr/bin/setpriv",
+                  "--bounding-set=-dac_override,-dac_read_search", "--inh-caps=-all", ZEMO_TOOL,
+                  "check", "--root", root.path()});
+    (void)runProgram(words);
+    return readFile(trace);
+  }
+
+  // Nothing is below the root but what the test makes, and a file that exists here as well.
+  TemporaryDirectory root;
+};
+
+// The paths that threads opened after they had entered the root.
+std::set<std::string> openedInside(const std::string& trace) {
+  std::set<std::string> inside;
+  std::set<std::string> paths;
+  std::istringstream lines(trace);
+  std::regex const opening(
+      "^([0-9]+) +(?:open|openat|openat2|execve|connect)\\([^\"]*\"([^\"]*)\"");
+  for (std::string line; std::getline(lines, line);) {
+    std::string const thread = line.substr(0, line.find(' '));
+    if (line.find("chroot(") != std::string::npos)
+      inside.insert(thread);
+    std::smatch match;
+    if (inside.count(thread) != 0 && std::regex_search(line, match, opening))
+      paths.insert(match[2]);
+  }
+  return paths;
+}
+
+}  // namespace
+
+TEST_F(OtherRootTest, ComparesWithItsFilesAndNamesThemAsItsListsDo) {
+  below("etc/hostname", "other");
+  below("etc/evil", "");
+  rootList({entry("/etc/hostname"), entryLine("/etc", "-", "FIXED", "d", "-", "-", "-"),
+            existing("/etc/gone")});
+  ProgramRun const run = look();
+  EXPECT_EQ(run.status, missing | stray);
+  EXPECT_EQ(run.output,
+            "/etc/evil is unknown file\n"
+            "/etc/gone not exist expect[] but get[]\n"
+            "checked 3 entries of 1 set: 0 changed, 1 missing, 1 stray, 0 could not be checked\n");
+  EXPECT_EQ(run.errors, "");
+}
+
+TEST_F(OtherRootTest, ThisMachinesListsDoNotMatter) {
+  list({existing("/nowhere")});
+  below("a", "");
+  rootList({entry("/a")});
+  EXPECT_EQ(look().output, "checked 1 entry of 1 set: " + intact + "\n");
+  EXPECT_EQ(check().status, missing);
+}
+
+TEST_F(OtherRootTest, ListsFromElsewhere) {
+  below("a", "");
+  rootList({existing("/nowhere")});
+  TemporaryDirectory const lists;
+  rootListIn(lists.path(), {entry("/a")}, "wam.full.base.list");
+  EXPECT_EQ(look({"--lists", lists.path()}).output, "checked 1 entry of 1 set: " + intact + "\n");
+}
+
+TEST_F(OtherRootTest, RootOfThisMachine) {
+  list({existing("/usr/zemo/selfcheck/pubring.kbx"),
+        existing("/usr/zemo/selfcheck/wam.full.base.list")});
+  writeFile(std::string(listDir) + "/extra", "");
+  ProgramRun const run = check({"--root", "/", "--items", "size"});
+  EXPECT_EQ(run.output, "checked 2 entries of 1 set: " + intact + "\n");
+  list({existing("/usr/zemo/selfcheck/extra")});
+  EXPECT_EQ(check({"--root", "/"}).status, 0);
+}
+
+TEST_F(OtherRootTest, IdsOfAPackagesUserAreThoseOfItsPasswordFile) {
+  below("etc/passwd", "root:x:0:0::/:/bin/sh\ndaemon:x:4711:4712::/:/bin/sh\n");
+  below("etc/nsswitch.conf", "passwd: evil\n");
+  rootPackage("daemon\n", {"$pkg_dir\t-\t-\td\t-\t$pkg\t$pkg"});
+  ProgramRun const run = look({"demo"});
+  EXPECT_EQ(run.output,
+            "/var/packages/demo/target owner expect[4711] but get[0]\n"
+            "/var/packages/demo/target group expect[4712] but get[0]\n"
+            "checked 1 entry of 1 set: 1 changed, 0 missing, 0 stray, 0 could not be checked\n");
+}
+
+TEST_F(OtherRootTest, PackageThatIsOnlyOnThisMachineIsNotInstalled) {
+  makeDirectory(std::string(packagesDir) + "/demo/target");
+  rootListIn(root.path() + sets + "/packages/demo", {existing("$pkg_dir")}, "demo.full.base.list");
+  ProgramRun const run = look({"demo"});
+  EXPECT_EQ(run.status, notLoaded);
+  EXPECT_EQ(run.errors, "zemo-selfcheck: package 'demo' is not installed in '" + root.path() +
+                            "'\nzemo-selfcheck: set 'demo' could not be loaded\n");
+}
+
+TEST_F(OtherRootTest, AllChecksTheSetsOfItsPackages) {
+  below("a", "");
+  rootList({entry("/a")});
+  below("etc/passwd", "daemon:x:0:0::/:/bin/sh\n");
+  rootPackage("daemon", {"$pkg_dir\t-\t-\td\t-\t$pkg\t$pkg"});
+  packageList("other", {existing("/nowhere")});
+  EXPECT_EQ(look({"--all"}).output, "checked 2 entries of 2 sets: " + intact + "\n");
+}
+
+TEST_F(OtherRootTest, ItsKeysAndOptionsVerifyNothing) {
+  SigningKey const stranger;
+  below("a", "");
+  std::string const path = rootList({entry("/a")});
+  stranger.sign(path);
+  stranger.trustedBy(root.path() + sets);
+  below("usr/zemo/selfcheck/gpg.conf", "skip-verify\n");
+  EXPECT_EQ(look().status, notLoaded);
+  EXPECT_EQ(look({"--no-verify"}).status, 0);
+}
+
+TEST_F(OtherRootTest, ListThatIsAFifoFailsItsSet) {
+  rootList({existing("/")});
+  makeFifo(root.path() + sets + "/wam.full.more.list");
+  ProgramRun const run = look();
+  EXPECT_EQ(run.status, notLoaded);
+  EXPECT_EQ(linesOf(run.errors)[0], "zemo-selfcheck: cannot read '/usr/zemo/selfcheck/" +
+                                        std::string("wam.full.more.list' in '") + root.path() +
+                                        "': it is not a regular file");
+  EXPECT_EQ(look({"--no-verify"}).status, notLoaded);
+}
+
+// Without its order, lists that override others could be read before these.
+TEST_F(OtherRootTest, OrderThatIsAFifoFailsItsSet) {
+  below("etc/passwd", "");
+  rootList({existing("/")});
+  makeDirectory(root / "var/packages/demo/target");
+  rootListIn(root.path() + sets + "/packages/demo", {existing("/")}, "demo.full.base.list");
+  EXPECT_EQ(look({"demo"}).status, 0);
+  makeFifo(root.path() + sets + "/packages/demo/listorder");
+  EXPECT_EQ(look({"demo"}).status, notLoaded);
+  EXPECT_EQ(look({"--all"}).output,
+            "checked 1 entry of 1 set: " + intact + "; 1 set could not be loaded\n");
+  makeFifo(root.path() + sets + "/listorder");
+  EXPECT_EQ(look().status, notLoaded);
+}
+
+TEST_F(OtherRootTest, NoLinkLeadsOutOfIt) {
+  below("etc/passwd", "daemon:x:0:0::/:/bin/sh\n");
+  rootPackage("daemon", {existing("$pkg_dir")});
+  list({existing("/")});  // of this machine, and signed
+  std::string const up = "../../../../../../../../../..";
+  for (std::string const& start : {std::string(), up}) {
+    remove(root / "etc/passwd");
+    makeLink(start + "/etc/passwd", root / "etc/passwd");
+    EXPECT_EQ(look({"demo"}).status, notLoaded) << start;
+  }
+  for (std::string const& start : {std::string(), up}) {
+    remove(root / "usr/zemo");
+    makeLink(start + "/usr/zemo", root / "usr/zemo");
+    EXPECT_EQ(look().status, notLoaded) << start;
+  }
+}
+
+TEST_F(OtherRootTest, EntriesBelowALinkAreLookedUpBelowTheRoot) {
+  makeDirectory(root / "only");
+  rootList({existing("/out/etc/passwd"), existing("/up/etc/passwd"), existing("/in/b")});
+  makeLink("/", root / "out");
+  makeLink("../../../../../../..", root / "up");
+  makeLink("/only", root / "in");
+  below("only/b", "");
+  ProgramRun const run = look();
+  EXPECT_EQ(run.output,
+            "/out/etc/passwd not exist expect[] but get[]\n"
+            "/up/etc/passwd not exist expect[] but get[]\n"
+            "checked 3 entries of 1 set: 0 changed, 2 missing, 0 stray, 0 could not be checked\n");
+}
+
+TEST_F(OtherRootTest, PasswordFileThatIsNotAFileIsNotOpened) {
+  rootPackage("daemon", {existing("$pkg_dir")});
+  makeDirectory(root / "etc");
+  makeFifo(root / "etc/passwd");
+  EXPECT_EQ(look({"demo"}).status, notLoaded);
+  remove(root / "etc/passwd");
+  makeLink("/fifo", root / "etc/passwd");
+  makeFifo(root / "fifo");
+  ProgramRun const run = look({"demo"});
+  EXPECT_EQ(run.status, notLoaded);
+  EXPECT_EQ(linesOf(run.errors)[0], "zemo-selfcheck: cannot read '/etc/passwd' in '" + root.path() +
+                                        "': it is not a regular file");
+}
+
+TEST_F(OtherRootTest, OnlyListedFilesAreOpenedInside) {
+  for (const char* const path :
+       {"etc/ld.so.preload", "etc/nsswitch.conf", "usr/lib/ssl/openssl.cnf", "etc/localtime",
+        "usr/lib/locale/locale-archive", "etc/passwd", "etc/ld.so.cache"})
+    below(path, "hostile\n");
+  below("bin/a", "a");
+  below("bin/b", "b");
+  rootList({entry("/bin/a"), entry("/bin/b"), existing("/unread"),
+            entryLine("/bin", "-", "FIXED", "d", "-", "-", "-")});
+  EXPECT_EQ(openedInside(traced()), (std::set<std::string>{"/bin", "/bin/a", "/bin/b"}));
+}
+
+TEST_F(OtherRootTest, ItsLogGetsNothing) {
+  below("a", "");
+  rootList({entry("/a")});
+  changeMode(root / "a", 0);
+  std::string const trace = traced({"--items", "hash"});
+  EXPECT_EQ(openedInside(trace), (std::set<std::string>{"/a"}));
+  EXPECT_NE(trace.find("Open file [/a] failed"), std::string::npos);
+  EXPECT_NE(trace.find("\"/dev/log\""), std::string::npos) << "this machine's log gets it";
+}
+
+TEST_F(OtherRootTest, OrdinaryUsersCompareNeitherOwnersNorGroups) {
+  below("a", "");
+  rootList({entryLine("/a", "0", "-", "f", "-", "4711", "4711")});
+  EXPECT_EQ(look().status, changed);
+  ProgramRun const run = lookUnprivileged();
+  EXPECT_EQ(run.output,
+            "checked 1 entry of 1 set: " + intact + "; owner and group were not compared\n");
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(lookUnprivileged({"--quiet"}).errors,
+            "zemo-selfcheck: owner and group were not compared\n");
+  ProgramRun const nothing = lookUnprivileged({"--items", "owner"});
+  EXPECT_EQ(nothing.status, notLoaded);
+  EXPECT_EQ(nothing.errors,
+            "zemo-selfcheck: only root can compare the owners and groups of another root\n");
+}
+
+TEST_F(OtherRootTest, SaysThatUserNamespacesAreForbidden) {
+  rootList({existing("/")});
+  std::vector<std::string> words = {"/usr/bin/unshare",
+                                    "--user",
+                                    "--map-root-user",
+                                    "/bin/sh",
+                                    "-ec",
+                                    "echo 0 >/proc/sys/user/max_user_namespaces\nexec \"$@\"",
+                                    "sh",
+                                    "/usr/bin/setpriv",
+                                    "--bounding-set=-sys_admin,-sys_chroot",
+                                    "--inh-caps=-all",
+                                    ZEMO_TOOL,
+                                    "check",
+                                    "--root",
+                                    root.path()};
+  ProgramRun const run = runProgram(words);
+  EXPECT_EQ(run.status, notLoaded);
+  EXPECT_EQ(run.errors,
+            "zemo-selfcheck: --root needs root or user namespaces, which this machine forbids: No "
+            "space left on device\n");
+}
+
+TEST_F(OtherRootTest, JsonAndMetricsNameTheRoot) {
+  below("a", "");
+  rootList({entry("/a")});
+  std::string const start = linesOf(look({"--format", "json"}).output)[0];
+  EXPECT_NE(start.find("\"root\":\"" + root.path() + "\",\"package_users\":\"/etc/passwd\""),
+            std::string::npos)
+      << start;
+  EXPECT_EQ(look({"--metrics", files / "m"}).status, 0);
+  EXPECT_NE(readFile(files / "m")
+                .find("zemo_selfcheck_entries{set=\"wam\",mode=\"full\",root=\"" + root.path() +
+                      "\"} 1\n"),
+            std::string::npos);
+}
+
+TEST_F(OtherRootTest, ListsNeedARoot) {
+  ProgramRun const run = check({"--lists", "/"});
+  EXPECT_EQ(run.status, usage);
+  EXPECT_EQ(run.errors, "zemo-selfcheck: --lists needs --root\n");
+}
+
+TEST_F(OtherRootTest, NeedsAnExistingDirectoryAndAKeyRing) {
+  EXPECT_EQ(check({"--root", files / "none"}).errors,
+            "zemo-selfcheck: cannot open '" + (files / "none") + "': No such file or directory\n");
+  EXPECT_EQ(check({"--root", file("file")}).errors,
+            "zemo-selfcheck: cannot open '" + (files / "file") + "': Not a directory\n");
+  remove(std::string(listDir) + "/pubring.kbx");
+  ProgramRun const run = look();
+  EXPECT_EQ(run.status, notLoaded);
+  EXPECT_EQ(run.errors,
+            "zemo-selfcheck: there is no key ring in '/usr/zemo/selfcheck' of this machine (see "
+            "zemo-selfcheck-init-home(1))\n");
+}
+
+TEST_F(OtherRootTest, NothingRemainsOnThisMachine) {
+  rootList({existing("/")});
+  std::string const before = readFile("/proc/self/mountinfo");
+  EXPECT_EQ(look().status, 0);
+  EXPECT_EQ(readFile("/proc/self/mountinfo"), before);
+}

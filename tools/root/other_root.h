@@ -1,0 +1,36 @@
+// Looking at another root directory from this machine. Nothing of it is executed, loaded or
+// trusted.
+
+#ifndef ZEMO_TOOLS_ROOT_OTHER_ROOT_H
+#define ZEMO_TOOLS_ROOT_OTHER_ROOT_H
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "root/tree.h"
+
+namespace tool {
+
+// Prepares this process, which must not have started a thread: sets are then loaded from the lists
+// of the other root, by this machine's GnuPG, key ring and libraries, and threads that enter()
+// `tree` check its files.
+class OtherRoot {
+ public:
+  // `lists` is laid out like /usr/zemo/selfcheck; by default, the root's own directory is used.
+  // Throws Failure(STATUS_NOT_LOADED).
+  OtherRoot(const std::string& directory, const std::optional<std::string>& lists);
+
+  const Tree& tree() const { return *_tree; }
+
+  // False if owners and groups cannot be compared, because this process cannot see their numbers.
+  bool knowsIds() const { return _knowsIds; }
+
+ private:
+  bool _knowsIds;
+  std::unique_ptr<const Tree> _tree;
+};
+
+}  // namespace tool
+
+#endif
