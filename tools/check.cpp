@@ -131,9 +131,9 @@ CHECK_ITEM itemsVisible(CHECK_ITEM wanted) {
 
 // Readies the process for another root, if one is wanted, once the arguments are known to be right.
 void enterRoot(const Options& options, CheckOptions& check) {
-  if (!options.root)
+  check.root = chosenRoot(options.root, options.lists);
+  if (!check.root)
     return;
-  check.root = std::make_shared<const OtherRoot>(*options.root, options.lists);
   check.plan.root = options.root;
   check.plan.lists = options.lists;
   if (check.root->knowsIds())
@@ -147,8 +147,6 @@ void enterRoot(const Options& options, CheckOptions& check) {
 int runCheck(const Options& options) {
   requireModeName(options.mode);
   std::for_each(options.sets.begin(), options.sets.end(), requireSetName);
-  if (options.lists && !options.root)
-    throw UsageError("--lists needs --root");
   auto check = std::make_shared<CheckOptions>();
   check->plan = {{}, options.mode, itemsNamed(options.items)};
   check->under = directoriesNamed(options.under);

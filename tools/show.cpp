@@ -2,8 +2,10 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -11,6 +13,8 @@
 #include "io/descriptors.h"
 #include "io/exit_status.h"
 #include "io/paths.h"
+#include "root/other_root.h"
+#include "root/package.h"
 #include "sets/list_file.h"
 #include "sets/merged_set.h"
 #include "sets/sets.h"
@@ -18,6 +22,7 @@
 #include "text/escape.h"
 #include "text/json.h"
 
+using ZEMO::SELF_CHECK::PkgInfo;
 using ZEMO::SELF_CHECK::ProtectedFile;
 
 namespace tool {
@@ -38,6 +43,8 @@ struct Options {
   std::string mode = defaultMode;
   bool all = false;
   bool noVerify = false;
+  std::optional<std::string> root;
+  std::optional<std::string> lists;
   std::string format = "text";
 };
 
@@ -101,8 +108,13 @@ void writeJson(const std::string& set, const ProtectedFile& entry, const std::st
 }
 
 // Returns the number of entries shown.
-std::size_t showSet(const Options& options, const std::string& set, Filter& filter) {
-  MergedSet const merged = mergedSet(set, options.mode, !options.noVerify);
+std::size_t showSet(const Options& options, const OtherRoot* root, const std::string& set,
+                    Filter& filter) {
+  std::optional<PkgInfo> package;
+  if (root != nullptr && set != systemSet && !listsOf(set, options.mode).empty())
+    package = packageIn(root->tree(), set);
+  MergedSet const merged =
+      mergedSet(set, options.mode, !options.noVerify, package ? &*package : nullptr);
   bool const escape = isatty(STDOUT_FILENO) == 1;
   std::size_t shown = 0;
   for (const MergedEntry& element : merged.entries) {
@@ -130,6 +142,8 @@ int runShow(const Options& options) {
   }
   int status = STATUS_INTACT;
   std::size_t shown = 0;
+  std::for_each(named.begin(), named.end(), requireSetName);
+  std::shared_ptr<const OtherRoot> const root = chosenRoot(options.root, options.lists);
   ChosenSets const chosen = chosenSets(named, options.all);
   if (!chosen.unknown.empty()) {
     say(chosen.unknown);
@@ -137,7 +151,7 @@ int runShow(const Options& options) {
   }
   for (const std::string& set : chosen.names) {
     try {
-      shown += showSet(options, set, filter);
+      shown += showSet(options, root.get(), set, filter);
     } catch (const Failure& failure) {
       say(failure.what());
       status |= failure.status();
@@ -161,6 +175,10 @@ void addShow(Commands& program) {
   takes.words("WORD", options->words, "Sets (default: wam) and paths to show");
   takes.value("--mode", "MODE", options->mode, "Mode of the lists");
   takes.flag("--all", options->all, "Show wam and the sets of all packages");
+  takes.value("--root", "DIR", options->root,
+              "Show the sets of the system below this directory, with its packages");
+  takes.value("--lists", "DIR", options->lists,
+              "With --root: use the lists in this directory instead");
   takes.flag("--no-verify", options->noVerify, "Do not verify the lists' signatures");
   takes.choice("--format", {"text", "json"}, options->format, "Output format");
 }

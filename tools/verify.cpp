@@ -1,6 +1,8 @@
 // verify: prints the lists of a set in reading order, and their signers.
 
+#include <algorithm>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -8,6 +10,7 @@
 #include "gnupg/fingerprint.h"
 #include "io/descriptors.h"
 #include "io/exit_status.h"
+#include "root/other_root.h"
 #include "sets/sets.h"
 #include "text/escape.h"
 #include "text/strings.h"
@@ -32,6 +35,8 @@ struct Options {
   std::string mode = defaultMode;
   bool strict = false;
   std::vector<std::string> keys;
+  std::optional<std::string> root;
+  std::optional<std::string> lists;
 };
 
 struct Counts {
@@ -69,6 +74,8 @@ int runVerify(const Options& options) {
   for (const std::string& key : options.keys)
     demands.pinned.push_back(fingerprintFrom(key));
   Counts counts;
+  std::for_each(options.sets.begin(), options.sets.end(), requireSetName);
+  std::shared_ptr<const OtherRoot> const root = chosenRoot(options.root, options.lists);
   ChosenSets const chosen = chosenSets(options.sets, options.all);
   for (const std::string& set : chosen.names)
     verifySet(set, options, demands, counts);
@@ -95,6 +102,10 @@ void addVerify(Commands& program) {
   takes.words("SET", options->sets, "Sets to show (default: wam, the system's own)");
   takes.flag("--all", options->all, "Show wam and the sets of all packages");
   takes.value("--mode", "MODE", options->mode, "Mode of the lists");
+  takes.value("--root", "DIR", options->root,
+              "Show the lists of the system below this directory, by this machine's key ring");
+  takes.value("--lists", "DIR", options->lists,
+              "With --root: use the lists in this directory instead");
   takes.flag("--strict", options->strict,
              "Reject keys that have expired, are revoked or are not given by --key, weak digests, "
              "and lists that are not labelled as themselves or not named in listorder");

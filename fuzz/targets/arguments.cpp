@@ -62,6 +62,11 @@ class InDirectory {
   std::filesystem::path _before;
 };
 
+// True for the option that moves the process to another mount namespace.
+bool isRootOption(const std::string& word) {
+  return word.compare(0, 6, "--root") == 0;
+}
+
 bool hasSlash(const std::string& word) {
   return word.find('/') != std::string::npos;
 }
@@ -80,7 +85,7 @@ void run(fuzz::Input input) {
   bool const reads = command.empty() || command == "show" ||
                      ((command == "diff" || command == "files") &&
                       std::none_of(texts.begin(), texts.end(), hasSlash));
-  if (!reads)
+  if (!reads || std::any_of(texts.begin(), texts.end(), isRootOption))
     return;
   fuzz::needPrivateRoot();
   static bool const made = makeFiles();

@@ -51,4 +51,11 @@ OtherRoot::OtherRoot(const std::string& directory, const std::optional<std::stri
   tryToEnter(*_tree);
 }
 
+std::shared_ptr<const OtherRoot> chosenRoot(const std::optional<std::string>& directory,
+                                            const std::optional<std::string>& lists) {
+  if (lists && !directory)
+    throw UsageError("--lists needs --root");
+  return directory ? std::make_shared<const OtherRoot>(*directory, lists) : nullptr;
+}
+
 }  // namespace tool

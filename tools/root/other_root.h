@@ -31,6 +31,11 @@ class OtherRoot {
   std::unique_ptr<const Tree> _tree;
 };
 
+// The other root that the options --root and --lists choose; null without them. Throws UsageError
+// for --lists alone, and as the constructor does.
+std::shared_ptr<const OtherRoot> chosenRoot(const std::optional<std::string>& directory,
+                                            const std::optional<std::string>& lists);
+
 }  // namespace tool
 
 #endif

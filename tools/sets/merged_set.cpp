@@ -39,13 +39,16 @@ std::vector<MergedEntry> attributed(const FileList::ProtectedFileMap& files,
 
 }  // namespace
 
-MergedSet mergedSet(const std::string& set, const std::string& mode, bool verify) {
+MergedSet mergedSet(const std::string& set, const std::string& mode, bool verify, Binding package) {
   forgetPackage();
   MergedSet merged;
   merged.lists = listsOf(set, mode);
   if (merged.lists.empty())
     throw Failure(STATUS_NOT_LOADED, whyNoLists(set, mode));
-  FileList files(set, mode);
+  // The list of a package would be bound again by the library.
+  FileList files(package == nullptr ? set : systemSet, mode);
+  if (package != nullptr)
+    ProtectedFile::_pkginfo = *package;
   if (verify)
     verifyAll(set, files, merged);
   for (std::size_t i = 0; i < merged.lists.size(); ++i) {

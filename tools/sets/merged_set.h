@@ -21,11 +21,16 @@ struct MergedSet {
   std::vector<MergedEntry> entries;  // in byte order of paths; placeholders are resolved
 };
 
+// Makes the placeholders of the set's lists stand for this package; null if the library is to bind
+// that of this machine.
+using Binding = const ZEMO::SELF_CHECK::PkgInfo*;
+
 // Finds the set's lists, verifies all of them if `verify` is true, and merges them. First removes
 // the binding of a previous package; the binding of the set's own package stays. Throws
 // Failure(STATUS_NOT_LOADED) if there is no list, or one does not verify or parse; the library has
 // logged the reason.
-MergedSet mergedSet(const std::string& set, const std::string& mode, bool verify);
+MergedSet mergedSet(const std::string& set, const std::string& mode, bool verify,
+                    Binding package = nullptr);
 
 }  // namespace tool
 

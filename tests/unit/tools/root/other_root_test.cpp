@@ -1,8 +1,5 @@
-// zemo-selfcheck check --root: a system below a directory, whose files and configuration may be an
+// The option --root: a system below a directory, whose files and configuration may be an
 // intruder's.
-
-#include <sys/stat.h>
-#include <sys/sysmacros.h>
 
 #include <regex>
 #include <set>
@@ -347,4 +344,31 @@ TEST_F(OtherRootTest, NothingRemainsOnThisMachine) {
   std::string const before = readFile("/proc/self/mountinfo");
   EXPECT_EQ(look().status, 0);
   EXPECT_EQ(readFile("/proc/self/mountinfo"), before);
+}
+
+TEST_F(OtherRootTest, VerifyShowsItsLists) {
+  list({existing("/")});
+  rootList({existing("/")}, "wam.full.other.list");
+  std::vector<std::string> const words = {"verify", "--root", root.path()};
+  ProgramRun const run = tool(words);
+  EXPECT_EQ(run.status, 0);
+  EXPECT_NE(run.output.find("/usr/zemo/selfcheck/wam.full.other.list"), std::string::npos);
+  EXPECT_EQ(linesOf(run.output).back(), "1 list: 1 good, 0 unusable, 0 rejected");
+  SigningKey const stranger;
+  stranger.sign(root.path() + sets + "/wam.full.other.list");
+  stranger.trustedBy(root.path() + sets);
+  EXPECT_EQ(tool(words).status, notLoaded);
+}
+
+TEST_F(OtherRootTest, ShowResolvesPlaceholdersForItsPackages) {
+  below("etc/passwd", "daemon:x:4711:4712::/:/bin/sh\n");
+  rootPackage("daemon", {"$pkg_dir/x\t-\t-\tf\t-\t$pkg\t$pkg"});
+  std::string const line =
+      "/var/packages/demo/target/x\t-\t-\tf\t-\t4711\t4712\tdemo.full.base.list\n";
+  EXPECT_EQ(tool({"show", "demo", "--root", root.path()}).output, line);
+  remove(root / "etc/passwd");
+  ProgramRun const run = tool({"show", "demo", "--root", root.path()});
+  EXPECT_EQ(run.status, notLoaded);
+  EXPECT_EQ(run.errors, "zemo-selfcheck: cannot read '/etc/passwd' in '" + root.path() +
+                            "': No such file or directory\n");
 }
