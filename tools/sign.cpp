@@ -8,6 +8,10 @@
 // every moment, either the old or the new one. A list that was changed after it was signed verifies
 // from the last rename on; if sign is interrupted before that, it can simply be run again.
 //
+// A manifest is made from the same bytes, and replaced after all lists, only if they are still the
+// same. Its content does change: if sign is interrupted between the renames of manifest and
+// signature, the manifest does not verify until sign has run again.
+//
 // Two runs of sign replace their files one after the other, and a list whose content no longer
 // matches the signed bytes is left as it is. If a program ignores the lock and replaces the list
 // between that comparison and the rename, its change is lost, but the resulting pair still
@@ -35,6 +39,8 @@
 #include "sets/label.h"
 #include "sets/list_file.h"
 #include "sets/sets.h"
+#include "sign/manifest.h"
+#include "sign/signed_file.h"
 #include "text/escape.h"
 
 namespace tool {
@@ -44,19 +50,20 @@ const char* const examples =
     "Writes LIST.asc, an armoured detached GnuPG signature with the digest SHA-512. GnuPG uses "
     "your own agent, pinentry and terminal.\n"
     "\n"
-    "Example:\n"
-    "  zemo-selfcheck sign wam.full.base.list --key maker@example.org\n";
+    "--manifest also writes a signed file that says which lists the set has, in which order. Give "
+    "all lists of the set in the order in which they are read.\n"
+    "\n"
+    "Examples:\n"
+    "  zemo-selfcheck sign wam.full.base.list --key maker@example.org\n"
+    "  zemo-selfcheck sign --manifest wam.full.manifest wam.full.base.list wam.full.local.list "
+    "--key maker@example.org\n";
 
 struct Options {
   std::vector<std::string> lists;
   std::string key;
   std::optional<std::string> home;
-};
-
-struct Signed {
-  Directory directory;  // the path's directory, even if the path leads elsewhere by now
-  std::string path;
-  std::string content;
+  std::optional<std::string> manifest;
+  std::optional<std::string> serial;
 };
 
 void warnOfLabel(const std::string& path, const std::string& line) {
@@ -72,7 +79,7 @@ void warnOfLabel(const std::string& path, const std::string& line) {
 }
 
 // The content of the list, which is checked to be a check list.
-Signed readList(const std::string& path, const Directory& directory) {
+SignedFile readList(const std::string& path, const Directory& directory) {
   RegularFile const file(directory, path);
   struct stat above = {};
   if (fstat(directory.get(), &above) != 0)
@@ -88,39 +95,61 @@ Signed readList(const std::string& path, const Directory& directory) {
   return {directory, path, std::move(content)};
 }
 
-void sign(const Signed& list, const Signer& signer) {
-  std::string const signature = signer.signatureOf(list.content, list.path);
-  AtomicFile listFile(list.directory, list.path, 0644);
-  listFile.write(list.content);
-  listFile.finish();
-  AtomicFile signatureFile(list.directory, list.path + ".asc", 0644);
-  signatureFile.write(signature);
-  signatureFile.finish();
-
-  DirectoryLock const lock(list.directory);
+void requireUnchanged(const SignedFile& list) {
   if (RegularFile(list.directory, list.path).content() != list.content)
     throw Failure(STATUS_NOT_LOADED,
                   inQuotes(list.path) + " changed while it was being signed; sign it again");
-  listFile.commit();
+}
+
+// Writes the file and its signature if the content of `lists` has not changed.
+void sign(const SignedFile& file, const std::vector<const SignedFile*>& lists,
+          const Signer& signer) {
+  std::string const signature = signer.signatureOf(file.content, file.path);
+  AtomicFile contentFile(file.directory, file.path, 0644);
+  contentFile.write(file.content);
+  contentFile.finish();
+  AtomicFile signatureFile(file.directory, file.path + ".asc", 0644);
+  signatureFile.write(signature);
+  signatureFile.finish();
+
+  DirectoryLock const lock(file.directory);
+  for (const SignedFile* const list : lists)
+    requireUnchanged(*list);
+  contentFile.commit();
   signatureFile.commit();
-  printf("%s.asc: signed by %s\n", escaped(list.path).c_str(), keyText(signer.key()).c_str());
+  printf("%s.asc: signed by %s\n", escaped(file.path).c_str(), keyText(signer.key()).c_str());
+}
+
+std::vector<const SignedFile*> pointersTo(const std::vector<SignedFile>& files) {
+  std::vector<const SignedFile*> pointers;
+  pointers.reserve(files.size());
+  for (const SignedFile& file : files)
+    pointers.push_back(&file);
+  return pointers;
 }
 
 int runSign(const Options& options) {
   if (options.key.empty())
     throw UsageError("--key needs a fingerprint, key ID or user ID");
+  if (options.serial && !options.manifest)
+    throw UsageError("--serial is the manifest's serial and needs --manifest");
   std::string const home = options.home ? homeFrom(*options.home) : "";
   if (!home.empty())
     (void)ownHome(home);
-  std::vector<Signed> lists;
+  std::vector<SignedFile> lists;
   std::map<std::string, Directory> directories;  // each is opened once, even with several lists
   for (const std::string& path : options.lists) {
     std::string const above = directoryOf(path);
     lists.push_back(readList(path, directories.try_emplace(above, above).first->second));
   }
+  std::optional<SignedFile> manifest;
+  if (options.manifest)
+    manifest = manifestOf(*options.manifest, lists, options.serial);
   Signer const signer(options.key, home);
-  for (const Signed& list : lists)
-    sign(list, signer);
+  for (const SignedFile& list : lists)
+    sign(list, {&list}, signer);
+  if (manifest)
+    sign(*manifest, pointersTo(lists), signer);
   return STATUS_INTACT;
 }
 
@@ -132,6 +161,11 @@ void addSign(Commands& program) {
                                 [options] { return runSign(*options); });
   takes.requiredWords("LIST", options->lists, "Lists to sign");
   takes.requiredValue("--key", "KEY", options->key, "Secret key: a fingerprint, key ID or user ID");
+  takes.value("--manifest", "FILE", options->manifest,
+              "Also write and sign the manifest of a set that consists of these lists, in this "
+              "order: SET.MODE.manifest in their directory");
+  takes.value("--serial", "N", options->serial,
+              "Serial number of the manifest (default: the date in seconds since 1970)");
   takes.value("--homedir", "DIR", options->home, "GnuPG home directory (default: your own)");
 }
 

@@ -54,6 +54,10 @@ std::optional<RegularFile> RegularFile::ifThere(const Directory& directory,
   return RegularFile(std::move(file), path);
 }
 
+RegularFile RegularFile::following(const std::string& path) {
+  return {Descriptor(open(path.c_str(), reading)), path};
+}
+
 std::string RegularFile::content(std::size_t most) const {
   std::string content;
   std::array<char, 65536> buffer;  // NOLINT(cppcoreguidelines-pro-type-member-init) filled by read
@@ -79,7 +83,7 @@ void RegularFile::publish() const {
 }
 
 std::string readWholeFile(const std::string& path) {
-  return RegularFile(Descriptor(open(path.c_str(), reading)), path).content();
+  return RegularFile::following(path).content();
 }
 
 std::string irregular(const std::string& path) {

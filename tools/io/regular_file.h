@@ -27,6 +27,9 @@ class RegularFile {
   // The same; empty if it does not exist.
   static std::optional<RegularFile> ifThere(const Directory& directory, const std::string& path);
 
+  // Opens the file at `path`, which may be a link to it.
+  static RegularFile following(const std::string& path);
+
   const struct stat& status() const { return _status; }
 
   // The content from its start, at most `most` bytes.
@@ -36,7 +39,6 @@ class RegularFile {
   void publish() const;
 
  private:
-  friend std::string readWholeFile(const std::string& path);
   RegularFile(Descriptor file, std::string path);
 
   std::string _path;

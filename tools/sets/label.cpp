@@ -32,23 +32,20 @@ std::optional<std::string> takeField(std::string& rest, const std::string& key, 
   return value;
 }
 
-}  // namespace
+enum class About { LIST, SET };
 
-std::string labelLine(const Label& label) {
-  return "set=" + field(label.set) + " mode=" + field(label.mode) + " list=" + field(label.list) +
+std::string lineOf(const Label& label, About about) {
+  return "set=" + field(label.set) + " mode=" + field(label.mode) +
+         (about == About::LIST ? " list=" + field(label.list) : "") +
          " serial=" + std::to_string(label.serial) + " date=" + utcText(label.date);
 }
 
-bool isLabelOf(const Label& label, const std::string& path, const std::string& set,
-               const std::string& mode) {
-  return label.set == set && label.mode == mode && label.list == listName(path, set, mode);
-}
-
-std::optional<Label> parseLabel(const std::string& line) {
+std::optional<Label> labelIn(const std::string& line, About about) {
   std::string rest = line;
   std::optional<std::string> const set = takeField(rest, "set", true);
   std::optional<std::string> const mode = takeField(rest, "mode", false);
-  std::optional<std::string> const list = takeField(rest, "list", false);
+  std::optional<std::string> const list =
+      about == About::LIST ? takeField(rest, "list", false) : std::string();
   std::optional<std::string> const serial = takeField(rest, "serial", false);
   std::optional<std::string> const date = takeField(rest, "date", false);
   if (!set || !mode || !list || !serial || !date)
@@ -63,9 +60,32 @@ std::optional<Label> parseLabel(const std::string& line) {
     return std::nullopt;
   label.date = timegm(&parts);
   // There is only one way to write these values; anything else does not have this form.
-  if (labelLine(label) != line)
+  if (lineOf(label, about) != line)
     return std::nullopt;
   return label;
+}
+
+}  // namespace
+
+std::string labelLine(const Label& label) {
+  return lineOf(label, About::LIST);
+}
+
+bool isLabelOf(const Label& label, const std::string& path, const std::string& set,
+               const std::string& mode) {
+  return label.set == set && label.mode == mode && label.list == listName(path, set, mode);
+}
+
+std::optional<Label> parseLabel(const std::string& line) {
+  return labelIn(line, About::LIST);
+}
+
+std::string setLabelLine(const Label& label) {
+  return lineOf(label, About::SET);
+}
+
+std::optional<Label> parseSetLabel(const std::string& line) {
+  return labelIn(line, About::SET);
 }
 
 }  // namespace tool

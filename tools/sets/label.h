@@ -34,6 +34,10 @@ bool isLabelOf(const Label& label, const std::string& path, const std::string& s
 // Empty if `line` does not have exactly that form.
 std::optional<Label> parseLabel(const std::string& line);
 
+// The same without the field `list`, for a text about the whole set.
+std::string setLabelLine(const Label& label);
+std::optional<Label> parseSetLabel(const std::string& line);
+
 }  // namespace tool
 
 #endif

@@ -62,15 +62,19 @@ std::string contentOf(const Directory& directory, const std::string& path) {
 
 }  // namespace
 
+void stamp(Label& label, const std::optional<std::string>& serial) {
+  label.date = dateOfList();
+  label.serial =
+      !serial ? static_cast<uint64_t>(label.date) : numberOf(*serial, "--serial", 0, UINT64_MAX);
+}
+
 Label labelOf(const NewListOptions& options) {
   requireModeName(options.mode);
   Label label;
   label.set = setOf(options);
   label.mode = options.mode;
   label.list = listName(options.output, label.set, label.mode);
-  label.date = dateOfList();
-  label.serial = !options.serial ? static_cast<uint64_t>(label.date)
-                                 : numberOf(*options.serial, "--serial", 0, UINT64_MAX);
+  stamp(label, options.serial);
   if (!isNamedLikeListOf(options.output, label.set, options.mode))
     throw UsageError("--output " + inQuotes(options.output) +
                      " is not named like a list of its set: " +

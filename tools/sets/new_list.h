@@ -20,6 +20,10 @@ struct NewListOptions {
   std::optional<std::string> serial;
 };
 
+// Sets the date, now or SOURCE_DATE_EPOCH, and the serial, given or the date in seconds. Throws
+// UsageError if either is not a number in range.
+void stamp(Label& label, const std::optional<std::string>& serial);
+
 // The label of the list. Throws UsageError if an argument is wrong, or if the output is not named
 // like a list of its set or has no room for the name of a signature.
 Label labelOf(const NewListOptions& options);

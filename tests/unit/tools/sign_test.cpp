@@ -223,6 +223,20 @@ TEST_F(SignCommandTest, AListThatChangesMeanwhileStaysAsItIs) {
             (std::vector<std::string>{"gpg.conf", "pubring.kbx", "wam.full.base.list"}));
 }
 
+// The list has its signature when the manifest's is made.
+TEST_F(SignCommandTest, AManifestOfAListThatChangesMeanwhileIsNotWritten) {
+  std::string const asked = files / "asked";
+  keys().askBy("echo >>" + asked + "; [ $(wc -l <" + asked + ") = 1 ] || echo more >>" + path +
+               "; echo 'D secret'; echo OK");
+  appendToFile(keys().path() + "/gpg-agent.conf", "default-cache-ttl 0\n");
+  ProgramRun const run = tool({"sign", "--manifest", std::string(listDir) + "/wam.full.manifest",
+                               path, "--key", "Locked", "--homedir", keys().path()});
+  EXPECT_EQ(run.status, notLoaded);
+  EXPECT_THAT(run.output, HasSubstr(path + ".asc: signed by"));
+  EXPECT_THAT(run.errors, HasSubstr("'" + path + "' changed while it was being signed"));
+  EXPECT_EQ(namesIn(listDir), onlyPair);
+}
+
 TEST_F(SignCommandTest, ASignalEndsItAndLeavesNothing) {
   keys().askBy("sleep 3; echo 'ERR 83886179 Operation cancelled <Pinentry>'");
   ProgramRun const run = runProgram({"/usr/bin/timeout", "--preserve-status", "-s", "TERM", "1",
