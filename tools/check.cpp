@@ -50,6 +50,7 @@ struct Options {
   std::optional<std::string> accept;
   std::optional<std::string> metrics;
   bool noVerify = false;
+  std::string require;
   std::string format = "text";
   bool nul = false;
   bool noProgress = false;
@@ -152,6 +153,9 @@ int runCheck(const Options& options) {
   check->under = directoriesNamed(options.under);
   check->jobs = options.jobs;
   check->verify = !options.noVerify;
+  check->requireManifest = !options.require.empty();
+  if (check->requireManifest && options.noVerify)
+    throw UsageError("--require manifest cannot be combined with --no-verify");
   check->measure = options.metrics.has_value();
   if (check->measure)
     requireMeasurable(options);
@@ -216,6 +220,8 @@ void addCheck(Commands& program) {
   takes.value("--accept", "FILE", options->accept, "Read accepted mismatches from this file");
   takes.value("--metrics", "FILE", options->metrics,
               "Write metrics to this file, for Prometheus's node_exporter");
+  takes.choice("--require", {"manifest"}, options->require,
+               "Check only sets that are exactly what their signed manifest describes");
   takes.flag("--no-verify", options->noVerify, "Do not verify the lists' signatures");
   takes.choice("--format", {"text", "paths", "json"}, options->format, "Output format");
   takes.flag("-z,--null", options->nul, "End lines with a zero byte, and do not escape names");

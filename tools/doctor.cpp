@@ -13,6 +13,7 @@
 #include "doctor/findings.h"
 #include "doctor/fixed_directories.h"
 #include "doctor/home.h"
+#include "doctor/manifest.h"
 #include "doctor/order.h"
 #include "doctor/ownership.h"
 #include "doctor/parents.h"
@@ -154,6 +155,7 @@ class Doctor {
     bool const complete = verified && readLists(files);
     files.contents.resize(files.lists.size());
     checkOrder(files, _ownership, _findings);
+    checkManifest(files, _home, _ownership, _findings);
     if (!verified)
       return;
     checkLabels(files, _findings);

@@ -44,6 +44,7 @@ struct Counts {
   std::size_t unusable = 0;
   std::size_t rejected = 0;
   std::size_t emptySets = 0;
+  std::size_t rejectedManifests = 0;
 };
 
 void verifySet(const std::string& set, const Options& options, const Demands& demands,
@@ -65,6 +66,9 @@ void verifySet(const std::string& set, const Options& options, const Demands& de
     else if (!judgement.objections.empty())
       counts.rejected += 1;
   }
+  ManifestJudgement const manifest = judgeManifest(set, options.mode, demands);
+  writeOut(reportOn(manifest));
+  counts.rejectedManifests += manifest.objections.empty() ? 0 : 1;
 }
 
 int runVerify(const Options& options) {
@@ -86,11 +90,14 @@ int runVerify(const Options& options) {
                         std::to_string(counts.rejected) + " rejected";
   if (counts.emptySets != 0)
     summary += "; " + counted(counts.emptySets, "set", "sets") + " without lists";
+  if (counts.rejectedManifests != 0)
+    summary += "; " + counted(counts.rejectedManifests, "manifest", "manifests") + " rejected";
   if (!chosen.unknown.empty())
     summary += "; the sets of packages are unknown: " + chosen.unknown;
   writeLine(summary);
   bool const lacking = counts.unusable != 0 || counts.emptySets != 0 || !chosen.unknown.empty();
-  return (lacking ? STATUS_NOT_LOADED : 0) | (counts.rejected != 0 ? STATUS_UNCHECKED : 0);
+  return (lacking ? STATUS_NOT_LOADED : 0) |
+         (counts.rejected + counts.rejectedManifests != 0 ? STATUS_UNCHECKED : 0);
 }
 
 }  // namespace
@@ -108,7 +115,8 @@ void addVerify(Commands& program) {
               "With --root: use the lists in this directory instead");
   takes.flag("--strict", options->strict,
              "Reject keys that have expired, are revoked or are not given by --key, weak digests, "
-             "and lists that are not labelled as themselves or not named in listorder");
+             "lists that are not labelled as themselves or not named in listorder, and a manifest "
+             "that does not fit the set");
   takes.repeated("--key", "FINGERPRINT", options->keys,
                  "Reject signatures by any other key than the given ones, each given by its full "
                  "fingerprint or that of its primary key; may be repeated");

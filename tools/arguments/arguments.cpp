@@ -97,10 +97,10 @@ void Arguments::choice(const char* name, std::initializer_list<const char*> choi
     bool const isKnown = std::find(known.begin(), known.end(), word) != known.end();
     return isKnown ? "" : "takes " + listed(known, "or") + ", not '" + word + "'";
   };
-  _command.add_option(name, target, text)
-      ->type_name(joinedBy("|", known))
-      ->capture_default_str()
-      ->check(refuse);
+  CLI::Option* const option =
+      _command.add_option(name, target, text)->type_name(joinedBy("|", known))->check(refuse);
+  if (!target.empty())
+    option->capture_default_str();
 }
 
 void Arguments::number(const char* name, unsigned& target, unsigned least, unsigned most,

@@ -39,7 +39,7 @@ class Arguments {
              const char* text);
   void requiredValue(const char* name, const char* type, std::string& target, const char* text);
 
-  // One of `choices`.
+  // One of `choices`; `target` is the default, or empty.
   void choice(const char* name, std::initializer_list<const char*> choices, std::string& target,
               const char* text);
 

@@ -53,6 +53,26 @@ class JsonReport : public CheckReport {
     writeLine(recordLine(record));
   }
 
+  void manifest(const std::string& set, const ManifestCheck& check) override {
+    Json record = about("manifest", set);
+    record["state"] = stateName(check.state);
+    if (check.manifest) {
+      record["serial"] = check.manifest->label.serial;
+      record["date"] = utcText(check.manifest->label.date);
+    }
+    if (!check.reason.empty())
+      putText(record, "reason", check.reason);
+    if (!check.differences.empty())
+      record["differences"] = Json::array();
+    for (const ManifestDifference& difference : check.differences) {
+      Json one;
+      one["kind"] = kindName(difference.kind);
+      putText(one, "list", difference.list);
+      record["differences"].push_back(one);
+    }
+    writeLine(recordLine(record));
+  }
+
   void notLoaded(const std::string& set) override {
     writeLine(recordLine(about("not_loaded", set)));
   }

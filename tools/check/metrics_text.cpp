@@ -58,6 +58,12 @@ Value known(std::time_t time) {
   return time == 0 ? Value() : std::to_string(time);
 }
 
+// Null if it could not be read or was not required.
+const Manifest* manifestOf(const SetRun& run) {
+  return run.facts.manifest && run.facts.manifest->manifest ? &*run.facts.manifest->manifest
+                                                            : nullptr;
+}
+
 struct Metric {
   std::string name;
   const char* help;
@@ -65,7 +71,7 @@ struct Metric {
 };
 
 // All metrics except the mismatches, which have one more label.
-const std::array<Metric, 13> metrics = {{
+const std::array<Metric, 16> metrics = {{
     {"entries", "Entries of the set.",
      [](const SetRun& run) -> Value { return std::to_string(run.facts.entries); }},
     {"unchecked_entries",
@@ -86,6 +92,23 @@ const std::array<Metric, 13> metrics = {{
     {"oldest_signature_timestamp_seconds",
      "When the oldest signature of the set's lists was made; absent if they were not verified.",
      [](const SetRun& run) { return known(run.facts.oldestSignature); }},
+    {"manifest_fits",
+     "Whether the set is the one that its signed manifest describes; absent if none is required.",
+     [](const SetRun& run) -> Value {
+       if (!run.facts.manifest)
+         return {};
+       return run.facts.manifest->state == ManifestCheck::State::FITS ? "1" : "0";
+     }},
+    {"manifest_serial", "Serial number of the manifest; absent if it could not be read.",
+     [](const SetRun& run) -> Value {
+       const Manifest* const manifest = manifestOf(run);
+       return manifest == nullptr ? Value() : std::to_string(manifest->label.serial);
+     }},
+    {"manifest_timestamp_seconds", "When the manifest was made; absent if it could not be read.",
+     [](const SetRun& run) -> Value {
+       const Manifest* const manifest = manifestOf(run);
+       return manifest == nullptr ? Value() : std::to_string(manifest->label.date);
+     }},
     {"interrupted", "Whether the run was interrupted before the set was checked as a whole.",
      [](const SetRun& run) -> Value { return run.counters.partial ? "1" : "0"; }},
     {"exit_status", "The exit status for this set alone.",

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "check/counters.h"
+#include "sets/manifest_check.h"
 
 namespace tool {
 
@@ -29,8 +30,9 @@ struct Finding {
   bool accepted;
 };
 
-// One thread calls these: begin(), then for each set in turn either notLoaded(), or mismatches()
-// and unchecked() in path order, then end().
+// One thread calls these: begin(), then for each set in turn manifest(), if one is required and the
+// lists could be loaded, and either notLoaded(), or mismatches() and unchecked() in path order,
+// then end().
 class CheckReport {
  public:
   CheckReport() = default;
@@ -39,6 +41,7 @@ class CheckReport {
   CheckReport& operator=(const CheckReport&) = delete;
 
   virtual void begin(const CheckPlan& /*plan*/) {}
+  virtual void manifest(const std::string& /*set*/, const ManifestCheck& /*check*/) {}
   virtual void notLoaded(const std::string& /*set*/) {}
   // The mismatches of the entry at `path`, at least one.
   virtual void mismatches(const std::string& /*set*/, const std::string& /*path*/,

@@ -36,9 +36,17 @@ void Reporter::tellNotLoaded() {
     say(what + " has an invalid name");
   else if (listsOf(_walk.set, mode).empty())
     say(whyNoLists(_walk.set, mode));
+  else if (_walk.facts.manifest && !objectionsTo(*_walk.facts.manifest).empty())
+    tellObjections(what);
   else
     say(what + (_walk.facts.loaded ? " has no entries" : " could not be loaded"));
   _report.notLoaded(_walk.set);
+}
+
+void Reporter::tellObjections(const std::string& what) {
+  for (const std::string& objection : objectionsTo(*_walk.facts.manifest))
+    say(std::string(what).append(": ").append(objection));
+  say(what + " was not checked, because it does not fit its manifest");
 }
 
 // Notes the status for a process that ends before everything is reported.

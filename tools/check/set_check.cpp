@@ -157,6 +157,8 @@ class SetsCheck {
     course.opened = true;
     course.before = _counters;
     Walk& walk = *course.walk;
+    if (walk.facts.manifest)
+      _report.manifest(walk.set, *walk.facts.manifest);
     if (course.state == Course::State::NOT_LOADED) {
       Reporter(walk, _report, _counters, _progress).tellNotLoaded();
       return;
@@ -188,6 +190,7 @@ class SetsCheck {
     if (course.state == Course::State::NOT_LOADED) {
       run.facts = {};
       run.facts.lists = walk.facts.lists;
+      run.facts.manifest = walk.facts.manifest;
     }
     if (_options->measure && course.state == Course::State::READY)
       run.facts.bytes = walk.bytesRead();

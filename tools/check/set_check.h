@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <ctime>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -17,6 +18,7 @@
 #include "check/report.h"
 #include "root/other_root.h"
 #include "run/progress.h"
+#include "sets/manifest_check.h"
 
 namespace tool {
 
@@ -25,6 +27,7 @@ struct CheckOptions {
   std::vector<std::string> under;  // only entries at or below one of these; empty: all
   unsigned jobs = 1;               // threads
   bool verify = true;              // signatures
+  bool requireManifest = false;    // a set that does not fit its manifest is not checked
   std::shared_ptr<LateBudget> late = std::make_shared<LateBudget>();  // for the whole run
   bool measure = false;  // fill in all of SetFacts, which needs more runs of GnuPG
   Accepted accepted;
@@ -34,7 +37,8 @@ struct CheckOptions {
 // Facts about a set besides the findings.
 struct SetFacts {
   bool loaded = false;
-  std::size_t entries = 0;  // to be checked
+  std::size_t entries = 0;                // to be checked
+  std::optional<ManifestCheck> manifest;  // if one is required and the lists could be loaded
   // The following is filled in only if `measure` is set.
   std::size_t lists = 0;
   bool verified = false;            // every list, judged by GnuPG's status lines and exit status

@@ -41,6 +41,11 @@ void Walk::load() try {
     measure(loads);
   if (!loads)
     return;
+  if (options->requireManifest) {
+    facts.manifest = checkManifest(set, options->plan.mode);
+    if (facts.manifest->state != ManifestCheck::State::FITS)
+      return;
+  }
   auto const files = list.getProtectedFiles();
   if (options->under.empty())
     entries.reserve(files->size());

@@ -141,6 +141,19 @@ std::vector<Judgement> judgeLists(const std::string& set, const std::string& mod
   return judgements;
 }
 
+ManifestJudgement judgeManifest(const std::string& set, const std::string& mode,
+                                const Demands& demands) {
+  ManifestJudgement judgement;
+  judgement.check = checkManifest(set, mode);
+  for (const Signature& signature : judgement.check.signature.signatures)
+    objectTo(signature, demands, judgement.objections);
+  if (demands.strict && judgement.check.state != ManifestCheck::State::NONE) {
+    for (const std::string& objection : objectionsTo(judgement.check))
+      judgement.objections.push_back(objection);
+  }
+  return judgement;
+}
+
 bool isUsable(const Judgement& judgement) {
   return judgement.check.verified && judgement.binding.state != Binding::State::NoList;
 }

@@ -10,6 +10,7 @@
 
 #include "gnupg/signature_check.h"
 #include "sets/label.h"
+#include "sets/manifest_check.h"
 
 namespace tool {
 
@@ -46,6 +47,16 @@ struct Demands {
 // Examines every list of the set in the order in which the library reads them.
 std::vector<Judgement> judgeLists(const std::string& set, const std::string& mode,
                                   const Demands& demands);
+
+struct ManifestJudgement {
+  ManifestCheck check;
+  std::vector<std::string> objections;  // names are escaped
+};
+
+// Examines the manifest of the set. Its signature meets the same demands as a list's. If they are
+// strict, an existing manifest must fit.
+ManifestJudgement judgeManifest(const std::string& set, const std::string& mode,
+                                const Demands& demands);
 
 // True if the library accepts its signature and can read it.
 bool isUsable(const Judgement& judgement);

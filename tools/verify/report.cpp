@@ -1,5 +1,7 @@
 #include "verify/report.h"
 
+#include <algorithm>
+
 #include "io/exit_status.h"
 #include "text/escape.h"
 #include "text/strings.h"
@@ -29,14 +31,17 @@ std::string textOf(const Place& place) {
   return text;
 }
 
+std::string versionOf(const Label& label) {
+  return "serial " + std::to_string(label.serial) + ", made " + utcText(label.date);
+}
+
 std::string textOf(const Binding& binding) {
   if (binding.state == Binding::State::NoList)
     return binding.reason;
   if (!binding.label)
     return "none: line 2 does not say which list this is";
   const Label& label = *binding.label;
-  std::string const version =
-      "serial " + std::to_string(label.serial) + ", made " + utcText(label.date);
+  std::string const version = versionOf(label);
   if (binding.state == Binding::State::Bound)
     return "this list, " + version;
   return "another list: set " + inQuotes(label.set) + ", mode " + inQuotes(label.mode) + ", list " +
@@ -73,6 +78,19 @@ std::string rowsOf(const Signature& signature) {
   return row("signature", text) + keyRows(signature);
 }
 
+const char* verdictOn(ManifestCheck::State state) {
+  switch (state) {
+    case ManifestCheck::State::FITS:
+      return "fits";
+    case ManifestCheck::State::DIFFERS:
+      return "does not fit";
+    case ManifestCheck::State::UNREADABLE:
+      return "not a manifest of this set";
+    default:
+      return "does not verify";
+  }
+}
+
 }  // namespace
 
 std::string reportOn(const Judgement& judgement) {
@@ -92,6 +110,28 @@ std::string reportOn(const Judgement& judgement) {
     text += row(judgement.check.signatures.empty() ? "signature" : "", judgement.check.reason);
   for (const std::string& objection : judgement.objections)
     text += row("reason", objection);
+  return text;
+}
+
+std::string reportOn(const ManifestJudgement& judgement) {
+  const ManifestCheck& check = judgement.check;
+  if (check.state == ManifestCheck::State::NONE)
+    return "";
+  std::string text = escaped(check.path) + ": " + verdictOn(check.state) +
+                     (judgement.objections.empty() ? "" : ", rejected") + "\n";
+  if (check.manifest)
+    text += row("label", counted(check.manifest->lists.size(), "list", "lists") + ", " +
+                             versionOf(check.manifest->label));
+  for (const Signature& signature : check.signature.signatures)
+    text += rowsOf(signature);
+  // With --strict, these are among the objections.
+  std::vector<std::string> reasons = judgement.objections;
+  for (const std::string& reason : objectionsTo(check)) {
+    if (std::find(reasons.begin(), reasons.end(), reason) == reasons.end())
+      reasons.push_back(reason);
+  }
+  for (const std::string& reason : reasons)
+    text += row("reason", reason);
   return text;
 }
 

@@ -13,6 +13,9 @@ namespace tool {
 // line feed, and names are escaped.
 std::string reportOn(const Judgement& judgement);
 
+// The same for a manifest; empty if there is none.
+std::string reportOn(const ManifestJudgement& judgement);
+
 }  // namespace tool
 
 #endif

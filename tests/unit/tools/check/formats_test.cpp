@@ -253,3 +253,35 @@ TEST_F(CheckFormatsTest, LogLinesAreEscaped) {
   EXPECT_EQ(linesOf(checkUnprivileged().errors).at(0),
             "zemo-selfcheck: protected_file:365 Open file [" + (files / "\\033[2J") + "] failed");
 }
+
+TEST_F(CheckFormatsTest, JsonSaysWhetherASetFitsItsManifest) {
+  std::string const base = list({existing("/")});
+  std::string const more = list({existing("/usr")}, "wam.full.more.list");
+  std::string const manifest = std::string(listDir) + "/wam.full.manifest";
+  Names const required = {"--require", "manifest"};
+  std::vector<Json> all = records(required);
+  ASSERT_EQ(kinds(all), (Names{"start", "manifest", "not_loaded", "summary"}));
+  EXPECT_EQ(all[1], (Json{{"record", "manifest"},
+                          {"set", "wam"},
+                          {"state", "none"},
+                          {"reason", "there is no '" + manifest + "'"}}));
+  EXPECT_EQ(all[3].at("status"), notLoaded);
+  ASSERT_EQ(tool({"sign", "--manifest", manifest, "--serial", "18446744073709551615", base, more,
+                  "--key", "Maker", "--homedir", key().home()})
+                .status,
+            0);
+  all = records(required);
+  ASSERT_EQ(kinds(all), (Names{"start", "manifest", "summary"}));
+  EXPECT_EQ(all[1].at("state"), "fits");
+  EXPECT_EQ(all[1].at("serial"), UINT64_MAX);
+  EXPECT_EQ(all[1].count("differences"), 0U);
+  remove(more);
+  all = records(required);
+  ASSERT_EQ(kinds(all), (Names{"start", "manifest", "not_loaded", "summary"}));
+  EXPECT_EQ(all[1].at("state"), "differs");
+  EXPECT_EQ(all[1].at("differences"),
+            Json::parse(R"([{"kind":"missing","list":"wam.full.more.list"}])"));
+  writeFile(manifest, "other");
+  EXPECT_EQ(records(required)[1].at("state"), "unverified");
+  EXPECT_EQ(kinds(records()), (Names{"start", "summary"})) << "no manifest is required";
+}

@@ -249,3 +249,27 @@ TEST_F(CheckMetricsTest, APartOfASetHasNoMetrics) {
   EXPECT_THROW(readFile(metrics), std::exception);
   EXPECT_EQ(measured({"--items", "all"}).status, 0);
 }
+
+TEST_F(CheckMetricsTest, TheManifestIfOneIsRequired) {
+  std::string const base = list({existing("/")});
+  std::string const manifest = std::string(listDir) + "/wam.full.manifest";
+  std::vector<std::string> const sign = {"/usr/bin/env", "SOURCE_DATE_EPOCH=1789992000",
+                                         ZEMO_TOOL,      "sign",
+                                         "--manifest",   manifest,
+                                         "--serial",     "7",
+                                         base,           "--key",
+                                         "Maker",        "--homedir",
+                                         key().home()};
+  ASSERT_EQ(runProgram(sign).status, 0);
+  ASSERT_EQ(measured({"--require", "manifest"}).status, 0);
+  EXPECT_EQ(value("manifest_fits"), "1");
+  EXPECT_EQ(value("manifest_serial"), "7");
+  EXPECT_EQ(value("manifest_timestamp_seconds"), "1789992000");
+  list({existing("/usr")}, "wam.full.more.list");
+  ASSERT_EQ(measured({"--require", "manifest"}).status, notLoaded);
+  EXPECT_EQ(value("manifest_fits"), "0");
+  EXPECT_EQ(value("manifest_serial"), "7");
+  EXPECT_EQ(value("set_verified"), "0");
+  ASSERT_EQ(measured().status, 0);
+  EXPECT_EQ(value("manifest_fits"), "");
+}

@@ -1,0 +1,98 @@
+#include "doctor/manifest.h"
+
+#include <array>
+#include <set>
+
+#include "io/paths.h"
+#include "sets/manifest_check.h"
+
+namespace tool {
+namespace {
+
+using Difference = ManifestDifference::Kind;
+
+const char* const installAll =
+    "install the lists, the manifest and their .asc again, all from the same signing";
+
+// The command that gives the lists the manifest's order and leaves all other lines.
+std::string correctOrder(const SetFiles& files, const Manifest& manifest) {
+  constexpr std::size_t most = 50;
+  std::set<std::string> names;
+  for (const ManifestLine& line : manifest.lists)
+    names.insert(line.name);
+  std::string words;
+  std::size_t count = names.size();
+  for (const std::string& line : files.orderLines) {
+    if (line.empty() || names.count(line) != 0)
+      continue;
+    words += " " + shellWord(line);
+    ++count;
+  }
+  for (const ManifestLine& line : manifest.lists)
+    words += " " + shellWord(line.name);
+  std::string const order = shellWord(joined(files.directory, "listorder"));
+  if (count > most)
+    return "write the lists' names into " + order + " in the manifest's order";
+  return "printf '%s\\n'" + words + " >" + order;
+}
+
+// How to correct all differences of this kind.
+std::string fixOf(Difference kind, const SetFiles& files, const Manifest& manifest) {
+  switch (kind) {
+    case Difference::MISSING:
+      return "install each missing list and its .asc again, or, if it is not needed any more, "
+             "install a manifest without it";
+    case Difference::EXTRA:
+      return "remove each such list, its .asc and its line in listorder, or install a manifest "
+             "that has it";
+    case Difference::ORDER:
+      return correctOrder(files, manifest);
+    default:
+      return installAll;
+  }
+}
+
+void tellDifferences(const SetFiles& files, const ManifestCheck& check, Findings& findings) {
+  std::string const where = inQuotes(check.path);
+  for (Difference const kind : {Difference::MISSING, Difference::EXTRA, Difference::ORDER,
+                                Difference::OLDER, Difference::BYTES}) {
+    Repeated found;
+    for (const ManifestDifference& difference : check.differences) {
+      if (difference.kind == kind)
+        found.add("set " + inQuotes(files.set) + " does not fit " + where + ": " + difference.what);
+    }
+    if (found.count() != 0)
+      findings.problems(STATUS_UNCHECKED, found, fixOf(kind, files, *check.manifest), "");
+  }
+}
+
+}  // namespace
+
+void checkManifest(const SetFiles& files, const HomeState& home, Ownership& ownership,
+                   Findings& findings) {
+  if (!home.runs || home.doubtful)
+    return;
+  ManifestCheck const check = checkManifest(files.set, files.mode);
+  if (check.state == ManifestCheck::State::NONE)
+    return;
+  bool const isFile = ownership.look(check.path, Kind::FILE, STATUS_UNCHECKED, installAll);
+  bool const isSigned =
+      ownership.look(check.path + ".asc", Kind::FILE, STATUS_UNCHECKED, installAll);
+  if (!isFile || !isSigned)
+    return;
+  if (!check.manifest) {
+    findings.problem(STATUS_UNCHECKED, objectionsTo(check).front(), installAll);
+    return;
+  }
+  for (const Signature& signature : check.signature.signatures) {
+    for (const Objection& objection : objectionsTo(signature))
+      findings.problem(STATUS_UNCHECKED, inQuotes(check.path) + ": " + objection.what,
+                       objection.remedy);
+  }
+  tellDifferences(files, check, findings);
+  if (check.differences.empty())
+    findings.well("set " + inQuotes(files.set) + " is the one that " + inQuotes(check.path) +
+                  " describes");
+}
+
+}  // namespace tool
