@@ -10,6 +10,7 @@
 
 #include "check/accepted.h"
 #include "check/counters.h"
+#include "check/highest_serial.h"
 #include "check/metrics.h"
 #include "check/report.h"
 #include "check/set_check.h"
@@ -51,6 +52,8 @@ struct Options {
   std::optional<std::string> metrics;
   bool noVerify = false;
   std::string require;
+  std::optional<std::string> state;
+  bool acceptOlder = false;
   std::string format = "text";
   bool nul = false;
   bool noProgress = false;
@@ -145,6 +148,22 @@ void enterRoot(const Options& options, CheckOptions& check) {
   check.plan.items = itemsVisible(check.plan.items);
 }
 
+// Stores the serials of the manifests that were accepted. Returns the bits to add to the exit
+// status.
+int rememberSerialsOrSay(const Options& options, const std::vector<SetRun>& runs) {
+  try {
+    for (const SetRun& run : runs) {
+      if (run.facts.manifest && run.facts.manifest->state == ManifestCheck::State::FITS)
+        rememberSerial(*options.state, run.set, options.mode,
+                       run.facts.manifest->manifest->label.serial, options.acceptOlder);
+    }
+    return 0;
+  } catch (const Failure& failure) {
+    say(failure.what());
+    return STATUS_UNCHECKED;
+  }
+}
+
 int runCheck(const Options& options) {
   requireModeName(options.mode);
   std::for_each(options.sets.begin(), options.sets.end(), requireSetName);
@@ -156,6 +175,10 @@ int runCheck(const Options& options) {
   check->requireManifest = !options.require.empty();
   if (check->requireManifest && options.noVerify)
     throw UsageError("--require manifest cannot be combined with --no-verify");
+  if (!check->requireManifest && (options.state || options.acceptOlder))
+    throw UsageError("--state and --accept-older need --require manifest");
+  if (options.acceptOlder && !options.state)
+    throw UsageError("--accept-older needs --state");
   check->measure = options.metrics.has_value();
   if (check->measure)
     requireMeasurable(options);
@@ -167,6 +190,11 @@ int runCheck(const Options& options) {
   enterRoot(options, *check);
   ChosenSets const chosen = chosenSets(options.sets, options.all);
   check->plan.sets = chosen.names;
+  if (options.state) {
+    check->highestSerials = highestSerials(*options.state, check->plan.sets, options.mode);
+    if (options.acceptOlder)
+      check->highestSerials.clear();
+  }
 
   endSoonAfterInterruption(STATUS_UNCHECKED);
   watchForInterruption();
@@ -180,6 +208,9 @@ int runCheck(const Options& options) {
   }
   std::vector<SetRun> runs = checkSets(check, *report, counters, progress);
   int status = exitStatus(counters);
+  // Waiting for the directory's lock could delay the end of a partial check.
+  if (options.state && !counters.partial)
+    status |= rememberSerialsOrSay(options, runs);
   auto const measure = [&] {
     // Metrics without the packages' sets would suggest that there are none.
     if (options.metrics && counters.setsUnknown)
@@ -222,6 +253,11 @@ void addCheck(Commands& program) {
               "Write metrics to this file, for Prometheus's node_exporter");
   takes.choice("--require", {"manifest"}, options->require,
                "Check only sets that are exactly what their signed manifest describes");
+  takes.value("--state", "DIR", options->state,
+              "With --require manifest: remember in this directory the highest serial accepted, "
+              "and do not check a set whose manifest has a lower one");
+  takes.flag("--accept-older", options->acceptOlder,
+             "With --state: check such a set, and remember its lower serial");
   takes.flag("--no-verify", options->noVerify, "Do not verify the lists' signatures");
   takes.choice("--format", {"text", "paths", "json"}, options->format, "Output format");
   takes.flag("-z,--null", options->nul, "End lines with a zero byte, and do not escape names");

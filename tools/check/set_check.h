@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <ctime>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -29,6 +30,7 @@ struct CheckOptions {
   bool verify = true;              // signatures
   bool requireManifest = false;    // a set that does not fit its manifest is not checked
   std::shared_ptr<LateBudget> late = std::make_shared<LateBudget>();  // for the whole run
+  std::map<std::string, uint64_t> highestSerials;  // of manifests, by set: lower ones do not fit
   bool measure = false;  // fill in all of SetFacts, which needs more runs of GnuPG
   Accepted accepted;
   std::shared_ptr<const OtherRoot> root;  // where the files and packages are; null: this machine

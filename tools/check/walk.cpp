@@ -43,6 +43,9 @@ void Walk::load() try {
     return;
   if (options->requireManifest) {
     facts.manifest = checkManifest(set, options->plan.mode);
+    auto const highest = options->highestSerials.find(set);
+    if (highest != options->highestSerials.end())
+      requireSerial(*facts.manifest, highest->second);
     if (facts.manifest->state != ManifestCheck::State::FITS)
       return;
   }

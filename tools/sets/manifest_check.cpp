@@ -161,6 +161,15 @@ ManifestCheck checkManifest(const std::string& set, const std::string& mode) {
   return check;
 }
 
+void requireSerial(ManifestCheck& check, uint64_t least) {
+  if (check.state != State::FITS || check.manifest->label.serial >= least)
+    return;
+  check.state = State::ROLLED_BACK;
+  check.reason = "rolled back: the manifest has the serial " +
+                 std::to_string(check.manifest->label.serial) + ", but " + std::to_string(least) +
+                 " was accepted before";
+}
+
 std::string kindName(Kind kind) {
   static constexpr std::array<const char*, 5> names = {"missing", "extra", "order", "older",
                                                        "bytes"};
@@ -168,8 +177,8 @@ std::string kindName(Kind kind) {
 }
 
 std::string stateName(State state) {
-  static constexpr std::array<const char*, 5> names = {"none", "unverified", "unreadable",
-                                                       "differs", "fits"};
+  static constexpr std::array<const char*, 6> names = {"none",    "unverified", "unreadable",
+                                                       "differs", "fits",       "rolled_back"};
   return names.at(static_cast<std::size_t>(state));
 }
 
@@ -178,7 +187,7 @@ std::vector<std::string> objectionsTo(const ManifestCheck& check) {
   if (check.state == State::UNVERIFIED)
     objections.push_back("the manifest " + inQuotes(check.path) +
                          " does not verify: " + check.reason);
-  else if (check.state == State::NONE || check.state == State::UNREADABLE)
+  else if (!check.reason.empty())
     objections.push_back(check.reason);
   for (const ManifestDifference& difference : check.differences)
     objections.push_back(difference.what);

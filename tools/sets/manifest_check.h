@@ -33,12 +33,13 @@ struct ManifestCheck {
     UNREADABLE,  // it is not a manifest of this set
     DIFFERS,
     FITS,
+    ROLLED_BACK,  // it fits, but a later one is known
   };
   State state = State::NONE;
   std::string path;
-  std::string reason;                // why there is none, it is not verified or not readable
-  SignatureCheck signature;          // unless there is none
-  std::optional<Manifest> manifest;  // if the state is DIFFERS or FITS
+  std::string reason;                           // why it neither fits nor differs
+  SignatureCheck signature;                     // unless there is none
+  std::optional<Manifest> manifest;             // unless it could not be read
   std::vector<ManifestDifference> differences;  // if the state is DIFFERS
 };
 
@@ -47,10 +48,13 @@ struct ManifestCheck {
 // are read as the manifest states.
 ManifestCheck checkManifest(const std::string& set, const std::string& mode);
 
+// Makes a manifest that fits, but has a lower serial than `least`, one that was rolled back.
+void requireSerial(ManifestCheck& check, uint64_t least);
+
 // "missing", "extra", "order", "older" or "bytes".
 std::string kindName(ManifestDifference::Kind kind);
 
-// "none", "unverified", "unreadable", "differs" or "fits".
+// "none", "unverified", "unreadable", "differs", "fits" or "rolled_back".
 std::string stateName(ManifestCheck::State state);
 
 // Why the set is not the one that was signed, one sentence each; none if it is.
