@@ -8,6 +8,7 @@ import subprocess
 from machine import LISTS, PACKAGE, read, write
 
 NEW = "wam.full.new.list"
+MANIFEST = "wam.full.manifest"
 
 
 class Case:
@@ -36,6 +37,11 @@ def unsigned_list(machine, out):
 
 def changed_list(machine, out):
     write(f"{out}/{NEW}", machine.signed.replace("\tf\t", "\t-\t", 1))
+
+
+def unlabelled_list(machine, out):
+    header, _, entries = machine.signed.split("\n", 2)
+    write(f"{out}/{NEW}", f"{header}\nfree text\n{entries}")
 
 
 def removal_list(machine, out):
@@ -72,12 +78,19 @@ def package_list_written(machine, out):
     return read(path) if os.path.exists(path) else None
 
 
-def signature_written(machine, out):
-    path = f"{out}/{NEW}"
+def signature_of(machine, path):
     if not os.path.exists(path + ".asc"):
         return None
     command = ["gpg", "--homedir", machine.keys, "--batch", "--verify", path + ".asc", path]
     return subprocess.run(command, capture_output=True, check=False).returncode == 0
+
+
+def signature_written(machine, out):
+    return signature_of(machine, f"{out}/{NEW}")
+
+
+def manifest_written(machine, out):
+    return signature_of(machine, f"{out}/{MANIFEST}")
 
 
 def keys_written(machine, out):
@@ -116,6 +129,7 @@ def checks(machine):
         Case("check-json", "tampered", ["check", "--format", "json"], **tampered),
         Case("check-metrics", "intact", metrics, written=metrics_written),
         Case("check-forged", "forged", ["check"]),
+        Case("check-manifest", "unfit", ["check", "--require", "manifest", "--jobs", "1"]),
         Case("check-unverified", "tampered", ["check", "--no-verify"], **tampered),
         Case("check-accepted", "tampered", words, prepare=accepts_hash, **accept),
         Case("check-not-accepted", "tampered", words, prepare=accepts_others, **accept),
@@ -180,6 +194,14 @@ def makes(machine):
             prepare=unsigned_list,
             before=(NEW,),
             written=signature_written,
+        ),
+        Case(
+            "sign-manifest",
+            "intact",
+            ["sign", "--manifest", "OUT/" + MANIFEST, "OUT/" + NEW, *key],
+            prepare=unlabelled_list,
+            before=(NEW,),
+            written=manifest_written,
         ),
         Case(
             "init-home",

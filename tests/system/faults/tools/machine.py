@@ -2,6 +2,7 @@
 
 import os
 import re
+import shutil
 import subprocess
 
 LISTS = "/usr/zemo/selfcheck"
@@ -69,6 +70,10 @@ class Machine:
             key = ["--key", self.fingerprint, "--homedir", self.keys]
             self._call(self.tool, "sign", path, *key)
         write(LISTS + "/listorder", "wam.full.base.list\n")
+        manifest = LISTS + "/wam.full.manifest"
+        self._call(self.tool, "sign", "--manifest", manifest, self.list, *key)
+        for end in ("", ".asc"):
+            shutil.move(manifest + end, self.directory + "/manifest" + end)
 
     @staticmethod
     def _call(*words):
@@ -98,6 +103,17 @@ class Machine:
         write(self.file, "x" * 20000)
         write(self.target + "/program", "content")
         write(self.list, self.signed)
+        for name in ("wam.full.manifest", "wam.full.copy.list"):
+            for end in ("", ".asc"):
+                if os.path.exists(f"{LISTS}/{name}{end}"):
+                    os.remove(f"{LISTS}/{name}{end}")
+
+    def unfit(self):
+        """All signatures are good, but there is a list that the manifest does not name."""
+        self.intact()
+        for end in ("", ".asc"):
+            shutil.copy(self.directory + "/manifest" + end, LISTS + "/wam.full.manifest" + end)
+            shutil.copy(self.list + end, LISTS + "/wam.full.copy.list" + end)
 
     def tampered(self):
         self.intact()
