@@ -4,6 +4,8 @@
 #include <malloc.h>
 #include <zemo/selfcheck/self_check_files.h>
 
+#include <algorithm>
+#include <filesystem>
 #include <random>
 
 #include "loading_fixture.h"
@@ -96,10 +98,10 @@ class NamedFilesTest : public LoadingTest {
       if (below(25) == 0) {
         makeMalformed(name);
       } else {
-        std::string lines;
+        std::string some;
         for (std::size_t count = below(25); count > 0; --count)
-          lines += randomLine() + "\n";
-        makeList(name, lines);
+          some += randomLine() + "\n";
+        makeList(name, some);
       }
       if (below(25) == 0)
         remove((path + ".asc").c_str());
@@ -151,6 +153,39 @@ class NamedFilesTest : public LoadingTest {
 
   std::string path(const std::string& name) const { return _files / name; }
 
+  void addFixed(const std::string& directory) {
+    lines += entryLine(directory, "-", "FIXED", "d", "755", "-", "-") + "\n";
+    directories.push_back(directory);
+  }
+
+  // Checks all directories with a wrong mode, then with the right one.
+  void expectMembersKnown(const std::string& alsoAsked = "") {
+    std::string const between = path("a");
+    makeSigned("a", lines + line(between));
+    std::vector<std::string> asked = directories;
+    asked.push_back(between);
+    asked.insert(asked.end(), directories.begin(), directories.end());
+    asked.push_back(alsoAsked);
+    for (const std::string& directory : directories)
+      (void)chmod(directory.c_str(), 0700);
+    beforeStatus = [&](const std::string& examined) {
+      for (const std::string& directory : directories) {
+        if (examined == between)
+          (void)chmod(directory.c_str(), 0755);
+      }
+    };
+    std::vector<uint32_t> const words = ofThePart(asked).words;
+    beforeStatus = nullptr;
+    ASSERT_EQ(words.size(), asked.size());
+    for (std::size_t i = 0; i < directories.size(); ++i) {
+      EXPECT_EQ(words[i], 0x10U) << directories[i];
+      EXPECT_EQ(words[directories.size() + 1 + i], 0U) << directories[i];
+    }
+  }
+
+  std::string lines;
+  std::vector<std::string> directories;
+
  private:
   TemporaryDirectory _files;
   std::mt19937 _random{20261122};
@@ -183,28 +218,46 @@ TEST_F(NamedFilesTest, RandomSetsGiveTheAnswersOfTheWholeSet) {
   EXPECT_GT(failed, 100);
 }
 
-// Unknown members would make the second check return the records of the first one.
+// Unknown members would make the second check of a directory return the records of the first one.
 TEST_F(NamedFilesTest, FixedDirectoriesKnowTheirMembers) {
-  std::string const directory = path("d");
-  std::string const between = path("a");
-  std::string lines =
-      entryLine(directory, "-", "FIXED", "d", "755", "-", "-") + "\n" + line(between);
+  addFixed(path("d"));
   for (const char* const member : {"a", "b", "d"})
-    lines += line(directory + "/" + member);
-  makeSigned("a", lines);
-  changeMode(directory, 0700);
-  beforeStatus = [&](const std::string& examined) {
-    if (examined == between)
-      changeMode(directory, 0755);
-  };
-  EXPECT_THAT(ofThePart({directory, between, directory}).words, ElementsAre(0x10, 0, 0));
-  beforeStatus = nullptr;
+    lines += line(path("d") + "/" + member);
+  expectMembersKnown();
+}
+
+// A path that begins with a directory's path is its child, with or without a '/' between them. A
+// path of the parent's length, which is also asked for, must not end the search for the directory.
+TEST_F(NamedFilesTest, DirectoriesOfManyLengthsKnowTheirMembers) {
+  for (std::string name = "n_"; name.size() < 30; name = "n" + name) {
+    std::string const directory = path(name);
+    makeDirectory(directory);
+    for (const std::string& member : {directory + "/m", directory + "m"}) {
+      writeFile(directory + member.substr(member.rfind('/')), "");
+      lines += line(member);
+    }
+    addFixed(directory);
+  }
+  expectMembersKnown();
+  std::string const parent = std::filesystem::path(directories.front()).parent_path();
+  expectMembersKnown(std::string(parent.size(), '-'));
+}
+
+TEST_F(NamedFilesTest, DirectoryWithARelativePathKnowsItsMembers) {
+  writeFile(path("d/dx"), "");
+  addFixed("d");
+  for (const char* const member : {"dx", "d/a", "d/b", "d/d"})
+    lines += line(member);
+  std::filesystem::path const before = std::filesystem::current_path();
+  std::filesystem::current_path(path(""));
+  expectMembersKnown();
+  std::filesystem::current_path(before);
 }
 
 // The allocator of a sanitizer or of valgrind reports 0 bytes in use all the time.
 TEST_F(NamedFilesTest, MemoryDoesNotGrowWithTheSet) {
   std::string const named = path("a");
-  std::string lines = line(named);
+  lines = line(named);
   for (int i = 0; i < 20000; ++i)
     lines += line(path("not/named/" + std::to_string(i)));
   makeSigned("a", lines);
