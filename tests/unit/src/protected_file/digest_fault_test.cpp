@@ -286,6 +286,7 @@ TEST_F(DigestFaultTest, DescriptorZeroIsOneLikeAnyOther) {
   EXPECT_TRUE(calculateHash(_path, digest));
   EXPECT_EQ(digest, contentDigest);
   EXPECT_FALSE(changes("content"));
+  EXPECT_TRUE(recordedLog().empty());
   EXPECT_TRUE(WithoutInput::isFree());
   EXPECT_EQ(openDescriptors(), before);
 }
