@@ -200,6 +200,7 @@ TEST_F(DigestFaultTest, LargeFileNeedsNoMemoryBeyondTheStack) {
 
 TEST_F(DigestFaultTest, FileThatCannotBeReadAtOffsetsIsReadInSequence) {
   preadError = ESPIPE;
+  preadErrors = 1000;
   std::string const content(200'000, 'x');
   writeFile(_path, content);
   EXPECT_FALSE(changes(content));
