@@ -11,6 +11,7 @@
 #include "gnupg/signature_check.h"
 #include "io/exit_status.h"
 #include "io/paths.h"
+#include "root/other_root.h"
 #include "root/package.h"
 #include "run/interruption.h"
 #include "run/log_relay.h"
@@ -25,6 +26,26 @@ bool isUnder(const std::string& path, const std::vector<std::string>& directorie
   return directories.empty() ||
          std::any_of(directories.begin(), directories.end(),
                      [&](const std::string& directory) { return isAtOrBelow(directory, path); });
+}
+
+// The first of the entries whose owner or group could be called right although the file's is
+// another one; null if there is none.
+const ProtectedFile* unclearEntry(const CheckOptions& options,
+                                  const std::vector<Walk::Entry*>& entries) {
+  if (!options.root)
+    return nullptr;
+  auto const isWanted = [&](CHECK_ITEM item, const std::string& id) {
+    return (options.plan.items & item) != 0 && !id.empty();
+  };
+  bool const owners = isWanted(CHECK_ITEM_OWNER, options.root->unclear().owner);
+  bool const groups = isWanted(CHECK_ITEM_GROUP, options.root->unclear().group);
+  if (!owners && !groups)
+    return nullptr;
+  auto const found = std::find_if(entries.begin(), entries.end(), [&](const Walk::Entry* entry) {
+    return (owners && entry->_owner == options.root->unclear().owner) ||
+           (groups && entry->_group == options.root->unclear().group);
+  });
+  return found == entries.end() ? nullptr : *found;
 }
 
 }  // namespace
@@ -55,6 +76,12 @@ void Walk::load() try {
   for (const auto& [path, entry] : *files) {
     if (isUnder(path, options->under))
       entries.push_back(entry.get());
+  }
+  if (const ProtectedFile* const unclear = unclearEntry(*options, entries)) {
+    say("the owner or group that set " + inQuotes(set) + " states for " + inQuotes(unclear->_path) +
+        " is also shown for those without a number in this user namespace; do not compare "
+        "owners and groups (--items), or run this outside the namespace");
+    return;
   }
   outcomes = std::make_unique<EntryOutcome[]>(entries.size());
   facts.entries = entries.size();

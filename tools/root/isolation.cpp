@@ -6,7 +6,8 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <string>
+#include <cstdint>
+#include <fstream>
 
 #include "io/descriptors.h"
 #include "io/exit_status.h"
@@ -43,7 +44,27 @@ void enterUserNamespace() {
   put("/proc/self/gid_map", group);
 }
 
+bool mapsAll(const char* map) {
+  std::ifstream lines(map);
+  uint64_t mapped = 0;
+  for (uint64_t inside = 0, outside = 0, count = 0; lines >> inside >> outside >> count;)
+    mapped += count;
+  return mapped >= UINT32_MAX;  // which is itself no number of a user or group
+}
+
+std::string shownFor(const char* map, const char* shown) {
+  std::string number;
+  if (!mapsAll(map) && !(std::ifstream(shown) >> number))
+    number = "65534";  // the kernel's default
+  return number;
+}
+
 }  // namespace
+
+UnclearIds unclearIds() {
+  return {shownFor("/proc/self/uid_map", "/proc/sys/kernel/overflowuid"),
+          shownFor("/proc/self/gid_map", "/proc/sys/kernel/overflowgid")};
+}
 
 bool isolateMounts() {
   bool const privileged = unshare(CLONE_NEWNS) == 0;

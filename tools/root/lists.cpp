@@ -3,9 +3,9 @@
 #include <fcntl.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <filesystem>
@@ -23,7 +23,8 @@ namespace tool {
 namespace {
 
 // The copies take memory. A list of a million entries has 0.1 GB.
-constexpr uint64_t largestList = uint64_t{1} << 30U;
+constexpr uint64_t mostBytes = uint64_t{1} << 30U;
+constexpr unsigned mostFiles = 65536;
 
 const std::string orderName = "listorder";
 
@@ -43,11 +44,19 @@ Contents keyRing() {
 }
 
 bool isOfLists(const std::string& name) {
-  return name == orderName || endsWith(name, ".list") || endsWith(name, ".list.asc");
+  if (name == orderName)
+    return true;
+  std::string const plain = endsWith(name, ".asc") ? name.substr(0, name.size() - 4) : name;
+  return endsWith(plain, ".list") || endsWith(plain, ".manifest");
 }
 
+// The kernel reports a file system without room, or without room for another file, in one way.
 [[noreturn]] void cannotWrite(const std::string& path) {
-  throw Failure(STATUS_NOT_LOADED, withReason("cannot copy to " + inQuotes(path), errno));
+  std::string const limit = errno == ENOSPC ? " (all lists of another root together may have " +
+                                                  std::to_string(mostBytes >> 20U) + " MiB and " +
+                                                  std::to_string(mostFiles) + " files)"
+                                            : "";
+  throw Failure(STATUS_NOT_LOADED, withReason("cannot copy to " + inQuotes(path), errno) + limit);
 }
 
 void makeDirectory(const std::string& path) {
@@ -55,21 +64,34 @@ void makeDirectory(const std::string& path) {
     cannotWrite(path);
 }
 
-// Writes all that can be read, at most largestList bytes. Throws a Failure to read after which
-// `copy` is to be emptied.
+uint64_t sizeOf(const Descriptor& file) {
+  struct stat status = {};
+  return fstat(file.get(), &status) == 0 ? static_cast<uint64_t>(status.st_size) : 0;
+}
+
+uint64_t roomFor(const Descriptor& copy) {
+  struct statvfs status = {};
+  return fstatvfs(copy.get(), &status) == 0 ? uint64_t{status.f_bavail} * status.f_frsize : 0;
+}
+
+// Writes all that can be read. Throws a Failure to read or to write, after which `copy` is to be
+// emptied.
 void copyContent(const Tree& from, const std::string& path, const Descriptor& copy,
                  const std::string& name) {
   Descriptor const file = from.regular(path);
+  errno = ENOSPC;
+  if (sizeOf(file) > roomFor(copy))
+    cannotWrite(name);
   std::array<char, 65536> buffer;  // NOLINT(cppcoreguidelines-pro-type-member-init) filled by read
-  for (uint64_t size = 0;;) {
+  for (;;) {
     ssize_t const length = read(file.get(), buffer.data(), buffer.size());
     if (length < 0 && errno == EINTR)
       continue;
-    size += static_cast<uint64_t>(std::max<ssize_t>(length, 0));
-    if (length < 0 || size > largestList)
-      from.cannotRead(path, length < 0 ? errno : EFBIG);
+    if (length < 0)
+      from.cannotRead(path, errno);
     if (length == 0)
       return;
+    errno = ENOSPC;  // if only a part fits
     if (write(copy.get(), buffer.data(), static_cast<std::size_t>(length)) != length)
       cannotWrite(name);
   }
@@ -132,14 +154,22 @@ void copyPackages(const Tree& from, const std::string& place) {
 
 void putListsOf(const Tree& from, const std::string& place) {
   Contents const ring = keyRing();
+  std::string const options =
+      "mode=0755,size=" + std::to_string(mostBytes) + ",nr_inodes=" + std::to_string(mostFiles);
   if (mount("zemo-selfcheck", systemDirectory.c_str(), "tmpfs", MS_NOSUID | MS_NODEV | MS_NOEXEC,
-            "mode=0755") != 0)
+            options.c_str()) != 0)
     throw Failure(STATUS_NOT_LOADED,
                   withReason("cannot mount on " + inQuotes(systemDirectory), errno));
   for (const auto& [path, content] : ring)
     writeWholeFile(path, content);
   copyFiles(from, place, systemDirectory);
   copyPackages(from, joined(place, "packages"));
+}
+
+void takeListsAway() {
+  if (umount2(systemDirectory.c_str(), MNT_DETACH | UMOUNT_NOFOLLOW) != 0)
+    throw Failure(STATUS_NOT_LOADED,
+                  withReason("cannot unmount " + inQuotes(systemDirectory), errno));
 }
 
 }  // namespace tool

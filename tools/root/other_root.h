@@ -4,10 +4,13 @@
 #ifndef ZEMO_TOOLS_ROOT_OTHER_ROOT_H
 #define ZEMO_TOOLS_ROOT_OTHER_ROOT_H
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 
+#include "root/isolation.h"
+#include "root/lists.h"
 #include "root/tree.h"
 
 namespace tool {
@@ -26,8 +29,19 @@ class OtherRoot {
   // False if owners and groups cannot be compared, because this process cannot see their numbers.
   bool knowsIds() const { return _knowsIds; }
 
+  // Numbers that an owner or a group in this root may have without being compared rightly.
+  const UnclearIds& unclear() const { return _unclear; }
+
+  // Calls `look` in a thread that has entered the tree, and waits for its end. Passes on what it
+  // throws.
+  void inside(const std::function<void()>& look) const;
+
+  // From now on, sets are loaded from this machine's lists again. Throws Failure.
+  static void leave() { takeListsAway(); }
+
  private:
   bool _knowsIds;
+  UnclearIds _unclear;
   std::unique_ptr<const Tree> _tree;
 };
 

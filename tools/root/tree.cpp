@@ -19,13 +19,26 @@
 namespace tool {
 namespace {
 
+// Says what is needed if the kernel does not have the system call, or does not permit it although
+// this process may mount.
+[[noreturn]] void cannotUse(const std::string& call, const std::string& directory, int error) {
+  bool const refused = error == ENOSYS || error == EPERM;
+  throw Failure(STATUS_NOT_LOADED,
+                withReason("cannot open " + inQuotes(directory) +
+                               (refused ? " as another root, which needs Linux 5.12 or later and "
+                                          "the system call " +
+                                              call + " (a container may forbid it)"
+                                        : ""),
+                           error));
+}
+
 // A mount of its own: the kernel then refuses ".." from a directory that was moved out of it, and
 // enforces the restrictions for everything below.
 Descriptor restrictedMount(const std::string& directory) {
   Descriptor tree(
       open_tree(AT_FDCWD, directory.c_str(), OPEN_TREE_CLONE | OPEN_TREE_CLOEXEC | AT_RECURSIVE));
   if (tree.get() < 0)
-    throw Failure(STATUS_NOT_LOADED, withReason("cannot open " + inQuotes(directory), errno));
+    cannotUse("open_tree", directory, errno);
   struct stat status = {};
   if (fstat(tree.get(), &status) != 0 || !S_ISDIR(status.st_mode))
     throw Failure(STATUS_NOT_LOADED, withReason("cannot open " + inQuotes(directory), ENOTDIR));
@@ -35,16 +48,16 @@ Descriptor restrictedMount(const std::string& directory) {
       MOUNT_ATTR_RDONLY | MOUNT_ATTR_NOSUID | MOUNT_ATTR_NODEV | MOUNT_ATTR_NOEXEC;
   if (mount_setattr(tree.get(), "", AT_EMPTY_PATH | AT_RECURSIVE, &restrictions,
                     sizeof restrictions) != 0)
-    throw Failure(STATUS_NOT_LOADED, withReason("cannot protect this machine from programs and "
-                                                "devices in " +
-                                                    inQuotes(directory),
-                                                errno));
+    cannotUse("mount_setattr", directory, errno);
   return tree;
 }
 
 }  // namespace
 
-Tree::Tree(std::string directory) : _name(std::move(directory)), _mount(restrictedMount(_name)) {}
+Tree::Tree(std::string directory) : _name(std::move(directory)), _mount(restrictedMount(_name)) {
+  if (opened("/", O_PATH).get() < 0)
+    cannotUse("openat2", _name, errno);
+}
 
 void Tree::enter() const {
   if (unshare(CLONE_FS) != 0 || fchdir(_mount.get()) != 0 || chroot(".") != 0)

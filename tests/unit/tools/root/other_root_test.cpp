@@ -1,6 +1,9 @@
 // The option --root: a system below a directory, whose files and configuration may be an
 // intruder's.
 
+#include <algorithm>
+#include <filesystem>
+#include <iterator>
 #include <regex>
 #include <set>
 #include <sstream>
@@ -73,6 +76,21 @@ class OtherRootTest : public CheckTest {
   // Nothing is below the root but what the test makes, and a file that exists here as well.
   TemporaryDirectory root;
 };
+
+// `strace` arguments that make the first call fail.
+std::vector<std::string> failing(const std::string& call, const std::string& error,
+                                 std::vector<std::string> words) {
+  std::vector<std::string> all = {"/usr/bin/strace",
+                                  "-f",
+                                  "-qq",
+                                  "-o",
+                                  "/dev/null",
+                                  "-e",
+                                  std::string("inject=").append(call).append(":error=") + error,
+                                  ZEMO_TOOL};
+  std::move(words.begin(), words.end(), std::back_inserter(all));
+  return all;
+}
 
 // The paths that threads opened after they had entered the root.
 std::set<std::string> openedInside(const std::string& trace) {
@@ -371,4 +389,74 @@ TEST_F(OtherRootTest, ShowResolvesPlaceholdersForItsPackages) {
   EXPECT_EQ(run.status, notLoaded);
   EXPECT_EQ(run.errors, "zemo-selfcheck: cannot read '/etc/passwd' in '" + root.path() +
                             "': No such file or directory\n");
+}
+
+TEST_F(OtherRootTest, ManifestIsTheRootsOwn) {
+  below("a", "");
+  std::string const path = root.path() + sets + "/wam.full.base.list";
+  rootListIn(root.path() + sets, {entry("/a")}, "wam.full.base.list");
+  std::vector<std::string> const words = {"--require", "manifest"};
+  EXPECT_EQ(look(words).status, notLoaded);
+  std::string const manifest = root.path() + sets + "/wam.full.manifest";
+  writeFile(path,
+            "WAM_SELF_CHECK\nwam.full.base.list set wam mode full serial 7\n" + entry("/a") + "\n");
+  ASSERT_EQ(tool({"sign", "--manifest", manifest, path, "--key", "Maker", "--homedir", key().home(),
+                  "--serial", "7"})
+                .status,
+            0);
+  EXPECT_EQ(look(words).status, 0);
+  EXPECT_NE(tool({"verify", "--root", root.path()})
+                .output.find("\n/usr/zemo/selfcheck/wam.full.manifest: fits\n"),
+            std::string::npos);
+  std::string const another = rootList({entry("/a")}, "wam.full.more.list");
+  EXPECT_EQ(look(words).status, notLoaded);
+  EXPECT_EQ(look().status, 0);
+  remove(another);
+  remove(manifest);
+  makeFifo(manifest);
+  EXPECT_EQ(look(words).status, notLoaded);
+}
+
+// The file is sparse.
+TEST_F(OtherRootTest, ListsWithoutRoomFailTheirSet) {
+  std::string const path = rootList({existing("/")});
+  std::filesystem::resize_file(path, uint64_t{1} << 30U);
+  ProgramRun const run = look();
+  EXPECT_EQ(run.status, notLoaded);
+  EXPECT_EQ(
+      linesOf(run.errors)[0],
+      "zemo-selfcheck: cannot copy to '/usr/zemo/selfcheck/wam.full.base.list': No space left "
+      "on device (all lists of another root together may have 1024 MiB and 65536 files)");
+}
+
+TEST_F(OtherRootTest, SaysWhichKernelItNeeds) {
+  rootList({existing("/")});
+  for (const std::string call : {"open_tree", "mount_setattr", "openat2"}) {
+    for (const std::string error : {"ENOSYS", "EPERM"}) {
+      ProgramRun const run = runProgram(failing(call, error, {"check", "--root", root.path()}));
+      EXPECT_EQ(run.status, notLoaded) << call;
+      EXPECT_EQ(run.errors.find("zemo-selfcheck: cannot open '" + root.path() +
+                                "' as another root, which needs Linux 5.12 or later and the system "
+                                "call " +
+                                call + " (a container may forbid it): "),
+                0U)
+          << run.errors;
+    }
+  }
+}
+
+// In a container, files of users without a number there appear to belong to "nobody".
+TEST_F(OtherRootTest, IdsWithoutANumberAreNotCalledRight) {
+  below("a", "");
+  rootList({entryLine("/a", "0", "-", "f", "-", "65534", "-")});
+  std::vector<std::string> words = {
+      "/usr/bin/unshare", "--user", "--map-root-user", ZEMO_TOOL, "check", "--root", root.path()};
+  ProgramRun const run = runProgram(words);
+  EXPECT_EQ(run.status, notLoaded);
+  EXPECT_EQ(linesOf(run.errors)[0],
+            "zemo-selfcheck: the owner or group that set 'wam' states for '/a' is also shown for "
+            "those without a number in this user namespace; do not compare owners and groups "
+            "(--items), or run this outside the namespace");
+  words.insert(words.end(), {"--items", "size,group"});
+  EXPECT_EQ(runProgram(words).status, 0);
 }
