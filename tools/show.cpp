@@ -22,7 +22,6 @@
 #include "text/escape.h"
 #include "text/json.h"
 
-using ZEMO::SELF_CHECK::PkgInfo;
 using ZEMO::SELF_CHECK::ProtectedFile;
 
 namespace tool {
@@ -110,11 +109,8 @@ void writeJson(const std::string& set, const ProtectedFile& entry, const std::st
 // Returns the number of entries shown.
 std::size_t showSet(const Options& options, const OtherRoot* root, const std::string& set,
                     Filter& filter) {
-  std::optional<PkgInfo> package;
-  if (root != nullptr && set != systemSet && !listsOf(set, options.mode).empty())
-    package = packageIn(root->tree(), set);
   MergedSet const merged =
-      mergedSet(set, options.mode, !options.noVerify, package ? &*package : nullptr);
+      mergedSetOf(root == nullptr ? nullptr : &root->tree(), set, options.mode, !options.noVerify);
   bool const escape = isatty(STDOUT_FILENO) == 1;
   std::size_t shown = 0;
   for (const MergedEntry& element : merged.entries) {

@@ -98,6 +98,10 @@ void JsonReport::summary(const Side& before, const Side& after, const Counts& co
   record["record"] = "summary";
   putText(record, "old", before.name);
   putText(record, "new", after.name);
+  if (!before.root.empty())
+    putText(record, "oldRoot", before.root);
+  if (!after.root.empty())
+    putText(record, "newRoot", after.root);
   record["added"] = counts.added;
   record["removed"] = counts.removed;
   record["changed"] = counts.changed;

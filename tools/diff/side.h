@@ -10,6 +10,8 @@
 #include <optional>
 #include <string>
 
+#include "root/other_root.h"
+
 namespace tool {
 
 // The last statement of a list about a path. A removal line removes the path's earlier entries; its
@@ -21,16 +23,20 @@ struct Statement {
 
 struct Side {
   std::string name;                             // as given
+  std::string root;                             // of the set; empty: on this machine
   std::optional<std::string> label;             // line 2, for a list
   std::map<std::string, Statement> statements;  // by path
 };
 
-// True if `name` refers to a list file, not a set: it contains a slash or ends in ".list".
-bool namesList(const std::string& name);
+// True if `name` is a path of a list or of a directory of lists, not a set: it contains a slash or
+// ends in ".list".
+bool namesPath(const std::string& name);
 
-// Reads a list, leaving its placeholders unresolved, or merges a set, resolving its placeholders.
-// Throws Failure(STATUS_NOT_LOADED) if that fails, or UsageError if neither can have this name.
-Side readSide(const std::string& name, const std::string& mode, bool verify);
+// Reads a list, leaving its placeholders unresolved, merges the lists in a directory, likewise, or
+// merges a set, resolving its placeholders. With `root`, which is in place, it must be a set.
+// Throws Failure(STATUS_NOT_LOADED) if that fails.
+Side readSide(const std::string& name, const std::string& mode, bool verify,
+              const OtherRoot* root = nullptr);
 
 }  // namespace tool
 

@@ -102,4 +102,12 @@ bool loadPackageSet(const Tree& root, FileList& files, const std::string& name,
   return false;
 }
 
+MergedSet mergedSetOf(const Tree* root, const std::string& set, const std::string& mode,
+                      bool verify) {
+  if (root == nullptr || set == systemSet || listsOf(set, mode).empty())
+    return mergedSet(set, mode, verify);
+  PkgInfo const package = packageIn(*root, set);
+  return mergedSet(set, mode, verify, &package);
+}
+
 }  // namespace tool

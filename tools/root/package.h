@@ -8,6 +8,7 @@
 #include <string>
 
 #include "root/tree.h"
+#include "sets/merged_set.h"
 
 namespace tool {
 
@@ -25,6 +26,11 @@ ZEMO::SELF_CHECK::PkgInfo packageIn(const Tree& root, const std::string& name);
 // has logged the reason, or it is on standard error.
 bool loadPackageSet(const Tree& root, ZEMO::SELF_CHECK::FileList& files, const std::string& name,
                     const std::string& mode, bool verify);
+
+// mergedSet(), with the placeholders of a package as it is installed in `root`; null: on this
+// machine.
+MergedSet mergedSetOf(const Tree* root, const std::string& set, const std::string& mode,
+                      bool verify);
 
 }  // namespace tool
 

@@ -4,6 +4,8 @@
 
 #include "gnupg/home_files.h"
 #include "io/exit_status.h"
+#include "io/paths.h"
+#include "io/regular_file.h"
 #include "sets/sets.h"
 
 using namespace ZEMO::SELF_CHECK;
@@ -11,11 +13,12 @@ using namespace ZEMO::SELF_CHECK;
 namespace tool {
 namespace {
 
-void verifyAll(const std::string& set, const FileList& files, const MergedSet& merged) {
+// `what` names the set, as the start of a sentence.
+void verifyAll(const std::string& what, const FileList& files, const MergedSet& merged) {
   for (const std::string& list : merged.lists) {
     std::string const waiting = irregularToVerify(list);
     if (!waiting.empty())
-      throw Failure(STATUS_NOT_LOADED, "set " + inQuotes(set) + " cannot be verified: " + waiting);
+      throw Failure(STATUS_NOT_LOADED, what + " cannot be verified: " + waiting);
     if (!files.checkSign(list))
       throw Failure(STATUS_NOT_LOADED, "list " + inQuotes(list) + " does not verify");
   }
@@ -37,6 +40,34 @@ std::vector<MergedEntry> attributed(const FileList::ProtectedFileMap& files,
   return entries;
 }
 
+void mergeAll(FileList& files, MergedSet& merged) {
+  for (std::size_t i = 0; i < merged.lists.size(); ++i) {
+    if (!files.parseList(merged.lists[i]))
+      throw Failure(STATUS_NOT_LOADED, "cannot read list " + inQuotes(merged.lists[i]));
+    merged.entries = attributed(*files.getProtectedFiles(), merged.entries, i);
+  }
+}
+
+// The set whose list, of this mode, the file is by its name. A mode has no dot.
+std::string setOfList(const std::string& path, const std::string& mode) {
+  std::string const name = fileName(path);
+  return name.substr(0, name.find("." + mode + "."));
+}
+
+void requireOneSet(const std::string& directory, const std::string& mode,
+                   const std::vector<std::string>& lists) {
+  for (const std::string& list : lists) {
+    std::string const set = setOfList(lists.front(), mode);
+    if (setOfList(list, mode) != set)
+      throw Failure(STATUS_NOT_LOADED, inQuotes(directory) + " has lists of the sets " +
+                                           inQuotes(set) + " and " +
+                                           inQuotes(setOfList(list, mode)));
+    std::string const reason = irregular(list);
+    if (!reason.empty())
+      throw Failure(STATUS_NOT_LOADED, reason);  // reading a FIFO would wait for its writer
+  }
+}
+
 }  // namespace
 
 MergedSet mergedSet(const std::string& set, const std::string& mode, bool verify, Binding package) {
@@ -50,12 +81,23 @@ MergedSet mergedSet(const std::string& set, const std::string& mode, bool verify
   if (package != nullptr)
     ProtectedFile::_pkginfo = *package;
   if (verify)
-    verifyAll(set, files, merged);
-  for (std::size_t i = 0; i < merged.lists.size(); ++i) {
-    if (!files.parseList(merged.lists[i]))
-      throw Failure(STATUS_NOT_LOADED, "cannot read list " + inQuotes(merged.lists[i]));
-    merged.entries = attributed(*files.getProtectedFiles(), merged.entries, i);
-  }
+    verifyAll("set " + inQuotes(set), files, merged);
+  mergeAll(files, merged);
+  return merged;
+}
+
+MergedSet mergedDirectory(const std::string& directory, const std::string& mode, bool verify) {
+  forgetPackage();
+  MergedSet merged;
+  merged.lists = listsIn(directory, mode);
+  if (merged.lists.empty())
+    throw Failure(STATUS_NOT_LOADED,
+                  inQuotes(directory) + " has no list for mode " + inQuotes(mode));
+  requireOneSet(directory, mode, merged.lists);
+  FileList files(systemSet, mode);  // binds no package
+  if (verify)
+    verifyAll("the set in " + inQuotes(directory), files, merged);
+  mergeAll(files, merged);
   return merged;
 }
 

@@ -32,6 +32,10 @@ using Binding = const ZEMO::SELF_CHECK::PkgInfo*;
 MergedSet mergedSet(const std::string& set, const std::string& mode, bool verify,
                     Binding package = nullptr);
 
+// The same for the lists in `directory`, which is laid out like that of an installed set; their
+// placeholders are not resolved. Also throws if they are lists of several sets.
+MergedSet mergedDirectory(const std::string& directory, const std::string& mode, bool verify);
+
 }  // namespace tool
 
 #endif

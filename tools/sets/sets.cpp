@@ -17,9 +17,12 @@
 namespace tool {
 namespace {
 
+const char* const wildcards = "*?[]\\";
+
 // True if the library's pattern matcher treats the name literally. A blank is allowed.
 bool isPlain(const std::string& name) {
-  return !name.empty() && name.find_first_of("/*?[]\\") == std::string::npos;
+  return !name.empty() && name.find('/') == std::string::npos &&
+         name.find_first_of(wildcards) == std::string::npos;
 }
 
 // True if nothing exists at `path`. A dangling link counts as existing.
@@ -51,6 +54,15 @@ std::vector<std::string> directoriesIn(const std::string& directory) {
     throw Failure(STATUS_NOT_LOADED, withReason("cannot read " + inQuotes(directory), errno));
   std::sort(names.begin(), names.end());
   return names;
+}
+
+// Empty if it can be read or does not exist.
+std::string whyDirectoryUnreadable(const std::string& directory) {
+  std::unique_ptr<DIR, int (*)(DIR*)> const stream(opendir(directory.c_str()), closedir);
+  int const error = errno;
+  if (stream != nullptr || (error == ENOENT && isAbsent(directory)))
+    return "";
+  return withReason("cannot read " + inQuotes(directory), error);
 }
 
 }  // namespace
@@ -106,13 +118,20 @@ std::vector<std::string> listsOf(const std::string& set, const std::string& mode
   return ZEMO::SELF_CHECK::glob(directory, directory + "/" + set + "." + mode + ".*.list");
 }
 
+std::vector<std::string> listsIn(const std::string& directory, const std::string& mode) {
+  if (directory.find_first_of(wildcards) != std::string::npos)
+    throw Failure(STATUS_NOT_LOADED, "the lists in " + inQuotes(directory) +
+                                         " cannot be found: its path has one of the characters " +
+                                         wildcards);
+  if (std::string const reason = whyDirectoryUnreadable(directory); !reason.empty())
+    throw Failure(STATUS_NOT_LOADED, reason);
+  // An absolute path does not begin with a tilde, which the pattern matcher would expand.
+  std::string const path = std::filesystem::absolute(directory).string();
+  return ZEMO::SELF_CHECK::glob(path, path + "/*." + mode + ".*.list");
+}
+
 std::string whyUnreadable(const std::string& set) {
-  std::string const directory = setDirectory(set);
-  std::unique_ptr<DIR, int (*)(DIR*)> const stream(opendir(directory.c_str()), closedir);
-  int const error = errno;
-  if (stream != nullptr || (error == ENOENT && isAbsent(directory)))
-    return "";
-  return withReason("cannot read " + inQuotes(directory), error);
+  return whyDirectoryUnreadable(setDirectory(set));
 }
 
 std::string whyNoLists(const std::string& set, const std::string& mode) {

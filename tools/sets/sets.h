@@ -46,6 +46,11 @@ std::vector<std::string> packageDirectories();
 // is false.
 std::vector<std::string> listsOf(const std::string& set, const std::string& mode);
 
+// The paths of all lists of the mode in `directory`, of any set, in the order in which the library
+// would read them there. Throws Failure(STATUS_NOT_LOADED) if the path has a wildcard of the
+// library's pattern matcher or the directory cannot be read.
+std::vector<std::string> listsIn(const std::string& directory, const std::string& mode);
+
 // Why the set's directory cannot be read; empty if it can be read or does not exist.
 std::string whyUnreadable(const std::string& set);
 

@@ -155,6 +155,53 @@ TEST_F(DiffTest, ANameWithListAtItsEndIsAFileHere) {
   EXPECT_EQ(runProgram({"/bin/sh", "-c", command}).status, 0);
 }
 
+TEST_F(DiffTest, TheListsOfADirectoryMergeInItsOrder) {
+  for (const char* const name : {"old", "new"}) {
+    std::string const directory = files / name;
+    writeList(directory, "wam.full.1.list", sized("/a", "1") + "\n");
+    writeList(directory, "wam.full.2.list",
+              "-" + sized("/a", "1") + "\n" + sized("$pkg_dir/b", "2") + "\n");
+    writeList(directory, "wam.quick.3.list", sized("/c", "1") + "\n");
+  }
+  writeFile(files / "new/listorder", "wam.full.2.list\nwam.full.1.list\n");
+  ProgramRun const run = tool({"diff", "--no-verify", files / "old", (files / "new") + "/"});
+  EXPECT_EQ(run.status, changed);
+  EXPECT_EQ(linesOf(run.output),
+            (Lines{"+ " + sized("/a", "1"), "1 added, 0 removed, 0 changed, 1 unchanged"}));
+  EXPECT_EQ(run.errors, "");
+}
+
+TEST_F(DiffTest, TheListsOfADirectoryAreVerified) {
+  SigningKey const key;
+  key.trustedBy(listDir);
+  std::string const list = writeList(files / "new", "demo.full.1.list", sized("/a", "1") + "\n");
+  Lines const words = {"diff", files / "new", files / "new"};
+  EXPECT_EQ(tool(words).status, notLoaded);
+  EXPECT_EQ(tool({"diff", files / "new", files / "new", "--no-verify"}).status, 0);
+  key.sign(list);
+  EXPECT_EQ(tool(words).status, 0);
+}
+
+TEST_F(DiffTest, ADirectoryHasTheListsOfOneSet) {
+  writeList(files / "both", "a.full.1.list", "");
+  writeList(files / "both", "b.full.1.list", "");
+  makeFifo((writeList(files / "fifo", "a.full.1.list", ""), files / "fifo/a.full.2.list"));
+  makeDirectory(files / "none");
+  makeDirectory(files / "a*");
+  std::vector<Lines> const cases = {
+      {"both", " has lists of the sets 'a' and 'b'"},
+      {"fifo", "/a.full.2.list' is not a regular file"},
+      {"none", " has no list for mode 'full'"},
+      {"a*", " cannot be found: its path has one of the characters *?[]\\"},
+  };
+  for (const Lines& one : cases) {
+    ProgramRun const run = tool({"diff", "--no-verify", files / one[0], files / one[0]});
+    EXPECT_EQ(run.status, notLoaded) << one[0];
+    EXPECT_EQ(run.output, "");
+    EXPECT_NE(run.errors.find(one[1] + "\n"), std::string::npos) << run.errors;
+  }
+}
+
 TEST_F(DiffTest, UnreadableInputIsNotASuccess) {
   writeList(files.path(), "good.list", "");
   writeFile(files / "bad.list", "nonsense\n");
@@ -177,6 +224,9 @@ TEST_F(DiffTest, WrongUsageIsOneLine) {
                                                {"diff", "wam", "*"},
                                                {"diff", "/none.list", ""},
                                                {"diff", "wam", "wam", "--mode", "a/b"},
+                                               {"diff", "wam", "wam", "--lists", "/"},
+                                               {"diff", "wam", "/x", "--root", "/"},
+                                               {"diff", "/x", "wam", "--root", "/", "--root", "/"},
                                                {"diff", "wam", "wam", "--format", "xml"}}) {
     ProgramRun const run = tool(words);
     EXPECT_EQ(run.status, usage) << run.errors;

@@ -391,6 +391,42 @@ TEST_F(OtherRootTest, ShowResolvesPlaceholdersForItsPackages) {
                             "': No such file or directory\n");
 }
 
+TEST_F(OtherRootTest, DiffComparesThisMachinesSetWithItsSet) {
+  list({entryLine("/a", "1", "-", "f", "-", "-", "-")});
+  rootList({entryLine("/a", "2", "-", "f", "-", "-", "-")});
+  ProgramRun const run = tool({"diff", "wam", "wam", "--root", root.path()});
+  EXPECT_EQ(run.status, changed);
+  EXPECT_EQ(linesOf(run.output)[0], "~ /a size 1 -> 2");
+  ProgramRun const reversed = tool({"diff", "wam", "wam", "--root", root.path(), "--root", "/"});
+  EXPECT_EQ(linesOf(reversed.output)[0], "~ /a size 2 -> 1");
+  TemporaryDirectory const lists;
+  std::string const path =
+      rootListIn(lists.path(), {entryLine("/a", "3", "-", "f", "-", "-", "-")}, "wam.full.x.list");
+  std::string const json = tool({"diff", path, "wam", "--root", root.path(), "--lists",
+                                 lists.path(), "--format", "json"})
+                               .output;
+  EXPECT_NE(json.find("\"new\":\"wam\",\"newRoot\":\"" + root.path() + "\",\"added\":0"),
+            std::string::npos)
+      << json;
+}
+
+TEST_F(OtherRootTest, DiffResolvesThePlaceholdersOfEachRoot) {
+  TemporaryDirectory const other;
+  std::string id = "4711";
+  for (const TemporaryDirectory* const one :
+       std::initializer_list<const TemporaryDirectory*>{&root, &other}) {
+    makeDirectory(*one / "var/packages/demo/target");
+    makeDirectory(*one / "etc");
+    writeFile(*one / "var/packages/demo/user", "daemon");
+    writeFile(*one / "etc/passwd", "daemon:x:" + id + ":0::/:/bin/sh\n");
+    rootListIn(one->path() + sets + "/packages/demo", {"/x\t-\t-\tf\t-\t$pkg\t-"},
+               "demo.full.base.list");
+    id = "4712";
+  }
+  EXPECT_EQ(tool({"diff", "demo", "demo", "--root", root.path(), "--root", other.path()}).output,
+            "~ /x owner 4711 -> 4712\n0 added, 0 removed, 1 changed, 0 unchanged\n");
+}
+
 TEST_F(OtherRootTest, ManifestIsTheRootsOwn) {
   below("a", "");
   std::string const path = root.path() + sets + "/wam.full.base.list";
