@@ -3,6 +3,7 @@
 #include <zemo/selfcheck.h>
 
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -20,6 +21,9 @@
 #include "doctor/set_files.h"
 #include "doctor/signatures.h"
 #include "io/exit_status.h"
+#include "io/regular_file.h"
+#include "root/other_root.h"
+#include "root/package.h"
 #include "run/log_relay.h"
 #include "sets/label.h"
 #include "sets/merged_set.h"
@@ -41,25 +45,36 @@ const char* const examples =
     "\n"
     "Examples:\n"
     "  zemo-selfcheck doctor              all problems\n"
-    "  zemo-selfcheck doctor --verbose    all checks that pass as well\n";
+    "  zemo-selfcheck doctor --verbose    all checks that pass as well\n"
+    "  zemo-selfcheck doctor --root /mnt  of the system below /mnt\n";
+
+const char* const makeHome = "zemo-selfcheck init-home --import KEYFILE";
 
 struct Options {
   std::string mode = defaultMode;
+  std::optional<std::string> root;
+  std::optional<std::string> lists;
   bool verbose = false;
 };
 
 class Doctor {
  public:
   explicit Doctor(const Options& options)
-      : _mode(options.mode), _findings(options.verbose), _ownership(_findings) {}
+      : _options(options),
+        _mode(options.mode),
+        _findings(options.verbose),
+        _ownership(std::make_unique<Ownership>(_findings)) {}
 
   int run() {
-    if (!_ownership.look(systemDirectory, Kind::DIRECTORY, STATUS_NOT_LOADED,
-                         "zemo-selfcheck init-home --import KEYFILE")) {
+    if (!_ownership->look(systemDirectory, Kind::DIRECTORY, STATUS_NOT_LOADED, makeHome)) {
       summarize(0);
       return _findings.status();
     }
-    _home = checkHome(_ownership, _findings);
+    _home = checkHome(*_ownership, _findings);
+    if (_options.root && !enterRoot()) {
+      summarize(0);
+      return _findings.status();
+    }
     std::vector<std::string> sets = {systemSet};
     addPackages(sets);
     for (const std::string& set : sets)
@@ -70,9 +85,51 @@ class Doctor {
   }
 
  private:
+  // From now on, everything is about the other root, but this machine's home verifies its lists.
+  // Returns false if it has no lists.
+  bool enterRoot() {
+    std::string const path = systemDirectory + "/pubring.kbx";
+    std::string const ring = _home.runs && isReadable(path) ? readWholeFile(path) : "";
+    _root = chosenRoot(_options.root, _options.lists);
+    if (!_root->knowsIds())
+      _findings.hint("the owners in the other root are not examined", "run this as root");
+    _findings.lookElsewhere();
+    _ownership = std::make_unique<Ownership>(_findings, _root.get());
+    bool const isThere =
+        _ownership->look(systemDirectory, Kind::DIRECTORY, STATUS_NOT_LOADED, makeHome);
+    if (isThere)
+      checkHomeOf(*_root, ring, *_ownership, _findings);
+    if (!_options.lists)
+      return isThere;
+    // They are not where that root would have them.
+    _ownership = std::make_unique<Ownership>(_findings);
+    _ownership->ignoreOwners();
+    return true;
+  }
+
+  // Calls `look` where the paths in lists are those of the files.
+  void whereFilesAre(const std::function<void()>& look) const {
+    if (_root)
+      _root->inside(look);
+    else
+      look();
+  }
+
+  // Calls `look` where the directories of sets are, with their owners.
+  void whereListsAre(const std::function<void()>& look) const {
+    if (_options.lists)
+      look();
+    else
+      whereFilesAre(look);
+  }
+
   void addPackages(std::vector<std::string>& sets) {
     std::error_code error;
-    if (!std::filesystem::exists(std::filesystem::symlink_status(packagesDirectory, error))) {
+    bool isThere = false;
+    whereListsAre([&] {
+      isThere = std::filesystem::exists(std::filesystem::symlink_status(packagesDirectory, error));
+    });
+    if (!isThere) {
       if (error && error != std::errc::no_such_file_or_directory &&
           error != std::errc::not_a_directory)
         _findings.problem(STATUS_UNCHECKED,
@@ -82,8 +139,8 @@ class Doctor {
         _findings.well("there are no sets of packages");
       return;
     }
-    if (!_ownership.look(packagesDirectory, Kind::DIRECTORY, STATUS_NOT_LOADED,
-                         "create it as a directory with the sets of packages, if there are any"))
+    if (!_ownership->look(packagesDirectory, Kind::DIRECTORY, STATUS_NOT_LOADED,
+                          "create it as a directory with the sets of packages, if there are any"))
       return;
     try {
       for (const std::string& name : packageDirectories()) {
@@ -119,8 +176,8 @@ class Doctor {
     files.mode = _mode;
     files.directory = setDirectory(set);
     std::string const directory = shellWord(files.directory);
-    if (!_ownership.look(files.directory, Kind::DIRECTORY, STATUS_NOT_LOADED,
-                         "put the directory with the set's lists there"))
+    if (!_ownership->look(files.directory, Kind::DIRECTORY, STATUS_NOT_LOADED,
+                          "put the directory with the set's lists there"))
       return;
     if (!isReadable(files.directory)) {
       _findings.problem(
@@ -150,12 +207,12 @@ class Doctor {
       _findings.leftOut(files.directory + "/listorder");  // checkOrder() reports it
     }
     files.orderPosition = orderPositions(files.orderLines);
-    bool const verified = checkSignatures(files, _home, _ownership, _findings);
+    bool const verified = checkSignatures(files, _home, *_ownership, _findings);
     // Lists from strangers could be made to take any amount of time and memory.
     bool const complete = verified && readLists(files);
     files.contents.resize(files.lists.size());
-    checkOrder(files, _ownership, _findings);
-    checkManifest(files, _home, _ownership, _findings);
+    checkOrder(files, *_ownership, _findings);
+    checkManifest(files, _home, *_ownership, _findings);
     if (!verified)
       return;
     checkLabels(files, _findings);
@@ -226,6 +283,8 @@ class Doctor {
   bool isInstalled(const std::string& set) {
     if (set == systemSet)
       return true;
+    if (_root)
+      return isInstalledIn(_root->tree(), set);
     std::vector<std::string> lines;
     CollectedLog const log(lines);
     if (ProtectedFile::setPkg(set)) {
@@ -248,11 +307,26 @@ class Doctor {
     return false;
   }
 
+  bool isInstalledIn(const Tree& root, const std::string& set) {
+    try {
+      (void)packageIn(root, set);
+      _findings.well("package " + inQuotes(set) + " is installed");
+      return true;
+    } catch (const Failure& failure) {
+      _findings.problem(failure.status(), failure.what(),
+                        "install the package, correct its user, or, if it is gone for good, remove "
+                        "the directory of its set: " +
+                            inQuotes(setDirectory(set)));
+      return false;
+    }
+  }
+
   void checkMerged(const SetFiles& files) {
     std::vector<std::string> lines;
     CollectedLog const log(lines);
     try {
-      MergedSet const merged = mergedSet(files.set, files.mode, false);
+      MergedSet const merged =
+          mergedSetOf(_root ? &_root->tree() : nullptr, files.set, files.mode, false);
       _findings.well("set " + inQuotes(files.set) + " has " +
                      counted(merged.entries.size(), "entry", "entries") + " in " +
                      counted(merged.lists.size(), "list", "lists"));
@@ -261,8 +335,10 @@ class Doctor {
             STATUS_NOT_LOADED,
             "the lists of set " + inQuotes(files.set) + " have no entries, so nothing is checked",
             "make, sign and install others (see zemo-selfcheck-make(1))");
-      checkFixedDirectories(files.set, merged, _findings);
-      checkParents(files.set, merged, _findings);
+      whereFilesAre([&] {
+        checkFixedDirectories(files.set, merged, _findings);
+        checkParents(files.set, merged, _findings);
+      });
     } catch (const Failure& failure) {
       _findings.problem(failure.status(),
                         "set " + inQuotes(files.set) + " does not load: " + failure.what() +
@@ -281,14 +357,18 @@ class Doctor {
       printf("%s; %s\n", counted(problems, "problem", "problems").c_str(), passed.c_str());
   }
 
+  const Options& _options;
   std::string _mode;
   Findings _findings;
-  Ownership _ownership;
-  HomeState _home;
+  std::shared_ptr<const OtherRoot> _root;  // null: this machine is examined
+  std::unique_ptr<Ownership> _ownership;   // of the directories of sets
+  HomeState _home;                         // always this machine's
 };
 
 int runDoctor(const Options& options) {
   requireModeName(options.mode);
+  if (options.lists && !options.root)
+    throw UsageError("--lists needs --root");
   return Doctor(options).run();
 }
 
@@ -299,6 +379,10 @@ void addDoctor(Commands& program) {
   Arguments takes = program.add("doctor", "Look for problems with lists, signatures and keys",
                                 examples, [options] { return runDoctor(*options); });
   takes.value("--mode", "MODE", options->mode, "Mode of the lists");
+  takes.value("--root", "DIR", options->root,
+              "Examine the lists of the system below this directory, and what its own checks need");
+  takes.value("--lists", "DIR", options->lists,
+              "With --root: use the lists in this directory instead");
   takes.flag("--verbose", options->verbose, "Also print what is well");
 }
 

@@ -29,7 +29,7 @@ void Repeated::add(const std::string& what) {
 void Findings::well(const std::string& what) {
   ++_well;
   if (_verbose)
-    writeLine("ok " + bounded(what));
+    writeLine("ok" + _where + (_where.empty() ? " " : ": ") + bounded(what));
 }
 
 void Findings::problem(ExitStatus status, const std::string& what, const std::string& fix) {
@@ -45,18 +45,18 @@ void Findings::problems(ExitStatus status, const Repeated& what, const std::stri
     return;
   }
   for (const std::string& problem : what.first())
-    writeLine("problem: " + bounded(problem));
+    writeLine("problem" + _where + ": " + bounded(problem));
   if (what.count() > what.first().size())
-    writeLine("problem: and " + std::to_string(what.count() - what.first().size()) +
+    writeLine("problem" + _where + ": and " + std::to_string(what.count() - what.first().size()) +
               " more like these");
-  writeLine("    fix: " + fix);
+  writeLine((_where.empty() ? "    fix: " : "    fix there: ") + fix);
   _status |= status;
   _problems += what.count();
 }
 
 void Findings::hint(const std::string& what, const std::string& how) {
-  writeLine("hint: " + bounded(what));
-  writeLine("    fix: " + how);
+  writeLine("hint" + _where + ": " + bounded(what));
+  writeLine((_where.empty() ? "    fix: " : "    fix there: ") + how);
 }
 
 void Findings::settle() {

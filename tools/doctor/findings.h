@@ -28,6 +28,9 @@ class Findings {
  public:
   explicit Findings(bool verbose) : _verbose(verbose) {}
 
+  // From now on, findings are about another root, and the lines say so. Fixes are as seen there.
+  void lookElsewhere() { _where = " in the other root"; }
+
   // Something is in order; written only in verbose mode.
   void well(const std::string& what);
 
@@ -61,6 +64,7 @@ class Findings {
 
  private:
   bool _verbose;
+  std::string _where;
   int _status = STATUS_INTACT;
   std::size_t _problems = 0;
   std::size_t _well = 0;

@@ -19,6 +19,7 @@ namespace {
 const char* const program = "/usr/bin/gpg";
 const std::string configurationPath = systemDirectory + "/gpg.conf";
 const std::string ringPath = systemDirectory + "/pubring.kbx";
+constexpr std::size_t longestOptions = 1 << 20;
 const char* const makeHome = "zemo-selfcheck init-home --import KEYFILE";
 
 bool exists(const std::string& path) {
@@ -159,11 +160,66 @@ void checkOptions(HomeState& state, Findings& findings) {
       findings.leftOut(path);
       continue;
     }
-    OptionReading const reading = readOptions(readWholeFile(path));
+    std::string const content = RegularFile::following(path).content(longestOptions + 1);
+    if (content.size() > longestOptions) {
+      state.doubtful = true;
+      findings.problem(STATUS_NOT_LOADED,
+                       inQuotes(path) + " has more than " + std::to_string(longestOptions) +
+                           " bytes, so it is not read",
+                       "rm " + shellWord(path));
+      continue;
+    }
+    OptionReading const reading = readOptions(content);
     checkHarmless(path, reading, state, findings);
     if (path == configurationPath)
       checkNeeded(reading, state, findings);
   }
+}
+
+// Nothing in another root may be executed from here.
+void checkProgramThere(Findings& findings) {
+  struct stat status = {};
+  bool const isFile = stat(program, &status) == 0 && S_ISREG(status.st_mode);
+  if (isFile && (status.st_mode & S_IXOTH) != 0)
+    findings.well("GnuPG, " + inQuotes(program) + ", exists");
+  else
+    findings.problem(STATUS_NOT_LOADED,
+                     "GnuPG, " + inQuotes(program) + ", does not exist or cannot be executed",
+                     "apt-get install --reinstall gpg");
+}
+
+// Compares it with this machine's, and says that it is a key ring otherwise.
+void compareRing(const std::string& ring, Findings& findings) {
+  constexpr std::size_t placeOfMagic = 8;
+  std::string const keybox = "KBXf";
+  if (!exists(ringPath))
+    return;
+  std::string const content = RegularFile::following(ringPath).content(
+      std::max(ring.size(), placeOfMagic + keybox.size()) + 1);
+  if (content == ring)
+    findings.well(inQuotes(ringPath) + " is the same as the key ring of this machine");
+  else if (content.compare(std::min(placeOfMagic, content.size()), keybox.size(), keybox) != 0)
+    findings.problem(STATUS_NOT_LOADED, inQuotes(ringPath) + " is not a key ring", makeHome);
+  else
+    findings.hint(inQuotes(ringPath) +
+                      " is not the key ring of this machine, so other lists may verify by it",
+                  "run zemo-selfcheck verify once that system has been started");
+}
+
+// Returns false if a file of the home is not one that GnuPG can be left to open.
+bool checkHomeFiles(HomeState& state, Ownership& ownership, Findings& findings) {
+  checkReadable(systemDirectory, findings);
+  // If this caller cannot list the directory, its files are not known to be missing.
+  if (!isReadable(systemDirectory)) {
+    findings.leftOut(systemDirectory);
+    return false;
+  }
+  if (!checkFiles(ownership))
+    return false;
+  checkKeyRing(findings);
+  checkOtherConfigurations(findings);
+  checkOptions(state, findings);
+  return true;
 }
 
 }  // namespace
@@ -171,19 +227,18 @@ void checkOptions(HomeState& state, Findings& findings) {
 HomeState checkHome(Ownership& ownership, Findings& findings) {
   HomeState state;
   bool const runs = checkProgram(findings);
-  checkReadable(systemDirectory, findings);
-  // If this caller cannot list the directory, its files are not known to be missing.
-  if (!isReadable(systemDirectory)) {
-    findings.leftOut(systemDirectory);
-    return state;
-  }
-  if (!checkFiles(ownership))
-    return state;
-  checkKeyRing(findings);
-  checkOtherConfigurations(findings);
-  checkOptions(state, findings);
-  state.runs = runs;
+  state.runs = checkHomeFiles(state, ownership, findings) && runs;
   return state;
+}
+
+void checkHomeOf(const OtherRoot& root, const std::string& ring, Ownership& ownership,
+                 Findings& findings) {
+  root.inside([&] {
+    checkProgramThere(findings);
+    HomeState unused;
+    if (checkHomeFiles(unused, ownership, findings))
+      compareRing(ring, findings);
+  });
 }
 
 }  // namespace tool

@@ -18,6 +18,11 @@ struct HomeState {
 // Checks everything in the home, which must be a directory.
 HomeState checkHome(Ownership& ownership, Findings& findings);
 
+// Checks everything in the home of `root`, which must be a directory, as data: GnuPG is not run, so
+// it is unknown which lists this home verifies. `ring` is this machine's key ring.
+void checkHomeOf(const OtherRoot& root, const std::string& ring, Ownership& ownership,
+                 Findings& findings);
+
 }  // namespace tool
 
 #endif

@@ -57,6 +57,15 @@ std::string withRemoval(const std::string& path, const std::string& fix) {
 
 bool Ownership::look(const std::string& path, Kind kind, ExitStatus status,
                      const std::string& fix) {
+  if (_root == nullptr)
+    return lookHere(path, kind, status, fix);
+  bool found = false;
+  _root->inside([&] { found = lookHere(path, kind, status, fix); });
+  return found;
+}
+
+bool Ownership::lookHere(const std::string& path, Kind kind, ExitStatus status,
+                         const std::string& fix) {
   std::string failure;
   bool hidden = false;
   _allWell = true;
@@ -116,13 +125,18 @@ bool Ownership::follow(const std::string& path, Kind kind, std::string& failure,
 }
 
 void Ownership::judge(const std::string& path, const struct stat& status) {
-  auto const known = _judged.find(path);
-  if (known != _judged.end()) {
-    _allWell = _allWell && known->second;
+  if (!_judges) {
+    _allWell = false;
+    return;
+  }
+  auto const judged = _judged.find(path);
+  if (judged != _judged.end()) {
+    _allWell = _allWell && judged->second;
     return;
   }
   bool const isLink = S_ISLNK(status.st_mode);
-  bool const foreign = status.st_uid != 0;
+  bool const known = _root == nullptr || _root->knowsIds();
+  bool const foreign = known && status.st_uid != 0;
   mode_t const writers = isLink ? 0 : status.st_mode & (S_IWGRP | S_IWOTH);
   if (foreign)
     _findings.problem(
@@ -136,7 +150,7 @@ void Ownership::judge(const std::string& path, const struct stat& status) {
     _findings.problem(STATUS_UNCHECKED, inQuotes(path) + " is writable by " + who,
                       "chmod go-w " + shellWord(path));
   }
-  _judged[path] = !foreign && writers == 0;
+  _judged[path] = known && !foreign && writers == 0;
   _allWell = _allWell && _judged[path];
 }
 

@@ -10,6 +10,7 @@
 #include <string>
 
 #include "doctor/findings.h"
+#include "root/other_root.h"
 
 namespace tool {
 
@@ -17,7 +18,12 @@ enum class Kind { DIRECTORY, FILE };
 
 class Ownership {
  public:
-  explicit Ownership(Findings& findings) : _findings(findings) {}
+  // Paths are those of `root`, if it is not null.
+  explicit Ownership(Findings& findings, const OtherRoot* root = nullptr)
+      : _findings(findings), _root(root) {}
+
+  // From now on, only the kinds of files are examined.
+  void ignoreOwners() { _judges = false; }
 
   // Examines the absolute path `path` and every directory and link on the way to it. A file that
   // does not belong to root, or that others can write, is a problem and is reported once. Devices,
@@ -29,10 +35,13 @@ class Ownership {
   bool look(const std::string& path, Kind kind, ExitStatus status, const std::string& fix);
 
  private:
+  bool lookHere(const std::string& path, Kind kind, ExitStatus status, const std::string& fix);
   bool follow(const std::string& path, Kind kind, std::string& failure, bool& hidden);
   void judge(const std::string& path, const struct stat& status);
 
   Findings& _findings;
+  const OtherRoot* _root;
+  bool _judges = true;
   std::map<std::string, bool> _judged;  // by path: true if in order
   bool _allWell = true;                 // on the way being examined
 };

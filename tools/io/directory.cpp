@@ -17,10 +17,25 @@ namespace {
 
 // In a user namespace, files of users without a number there, such as the machine's root, have this
 // owner.
-uid_t overflowUser() {
+uid_t readOverflowUser() {
   uid_t user = 65534;
   std::ifstream("/proc/sys/kernel/overflowuid") >> user;
   return user;
+}
+
+uid_t overflowUser() {
+  static uid_t const user = readOverflowUser();
+  return user;
+}
+
+// Also true if that cannot be found out.
+bool hasNumber(uid_t user) {
+  std::ifstream map("/proc/self/uid_map");
+  for (uint64_t inside = 0, outside = 0, count = 0; map >> inside >> outside >> count;) {
+    if (user >= inside && user - inside < count)
+      return true;
+  }
+  return !map.eof();
 }
 
 // `path` with links resolved as far as it exists.
@@ -80,15 +95,8 @@ std::string strangerIn(const struct stat& status) {
 }
 
 bool isWithoutNumber(uid_t user) {
-  static uid_t const shown = overflowUser();
-  if (user != shown)
-    return false;
-  std::ifstream map("/proc/self/uid_map");
-  for (uint64_t inside = 0, outside = 0, count = 0; map >> inside >> outside >> count;) {
-    if (user >= inside && user - inside < count)
-      return false;
-  }
-  return map.eof();
+  static bool const isMapped = hasNumber(overflowUser());
+  return !isMapped && user == overflowUser();
 }
 
 void requireOwn(const std::string& path) {

@@ -40,7 +40,8 @@ class Directory {
 std::string strangerIn(const struct stat& status);
 
 // True if `user` is the number that the kernel shows for all users without a number in this
-// process's user namespace. It is unknown whether such an owner is root.
+// process's user namespace. It is unknown whether such an owner is root. The first call finds out
+// which number this is; later ones open nothing.
 bool isWithoutNumber(uid_t user);
 
 // Throws Failure(STATUS_NOT_LOADED) if users other than root and the caller own or can write to the
