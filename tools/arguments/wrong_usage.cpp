@@ -20,6 +20,14 @@ std::string unknownOption(const std::string& word) {
   return "unknown option " + escaped(word.substr(0, word.find('=')));
 }
 
+// What to use instead of an option that only other commands have; may be empty.
+std::string insteadOf(const std::string& word, const CLI::App& command) {
+  std::string const option = word.substr(0, word.find('='));
+  if (command.get_name() == "files" && (option == "--root" || option == "--lists"))
+    return ": files asks the C function, which knows only this machine's files; use check --root";
+  return "";
+}
+
 std::string seeHelp(const CLI::App& command) {
   bool const isProgram = command.get_parent() == nullptr;
   return "; see zemo-selfcheck " + (isProgram ? "" : command.get_name() + " ") + "--help";
@@ -45,7 +53,8 @@ std::string complaint(const CLI::App& command, const CLI::ParseError& error) {
   std::vector<std::string> const unexpected = command.remaining();
   if (!unexpected.empty()) {
     std::string const word = withoutGuards(unexpected.front());
-    return isOption(word) ? unknownOption(word) : "unexpected argument " + inQuotes(word);
+    return isOption(word) ? unknownOption(word) + insteadOf(word, command)
+                          : "unexpected argument " + inQuotes(word);
   }
   if (command.get_parent() == nullptr)
     return "a command is required";

@@ -82,6 +82,11 @@ TEST_F(ProgramTest, WrongWordsOfACommandAreNamed) {
   std::string const seeMake = "; see zemo-selfcheck make --help\n";
   expectUsage({"check", "--foo"}, "unknown option --foo" + seeCheck);
   expectUsage({"check", "--foo=bar", "--all"}, "unknown option --foo" + seeCheck);
+  for (const std::string option : {"--root", "--lists"})
+    expectUsage({"files", option + "=/mnt", "/a"},
+                "unknown option " + option +
+                    ": files asks the C function, which knows only this machine's files; use check "
+                    "--root; see zemo-selfcheck files --help\n");
   expectUsage({"check", "-zq"}, "unknown option -q" + seeCheck);
   expectUsage({"check", "--f\no"}, "unknown option --f\\012o" + seeCheck);
   expectUsage({"make", "--foo"}, "unknown option --foo" + seeMake);
