@@ -92,6 +92,23 @@ std::vector<std::string> failing(const std::string& call, const std::string& err
   return all;
 }
 
+// The paths below `directory`, as seen there, that were opened before any thread entered it: by
+// openat2, or by a path of this machine.
+std::set<std::string> openedBefore(const std::string& trace, const std::string& directory) {
+  std::set<std::string> paths;
+  std::istringstream lines(trace);
+  std::regex const opening("(?:open|openat|execve|connect)\\([^\"]*\"([^\"]*)\"");
+  std::regex const inRoot("openat2\\([^\"]*\"([^\"]*)\".*RESOLVE_IN_ROOT");
+  for (std::string line; std::getline(lines, line);) {
+    std::smatch match;
+    if (std::regex_search(line, match, inRoot))
+      paths.insert(match[1]);
+    else if (std::regex_search(line, match, opening) && match[1].str().find(directory) == 0)
+      paths.insert(match[1]);
+  }
+  return paths;
+}
+
 // The paths that threads opened after they had entered the root.
 std::set<std::string> openedInside(const std::string& trace) {
   std::set<std::string> inside;
@@ -495,4 +512,70 @@ TEST_F(OtherRootTest, IdsWithoutANumberAreNotCalledRight) {
             "(--items), or run this outside the namespace");
   words.insert(words.end(), {"--items", "size,group"});
   EXPECT_EQ(runProgram(words).status, 0);
+}
+
+TEST_F(OtherRootTest, OnlyListsAndPackageUsersAreOpenedFromOutside) {
+  below("etc/passwd", "daemon:x:0:0::/:/bin/sh\n");
+  below("usr/zemo/selfcheck/gpg.conf", "hostile\n");
+  below("usr/zemo/selfcheck/pubring.kbx", "hostile\n");
+  below("usr/zemo/selfcheck/listorder", "wam.full.base.list\n");
+  below("usr/zemo/selfcheck/wam.full.manifest", "");
+  below("usr/zemo/selfcheck/wam.full.base.list.old", "");
+  rootList({existing("/etc")});
+  rootPackage("daemon", {existing("$pkg_dir")});
+  std::string const set = std::string(sets) + "/packages/demo";
+  EXPECT_EQ(
+      openedBefore(traced({"--all"}), root.path()),
+      (std::set<std::string>{
+          "/", sets, std::string(sets) + "/listorder", std::string(sets) + "/packages",
+          std::string(sets) + "/wam.full.base.list", std::string(sets) + "/wam.full.base.list.asc",
+          std::string(sets) + "/wam.full.manifest", set, set + "/demo.full.base.list",
+          set + "/demo.full.base.list.asc", "/etc/passwd", "/var/packages/demo/target",
+          "/var/packages/demo/user"}));
+}
+
+// An ordinary user cannot make device nodes, but can mount some.
+TEST_F(OtherRootTest, DevicesAreNotOpened) {
+  below("zero", "");
+  below("etc/passwd", "");
+  below("usr/zemo/selfcheck/listorder", "");
+  rootList({entry("/zero")});
+  rootPackage("daemon", {existing("$pkg_dir")});
+  std::vector<std::string> const check = {"check", "--root", root.path()};
+  std::string const zero = "mount --bind /dev/zero " + root.path();
+  ProgramRun const entryRun = toolAfter(zero + "/zero", check);
+  EXPECT_EQ(entryRun.status & (changed | notLoaded), changed) << entryRun.errors;
+  for (const char* const path :
+       {"/usr/zemo/selfcheck/wam.full.base.list", "/usr/zemo/selfcheck/listorder"}) {
+    ProgramRun const run = toolAfter(zero + path, check);
+    EXPECT_EQ(run.status, notLoaded);
+    EXPECT_EQ(linesOf(run.errors)[0], "zemo-selfcheck: cannot read '" + std::string(path) +
+                                          "' in '" + root.path() + "': it is not a regular file");
+  }
+  EXPECT_EQ(toolAfter(zero + "/etc/passwd", {"check", "demo", "--root", root.path()}).status,
+            notLoaded);
+}
+
+TEST_F(OtherRootTest, LinksOutAreNoListsOrSignatures) {
+  std::string const path = rootList({existing("/")});
+  EXPECT_EQ(look().status, 0);
+  for (std::string const& start : {std::string(), std::string("../../../../../../../..")}) {
+    for (std::string const& end : {std::string(), std::string(".asc")}) {
+      std::filesystem::rename(path + end, files / "kept");
+      makeLink(start + files.path() + "/kept", path + end);
+      ProgramRun const run = look();
+      EXPECT_EQ(run.status, notLoaded) << start << end;
+      remove(path + end);
+      std::filesystem::rename(files / "kept", path + end);
+    }
+  }
+  makeDirectory(root / "usr/zemo/selfcheck/packages");
+  for (const char* const name : {"usr/zemo/selfcheck/packages", "usr/zemo/selfcheck"}) {
+    std::filesystem::rename(root / name, files / "kept");
+    makeLink(files / "kept", root / name);
+    EXPECT_EQ(look({"--all"}).status, notLoaded) << name;
+    remove(root / name);
+    std::filesystem::rename(files / "kept", root / name);
+  }
+  EXPECT_EQ(look().status, 0);
 }
