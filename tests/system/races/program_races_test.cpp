@@ -1,6 +1,7 @@
 // Files change while the program zemo-selfcheck checks or describes them.
 
 #include <fcntl.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -46,7 +47,7 @@ int meaningOfCheck(int status) {
 
 class ProgramRacesTest : public SetRacesTest {
  protected:
-  ProgramRacesTest() : SetRacesTest(few) {}
+  explicit ProgramRacesTest(Sample sample = few) : SetRacesTest(sample) {}
 
   void makeFiles() const {
     clear(files.path());
@@ -99,6 +100,74 @@ TEST_F(ProgramRacesTest, FixedDirectoryCheckedByTwoThreads) {
 // (The program may read everything that root may.)
 TEST_F(ProgramRacesTest, ListOfACheck) {
   raceCheck(listOf("a"), without({"unreadable", "copy"}, fileChanges()), "2");
+}
+
+// The files of a check with --root. Its owner changes it meanwhile, and has copies of the files
+// outside, which must never count as the files.
+class OtherRootRacesTest : public ProgramRacesTest {
+ protected:
+  OtherRootRacesTest() : ProgramRacesTest(some) {}
+
+  // Checks only `path`, while `object`, which is that or a directory above it, changes.
+  void raceRoot(const std::string& path, const std::string& object,
+                const std::vector<Change>& changes) {
+    Operation const check = {
+        object,
+        [this, path] {
+          makeFiles();
+          remove(outside / "copy");
+          clearLists();
+          writeFile(std::string(listDir) + "/pubring.kbx", "");
+          writeList("wam.full.a.list",
+                    entryLine(files.path() + path).substr(files.path().size()) + "\n");
+        },
+        [this] {
+          return become(
+              {"check", "--root", files.path(), "--lists", listDir, "--no-verify", "--jobs", "1"});
+        },
+        intact, meaningOfCheck};
+    std::vector<Change> below = changes;
+    for (Change& change : below) {
+      change.make = [this, make = change.make](const std::string& name) {
+        make(files.path() + name);
+      };
+    }
+    // A file that is open when the directory above it moves is still the root's own.
+    race(check, object, below, [path](const Situation& situation, int outcome) {
+      auto const next = situation.calls.begin() + static_cast<std::ptrdiff_t>(situation.number);
+      bool const isOpen = std::any_of(situation.calls.begin(), next, [&path](const Call& call) {
+        return (call.number == SYS_open || call.number == SYS_openat) && call.path == path;
+      });
+      return isOpen ? isAnything(situation, outcome) : outcome == changed || outcome == failed;
+    });
+  }
+
+  // Replacements by a link to a copy outside, which a process with another root finds nowhere.
+  std::vector<Change> linksOut() const {
+    std::vector<Change> changes;
+    for (std::string const& start : {std::string(), std::string("../../../../../../../..")}) {
+      changes.push_back(
+          {"replaced by a link out of the root", [this, start](const std::string& path) {
+             std::filesystem::rename(path, outside / "copy");
+             makeLink(start + (outside / "copy"), path);
+           }});
+    }
+    return changes;
+  }
+
+  TemporaryDirectory outside;
+};
+
+TEST_F(OtherRootRacesTest, File) {
+  raceRoot("/directory/file", "/directory/file", without({"/dev/"}, fileChanges()));
+}
+
+TEST_F(OtherRootRacesTest, FileReplacedByALinkOut) {
+  raceRoot("/directory/file", "/directory/file", linksOut());
+}
+
+TEST_F(OtherRootRacesTest, DirectoryReplacedByALinkOut) {
+  raceRoot("/directory/file", "/directory", linksOut());
 }
 
 // The program either makes a list, which describes the file as it was or as it is now, or reports
