@@ -156,7 +156,9 @@ def looks(machine):
         Case("show", "intact", ["show"]),
         Case("show-all", "intact", ["show", "--all", "--no-verify"]),
         Case("diff", "intact", diff, prepare=changed_list, before=(NEW,)),
+        Case("diff-root", "intact", ["diff", "wam", "wam", "--root", "/", "--root", "/"]),
         Case("doctor", "intact", ["doctor"]),
+        Case("doctor-root", "intact", ["doctor", "--root", "/"]),
         Case("doctor-forged", "forged", ["doctor"]),
     ]
 

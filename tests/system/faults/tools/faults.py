@@ -71,6 +71,8 @@ ERRORS = {
     "prlimit64": "EPERM",
     "unshare": "ENOMEM EPERM ENOSPC",
     "mount": "EPERM ENOMEM",
+    "umount2": "EPERM EBUSY",
+    "fstatfs": "EIO ENOSYS",
     "open_tree": "EPERM EIO EMFILE",
     "mount_setattr": "EPERM ENOSYS",
     "openat2": "EIO EAGAIN ENOSYS EMFILE",
