@@ -44,12 +44,13 @@ expect() {
 }
 
 commands=$(cut -f 1 <<<"$tables" | sort -u)
-expect "$({ echo "$commands"; printf '%s\n' --help --version; } | sort | tr '\n' ' ')" zemo-selfcheck ""
+expect "$({ echo "$commands"; printf '%s\n' help --help --version; } | sort | tr '\n' ' ')" zemo-selfcheck ""
 for command in $commands; do
   options=$(awk -F '\t' -v command="$command" '$1 == command { print $2 ($3 == "value" ? "=" : "") }' <<<"$tables")
   expect "$(sort <<<"$options" | tr '\n' ' ')" zemo-selfcheck "$command" --
 done
 expect "check " zemo-selfcheck ch
+expect "$(tr '\n' ' ' <<<"$commands")" zemo-selfcheck help ""
 expect "json paths text " zemo-selfcheck check --format ""
 expect "json " zemo-selfcheck check --format j
 expect "group " zemo-selfcheck check --items g
@@ -80,6 +81,44 @@ if "$3" --verify 2>/dev/null; then
     fi
   done
   completes zemo-selfcheck make --package "" >/dev/null
+
+  # Lists: those on the machine by their names, others by their paths.
+  mkdir 'new lists'
+  touch a.list b.txt 'new lists/c.list' "$sets/notes/notes.full.x.list"
+  # shellcheck disable=SC2016
+  touch /usr/zemo/selfcheck/wam.full.base.list /usr/zemo/selfcheck/wam.full.base.list.asc "$sets/notes/"'$(touch ran).list'
+  # shellcheck disable=SC2016
+  expect '\$\(touch\ ran\).list notes.full.x.list wam.full.base.list ' zemo-selfcheck retire ""
+  expect "a.list " zemo-selfcheck diff a.
+  expect "notes " zemo-selfcheck diff no
+  for words in "sign" "merge" "make --base"; do
+    # shellcheck disable=SC2086
+    expect "a.list new lists " zemo-selfcheck $words ""
+  done
+  rm -r a.list b.txt 'new lists' /usr/zemo/selfcheck/wam.full.base.list*
+
+  # The keys of the key ring, and nothing is written where they are.
+  expect " " zemo-selfcheck remove-key ""
+  home=/usr/zemo/selfcheck
+  keys=$(mktemp -d)
+  for name in one two; do
+    gpg --homedir "$keys" --batch --quiet --passphrase "" --quick-gen-key $name ed25519 cert never 2>/dev/null
+  done
+  gpg --homedir "$keys" --batch --quiet --export | gpg --homedir "$keys" --no-default-keyring --keyring "$keys/ring.kbx" \
+    --batch --quiet --import 2>/dev/null
+  gpgconf --homedir "$keys" --kill all
+  mv "$keys/ring.kbx" $home/pubring.kbx
+  present=$(ls -A $home)
+  fingerprints=$(gpg --homedir "$keys" --batch --with-colons --list-keys 2>/dev/null | grep ^fpr | cut -d : -f 10 | sort)
+  expect "$(tr '\n' ' ' <<<"$fingerprints")" zemo-selfcheck remove-key ""
+  expect "$(tr '\n' ' ' <<<"$fingerprints")" zemo-selfcheck verify --key ""
+  first=$(head -n 1 <<<"$fingerprints")
+  expect "$first " zemo-selfcheck sign --key "${first:0:20}"
+  if [ "$(ls -A $home)" != "$present" ]; then
+    echo "the completion has written to the key ring's directory" >&2
+    failed=1
+  fi
+  rm -r "$keys" $home/pubring.kbx
   if [ -n "$(ls -A)" ]; then
     echo "a name was run" >&2
     failed=1
