@@ -262,7 +262,7 @@ void addCheck(Commands& program) {
   takes.choice("--format", {"text", "paths", "json"}, options->format, "Output format");
   takes.flag("-z,--null", options->nul, "End lines with a zero byte, and do not escape names");
   takes.flag("--no-progress", options->noProgress, "Do not show progress on a terminal");
-  takes.flag("--quiet", options->quiet, "Print only errors");
+  takes.flag("-q,--quiet", options->quiet, "Print only errors");
 }
 
 }  // namespace tool

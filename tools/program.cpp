@@ -29,7 +29,7 @@ const char* const overview =
     "Examples:\n"
     "  zemo-selfcheck check             check the operating system's own set\n"
     "  zemo-selfcheck doctor            find problems with lists and keys\n"
-    "  zemo-selfcheck make --help       show how to make a list\n";
+    "  zemo-selfcheck help make         show how to make a list\n";
 
 int parsedAndRun(int argc, const char* const* argv) {
   Chosen const chosen = allCommands().parse(argc, argv);

@@ -41,6 +41,19 @@ CLI::Option* oneOf(CLI::App& command, const char* name, const char* type, Target
   return command.add_option(name, target, text)->type_name(type)->transform(unguarded, "");
 }
 
+// `words` without the word help at their beginning, which means the same as --help after them.
+std::vector<std::string> withoutHelpCommand(std::vector<std::string> words) {
+  if (words.empty() || words.front() != "help")
+    return words;
+  words.erase(words.begin());
+  if (!words.empty() && words.front() == "help")
+    words.erase(words.begin());
+  if (words.size() > 1)
+    throw UsageError("help takes one command, not also " + inQuotes(withoutGuards(words[1])));
+  words.emplace_back("--help");
+  return words;
+}
+
 // The result of a parse that has ended early.
 Chosen answerTo(const CLI::ParseError& error, const CLI::App& program) {
   requireKnownCommand(program);
@@ -163,7 +176,7 @@ Arguments Commands::add(const char* name, const char* text, const char* more,
 
 Chosen Commands::parse(int argc, const char* const* argv) {
   try {
-    std::vector<std::string> words = guarded(argc, argv);
+    std::vector<std::string> words = withoutHelpCommand(guarded(argc, argv));
     std::reverse(words.begin(), words.end());  // the parser expects them reversed
     _program->parse(words);
   } catch (const CLI::ParseError& error) {

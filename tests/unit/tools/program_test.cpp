@@ -87,7 +87,7 @@ TEST_F(ProgramTest, WrongWordsOfACommandAreNamed) {
                 "unknown option " + option +
                     ": files asks the C function, which knows only this machine's files; use check "
                     "--root; see zemo-selfcheck files --help\n");
-  expectUsage({"check", "-zq"}, "unknown option -q" + seeCheck);
+  expectUsage({"check", "-zx"}, "unknown option -x" + seeCheck);
   expectUsage({"check", "--f\no"}, "unknown option --f\\012o" + seeCheck);
   expectUsage({"make", "--foo"}, "unknown option --foo" + seeMake);
   expectUsage({"diff", "a", "b", "c"}, "unexpected argument 'c'; see zemo-selfcheck diff --help\n");
@@ -141,6 +141,19 @@ TEST_F(ProgramTest, HelpAndVersion) {
   }
   EXPECT_EQ(tool({"--version"}).output.find("zemo-selfcheck "), 0U);
   EXPECT_EQ(tool({"--version"}).status, 0);
+}
+
+TEST_F(ProgramTest, HelpIsAlsoACommand) {
+  EXPECT_EQ(tool({"help"}).output, tool({"--help"}).output);
+  EXPECT_EQ(tool({"help", "help"}).output, tool({"--help"}).output);
+  for (const std::string command : {"check", "init-home"}) {
+    ProgramRun const run = tool({"help", command});
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.errors, "");
+    EXPECT_EQ(run.output, tool({command, "--help"}).output);
+  }
+  expectUsage({"help", "chekc"}, "unknown command 'chekc'; the commands are check, files");
+  expectUsage({"help", "check", "[files"}, "help takes one command, not also '[files'\n");
 }
 
 TEST_F(ProgramTest, HelpShowsValuesAndWhatIsRequired) {

@@ -373,10 +373,12 @@ TEST_F(CheckOptionsTest, NoVerifyIgnoresSignatures) {
 
 TEST_F(CheckOptionsTest, QuietLeavesOnlyTheStatus) {
   list({existing("/nowhere")});
-  for (const char* const format : {"text", "json", "paths"}) {
-    ProgramRun const run = check({"--quiet", "--format", format});
-    EXPECT_EQ(run.status, missing);
-    EXPECT_EQ(run.output + run.errors, "");
+  for (const char* const quiet : {"--quiet", "-q"}) {
+    for (const char* const format : {"text", "json", "paths"}) {
+      ProgramRun const run = check({quiet, "--format", format});
+      EXPECT_EQ(run.status, missing);
+      EXPECT_EQ(run.output + run.errors, "");
+    }
   }
 }
 
