@@ -73,8 +73,10 @@ class JsonReport : public CheckReport {
     writeLine(recordLine(record));
   }
 
-  void notLoaded(const std::string& set) override {
-    writeLine(recordLine(about("not_loaded", set)));
+  void notLoaded(const std::string& set, const std::string& reason) override {
+    Json record = about("not_loaded", set);
+    putText(record, "reason", reason);
+    writeLine(recordLine(record));
   }
 
   void mismatches(const std::string& set, const std::string& path,

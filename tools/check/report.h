@@ -42,7 +42,7 @@ class CheckReport {
 
   virtual void begin(const CheckPlan& /*plan*/) {}
   virtual void manifest(const std::string& /*set*/, const ManifestCheck& /*check*/) {}
-  virtual void notLoaded(const std::string& /*set*/) {}
+  virtual void notLoaded(const std::string& /*set*/, const std::string& /*reason*/) {}
   // The mismatches of the entry at `path`, at least one.
   virtual void mismatches(const std::string& /*set*/, const std::string& /*path*/,
                           const std::vector<Finding>& /*findings*/) {}

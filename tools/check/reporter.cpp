@@ -2,7 +2,6 @@
 
 #include "io/exit_status.h"
 #include "run/interruption.h"
-#include "sets/sets.h"
 #include "text/escape.h"
 
 using namespace ZEMO::SELF_CHECK;
@@ -27,26 +26,17 @@ void Reporter::tell(std::size_t index) {
   noteStatus();
 }
 
-// The library has logged the reason, unless there was nothing to load.
 void Reporter::tellNotLoaded() {
-  const std::string& mode = _walk.options->plan.mode;
   ++_counters.notLoaded;
   std::string const what = "set " + inQuotes(_walk.set);
-  if (!canNameSet(_walk.set))
-    say(what + " has an invalid name");
-  else if (listsOf(_walk.set, mode).empty())
-    say(whyNoLists(_walk.set, mode));
-  else if (_walk.facts.manifest && !objectionsTo(*_walk.facts.manifest).empty())
-    tellObjections(what);
-  else
-    say(what + (_walk.facts.loaded ? " has no entries" : " could not be loaded"));
-  _report.notLoaded(_walk.set);
-}
-
-void Reporter::tellObjections(const std::string& what) {
-  for (const std::string& objection : objectionsTo(*_walk.facts.manifest))
-    say(std::string(what).append(": ").append(objection));
-  say(what + " was not checked, because it does not fit its manifest");
+  std::string reason = _walk.obstacle.empty() ? what + " could not be loaded" : _walk.obstacle;
+  if (_walk.facts.manifest && !objectionsTo(*_walk.facts.manifest).empty()) {
+    for (const std::string& objection : objectionsTo(*_walk.facts.manifest))
+      say(std::string(what).append(": ").append(objection));
+    reason = what + " was not checked, because it does not fit its manifest";
+  }
+  say(reason + "; see zemo-selfcheck doctor");
+  _report.notLoaded(_walk.set, reason);
 }
 
 // Notes the status for a process that ends before everything is reported.

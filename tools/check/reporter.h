@@ -26,7 +26,6 @@ class Reporter {
   void tell(std::size_t index);
 
  private:
-  void tellObjections(const std::string& what);
   void noteStatus();
   void tellMismatches(Walk::Entry& entry, EntryOutcome& outcome);
   void tellUnchecked(const Walk::Entry& entry, EntryOutcome& outcome);

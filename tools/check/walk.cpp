@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <ctime>
+#include <filesystem>
 #include <new>
 #include <thread>
 
@@ -51,8 +52,10 @@ const ProtectedFile* unclearEntry(const CheckOptions& options,
 }  // namespace
 
 void Walk::load() try {
-  if (!canNameSet(set))
+  if (!canNameSet(set)) {
+    obstacle = "set " + inQuotes(set) + " has an invalid name";
     return;
+  }
   forgetPackage();
   // Sets of packages are small, and the library has to bind their placeholders.
   bool const part = set == systemSet && !options->under.empty() &&
@@ -60,8 +63,10 @@ void Walk::load() try {
   bool const loads = part || loadWhole();
   if (options->measure)
     measure(loads);
-  if (!loads)
+  if (!loads) {
+    obstacle = whyNotLoaded();
     return;
+  }
   if (options->requireManifest) {
     facts.manifest = checkManifest(set, options->plan.mode);
     auto const highest = options->highestSerials.find(set);
@@ -86,6 +91,8 @@ void Walk::load() try {
   outcomes = std::make_unique<EntryOutcome[]>(entries.size());
   facts.entries = entries.size();
   isEmpty = !part && files->empty();
+  if (isEmpty)
+    obstacle = "set " + inQuotes(set) + " has no entries";
   facts.loaded = true;
 } catch (const std::bad_alloc&) {
   say(outOfMemory);
@@ -95,6 +102,24 @@ bool Walk::loadWhole() {
   return options->root && set != systemSet
              ? loadPackageSet(options->root->tree(), list, set, options->plan.mode, options->verify)
              : list.loadList(options->verify);
+}
+
+// The library has logged what it met, but not in words for administrators.
+std::string Walk::whyNotLoaded() const {
+  std::string const what = "set " + inQuotes(set) + " could not be loaded";
+  std::vector<std::string> const lists = listsOf(set, options->plan.mode);
+  if (lists.empty())
+    return whyNoLists(set, options->plan.mode);
+  std::string const reason = tool::whyNotLoaded(lists, options->verify);
+  if (!reason.empty())
+    return what + ": " + reason;
+  using Type = std::filesystem::file_type;
+  std::error_code error;
+  Type const type = std::filesystem::status("/var/packages/" + set + "/target", error).type();
+  // Of another root, it has been said.
+  if (set == systemSet || options->root || type == Type::none || type == Type::directory)
+    return what;
+  return what + ": package " + inQuotes(set) + " is not installed";
 }
 
 Workers::Begin Walk::begin() const {

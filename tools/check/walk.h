@@ -49,6 +49,7 @@ struct Walk {
   ZEMO::SELF_CHECK::FileList::Hook hook;
   SetFacts facts;
   bool isEmpty = false;         // the whole set, if loaded
+  std::string obstacle;         // why nothing is checked; empty if unknown
   std::vector<Entry*> entries;  // of the list's map
   std::unique_ptr<EntryOutcome[]> outcomes;
   std::vector<std::size_t> later;         // indices of entries that are checked after the others
@@ -71,6 +72,7 @@ struct Walk {
 
  private:
   bool loadWhole();
+  std::string whyNotLoaded() const;
   void measure(bool loads);
   void checkLater(std::size_t index);
 };

@@ -9,9 +9,13 @@
 #include <filesystem>
 #include <memory>
 
+#include "gnupg/options.h"
+#include "gnupg/signature_check.h"
 #include "io/exit_status.h"
 #include "io/names_input.h"
 #include "io/paths.h"
+#include "sets/list_file.h"
+#include "text/escape.h"
 #include "text/strings.h"
 
 namespace tool {
@@ -63,6 +67,19 @@ std::string whyDirectoryUnreadable(const std::string& directory) {
   if (stream != nullptr || (error == ENOENT && isAbsent(directory)))
     return "";
   return withReason("cannot read " + inQuotes(directory), error);
+}
+
+// Why the list does not verify; empty if it does.
+std::string whyNotVerified(const std::string& list) {
+  SignatureCheck const check = checkSignature(list);
+  if (check.accepted)
+    return "";
+  std::string reason = check.reason;
+  for (const Signature& signature : check.signatures) {
+    if (reason.empty() && !isGood(signature))
+      reason = escaped(signatureText(signature));
+  }
+  return "list " + inQuotes(list) + " does not verify" + (reason.empty() ? "" : ": " + reason);
 }
 
 }  // namespace
@@ -140,6 +157,22 @@ std::string whyNoLists(const std::string& set, const std::string& mode) {
     return reason;
   return "set " + inQuotes(set) + " has no list for mode " + inQuotes(mode) + " in " +
          inQuotes(setDirectory(set));
+}
+
+std::string whyNotLoaded(const std::vector<std::string>& lists, bool verify) try {
+  // With doubtful options, GnuPG verifies for the library but not here.
+  if (verify && doubtAbout(gnupgHome).empty()) {
+    for (const std::string& list : lists) {
+      std::string reason = whyNotVerified(list);
+      if (!reason.empty())
+        return reason;
+    }
+  }
+  for (const std::string& list : lists)
+    (void)readListFile(list);
+  return "";
+} catch (const Failure& failure) {
+  return failure.what();
 }
 
 std::vector<std::string> orderLines(const std::string& directory) {

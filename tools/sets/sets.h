@@ -57,6 +57,10 @@ std::string whyUnreadable(const std::string& set);
 // Why listsOf() found none: whyUnreadable(), or that the directory has no lists of this mode.
 std::string whyNoLists(const std::string& set, const std::string& mode);
 
+// Why the library does not load these lists: the first that does not verify, if `verify` is true,
+// or is not a check list. Empty if there is none now. Runs GnuPG.
+std::string whyNotLoaded(const std::vector<std::string>& lists, bool verify);
+
 // The unchanged lines of the file `listorder` in `directory`; none if it does not exist or is not a
 // regular file. Throws Failure(STATUS_NOT_LOADED) if it cannot be read.
 std::vector<std::string> orderLines(const std::string& directory);

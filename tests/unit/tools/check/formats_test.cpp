@@ -118,6 +118,8 @@ TEST_F(CheckFormatsTest, JsonReportsWhatCouldNotBeChecked) {
             Json({"protected_file:365 Open file [" + path + "] failed",
                   "protected_file:288 Calculate hash of file [" + path + "] failed"}));
   EXPECT_EQ(all[3].at("set"), "none");
+  EXPECT_EQ(all[3].at("reason"),
+            "set 'none' has no list for mode 'full' in '/usr/zemo/selfcheck/packages/none'");
   EXPECT_EQ(all[4].at("unchecked"), 1);
   EXPECT_EQ(all[4].at("not_loaded"), 1);
   EXPECT_EQ(all[4].at("status"), changed | unchecked | notLoaded);

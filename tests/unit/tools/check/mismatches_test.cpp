@@ -75,7 +75,7 @@ TEST_F(CheckFindingsTest, SetWithoutEntriesIsNotASuccess) {
   list({});
   ProgramRun const run = check();
   EXPECT_EQ(run.status, notLoaded);
-  EXPECT_EQ(run.errors, "zemo-selfcheck: set 'wam' has no entries\n");
+  EXPECT_EQ(run.errors, "zemo-selfcheck: set 'wam' has no entries; see zemo-selfcheck doctor\n");
 }
 
 TEST_F(CheckFindingsTest, UnreadableFileIsReportedOnBothStreams) {
@@ -153,11 +153,56 @@ TEST_F(CheckFindingsTest, GoodSetsAreCheckedDespiteBadOnes) {
         "[/usr/zemo/selfcheck/packages/unsigned/unsigned.full.base.list]",
         "file_list:247 Verify signature failed", "file_list:108 Format Error",
         "protected_file:113 package [gone] is not installed.",
-        "zemo-selfcheck: set 'broken' could not be loaded\n",
-        "zemo-selfcheck: set 'gone' could not be loaded\n",
-        "zemo-selfcheck: set 'tampered' could not be loaded\n",
-        "zemo-selfcheck: set 'unsigned' could not be loaded\n"})
+        "zemo-selfcheck: set 'broken' could not be loaded: ",
+        "zemo-selfcheck: set 'gone' could not be loaded: ",
+        "zemo-selfcheck: set 'tampered' could not be loaded: ",
+        "zemo-selfcheck: set 'unsigned' could not be loaded: "})
     EXPECT_NE(run.errors.find(text), std::string::npos) << text;
+}
+
+TEST_F(CheckFindingsTest, LastLineOfAFailedLoadSaysWhy) {
+  std::string const path = std::string(listDir) + "/wam.full.base.list";
+  auto const expectLast = [](const ProgramRun& run, const std::string& set,
+                             const std::string& reason) {
+    EXPECT_EQ(run.status, notLoaded);
+    EXPECT_EQ(lastLine(run.errors), "zemo-selfcheck: set '" + set + "' could not be loaded" +
+                                        reason + "; see zemo-selfcheck doctor");
+  };
+  std::string const unverified = ": list '" + path + "' does not verify: ";
+
+  remove(list({existing("/")}) + ".asc");
+  expectLast(check(), "wam", unverified + "signature file '" + path + ".asc' does not exist");
+  appendToFile(list({existing("/")}), existing("/usr") + "\n");
+  expectLast(check(), "wam", unverified + "bad: the list is not the one that was signed");
+
+  // Not a reason while it is not verified.
+  EXPECT_EQ(check({"--no-verify"}).status, 0);
+  writeFile(path, "no list\n\n");
+  expectLast(check({"--no-verify"}), "wam",
+             ": '" + path + "' is not a check list: its first line is not WAM_SELF_CHECK");
+  writeFile(path, "WAM_SELF_CHECK\n");
+  expectLast(check({"--no-verify"}), "wam",
+             ": '" + path + "' is not a check list: it has no second line");
+
+  list({existing("/")});
+  SigningKey const stranger;
+  stranger.sign(path);
+  std::string const last = lastLine(check().errors);
+  EXPECT_NE(last.find(unverified + "public key "), std::string::npos) << last;
+  EXPECT_NE(last.find(" is not in the key ring; see "), std::string::npos) << last;
+}
+
+TEST_F(CheckFindingsTest, PackageOfAFailedLoadIsNamed) {
+  packageList("gone", {existing("/")});
+  remove(std::string(packagesDir) + "/gone");
+  EXPECT_EQ(lastLine(check({"gone"}).errors),
+            "zemo-selfcheck: set 'gone' could not be loaded: package 'gone' is not installed; see "
+            "zemo-selfcheck doctor");
+  // Its user is not known, which is no reason that the program finds out.
+  packageList("lost", {existing("/")});
+  writeFile(std::string(packagesDir) + "/lost/user", "nobody-at-all\n");
+  EXPECT_EQ(lastLine(check({"lost"}).errors),
+            "zemo-selfcheck: set 'lost' could not be loaded; see zemo-selfcheck doctor");
 }
 
 TEST_F(CheckFindingsTest, OneBadListLosesItsWholeSet) {

@@ -122,7 +122,7 @@ TEST_F(CheckOptionsTest, AllReportsADirectoryWithoutLists) {
   EXPECT_EQ(run.status, notLoaded);
   EXPECT_EQ(run.errors,
             "zemo-selfcheck: set 'empty' has no list for mode 'full' in "
-            "'/usr/zemo/selfcheck/packages/empty'\n");
+            "'/usr/zemo/selfcheck/packages/empty'; see zemo-selfcheck doctor\n");
   EXPECT_EQ(run.output, "checked 1 entry of 1 set: " + intact + "; 1 set could not be loaded\n");
 }
 
@@ -135,7 +135,7 @@ TEST_F(CheckOptionsTest, AllReportsALinkThatHasLedToASet) {
   EXPECT_EQ(run.output, "checked 1 entry of 1 set: " + intact + "; 1 set could not be loaded\n");
   EXPECT_EQ(run.errors,
             "zemo-selfcheck: cannot read '/usr/zemo/selfcheck/packages/demo': No such file or "
-            "directory\n");
+            "directory; see zemo-selfcheck doctor\n");
 }
 
 TEST_F(CheckOptionsTest, AllReportsPackagesThatAreNotADirectory) {
@@ -170,7 +170,8 @@ TEST_F(CheckOptionsTest, AListDirectoryThatCannotBeReadIsNotOneWithoutLists) {
   changeMode(std::string(listDir) + "/packages/demo", 0755);
   EXPECT_EQ(run.status, notLoaded);
   EXPECT_EQ(linesOf(run.errors).front(),
-            "zemo-selfcheck: cannot read '/usr/zemo/selfcheck/packages/demo': Permission denied");
+            "zemo-selfcheck: cannot read '/usr/zemo/selfcheck/packages/demo': Permission denied; "
+            "see zemo-selfcheck doctor");
 }
 
 // The names can be read, but not the types.
@@ -190,7 +191,8 @@ TEST_F(CheckOptionsTest, AllNamesADirectoryThatNoSetCanHaveAndGoesOn) {
   ProgramRun const run = check({"--all"});
   EXPECT_EQ(run.status, notLoaded);
   EXPECT_EQ(run.output, "checked 1 entry of 1 set: " + intact + "; 1 set could not be loaded\n");
-  EXPECT_EQ(run.errors, "zemo-selfcheck: set 'a*b' has an invalid name\n");
+  EXPECT_EQ(run.errors,
+            "zemo-selfcheck: set 'a*b' has an invalid name; see zemo-selfcheck doctor\n");
 }
 
 TEST_F(CheckOptionsTest, ASetWithoutEntriesIsNotChecked) {
@@ -198,7 +200,7 @@ TEST_F(CheckOptionsTest, ASetWithoutEntriesIsNotChecked) {
   packageList("demo", {});
   ProgramRun const run = check({"wam", "demo"});
   EXPECT_EQ(run.status, notLoaded);
-  EXPECT_EQ(run.errors, "zemo-selfcheck: set 'demo' has no entries\n");
+  EXPECT_EQ(run.errors, "zemo-selfcheck: set 'demo' has no entries; see zemo-selfcheck doctor\n");
 }
 
 TEST_F(CheckOptionsTest, AllChecksTheSystemsSetOnce) {
@@ -216,7 +218,7 @@ TEST_F(CheckOptionsTest, ModeChoosesTheLists) {
   EXPECT_EQ(run.status, notLoaded);
   EXPECT_EQ(run.errors,
             "zemo-selfcheck: set 'wam' has no list for mode 'none' in "
-            "'/usr/zemo/selfcheck'\n");
+            "'/usr/zemo/selfcheck'; see zemo-selfcheck doctor\n");
 }
 
 TEST_F(CheckOptionsTest, EachItemIsComparedAlone) {

@@ -173,11 +173,10 @@ TEST_F(ManifestDifferencesTest, NoManifest) {
   remove(manifest + ".asc");
   ProgramRun const run = check();
   EXPECT_EQ(run.status, notLoaded);
-  EXPECT_EQ(
-      linesOf(run.errors),
-      (std::vector<std::string>{
-          "zemo-selfcheck: set 'wam': there is no '" + manifest + "'",
-          "zemo-selfcheck: set 'wam' was not checked, because it does not fit its manifest"}));
+  EXPECT_EQ(linesOf(run.errors),
+            (std::vector<std::string>{"zemo-selfcheck: set 'wam': there is no '" + manifest + "'",
+                                      "zemo-selfcheck: set 'wam' was not checked, because it does "
+                                      "not fit its manifest; see zemo-selfcheck doctor"}));
   EXPECT_THAT(verify().output, Not(HasSubstr("manifest")));
 }
 
