@@ -98,6 +98,15 @@ void requireMeasurable(const Options& options) {
   }
 }
 
+// Says what may help people, whose format is the text.
+void hint(const Counters& counters) {
+  if (counters.hidden > 0)
+    say("note: " + std::to_string(counters.hidden) + " of the missing files " +
+        (counters.hidden == 1 ? "is" : "are") +
+        " below a directory that this user may not search, for example " +
+        inQuotes(counters.unsearchable) + ": they may exist");
+}
+
 // Says what neither the report nor a message has said yet.
 void explain(const Counters& counters, const Options& options) {
   bool const summed = !options.quiet && options.format != "paths";
@@ -224,6 +233,8 @@ int runCheck(const Options& options) {
     measure();
   report->end(counters, status);
   explain(counters, options);
+  if (options.format == "text" && !options.quiet)
+    hint(counters);
   if (counters.partial)
     measure();
   return status;

@@ -89,10 +89,12 @@ class Reporter {
 
   void notLoaded() {
     std::string const set = _input.line();
-    _report->notLoaded(set);
-    _expected.emplace_back([set](const Json& record) {
+    std::string const reason = _input.line();
+    _report->notLoaded(set, reason);
+    _expected.emplace_back([set, reason](const Json& record) {
       fuzz::agree("record", record.at("record"), "not_loaded");
       fuzz::agree("set", bytesOf(record, "set"), set);
+      fuzz::agree("reason", bytesOf(record, "reason"), reason);
     });
   }
 
@@ -118,7 +120,8 @@ class Reporter {
     error._error = CHECK_ERROR(_input.byte() % 10);
     error._expected = _input.line();
     error._actual = _input.line();
-    return {&error, _input.byte() % 2 == 1};
+    bool const accepted = _input.byte() % 2 == 1;
+    return {&error, accepted, _input.line()};
   }
 
   static void compare(const Json& record, const tool::Finding& finding) {
@@ -133,6 +136,8 @@ class Reporter {
     } else if (error._error != CHECK_ERROR_NOT_EXIST) {
       fuzz::agree("expected", bytesOf(record, "expected"), error._expected);
       fuzz::agree("actual", bytesOf(record, "actual"), error._actual);
+    } else if (!finding.unsearchable.empty()) {
+      fuzz::agree("unsearchable", bytesOf(record, "unsearchable"), finding.unsearchable);
     }
   }
 
@@ -140,12 +145,15 @@ class Reporter {
     std::string const set = _input.line();
     std::string const path = _input.line();
     std::vector<std::string> const log = texts();
-    _report->unchecked(set, path, log);
-    _expected.emplace_back([set, path, log](const Json& record) {
+    std::string const reason = _input.line();
+    _report->unchecked(set, path, log, reason);
+    _expected.emplace_back([set, path, log, reason](const Json& record) {
       fuzz::agree("record", record.at("record"), "unchecked");
       fuzz::agree("set", bytesOf(record, "set"), set);
       fuzz::agree("path", bytesOf(record, "path"), path);
       fuzz::agree("log", allBytesOf(record, "log"), log);
+      if (!reason.empty())
+        fuzz::agree("reason", bytesOf(record, "reason"), reason);
     });
   }
 

@@ -9,8 +9,8 @@ Counters between(const Counters& earlier, const Counters& later) {
   Counters counters = later;
   for (std::size_t Counters::*const member :
        {&Counters::sets, &Counters::notLoaded, &Counters::entries, &Counters::checked,
-        &Counters::changed, &Counters::missing, &Counters::stray, &Counters::unchecked,
-        &Counters::accepted})
+        &Counters::changed, &Counters::missing, &Counters::hidden, &Counters::stray,
+        &Counters::unchecked, &Counters::accepted})
     counters.*member -= earlier.*member;
   for (const auto& [kind, number] : earlier.kinds)
     counters.kinds[kind] -= number;
@@ -48,6 +48,8 @@ std::string summaryLine(const Counters& counters) {
     line += ", " + std::to_string(counters.accepted) + " accepted";
   if (counters.notLoaded > 0)
     line += "; " + counted(counters.notLoaded, "set", "sets") + " could not be loaded";
+  if (counters.notReached > 0)
+    line += "; " + counted(counters.notReached, "set was", "sets were") + " not loaded yet";
   if (counters.setsUnknown)
     line += "; the sets of packages are unknown";
   if (counters.withoutIds)

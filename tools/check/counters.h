@@ -13,18 +13,21 @@
 namespace tool {
 
 struct Counters {
-  std::size_t sets = 0;       // loaded
-  std::size_t notLoaded = 0;  // sets that could not be loaded
-  std::size_t entries = 0;    // in the loaded sets
-  std::size_t checked = 0;    // entries that could be checked
-  std::size_t changed = 0;    // entries with mismatches other than those below
-  std::size_t missing = 0;    // entries
-  std::size_t stray = 0;      // members of directories with fixed members
-  std::size_t unchecked = 0;  // entries that could not be checked
-  std::size_t accepted = 0;   // mismatches; not counted above
-  bool partial = false;       // the check was interrupted
-  bool setsUnknown = false;   // the packages' sets were requested but could not be found
-  bool withoutIds = false;    // owners and groups could not be compared
+  std::size_t sets = 0;        // loaded
+  std::size_t notLoaded = 0;   // sets that could not be loaded
+  std::size_t notReached = 0;  // sets that an interrupted check did not load
+  std::size_t entries = 0;     // in the loaded sets
+  std::size_t checked = 0;     // entries that could be checked
+  std::size_t changed = 0;     // entries with mismatches other than those below
+  std::size_t missing = 0;     // entries
+  std::size_t hidden = 0;      // of the missing: below a directory that this user may not search
+  std::size_t stray = 0;       // members of directories with fixed members
+  std::size_t unchecked = 0;   // entries that could not be checked
+  std::size_t accepted = 0;    // mismatches; not counted above
+  bool partial = false;        // the check was interrupted
+  bool setsUnknown = false;    // the packages' sets were requested but could not be found
+  bool withoutIds = false;     // owners and groups could not be compared
+  std::string unsearchable;    // such a directory
   // Mismatches that are not accepted; kinds that were not found may be absent.
   std::map<ZEMO::SELF_CHECK::CHECK_ERROR, std::size_t> kinds;
 };

@@ -22,7 +22,10 @@ Json mismatch(const Finding& finding) {
   record["kind"] = kindName(error._error);
   if (error._error == CHECK_ERROR_UNKNOWN_FILE) {
     putText(record, "name", error._actual);
-  } else if (error._error != CHECK_ERROR_NOT_EXIST) {
+  } else if (error._error == CHECK_ERROR_NOT_EXIST) {
+    if (!finding.unsearchable.empty())
+      putText(record, "unsearchable", finding.unsearchable);
+  } else {
     auto const put = isNumber(error._error) ? putNumber : putText;
     put(record, "expected", error._expected);
     put(record, "actual", error._actual);
@@ -90,10 +93,12 @@ class JsonReport : public CheckReport {
   }
 
   void unchecked(const std::string& set, const std::string& path,
-                 const std::vector<std::string>& log) override {
+                 const std::vector<std::string>& log, const std::string& reason) override {
     Json record = about("unchecked", set);
     putText(record, "path", path);
     putTexts(record, "log", log);
+    if (!reason.empty())
+      putText(record, "reason", reason);
     writeLine(recordLine(record));
   }
 

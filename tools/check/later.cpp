@@ -73,10 +73,10 @@ Delay delayOf(const ProtectedFile& entry, CHECK_ITEM wanted, Descriptor& held) {
   return delay;
 }
 
-std::string notCompared(const std::string& path, const Delay& delay) {
+std::string reasonOf(const Delay& delay) {
   if (delay.reason == Delay::Reason::LEASE)
-    return "Content of [" + path + "] not compared: another program holds a lease on it";
-  return "Content of [" + path + "] not compared: its size of " + std::to_string(delay.size) +
+    return "another program holds a lease on it";
+  return "its size of " + std::to_string(delay.size) +
          " bytes differs from the one in its entry and is too large to read";
 }
 

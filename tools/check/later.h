@@ -53,8 +53,8 @@ class LateBudget {
 Delay delayOf(const ZEMO::SELF_CHECK::ProtectedFile& entry, ZEMO::SELF_CHECK::CHECK_ITEM wanted,
               Descriptor& held);
 
-// The message for an entry that was not checked for this reason.
-std::string notCompared(const std::string& path, const Delay& delay);
+// Why a file whose content was not compared for this reason was not read.
+std::string reasonOf(const Delay& delay);
 
 }  // namespace tool
 

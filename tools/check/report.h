@@ -28,6 +28,8 @@ struct CheckPlan {
 struct Finding {
   ZEMO::SELF_CHECK::CheckError* error;
   bool accepted;
+  std::string unsearchable =
+      {};  // of a missing file: the directory that may not be searched, or empty
 };
 
 // One thread calls these: begin(), then for each set in turn manifest(), if one is required and the
@@ -46,16 +48,17 @@ class CheckReport {
   // The mismatches of the entry at `path`, at least one.
   virtual void mismatches(const std::string& /*set*/, const std::string& /*path*/,
                           const std::vector<Finding>& /*findings*/) {}
-  // The entry at `path` could not be checked; `log` holds what the library logged about it.
+  // The entry at `path` could not be checked; `log` holds what the library logged about it, and
+  // `reason` says why, if that is known.
   virtual void unchecked(const std::string& /*set*/, const std::string& /*path*/,
-                         const std::vector<std::string>& /*log*/) {}
+                         const std::vector<std::string>& /*log*/, const std::string& /*reason*/) {}
   // `status` is the program's exit status.
   virtual void end(const Counters& /*counters*/, int /*status*/) {}
 };
 
-// Prints every mismatch in the library's words, one per line, and a summary; in colour on a
-// terminal unless the variable NO_COLOR is set. With `nul`, lines end with a zero byte and names
-// are not escaped.
+// Prints every mismatch in the library's words, one per line, after the set's name if there are
+// several sets, and a summary; in colour on a terminal unless the variable NO_COLOR is set. With
+// `nul`, lines end with a zero byte and names are not escaped.
 std::unique_ptr<CheckReport> textReport(bool nul);
 
 // Prints the paths with mismatches that are not accepted, one per line. `nul` as above.

@@ -49,6 +49,8 @@ void Reporter::tellMismatches(Walk::Entry& entry, EntryOutcome& outcome) {
   std::vector<Finding> findings;
   for (CheckError* error : entry._errors)
     findings.push_back({error, accepted.covers(*error)});
+  if (outcome.carriedOut && outcome.note && !findings.empty())
+    findings.front().unsearchable = *outcome.note;
   // The hook decides on the whole entry, as in the library's own check of a set.
   boost::shared_ptr<Walk::Entry> kept(boost::shared_ptr<void>(), &entry);  // the map owns it
   _walk.hook(kept, outcome.changed);
@@ -61,11 +63,22 @@ void Reporter::tellMismatches(Walk::Entry& entry, EntryOutcome& outcome) {
 
 void Reporter::tellUnchecked(const Walk::Entry& entry, EntryOutcome& outcome) {
   ++_counters.unchecked;
-  if (outcome.exhausted)
-    outcome.log.emplace_back(outOfMemory);
+  std::string reason = outcome.note ? *outcome.note : std::string();
+  if (outcome.exhausted) {
+    reason = outOfMemory;
+    outcome.log.push_back(reason);
+  }
   for (const std::string& line : outcome.log)
     say(escaped(line));
-  _report.unchecked(_walk.set, entry._path, outcome.log);
+  _report.unchecked(_walk.set, entry._path, outcome.log, reason);
+}
+
+void Reporter::countMissing(const Finding& finding) {
+  ++_counters.missing;
+  if (finding.unsearchable.empty())
+    return;
+  if (++_counters.hidden == 1)
+    _counters.unsearchable = finding.unsearchable;
 }
 
 void Reporter::count(const std::vector<Finding>& findings) {
@@ -77,7 +90,7 @@ void Reporter::count(const std::vector<Finding>& findings) {
     if (finding.error->_error == CHECK_ERROR_UNKNOWN_FILE)
       ++_counters.stray;
     else if (finding.error->_error == CHECK_ERROR_NOT_EXIST)
-      ++_counters.missing;
+      countMissing(finding);
     else
       changed = true;
   }

@@ -29,6 +29,7 @@ class Reporter {
   void noteStatus();
   void tellMismatches(Walk::Entry& entry, EntryOutcome& outcome);
   void tellUnchecked(const Walk::Entry& entry, EntryOutcome& outcome);
+  void countMissing(const Finding& finding);
   void count(const std::vector<Finding>& findings);
 
   Walk& _walk;

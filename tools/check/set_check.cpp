@@ -213,12 +213,15 @@ class SetsCheck {
         whole = tellRest(course, end);
         close(course, whole);
       } else {
+        ++_counters.notReached;
         course.run.counters.partial = true;
         course.run.ended = std::time(nullptr);
       }
       _counters.partial = _counters.partial || !whole;
     }
-    _counters.partial = _counters.partial || _courses.size() < _options->plan.sets.size();
+    std::size_t const others = _options->plan.sets.size() - _courses.size();
+    _counters.notReached += others;
+    _counters.partial = _counters.partial || others > 0;
   }
 
   bool tellRest(Course& course, Clock::time_point end) {

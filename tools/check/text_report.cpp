@@ -26,10 +26,12 @@ class TextReport : public CheckReport {
  public:
   explicit TextReport(bool nul) : _nul(nul), _colour(wantsColour()) {}
 
-  void mismatches(const std::string& /*set*/, const std::string& /*path*/,
+  void begin(const CheckPlan& plan) override { _named = plan.sets.size() > 1; }
+
+  void mismatches(const std::string& set, const std::string& /*path*/,
                   const std::vector<Finding>& findings) override {
     for (const Finding& finding : findings) {
-      std::string const text = finding.error->toString();
+      std::string const text = before(set) + finding.error->toString();
       if (finding.accepted)
         line(yellow, text, " (accepted)");
       else
@@ -37,9 +39,9 @@ class TextReport : public CheckReport {
     }
   }
 
-  void unchecked(const std::string& /*set*/, const std::string& path,
-                 const std::vector<std::string>& /*log*/) override {
-    line(red, path, " could not be checked");
+  void unchecked(const std::string& set, const std::string& path,
+                 const std::vector<std::string>& /*log*/, const std::string& reason) override {
+    line(red, before(set) + path, " could not be checked" + (reason.empty() ? "" : ": " + reason));
   }
 
   void end(const Counters& counters, int status) override {
@@ -47,7 +49,10 @@ class TextReport : public CheckReport {
   }
 
  private:
-  void line(const char* colour, const std::string& text, const char* after) const {
+  // The names of sets have no slash, so the path begins at the first one.
+  std::string before(const std::string& set) const { return _named ? set + ": " : ""; }
+
+  void line(const char* colour, const std::string& text, const std::string& after) const {
     std::string whole = _colour ? colour : "";
     whole += _nul ? text : escaped(text);
     whole += after;
@@ -58,6 +63,7 @@ class TextReport : public CheckReport {
 
   bool _nul;
   bool _colour;
+  bool _named = false;  // lines begin with the set's name
 };
 
 }  // namespace

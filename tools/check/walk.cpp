@@ -1,10 +1,14 @@
 #include "check/walk.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <ctime>
 #include <filesystem>
 #include <new>
+#include <system_error>
 #include <thread>
 
 #include "check/estimate.h"
@@ -47,6 +51,30 @@ const ProtectedFile* unclearEntry(const CheckOptions& options,
            (groups && entry->_group == options.root->unclear().group);
   });
   return found == entries.end() ? nullptr : *found;
+}
+
+bool isMissing(const ProtectedFile& entry) {
+  return std::any_of(entry._errors.begin(), entry._errors.end(), [](const CheckError* error) {
+    return error->_error == CHECK_ERROR_NOT_EXIST;
+  });
+}
+
+bool isHidden(const std::string& path) {
+  struct stat status = {};
+  return lstat(path.c_str(), &status) != 0 && errno == EACCES;
+}
+
+// The uppermost directory above `path` that this user may not search, if the file is hidden by
+// that; else empty.
+std::string unsearchableAbove(const std::string& path) {
+  if (!isHidden(path))
+    return "";
+  for (std::size_t slash = path.find('/', 1); slash != std::string::npos;
+       slash = path.find('/', slash + 1)) {
+    if (isHidden(path.substr(0, slash)))
+      return directoryOf(path.substr(0, slash));
+  }
+  return directoryOf(path);
 }
 
 }  // namespace
@@ -165,11 +193,31 @@ void Walk::check(std::size_t index) {
       outcome.begun.store(false, std::memory_order_relaxed);
       return;
     }
-    CollectedLog const collected(outcome.log);
-    outcome.carriedOut = entries[index]->check(outcome.changed, options->plan.items);
+    outcome.carriedOut = compare(index, options->plan.items);
   } catch (const std::bad_alloc&) {
     outcome.exhausted = true;  // other entries may need less
   }
+}
+
+// The library logs right after the system call that fails, so its error is the reason, except
+// values that no failure to open or read a file leaves.
+bool Walk::compare(std::size_t index, CHECK_ITEM wanted) {
+  EntryOutcome& outcome = outcomes[index];
+  Entry& entry = *entries[index];
+  int error = 0;
+  {
+    CollectedLog const collected(outcome.log, &error);
+    errno = 0;
+    outcome.carriedOut = entry.check(outcome.changed, wanted);
+  }
+  std::string note;
+  if (!outcome.carriedOut && error != 0 && error != EINTR && error != ESPIPE)
+    note = std::generic_category().message(error);
+  else if (outcome.carriedOut && outcome.changed && isMissing(entry))
+    note = unsearchableAbove(entry._path);
+  if (!note.empty())
+    outcome.note = std::make_unique<const std::string>(std::move(note));
+  return outcome.carriedOut;
 }
 
 // A file is read completely or not at all. If it is not read, everything except the content is
@@ -190,12 +238,12 @@ void Walk::checkLater(std::size_t index) {
     uint64_t const paid = outcome.paid ? outcome.delay.size : 0;
     bool const read = delay.reason == Delay::Reason::NONE ||
                       (delay.reason == Delay::Reason::SIZE && delay.size <= paid);
-    CollectedLog const collected(outcome.log);
-    bool const checked = entry.check(
-        outcome.changed, read ? wanted : static_cast<CHECK_ITEM>(wanted & ~CHECK_ITEM_HASH));
-    outcome.carriedOut = checked && read;
-    if (!read)
-      outcome.log.push_back(notCompared(entry._path, delay));
+    outcome.carriedOut =
+        compare(index, read ? wanted : static_cast<CHECK_ITEM>(wanted & ~CHECK_ITEM_HASH)) && read;
+    if (!read) {
+      outcome.note = std::make_unique<const std::string>(reasonOf(delay));
+      outcome.log.push_back("Content of [" + entry._path + "] not compared: " + *outcome.note);
+    }
   } catch (const std::bad_alloc&) {
     outcome.exhausted = true;
   }

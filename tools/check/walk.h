@@ -31,6 +31,9 @@ struct EntryOutcome {
   bool paid = false;       // delay.size bytes may be read although the size differs
   Delay delay;             // if it has a reason, the entry is checked later
   std::vector<std::string> log;
+  // Why it was not checked or, of a missing file, the directory above it that this user may not
+  // search; null if there is nothing to say.
+  std::unique_ptr<const std::string> note;
 };
 
 // Everything that the threads use. They may outlive the check; see SetsCheck.
@@ -75,6 +78,7 @@ struct Walk {
   std::string whyNotLoaded() const;
   void measure(bool loads);
   void checkLater(std::size_t index);
+  bool compare(std::size_t index, ZEMO::SELF_CHECK::CHECK_ITEM wanted);
 };
 
 }  // namespace tool

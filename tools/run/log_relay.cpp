@@ -3,6 +3,7 @@
 #include <syslog.h>
 
 #include <atomic>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <mutex>
@@ -15,6 +16,7 @@ namespace tool {
 namespace {
 
 thread_local std::vector<std::string>* collected = nullptr;
+thread_local int* firstError = nullptr;
 
 struct Held {
   std::atomic<bool> wanted{false};
@@ -50,12 +52,14 @@ void hold(int priority, const char* text) {
 
 }  // namespace
 
-CollectedLog::CollectedLog(std::vector<std::string>& lines) {
+CollectedLog::CollectedLog(std::vector<std::string>& lines, int* error) {
   collected = &lines;
+  firstError = error;
 }
 
 CollectedLog::~CollectedLog() {
   collected = nullptr;
+  firstError = nullptr;
 }
 
 void holdCollectedLog() {
@@ -77,6 +81,8 @@ void startLogRelay() {
 }
 
 void relayLogLine(int priority, const char* format, va_list arguments) {
+  if (firstError != nullptr)
+    *std::exchange(firstError, nullptr) = errno;
   char* text = nullptr;
   if (vasprintf(&text, format, arguments) < 0) {
     say("out of memory for a log line");

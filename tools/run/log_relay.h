@@ -11,10 +11,11 @@
 namespace tool {
 
 // While such an object exists, this thread's log lines are appended to `lines` instead of being
-// shown. They still go to the system log.
+// shown. They still go to the system log. If `error` is given, it gets the value that errno has at
+// the first line.
 class CollectedLog {
  public:
-  explicit CollectedLog(std::vector<std::string>& lines);
+  explicit CollectedLog(std::vector<std::string>& lines, int* error = nullptr);
   ~CollectedLog();
   CollectedLog(const CollectedLog&) = delete;
   CollectedLog& operator=(const CollectedLog&) = delete;

@@ -117,12 +117,27 @@ TEST_F(CheckFormatsTest, JsonReportsWhatCouldNotBeChecked) {
   EXPECT_EQ(all[2].at("log"),
             Json({"protected_file:365 Open file [" + path + "] failed",
                   "protected_file:288 Calculate hash of file [" + path + "] failed"}));
+  EXPECT_EQ(all[2].at("reason"), "Permission denied");
   EXPECT_EQ(all[3].at("set"), "none");
   EXPECT_EQ(all[3].at("reason"),
             "set 'none' has no list for mode 'full' in '/usr/zemo/selfcheck/packages/none'");
   EXPECT_EQ(all[4].at("unchecked"), 1);
   EXPECT_EQ(all[4].at("not_loaded"), 1);
   EXPECT_EQ(all[4].at("status"), changed | unchecked | notLoaded);
+}
+
+TEST_F(CheckFormatsTest, JsonNamesTheDirectoryThatMayNotBeSearched) {
+  makeDirectory(files / "closed");
+  list({existing(files / "closed/file"), existing(files / "none")});
+  changeMode(files / "closed", 0);
+  ProgramRun const run = checkUnprivileged({"--format", "json"});
+  changeMode(files / "closed", 0755);
+  std::vector<Json> const all = parsed(run.output);
+  ASSERT_EQ(kinds(all), (Names{"start", "entry", "entry", "summary"}));
+  EXPECT_EQ(all[1].at("mismatches"),
+            Json::array({{{"kind", "missing"}, {"unsearchable", files / "closed"}}}));
+  EXPECT_EQ(all[2].at("mismatches"), Json::array({{{"kind", "missing"}}}));
+  EXPECT_EQ(run.errors, "");
 }
 
 TEST_F(CheckFormatsTest, JsonMarksAcceptedFindings) {

@@ -77,9 +77,11 @@ TEST_F(CheckLaterTest, AGrownFileKeepsNoOtherSetFromBeingChecked) {
   ASSERT_TRUE(program.endsWithin(20));
   ProgramRun const run = program.run();
   EXPECT_EQ(run.status, changed | missing | unchecked);
-  EXPECT_EQ(run.output, "/nowhere/a not exist expect[] but get[]\n" + grown +
-                            " size expect[1] but get[1099511627776]\n" + grown +
-                            " could not be checked\n/nowhere/b not exist expect[] but get[]\n"
+  EXPECT_EQ(run.output, "a: /nowhere/a not exist expect[] but get[]\na: " + grown +
+                            " size expect[1] but get[1099511627776]\na: " + grown +
+                            " could not be checked: its size of 1099511627776 bytes differs from "
+                            "the one in its entry and is too large to read\nb: /nowhere/b not "
+                            "exist expect[] but get[]\n"
                             "checked 2 entries of 2 sets: 1 changed, 2 missing, 0 stray, 1 could "
                             "not be checked\n");
   EXPECT_EQ(run.errors, tooMany(grown, tebibyte));
@@ -99,7 +101,7 @@ TEST_F(CheckLaterTest, AFileThatTakesForEverKeepsNoOtherSetFromBeingChecked) {
   ASSERT_TRUE(program.endsWithin(2));
   EXPECT_EQ(
       program.run().output,
-      "/nowhere/b not exist expect[] but get[]\n"
+      "b: /nowhere/b not exist expect[] but get[]\n"
       "interrupted, partial result: checked 1 of 3 entries of 2 sets: 0 changed, 1 missing, 0 "
       "stray, 0 could not be checked\n");
   EXPECT_EQ(program.run().errors, "zemo-selfcheck: interrupted while checking '" + endless + "'\n");
@@ -113,7 +115,9 @@ TEST_F(CheckLaterTest, OnlyTheContentOfAGrownFileIsNotCompared) {
   grow(a, tebibyte);
   ProgramRun const run = check();
   EXPECT_EQ(run.output, a + " size expect[7] but get[1099511627776]\n" + a +
-                            " permission expect[7] but get[644]\n" + a + " could not be checked\n" +
+                            " permission expect[7] but get[644]\n" + a +
+                            " could not be checked: its size of 1099511627776 bytes differs from "
+                            "the one in its entry and is too large to read\n" +
                             b + " permission expect[7] but get[644]\n" + b +
                             " hash expect[00] but get[040f06fd774092478d450774f5ba30c5da78acc8]\n"
                             "checked 1 entry of 1 set: 2 changed, 0 missing, 0 stray, 1 could not "

@@ -16,13 +16,15 @@ constexpr std::size_t large = 1000000;
 class CountingReport : public CheckReport {
  public:
   void unchecked(const std::string& /*set*/, const std::string& path,
-                 const std::vector<std::string>& log) override {
+                 const std::vector<std::string>& log, const std::string& reason) override {
     paths.push_back(path);
     logs.push_back(log);
+    reasons.push_back(reason);
   }
 
   std::vector<std::string> paths;
   std::vector<std::vector<std::string>> logs;
+  std::vector<std::string> reasons;
 };
 
 class CheckMemoryTest : public PrivateRootTest {};

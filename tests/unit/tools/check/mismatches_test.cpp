@@ -85,7 +85,7 @@ TEST_F(CheckFindingsTest, UnreadableFileIsReportedOnBothStreams) {
   ProgramRun const run = checkUnprivileged();
   EXPECT_EQ(run.status, unchecked);
   EXPECT_EQ(run.output, path +
-                            " could not be checked\n"
+                            " could not be checked: Permission denied\n"
                             "checked 1 entry of 1 set: 0 changed, 0 missing, 0 stray, 1 could not "
                             "be checked\n");
   EXPECT_EQ(run.errors,
@@ -101,7 +101,7 @@ TEST_F(CheckFindingsTest, MismatchesOfAnUnreadableFileCountToo) {
   ProgramRun const run = checkUnprivileged();
   EXPECT_EQ(run.status, changed | unchecked);
   EXPECT_EQ(linesOf(run.output).at(0), path + " size expect[8] but get[7]");
-  EXPECT_EQ(linesOf(run.output).at(1), path + " could not be checked");
+  EXPECT_EQ(linesOf(run.output).at(1), path + " could not be checked: Permission denied");
 }
 
 TEST_F(CheckFindingsTest, UnreadableFileIsNotOpenedWithoutTheItem) {
@@ -117,8 +117,68 @@ TEST_F(CheckFindingsTest, UnreachableFileIsMissing) {
   list({existing(files / "closed/file")});
   changeMode(files / "closed", 0);
   ProgramRun const run = checkUnprivileged();
+  ProgramRun const quiet = checkUnprivileged({"-q"});
   changeMode(files / "closed", 0755);
   EXPECT_EQ(run.status, missing);
+  EXPECT_EQ(linesOf(run.output).at(0), (files / "closed/file") + " not exist expect[] but get[]");
+  EXPECT_EQ(run.errors,
+            "zemo-selfcheck: note: 1 of the missing files is below a directory that this user may "
+            "not search, for example '" +
+                (files / "closed") + "': they may exist\n");
+  EXPECT_EQ(quiet.errors, "");
+}
+
+// The directory that must be opened to others is the uppermost one.
+TEST_F(CheckFindingsTest, MissingFilesBelowUnsearchableDirectoriesAreCounted) {
+  for (const char* const name : {"closed", "closed/inner", "open"})
+    makeDirectory(files / name);
+  list({existing(files / "closed/inner/a"), existing(files / "closed/b"),
+        existing(files / "open/c")});
+  writeFile(files / "known", (files / "closed/b") + "\n");
+  changeMode(files / "closed/inner", 0);
+  changeMode(files / "closed", 0);
+  ProgramRun const run = checkUnprivileged();
+  ProgramRun const accepted = checkUnprivileged({"--accept", files / "known"});
+  changeMode(files / "closed", 0755);
+  changeMode(files / "closed/inner", 0755);
+  EXPECT_EQ(lastLine(run.output),
+            "checked 3 entries of 1 set: 0 changed, 3 missing, 0 stray, 0 could not be checked");
+  EXPECT_EQ(lastLine(run.errors),
+            "zemo-selfcheck: note: 2 of the missing files are below a directory that this user "
+            "may not search, for example '" +
+                (files / "closed") + "': they may exist");
+  EXPECT_NE(accepted.errors.find("note: 1 of"), std::string::npos) << accepted.errors;
+}
+
+TEST_F(CheckFindingsTest, ReasonsOfWhatCouldNotBeChecked) {
+  // The file is read to its size, and this one has none at that offset.
+  std::string const fixed = files / "fixed";
+  makeDirectory(fixed);
+  list({existing("/"), entryLine("/proc/self/mem", "-", "00", "f", "-", "-", "-"),
+        entryLine(fixed, "-", "FIXED", "d", "-", "-", "-")});
+  changeMode(fixed, 0);
+  ProgramRun const run = checkUnprivileged();
+  changeMode(fixed, 0755);
+  EXPECT_EQ(run.status, unchecked);
+  EXPECT_EQ(linesOf(run.output).at(0), "/proc/self/mem could not be checked: Input/output error");
+  EXPECT_EQ(linesOf(run.output).at(1), fixed + " could not be checked: Permission denied");
+}
+
+TEST_F(CheckFindingsTest, LinesNameTheSetIfThereAreSeveral) {
+  list({existing("/nowhere/wam")});
+  std::string const path = file("unreadable");
+  changeMode(path, 0);
+  packageList("demo", {existing("/"), entryLine(path, "7", "00", "f", "0", "-", "-")});
+  std::string const wam = "/nowhere/wam not exist expect[] but get[]";
+  std::string const demo = path + " could not be checked: Permission denied";
+  EXPECT_EQ(linesOf(checkUnprivileged({"wam"}).output).at(0), wam);
+  EXPECT_EQ(linesOf(checkUnprivileged({"demo"}).output).at(0), demo);
+  std::vector<std::string> const both = linesOf(checkUnprivileged({"--all"}).output);
+  ASSERT_EQ(both.size(), 3U);
+  EXPECT_EQ(both[0], "wam: " + wam);
+  EXPECT_EQ(both[1], "demo: " + demo);
+  EXPECT_EQ(both[2].find("checked 2 entries of 2 sets: "), 0U);
+  EXPECT_EQ(linesOf(check({"--all", "--format", "paths"}).output).at(0), "/nowhere/wam");
 }
 
 TEST_F(CheckFindingsTest, UnreadableFixedDirectoryIsNotIntact) {
@@ -144,8 +204,8 @@ TEST_F(CheckFindingsTest, GoodSetsAreCheckedDespiteBadOnes) {
   ProgramRun const run = check({"--all"});
   EXPECT_EQ(run.status, missing | notLoaded);
   EXPECT_EQ(run.output,
-            "/nowhere/wam not exist expect[] but get[]\n"
-            "/nowhere/good not exist expect[] but get[]\n"
+            "wam: /nowhere/wam not exist expect[] but get[]\n"
+            "good: /nowhere/good not exist expect[] but get[]\n"
             "checked 2 entries of 2 sets: 0 changed, 2 missing, 0 stray, 0 could not be checked; 4 "
             "sets could not be loaded\n");
   for (const char* const text :
@@ -218,10 +278,10 @@ TEST_F(CheckFindingsTest, PlaceholdersStandForThePackageOfTheirSet) {
   packageList("one", {existing("$pkg_dir/a"),
                       entryLine(files.path(), "-", "-", "d", "-", "$pkg_sys", "-")});
   packageList("two", {existing("$pkg_dir/a")});
-  std::string const wam = "$pkg_dir/wam not exist expect[] but get[]";
-  std::string const one = "/var/packages/one/target/a not exist expect[] but get[]";
-  std::string const two = "/var/packages/two/target/a not exist expect[] but get[]";
-  std::string const owner = files.path() + " owner expect[1] but get[" +
+  std::string const wam = "wam: $pkg_dir/wam not exist expect[] but get[]";
+  std::string const one = "one: /var/packages/one/target/a not exist expect[] but get[]";
+  std::string const two = "two: /var/packages/two/target/a not exist expect[] but get[]";
+  std::string const owner = "one: " + files.path() + " owner expect[1] but get[" +
                             std::to_string(statusOf(files.path()).st_uid) + "]";
   auto const found = [&](const std::vector<std::string>& sets) {
     std::vector<std::string> lines = linesOf(check(sets).output);

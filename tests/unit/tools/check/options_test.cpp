@@ -46,8 +46,8 @@ TEST_F(CheckOptionsTest, NamedSetsAreCheckedInTheOrderOfTheirNames) {
   packageList("demo", {existing("$pkg_dir/none")});
   ProgramRun const run = check({"demo", "wam"});
   EXPECT_EQ(run.output,
-            "/var/packages/demo/target/none not exist expect[] but get[]\n"
-            "/nowhere/wam not exist expect[] but get[]\n"
+            "demo: /var/packages/demo/target/none not exist expect[] but get[]\n"
+            "wam: /nowhere/wam not exist expect[] but get[]\n"
             "checked 2 entries of 2 sets: 0 changed, 2 missing, 0 stray, 0 could not be checked\n");
 }
 
@@ -91,9 +91,9 @@ TEST_F(CheckOptionsTest, AllChecksTheSystemsSetAndThoseOfAllPackages) {
   packageList("a", {existing("/nowhere/a")});
   ProgramRun const run = check({"--all"});
   EXPECT_EQ(run.output,
-            "/nowhere/z not exist expect[] but get[]\n"
-            "/nowhere/a not exist expect[] but get[]\n"
-            "/nowhere/b not exist expect[] but get[]\n"
+            "wam: /nowhere/z not exist expect[] but get[]\n"
+            "a: /nowhere/a not exist expect[] but get[]\n"
+            "b: /nowhere/b not exist expect[] but get[]\n"
             "checked 3 entries of 3 sets: 0 changed, 3 missing, 0 stray, 0 could not be checked\n");
   EXPECT_EQ(run.status, missing);
 }
