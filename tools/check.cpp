@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <set>
@@ -60,10 +61,21 @@ struct Options {
   bool quiet = false;
 };
 
+// Throws UsageError for a word that no set can have as its name.
+void requireSet(const std::string& word) {
+  if (!canNameSet(word) && word.find('/') != std::string::npos)
+    throw UsageError(inQuotes(word) + " is not a valid set name; to check files, use --under " +
+                     inQuotes(std::filesystem::absolute(word).lexically_normal().string()));
+  requireSetName(word);
+}
+
 std::vector<std::string> directoriesNamed(std::vector<std::string> directories) {
   for (std::string& directory : directories) {
-    if (directory.empty() || directory.front() != '/')
-      throw UsageError("--under takes an absolute path, not " + inQuotes(directory));
+    if (directory.empty())
+      throw UsageError("--under takes an absolute path, not ''");
+    if (directory.front() != '/')
+      throw UsageError("--under takes an absolute path, not " + inQuotes(directory) + "; use " +
+                       inQuotes(std::filesystem::absolute(directory).lexically_normal().string()));
     while (directory.size() > 1 && directory.back() == '/')
       directory.pop_back();
   }
@@ -98,8 +110,30 @@ void requireMeasurable(const Options& options) {
   }
 }
 
+// The directories of --under that have another path, which lists may name instead.
+std::string otherPaths(const Options& options) {
+  std::string text;
+  for (const std::string& directory : directoriesNamed(options.under)) {
+    std::error_code error;
+    std::string const other = std::filesystem::canonical(directory, error);
+    if (!options.root && !error && other != directory)
+      text += "; " + inQuotes(directory) + " is " + inQuotes(other);
+  }
+  return text;
+}
+
+// True if every mismatch of the sets would have been found.
+bool isWhole(const Options& options, const Counters& counters) {
+  return options.under.empty() && itemsNamed(options.items) == itemsNamed({"all"}) &&
+         !counters.partial && !counters.withoutIds && !counters.setsUnknown &&
+         counters.notLoaded + counters.unchecked == 0;
+}
+
 // Says what may help people, whose format is the text.
-void hint(const Counters& counters) {
+void hint(const Options& options, const Accepted& accepted, const Counters& counters) {
+  std::string const unused = isWhole(options, counters) ? accepted.unused() : "";
+  if (!unused.empty())
+    say("note: no mismatch needed " + unused);
   if (counters.hidden > 0)
     say("note: " + std::to_string(counters.hidden) + " of the missing files " +
         (counters.hidden == 1 ? "is" : "are") +
@@ -115,8 +149,9 @@ void explain(const Counters& counters, const Options& options) {
   else if (counters.withoutIds && !summed)
     say("owner and group were not compared");
   if (counters.checked + counters.unchecked + counters.notLoaded == 0 && !counters.partial)
-    say(options.under.empty() ? "nothing was checked: there are no entries"
-                              : "nothing was checked: no entry is at or below --under");
+    say(options.under.empty()
+            ? "nothing was checked: there are no entries"
+            : "nothing was checked: no entry is at or below --under" + otherPaths(options));
 }
 
 // Returns the bits to add to the exit status.
@@ -175,7 +210,7 @@ int rememberSerialsOrSay(const Options& options, const std::vector<SetRun>& runs
 
 int runCheck(const Options& options) {
   requireModeName(options.mode);
-  std::for_each(options.sets.begin(), options.sets.end(), requireSetName);
+  std::for_each(options.sets.begin(), options.sets.end(), requireSet);
   auto check = std::make_shared<CheckOptions>();
   check->plan = {{}, options.mode, itemsNamed(options.items)};
   check->under = directoriesNamed(options.under);
@@ -234,7 +269,7 @@ int runCheck(const Options& options) {
   report->end(counters, status);
   explain(counters, options);
   if (options.format == "text" && !options.quiet)
-    hint(counters);
+    hint(options, check->accepted, counters);
   if (counters.partial)
     measure();
   return status;

@@ -6,6 +6,7 @@
 #include <array>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
@@ -15,7 +16,9 @@
 #include "io/descriptors.h"
 #include "io/exit_status.h"
 #include "io/names_input.h"
+#include "io/paths.h"
 #include "text/escape.h"
+#include "text/strings.h"
 
 namespace tool {
 namespace {
@@ -92,6 +95,35 @@ PathList listOf(const std::vector<std::string>& paths) {
   return PathList(list, VLIBSzListFree);
 }
 
+// `path` without links in its directory, as lists name files.
+std::string withoutLinks(std::string path) {
+  while (path.size() > 1 && path.back() == '/')
+    path.pop_back();
+  std::error_code error;
+  std::filesystem::path const directory = std::filesystem::canonical(directoryOf(path), error);
+  return error ? path : joined(directory, fileName(path));
+}
+
+// Says under which path lists may have a file that they do not have under the given one.
+void hint(const std::vector<std::string>& paths, const std::vector<SELFCHECK_RESULT>& results) {
+  std::string text;
+  std::size_t others = 0;
+  for (std::size_t i = 0; i < paths.size(); ++i) {
+    if (results[i].notListed == 0 || paths[i].empty())
+      continue;
+    std::string const other = withoutLinks(paths[i]);
+    if (other == paths[i])
+      continue;
+    if (text.empty())
+      text = inQuotes(paths[i]) + " is " + inQuotes(other);
+    else
+      ++others;
+  }
+  if (!text.empty())
+    say("note: lists name a file by one absolute path without links: " + text +
+        (others > 0 ? ", and " + counted(others, "more path", "more paths") : ""));
+}
+
 int runFiles(const Options& options) {
   std::vector<std::string> paths = options.paths;
   if (options.from) {
@@ -114,6 +146,7 @@ int runFiles(const Options& options) {
     throw Failure(STATUS_NOT_LOADED,
                   "these files were not checked: set 'wam' cannot be loaded, or one of the files "
                   "cannot be read");
+  hint(paths, results);
   int status = STATUS_INTACT;
   for (std::size_t i = 0; i < paths.size(); ++i) {
     uint32_t const word = wordOf(results[i]);

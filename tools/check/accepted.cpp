@@ -6,6 +6,7 @@
 #include "io/names_input.h"
 #include "sets/items.h"
 #include "text/escape.h"
+#include "text/strings.h"
 
 using namespace ZEMO::SELF_CHECK;
 
@@ -47,16 +48,17 @@ uint32_t kindsNamed(const std::string& names, const std::string& where) {
 
 }  // namespace
 
-Accepted::Accepted(const std::string& file) {
+Accepted::Accepted(const std::string& file) : _file(file) {
   std::size_t number = 0;
-  for (const std::string& line : readLines(file)) {
+  for (const std::string& line : readOwnLines(file)) {
     ++number;
     if (!line.empty() && line.front() != '#')
-      add(line, "line " + std::to_string(number) + " of " + inQuotes(file));
+      add(line, number);
   }
 }
 
-void Accepted::add(const std::string& line, const std::string& where) {
+void Accepted::add(const std::string& line, std::size_t number) {
+  std::string const where = "line " + std::to_string(number) + " of " + inQuotes(_file);
   if (line.back() == '\r')
     throw UsageError(where +
                      " ends with a carriage return, which would become part of its last word");
@@ -68,7 +70,10 @@ void Accepted::add(const std::string& line, const std::string& where) {
     throw UsageError(where + ": the path " + inQuotes(*path) + " is not absolute");
   uint32_t const kinds =
       tab == std::string::npos ? allKinds : kindsNamed(line.substr(tab + 1), where);
-  _kinds[*path] |= kinds;
+  Kinds& known = _kinds[*path];
+  known.bits |= kinds;
+  if (known.number == 0)
+    known.number = number;
 }
 
 bool Accepted::covers(const CheckError& error) const {
@@ -77,7 +82,10 @@ bool Accepted::covers(const CheckError& error) const {
   uint32_t const bit = bitOf(error._error);
   auto const accepts = [&](const std::string& key) {
     auto const found = _kinds.find(key);
-    return found != _kinds.end() && (found->second & bit) != 0;
+    bool const accepted = found != _kinds.end() && (found->second.bits & bit) != 0;
+    if (accepted)
+      found->second.used = true;
+    return accepted;
   };
   std::string const path = pathOf(error);
   if (accepts(path))
@@ -88,6 +96,22 @@ bool Accepted::covers(const CheckError& error) const {
       return true;
   }
   return false;
+}
+
+std::string Accepted::unused() const {
+  std::size_t count = 0;
+  const std::pair<const std::string, Kinds>* first = nullptr;
+  for (const auto& one : _kinds) {
+    if (one.second.used)
+      continue;
+    ++count;
+    if (first == nullptr || one.second.number < first->second.number)
+      first = &one;
+  }
+  if (first == nullptr)
+    return "";
+  return inQuotes(first->first) + " in line " + std::to_string(first->second.number) + " of " +
+         inQuotes(_file) + (count > 1 ? " and " + counted(count - 1, "other", "others") : "");
 }
 
 FileList::Hook Accepted::hook() const {

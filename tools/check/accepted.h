@@ -22,21 +22,33 @@ class Accepted {
   Accepted() = default;
 
   // Reads the file. Throws Failure(STATUS_USAGE), naming the line, if its form is wrong, and
-  // Failure(STATUS_NOT_LOADED) if it cannot be read.
+  // Failure(STATUS_NOT_LOADED) if it cannot be read, or if others than root and the caller can
+  // change it.
   explicit Accepted(const std::string& file);
 
-  // Returns true if the mismatch is accepted. A stray member is named by its own path.
+  // Returns true if the mismatch is accepted. A stray member is named by its own path. For one
+  // thread at a time.
   bool covers(const ZEMO::SELF_CHECK::CheckError& error) const;
 
   // A hook that accepts an entry if all of its mismatches are covered. The hook refers to this
   // object.
   ZEMO::SELF_CHECK::FileList::Hook hook() const;
 
- private:
-  void add(const std::string& line, const std::string& where);
+  // Says which paths of the file covers() has not needed; empty if it has needed all.
+  std::string unused() const;
 
-  // Keys: paths, and starts of paths with their slash. Values: bits 1 << CHECK_ERROR.
-  std::unordered_map<std::string, uint32_t> _kinds;
+ private:
+  struct Kinds {
+    uint32_t bits = 0;       // 1 << CHECK_ERROR
+    std::size_t number = 0;  // of the first line about them
+    mutable bool used = false;
+  };
+
+  void add(const std::string& line, std::size_t number);
+
+  std::string _file;
+  // Keys: paths, and starts of paths with their slash.
+  std::unordered_map<std::string, Kinds> _kinds;
 };
 
 // The path of a mismatch: a stray member's own path, or else the entry's.

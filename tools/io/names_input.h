@@ -16,6 +16,10 @@ std::vector<std::string> readNames(const std::string& from, bool nul);
 // The same for lines, including empty ones.
 std::vector<std::string> readLines(const std::string& from);
 
+// The same. Throws Failure also if the file is a link, or if users other than root and the caller
+// can change or replace it.
+std::vector<std::string> readOwnLines(const std::string& from);
+
 }  // namespace tool
 
 #endif

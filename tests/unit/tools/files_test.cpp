@@ -1,5 +1,7 @@
 // zemo-selfcheck files: one line per path.
 
+#include <filesystem>
+
 #include "support/signing_key.h"
 #include "support/tool_fixture.h"
 
@@ -44,6 +46,23 @@ TEST_F(FilesCommandTest, EachFindingHasItsNameAndItsBit) {
   EXPECT_EQ(tool({"files", files / "a"}).status, missing);
   EXPECT_EQ(tool({"files", files / "a", files / "b", files / "fixed/evil", "/nowhere"}).status,
             changed | missing | stray | unchecked);
+}
+
+TEST_F(FilesCommandTest, UnlistedPathsGetAHint) {
+  makeLink(".", files / "link");
+  std::string const note =
+      "zemo-selfcheck: note: lists name a file by one absolute path without "
+      "links: '";
+  ProgramRun const run = tool({"files", files / "link/a"});
+  EXPECT_EQ(run.output, "0x080 notListed " + (files / "link/a") + "\n");
+  EXPECT_EQ(run.status, unchecked);
+  EXPECT_EQ(run.errors, note + (files / "link/a") + "' is '" + (files / "a") + "'\n");
+  // The last part of a path may be a link: lists have those.
+  EXPECT_EQ(tool({"files", files / "link"}).errors, "");
+  EXPECT_EQ(tool({"files", files / "a", files / "none", "/nowhere/x"}).errors, "");
+  EXPECT_EQ(tool({"files", "x\n", "y", (files / "a") + "/"}).errors,
+            note + "x\\012' is '" + std::filesystem::current_path().string() +
+                "/x\\012', and 2 more paths\n");
 }
 
 TEST_F(FilesCommandTest, NamesAreEscaped) {

@@ -53,7 +53,7 @@ TEST_F(CheckLimitsTest, StandardErrorMayBeClosed) {
   ProgramRun const run = checkAfter("exec 2>&-", {"wam", "none"});
   EXPECT_EQ(run.status, missing | notLoaded);
   EXPECT_EQ(run.output,
-            "/nowhere not exist expect[] but get[]\n"
+            "wam: /nowhere not exist expect[] but get[]\n"
             "checked 2 entries of 1 set: 0 changed, 1 missing, 0 stray, 0 could not be checked; 1 "
             "set could not be loaded\n");
 }

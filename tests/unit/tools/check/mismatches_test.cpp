@@ -413,6 +413,62 @@ TEST_F(CheckFindingsTest, KnownDifferencesOfAnotherFormAreWrongUsage) {
   expectError("/a\\400", "a backslash must be followed by three octal digits");
 }
 
+TEST_F(CheckFindingsTest, LinesThatNothingNeededAreNoted) {
+  std::string const a = file("a");
+  list({entryLine(a, "1", "-", "f", "-", "-", "-"), existing("/nowhere/b")});
+  std::string const lines = a + "\tsize\n# a comment\n/nowhere/\tmissing\n";
+  EXPECT_EQ(accepting(lines).errors, "");
+  std::string const one = "zemo-selfcheck: note: no mismatch needed '" + a +
+                          "\\134' in line 2 of '" + (files / "known") + "'";
+  std::string const unneeded = lines.substr(0, lines.find('\n') + 1) + a + "\\134\n/nowhere/\n";
+  ProgramRun const run = accepting(unneeded);
+  EXPECT_EQ(run.errors, one + "\n");
+  EXPECT_EQ(run.status, 0);
+  // The right path with the wrong kind, and another path.
+  EXPECT_EQ(accepting(unneeded + "/nowhere/b\towner\n/x\n").errors, one + " and 2 others\n");
+  // Not where the line may be about what was not compared, nor for programs.
+  using Words = std::vector<std::string>;
+  for (const Words& words : {Words{"--items", "size"},
+                             {"--under", "/nowhere"},
+                             {"--format", "json"},
+                             {"--format", "paths"},
+                             {"-q"}})
+    EXPECT_EQ(accepting(unneeded, words).errors, "") << words.back();
+  makeDirectory(std::string(listDir) + "/packages/empty");
+  EXPECT_EQ(linesOf(accepting(unneeded, {"--all"}).errors).size(), 1U);
+}
+
+TEST_F(CheckFindingsTest, KnownDifferencesThatOthersCanChangeAreRefused) {
+  list({existing("/nowhere")});
+  makeDirectory(files / "open");
+  std::string const known = files / "open/known";
+  writeFile(known, "/nowhere\n");
+  makeLink("open/known", files / "link");
+  auto const expectRefused = [&](const std::string& path, const std::string& reason) {
+    ProgramRun const run = check({"--accept", path});
+    EXPECT_EQ(run.status, notLoaded) << path;
+    EXPECT_EQ(run.output, "");
+    EXPECT_EQ(run.errors, "zemo-selfcheck: '" + path + "' is not safe to use" + reason + "\n");
+  };
+  expectRefused(files / "link", " because it is a symbolic link: give the path that it leads to");
+  changeMode(known, 0666);
+  expectRefused(known, " because it is writable by others");
+  expectRefused(files / "link", " because it is writable by others");
+  changeMode(known, 0664);
+  expectRefused(known, " because it is writable by its group");
+  changeMode(known, 0644);
+  changeMode(files / "open", 0777);
+  expectRefused(known, ": '" + (files / "open") + "' is writable by others");
+  // Nobody can put another file in its place there.
+  changeMode(files / "open", 01777);
+  EXPECT_EQ(check({"--accept", known}).status, 0);
+  EXPECT_EQ(check({"--accept", "/dev/null"}).status, missing);
+  EXPECT_EQ(
+      runProgram({"/bin/bash", "-c", "exec \"$0\" check --accept <(echo /nowhere)", ZEMO_TOOL})
+          .status,
+      0);
+}
+
 TEST_F(CheckFindingsTest, KindMayBeNamedTwice) {
   list({existing("/nowhere")});
   EXPECT_EQ(accepting("/nowhere\tmissing,missing\n").status, 0);

@@ -1,6 +1,7 @@
 // zemo-selfcheck check: its arguments.
 
 #include <algorithm>
+#include <filesystem>
 
 #include "fixture.h"
 
@@ -391,6 +392,16 @@ TEST_F(CheckOptionsTest, QuietStillReportsErrors) {
   EXPECT_NE(run.errors, "");
 }
 
+TEST_F(CheckOptionsTest, UnderALinkNamesTheDirectory) {
+  makeDirectory(files / "real");
+  makeLink("real", files / "link");
+  list({existing(files / "real/x")});
+  ProgramRun const run = check({"--under", (files / "link") + "/"});
+  EXPECT_EQ(run.status, notLoaded);
+  EXPECT_EQ(run.errors, "zemo-selfcheck: nothing was checked: no entry is at or below --under; '" +
+                            (files / "link") + "' is '" + (files / "real") + "'\n");
+}
+
 TEST_F(CheckOptionsTest, HelpShowsEveryOptionAndExamples) {
   ProgramRun const run = check({"--help"});
   EXPECT_EQ(run.status, 0);
@@ -414,7 +425,15 @@ TEST_F(CheckOptionsTest, WrongUsage) {
       "unknown item 'sise'; the items are size, owner, group, type, permission, hash and all");
   expectUsage({"check", "--items", ""},
               "unknown item ''; the items are size, owner, group, type, permission, hash and all");
-  expectUsage({"check", "--under", "relative"}, "--under takes an absolute path, not 'relative'");
+  expectUsage({"check", "--under", "relative"},
+              "--under takes an absolute path, not 'relative'; use '" +
+                  std::filesystem::current_path().string() + "/relative'");
+  expectUsage({"check", "/usr//bin"},
+              "'/usr//bin' is not a valid set name; to check files, use --under '/usr/bin'");
+  expectUsage({"check", "./x\n"},
+              "'./x\\012' is not a valid set name; to check files, use --under '" +
+                  std::filesystem::current_path().string() + "/x\\012'");
+  expectUsage({"check", "*"}, "'*' is not a valid set name");
   expectUsage({"check", "--under", ""}, "--under takes an absolute path, not ''");
   expectUsage({"check", "--metrics", ""}, "--metrics needs the name of a file");
   expectUsage({"check", "--metrics", "f", "--under", "/"},
@@ -461,5 +480,7 @@ TEST_F(CheckOptionsTest, OneValueOnlyWhereOneIsMeant) {
 TEST_F(CheckOptionsTest, NamesThatNoSetCanHave) {
   for (const char* const name : {"", ".", "..", "a/b", "../wam", "/", "*", "a?", "[a", "a]", "\\"})
     EXPECT_EQ(check({name}).status, usage) << name;
-  expectUsage({"check", "a\x1b[2J/\n"}, "'a\\033[2J/\\012' is not a valid set name");
+  expectUsage({"check", "a\x1b[2J/\n"},
+              "'a\\033[2J/\\012' is not a valid set name; to check files, use --under '" +
+                  std::filesystem::current_path().string() + "/a\\033[2J/\\012'");
 }
