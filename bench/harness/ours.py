@@ -130,6 +130,15 @@ class Ours:
             )
             for threads in several
         ]
+        # The same files with the same lists, as those of another root.
+        tools.append(
+            Contestant(
+                "zemo-selfcheck --root, 1 thread",
+                [str(self.tool), "check", "--root", "/", "--jobs", "1", "--no-progress"],
+                team=TEAM,
+                note="also copies the lists to memory",
+            )
+        )
         return [self.limit(work, threads) for threads in several] + [library] + tools
 
 

@@ -72,6 +72,8 @@ def _checking(groups: Groups, threads: int) -> list[Aim]:
                 most, reason = kernel, "1.1 of the limit's 2 threads"
             ratio = ratios["zemo-selfcheck, 2 threads"]
             found.append(Aim(f"{tool}, 2 threads, of the limit", ratio, 0, most, reason=reason))
+        ratio = ratios["zemo-selfcheck --root, 1 thread"] / ratios["zemo-selfcheck, 1 thread"]
+        found.append(Aim(f"zemo-selfcheck --root checks {work}, of check alone", ratio, 0, 1.05))
     return found
 
 
