@@ -18,6 +18,7 @@ OTHERS = {
     "gpg": "--batch --export --import --list-keys --passphrase --quick-generate-key --with-colons",
     "cmake": "--build --component --install --prefix",
     "mount": "--bind",
+    "blockdev": "--setro",
     "pkg-config": "--cflags --libs",
     "systemctl": "--now --property",
     "journalctl": "--output --since --unit",
