@@ -5,6 +5,7 @@
 
 bool failListAlloc = false;
 bool failStrTok = false;
+bool countNoTokens = false;
 
 VLIBSzList* VLIBSzListAlloc(int items) {
   static auto* const real =
@@ -15,5 +16,8 @@ VLIBSzList* VLIBSzListAlloc(int items) {
 int VLIBStrTok(const char* text, const char* separators, VLIBSzList** list) {
   static auto* const real = reinterpret_cast<int (*)(const char*, const char*, VLIBSzList**)>(
       dlsym(RTLD_NEXT, "VLIBStrTok"));
-  return failStrTok ? -1 : real(text, separators, list);
+  if (failStrTok)
+    return -1;
+  int const result = real(text, separators, list);
+  return countNoTokens ? 0 : result;
 }

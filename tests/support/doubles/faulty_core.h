@@ -6,5 +6,6 @@
 
 extern bool failListAlloc;  // VLIBSzListAlloc returns NULL
 extern bool failStrTok;     // VLIBStrTok returns -1
+extern bool countNoTokens;  // VLIBStrTok returns 0 when it succeeds
 
 #endif

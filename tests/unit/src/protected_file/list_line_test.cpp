@@ -44,12 +44,14 @@ class EntryTest : public ::testing::Test {
     roomOfFreedLists.clear();
     failListAlloc = false;
     failStrTok = false;
+    countNoTokens = false;
     ProtectedFile::_pkginfo = PkgInfo();
   }
 
   void TearDown() override {
     failListAlloc = false;
     failStrTok = false;
+    countNoTokens = false;
   }
 
   static void bind(const std::string& targetDir, uid_t uid = 1026, gid_t gid = 100) {
@@ -111,6 +113,12 @@ TEST_F(EntryTest, AdjacentTabsGiveEmptyColumns) {
 
 TEST_F(EntryTest, OnlyTabsSeparateColumns) {
   EXPECT_THAT(columnsOf("/x 1 - f - - -\n\t,"), Each(""));
+  for (int c = 1; c < 256; ++c) {
+    std::string const path = std::string("/x") + static_cast<char>(c) + "y";
+    if (c != '\t') {
+      EXPECT_EQ(pathOf(path), path) << c;
+    }
+  }
 }
 
 TEST_F(EntryTest, SixColumnsGiveAnEmptyEntryWithoutLogLine) {
@@ -316,6 +324,13 @@ TEST_F(EntryTest, FailedSplittingIsLoggedWithTheLineAndGivesAnEmptyEntry) {
   std::string const line = "$pkg_dir/%s\t1\t2\tf\t4\t$pkg\t6";
   EXPECT_THAT(columnsOf(line), Each(""));
   EXPECT_THAT(recordedLog(), ElementsAre(logged("protected_file", 64, "[%s] strtok failed", line)));
+}
+
+// Another core library may report success by 0.
+TEST_F(EntryTest, ResultOfSplittingNeedNotBeTheCount) {
+  countNoTokens = true;
+  EXPECT_THAT(columnsOf("/x\t1\t2\tf\t4\t5\t6"), ElementsAre("/x", "1", "2", "f", "4", "5", "6"));
+  EXPECT_THAT(recordedLog(), IsEmpty());
 }
 
 TEST_F(EntryTest, ListIsReleasedWhenSplittingFails) {
