@@ -1,7 +1,9 @@
 // doctor: checks that everything the library relies on is in order, and says how to fix it if not.
 
+#include <sys/stat.h>
 #include <zemo/selfcheck.h>
 
+#include <cerrno>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -57,6 +59,14 @@ struct Options {
   bool verbose = false;
 };
 
+// This machine's key ring; empty if it has another format.
+std::string keyRing() {
+  std::string const path = systemDirectory + "/pubring.kbx";
+  struct stat status = {};
+  bool const isAbsent = lstat(path.c_str(), &status) != 0 && errno == ENOENT;
+  return isAbsent ? "" : readWholeFile(path);
+}
+
 class Doctor {
  public:
   explicit Doctor(const Options& options)
@@ -88,8 +98,6 @@ class Doctor {
   // From now on, everything is about the other root, but this machine's home verifies its lists.
   // Returns false if it has no lists.
   bool enterRoot() {
-    std::string const path = systemDirectory + "/pubring.kbx";
-    std::string const ring = _home.runs && isReadable(path) ? readWholeFile(path) : "";
     _root = chosenRoot(_options.root, _options.lists);
     if (!_root->knowsIds())
       _findings.hint("the owners in the other root are not examined", "run this as root");
@@ -98,7 +106,7 @@ class Doctor {
     bool const isThere =
         _ownership->look(systemDirectory, Kind::DIRECTORY, STATUS_NOT_LOADED, makeHome);
     if (isThere)
-      checkHomeOf(*_root, ring, *_ownership, _findings);
+      checkHomeOf(*_root, keyRing(), *_ownership, _findings);
     if (!_options.lists)
       return isThere;
     // They are not where that root would have them.
