@@ -462,6 +462,11 @@ TEST_F(OtherRootTest, ManifestIsTheRootsOwn) {
   EXPECT_NE(tool({"verify", "--root", root.path()})
                 .output.find("\n/usr/zemo/selfcheck/wam.full.manifest: fits\n"),
             std::string::npos);
+  TemporaryDirectory const state;
+  EXPECT_EQ(look({"--require", "manifest", "--state", state.path()}).status, 0);
+  EXPECT_EQ(readFile(state / "wam.full.serial"), "7\n");
+  writeFile(state / "wam.full.serial", "8\n", 0600);
+  EXPECT_EQ(look({"--require", "manifest", "--state", state.path()}).status, notLoaded);
   std::string const another = rootList({entry("/a")}, "wam.full.more.list");
   EXPECT_EQ(look(words).status, notLoaded);
   EXPECT_EQ(look().status, 0);
