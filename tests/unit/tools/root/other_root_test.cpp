@@ -63,12 +63,13 @@ class OtherRootTest : public CheckTest {
   }
 
   // The system calls of a run that cannot read files against their permissions.
-  std::string traced(std::vector<std::string> words = {}) const {
+  std::string traced(std::vector<std::string> words = {},
+                     const std::string& command = "check") const {
     std::string const trace = files / "trace";
     words.insert(words.begin(),
                  {"/usr/bin/strace", "-f", "-qq", "-s", "4096", "-o", trace, "/usr/bin/setpriv",
                   "--bounding-set=-dac_override,-dac_read_search", "--inh-caps=-all", ZEMO_TOOL,
-                  "check", "--root", root.path()});
+                  command, "--root", root.path()});
     (void)runProgram(words);
     return readFile(trace);
   }
@@ -81,6 +82,8 @@ class OtherRootTest : public CheckTest {
 std::vector<std::string> failing(const std::string& call, const std::string& error,
                                  std::vector<std::string> words) {
   std::vector<std::string> all = {"/usr/bin/strace",
+                                  "-E",
+                                  "ASAN_OPTIONS=detect_leaks=0",  // impossible if traced
                                   "-f",
                                   "-qq",
                                   "-o",
@@ -516,8 +519,11 @@ TEST_F(OtherRootTest, IdsWithoutANumberAreNotCalledRight) {
             "zemo-selfcheck: the owner or group that set 'wam' states for '/a' is also shown for "
             "those without a number in this user namespace; do not compare owners and groups "
             "(--items), or run this outside the namespace");
-  words.insert(words.end(), {"--items", "size,group"});
-  EXPECT_EQ(runProgram(words).status, 0);
+  std::vector<std::string> without = words;
+  without.insert(without.end(), {"--items", "size,group"});
+  EXPECT_EQ(runProgram(without).status, 0);
+  rootList({entryLine("/a", "0", "-", "f", "-", "-", "65534")});
+  EXPECT_EQ(runProgram(words).status, notLoaded);
 }
 
 TEST_F(OtherRootTest, OnlyListsAndPackageUsersAreOpenedFromOutside) {
@@ -538,6 +544,22 @@ TEST_F(OtherRootTest, OnlyListsAndPackageUsersAreOpenedFromOutside) {
           std::string(sets) + "/wam.full.manifest", set, set + "/demo.full.base.list",
           set + "/demo.full.base.list.asc", "/etc/passwd", "/var/packages/demo/target",
           "/var/packages/demo/user"}));
+}
+
+TEST_F(OtherRootTest, DoctorOpensItsHomeAsDataAlone) {
+  for (const char* const path :
+       {"etc/ld.so.preload", "etc/nsswitch.conf", "usr/lib/ssl/openssl.cnf", "etc/localtime",
+        "usr/lib/locale/locale-archive", "usr/bin/gpg", "etc/gnupg/gpg.conf",
+        "usr/zemo/selfcheck/gpg.conf", "usr/zemo/selfcheck/common.conf",
+        "usr/zemo/selfcheck/pubring.kbx", "usr/zemo/selfcheck/trustdb.gpg", "proc/self/uid_map",
+        "proc/sys/kernel/overflowuid"})
+    below(path, "hostile\n");
+  below("owned", "");
+  rootList({entry("/owned"), existing("/unread")});
+  EXPECT_EQ(
+      openedInside(traced({}, "doctor")),
+      (std::set<std::string>{"/etc/gnupg/gpg.conf", sets, std::string(sets) + "/common.conf",
+                             std::string(sets) + "/gpg.conf", std::string(sets) + "/pubring.kbx"}));
 }
 
 // An ordinary user cannot make device nodes, but can mount some.
