@@ -20,7 +20,7 @@ std::string unknownOption(const std::string& word) {
   return "unknown option " + escaped(word.substr(0, word.find('=')));
 }
 
-// What to use instead of an option that only other commands have; may be empty.
+// The command to use instead, for an option that only other commands have; may be empty.
 std::string insteadOf(const std::string& word, const CLI::App& command) {
   std::string const option = word.substr(0, word.find('='));
   if (command.get_name() == "files" && (option == "--root" || option == "--lists"))
