@@ -431,6 +431,16 @@ TEST_F(OtherRootTest, DiffComparesThisMachinesSetWithItsSet) {
       << json;
 }
 
+TEST_F(OtherRootTest, OrdinaryUsersCompareTheSetsOfTwoRoots) {
+  list({existing("/a")});
+  rootList({existing("/b")});
+  ProgramRun const run =
+      runProgram({"/usr/bin/setpriv", "--bounding-set=-sys_admin,-sys_chroot", "--inh-caps=-all",
+                  ZEMO_TOOL, "diff", "wam", "wam", "--root", root.path(), "--root", "/"});
+  EXPECT_EQ(run.status, changed) << run.errors;
+  EXPECT_EQ(linesOf(run.output).back(), "1 added, 1 removed, 0 changed, 0 unchanged");
+}
+
 TEST_F(OtherRootTest, DiffResolvesThePlaceholdersOfEachRoot) {
   TemporaryDirectory const other;
   std::string id = "4711";
