@@ -2,11 +2,27 @@
 
 #include "io/exit_status.h"
 #include "run/interruption.h"
+#include "sets/sets.h"
 #include "text/escape.h"
 
 using namespace ZEMO::SELF_CHECK;
 
 namespace tool {
+namespace {
+
+// The command that examines the sets of the plan.
+std::string doctorFor(const CheckPlan& plan) {
+  std::string command = "zemo-selfcheck doctor";
+  if (plan.mode != defaultMode)
+    command += " --mode " + inQuotes(plan.mode);
+  if (plan.root)
+    command += " --root " + inQuotes(*plan.root);
+  if (plan.lists)
+    command += " --lists " + inQuotes(*plan.lists);
+  return command;
+}
+
+}  // namespace
 
 void Reporter::tell(std::size_t index) {
   EntryOutcome& outcome = _walk.outcomes[index];
@@ -35,7 +51,7 @@ void Reporter::tellNotLoaded() {
       say(std::string(what).append(": ").append(objection));
     reason = what + " was not checked, because it does not fit its manifest";
   }
-  say(reason + "; see zemo-selfcheck doctor");
+  say(reason + "; see " + doctorFor(_walk.options->plan));
   _report.notLoaded(_walk.set, reason);
 }
 

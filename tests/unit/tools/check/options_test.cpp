@@ -219,7 +219,7 @@ TEST_F(CheckOptionsTest, ModeChoosesTheLists) {
   EXPECT_EQ(run.status, notLoaded);
   EXPECT_EQ(run.errors,
             "zemo-selfcheck: set 'wam' has no list for mode 'none' in "
-            "'/usr/zemo/selfcheck'; see zemo-selfcheck doctor\n");
+            "'/usr/zemo/selfcheck'; see zemo-selfcheck doctor --mode 'none'\n");
 }
 
 TEST_F(CheckOptionsTest, EachItemIsComparedAlone) {

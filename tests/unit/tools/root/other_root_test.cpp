@@ -188,9 +188,11 @@ TEST_F(OtherRootTest, PackageThatIsOnlyOnThisMachineIsNotInstalled) {
   rootListIn(root.path() + sets + "/packages/demo", {existing("$pkg_dir")}, "demo.full.base.list");
   ProgramRun const run = look({"demo"});
   EXPECT_EQ(run.status, notLoaded);
-  EXPECT_EQ(run.errors,
-            "zemo-selfcheck: package 'demo' is not installed in '" + root.path() +
-                "'\nzemo-selfcheck: set 'demo' could not be loaded; see zemo-selfcheck doctor\n");
+  EXPECT_EQ(
+      run.errors,
+      "zemo-selfcheck: package 'demo' is not installed in '" + root.path() +
+          "'\nzemo-selfcheck: set 'demo' could not be loaded; see zemo-selfcheck doctor --root '" +
+          root.path() + "'\n");
 }
 
 TEST_F(OtherRootTest, AllChecksTheSetsOfItsPackages) {
