@@ -29,7 +29,8 @@ bool proved() {
   return lstat("/.zemo-private-root", &marker) == 0 && S_ISREG(marker.st_mode) &&
          statfs("/", &root) == 0 && root.f_type == TMPFS_MAGIC && marker.st_dev == deviceOf("/") &&
          marker.st_dev == deviceOf(PrivateRootTest::listDir) &&
-         marker.st_dev == deviceOf(PrivateRootTest::packagesDir);
+         marker.st_dev == deviceOf(PrivateRootTest::packagesDir) &&
+         marker.st_dev == deviceOf(PrivateRootTest::stateDir);
 }
 
 }  // namespace
@@ -49,6 +50,7 @@ void PrivateRootTest::SetUp() {
     GTEST_SKIP() << "needs a private root";
   empty(listDir);
   empty(packagesDir);
+  empty(stateDir);
 }
 
 std::string PrivateRootTest::writeList(const std::string& name, const std::string& lines) {

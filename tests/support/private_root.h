@@ -12,12 +12,13 @@
 // exist, because tests would then empty the machine's own directories.
 bool inPrivateRoot();
 
-// A fixture whose tests find /usr/zemo/selfcheck and /var/packages empty. The tests are skipped if
-// no private root can be created.
+// A fixture whose tests find these directories empty. The tests are skipped if no private root can
+// be created.
 class PrivateRootTest : public ::testing::Test {
  public:
   static constexpr char listDir[] = "/usr/zemo/selfcheck";
   static constexpr char packagesDir[] = "/var/packages";
+  static constexpr char stateDir[] = "/var/lib/zemo-selfcheck";
 
  protected:
   void SetUp() override;

@@ -55,12 +55,12 @@ expect_refusal() {
   [ -z "$left" ] || fail "$left is left although $1"
 }
 
-# Every call of these programs fails in turn. Of those called for each member of the root, it is one in seven and the
-# last three, except with ZEMO_ALL. The last round has no such call and succeeds.
+# Every call of these programs fails in turn. Of those called for each member of the root, it is one in eleven and
+# the last three, except with ZEMO_ALL. The last round has no such call and succeeds.
 refused=0
 for name in mount mkdir mktemp pivot_root umount rmdir readlink stat ls; do
   step=1
-  if [[ $name =~ ^(mount|mkdir)$ && -z "${ZEMO_ALL:-}" ]]; then step=7; fi
+  if [[ $name =~ ^(mount|mkdir)$ && -z "${ZEMO_ALL:-}" ]]; then step=11; fi
   for ((n = 1; ; n += step)); do
     stub $name $n fail
     attempt
