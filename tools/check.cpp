@@ -192,14 +192,43 @@ void enterRoot(const Options& options, CheckOptions& check) {
   check.plan.items = itemsVisible(check.plan.items);
 }
 
+// The directory that remembers the serials of manifests. The default one is about this machine's
+// own sets.
+std::optional<std::string> stateDirectory(const Options& options) {
+  bool const required = !options.require.empty();
+  if (required && options.noVerify)
+    throw UsageError("--require manifest cannot be combined with --no-verify");
+  if (!required && (options.state || options.acceptOlder))
+    throw UsageError("--state and --accept-older need --require manifest");
+  if (options.acceptOlder && options.root && !options.state)
+    throw UsageError("--accept-older with --root needs --state");
+  if (options.state || !required || options.root)
+    return options.state;
+  return serialDirectory;
+}
+
+// Returns whether serials may be remembered. If not, says so.
+bool takeKnownSerials(const std::string& directory, bool evenLower, CheckOptions& check) {
+  KnownSerials const known = knownSerials(directory, check.plan.sets, check.plan.mode);
+  if (!evenLower)
+    check.highestSerials = known.highest;
+  if (!known.unused.empty())
+    say("it is not known whether the manifests are the newest: " + known.unused);
+  else if (!known.mayRemember)
+    say("serials are compared, but not remembered: only root and the owner of " +
+        inQuotes(directory) + " write there");
+  return known.mayRemember;
+}
+
 // Stores the serials of the manifests that were accepted. Returns the bits to add to the exit
 // status.
-int rememberSerialsOrSay(const Options& options, const std::vector<SetRun>& runs) {
+int rememberSerialsOrSay(const Options& options, const std::string& directory,
+                         const std::vector<SetRun>& runs) {
   try {
     for (const SetRun& run : runs) {
       if (run.facts.manifest && run.facts.manifest->state == ManifestCheck::State::FITS)
-        rememberSerial(*options.state, run.set, options.mode,
-                       run.facts.manifest->manifest->label.serial, options.acceptOlder);
+        rememberSerial(directory, run.set, options.mode, run.facts.manifest->manifest->label.serial,
+                       options.acceptOlder);
     }
     return 0;
   } catch (const Failure& failure) {
@@ -217,12 +246,7 @@ int runCheck(const Options& options) {
   check->jobs = options.jobs;
   check->verify = !options.noVerify;
   check->requireManifest = !options.require.empty();
-  if (check->requireManifest && options.noVerify)
-    throw UsageError("--require manifest cannot be combined with --no-verify");
-  if (!check->requireManifest && (options.state || options.acceptOlder))
-    throw UsageError("--state and --accept-older need --require manifest");
-  if (options.acceptOlder && !options.state)
-    throw UsageError("--accept-older needs --state");
+  std::optional<std::string> state = stateDirectory(options);
   check->measure = options.metrics.has_value();
   if (check->measure)
     requireMeasurable(options);
@@ -234,11 +258,8 @@ int runCheck(const Options& options) {
   enterRoot(options, *check);
   ChosenSets const chosen = chosenSets(options.sets, options.all);
   check->plan.sets = chosen.names;
-  if (options.state) {
-    check->highestSerials = highestSerials(*options.state, check->plan.sets, options.mode);
-    if (options.acceptOlder)
-      check->highestSerials.clear();
-  }
+  if (state && !takeKnownSerials(*state, options.acceptOlder, *check))
+    state.reset();
 
   endSoonAfterInterruption(STATUS_UNCHECKED);
   watchForInterruption();
@@ -253,8 +274,8 @@ int runCheck(const Options& options) {
   std::vector<SetRun> runs = checkSets(check, *report, counters, progress);
   int status = exitStatus(counters);
   // Waiting for the directory's lock could delay the end of a partial check.
-  if (options.state && !counters.partial)
-    status |= rememberSerialsOrSay(options, runs);
+  if (state && !counters.partial)
+    status |= rememberSerialsOrSay(options, *state, runs);
   auto const measure = [&] {
     // Metrics without the packages' sets would suggest that there are none.
     if (options.metrics && counters.setsUnknown)
@@ -301,9 +322,10 @@ void addCheck(Commands& program) {
                "Check only sets that are exactly what their signed manifest describes");
   takes.value("--state", "DIR", options->state,
               "With --require manifest: remember in this directory the highest serial accepted, "
-              "and do not check a set whose manifest has a lower one");
+              "and do not check a set whose manifest has a lower one (default, without --root: "
+              "/var/lib/zemo-selfcheck)");
   takes.flag("--accept-older", options->acceptOlder,
-             "With --state: check such a set, and remember its lower serial");
+             "With --require manifest: check such a set, and remember its lower serial");
   takes.flag("--no-verify", options->noVerify, "Do not verify the lists' signatures");
   takes.choice("--format", {"text", "paths", "json"}, options->format, "Output format");
   takes.flag("-z,--null", options->nul, "End lines with a zero byte, and do not escape names");

@@ -1,5 +1,9 @@
 #include "check/highest_serial.h"
 
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <charconv>
 #include <optional>
 
@@ -31,26 +35,79 @@ std::optional<uint64_t> serialAt(const Directory& directory, const std::string& 
   return serial;
 }
 
-}  // namespace
-
-std::map<std::string, uint64_t> highestSerials(const std::string& directory,
-                                               const std::vector<std::string>& sets,
-                                               const std::string& mode) {
-  requireOwn(directory);
-  Directory const opened(directory);
-  if (opened.get() < 0)
+// Root has chosen the owner of serialDirectory: the user of the nightly check.
+void requireSafe(const std::string& directory) {
+  struct stat status = {};
+  if (directory != serialDirectory || lstat(directory.c_str(), &status) != 0 ||
+      !S_ISDIR(status.st_mode)) {
+    requireOwn(directory);
+    return;
+  }
+  requireOwn(directoryOf(directory));
+  status.st_uid = 0;
+  if (std::string const reason = strangerIn(status); !reason.empty())
     throw Failure(STATUS_NOT_LOADED,
-                  withReason("cannot open the directory " + inQuotes(directory), opened.error()));
+                  inQuotes(directory) + " is not safe to use because it " + reason);
+}
+
+std::map<std::string, uint64_t> serialsIn(const Directory& directory,
+                                          const std::vector<std::string>& sets,
+                                          const std::string& mode) {
+  if (directory.get() < 0)
+    throw Failure(
+        STATUS_NOT_LOADED,
+        withReason("cannot open the directory " + inQuotes(directory.path()), directory.error()));
   std::map<std::string, uint64_t> serials;
   for (const std::string& set : sets) {
-    if (std::optional<uint64_t> const serial = serialAt(opened, fileOf(directory, set, mode)))
+    if (std::optional<uint64_t> const serial =
+            serialAt(directory, fileOf(directory.path(), set, mode)))
       serials[set] = *serial;
   }
   return serials;
 }
 
+bool belongsToCaller(const Directory& directory) {
+  struct stat status = {};
+  return fstat(directory.get(), &status) == 0 && status.st_uid == geteuid();
+}
+
+void create(const std::string& directory) {
+  if (mkdir(directory.c_str(), 0700) != 0) {
+    if (errno == EEXIST)
+      return;
+    throw Failure(STATUS_NOT_LOADED,
+                  withReason("cannot create the directory " + inQuotes(directory), errno));
+  }
+  if (int const error = Directory(directoryOf(directory)).sync(); error != 0)
+    throw Failure(STATUS_NOT_LOADED, withReason("cannot sync " + inQuotes(directory), error));
+}
+
+}  // namespace
+
+KnownSerials knownSerials(const std::string& directory, const std::vector<std::string>& sets,
+                          const std::string& mode) {
+  requireSafe(directory);
+  KnownSerials known;
+  Directory const opened(directory);
+  bool const isDefault = directory == serialDirectory;
+  bool const isRoot = geteuid() == 0;
+  if (isDefault && isRoot && opened.get() < 0 && opened.error() == ENOENT)
+    return known;
+  known.mayRemember = !isDefault || isRoot || belongsToCaller(opened);
+  try {
+    known.highest = serialsIn(opened, sets, mode);
+  } catch (const Failure& failure) {
+    if (known.mayRemember)
+      throw;
+    known.unused = failure.what();
+  }
+  return known;
+}
+
 void rememberSerial(const std::string& directory, const std::string& set, const std::string& mode,
                     uint64_t serial, bool evenLower) {
+  if (directory == serialDirectory)
+    create(directory);
   Directory const opened(directory);
   std::string const path = fileOf(directory, set, mode);
   // Another check may have accepted a later manifest meanwhile.

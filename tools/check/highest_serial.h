@@ -12,14 +12,25 @@
 
 namespace tool {
 
-// The serials that `directory` has for these sets, by set. Throws Failure(STATUS_NOT_LOADED) if
-// users other than root and the caller can change it, or if it or one of the files cannot be read.
-std::map<std::string, uint64_t> highestSerials(const std::string& directory,
-                                               const std::vector<std::string>& sets,
-                                               const std::string& mode);
+// Used if no other directory is given. Only root can create it or give it to another user.
+inline const std::string serialDirectory = "/var/lib/zemo-selfcheck";
+
+// The serials before a check.
+struct KnownSerials {
+  std::map<std::string, uint64_t> highest;  // by set; none if nothing has been remembered
+  std::string unused;       // why the directory could not be read; names are escaped
+  bool mayRemember = true;  // false if the directory is for another user to write to
+};
+
+// The serials that `directory` has for these sets. Throws Failure(STATUS_NOT_LOADED) if users other
+// than root, the caller and, for serialDirectory, its owner can change it, or if it or one of the
+// files cannot be read; but not if serialDirectory does not exist, or if a caller other than root
+// cannot read it.
+KnownSerials knownSerials(const std::string& directory, const std::vector<std::string>& sets,
+                          const std::string& mode);
 
 // Remembers `serial` if it is higher than what the directory has now or, with `evenLower`, if it is
-// another. Throws Failure(STATUS_NOT_LOADED) if it cannot be written.
+// another. Creates serialDirectory. Throws Failure(STATUS_NOT_LOADED) if it cannot be written.
 void rememberSerial(const std::string& directory, const std::string& set, const std::string& mode,
                     uint64_t serial, bool evenLower);
 

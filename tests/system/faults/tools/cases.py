@@ -9,6 +9,7 @@ from machine import LISTS, PACKAGE, read, write
 
 NEW = "wam.full.new.list"
 MANIFEST = "wam.full.manifest"
+SERIAL = "wam.full.serial"
 
 
 class Case:
@@ -56,6 +57,12 @@ def key_ring(machine, out):
         shutil.copy(LISTS + "/" + name, out + "/home")
 
 
+def earlier_serial(machine, out):
+    del machine
+    os.mkdir(out + "/state", 0o700)
+    write(f"{out}/state/{SERIAL}", "5\n")
+
+
 def accepts_hash(machine, out):
     write(out + "/accepted", f"{machine.file}\thash\n")
 
@@ -91,6 +98,11 @@ def signature_written(machine, out):
 
 def manifest_written(machine, out):
     return signature_of(machine, f"{out}/{MANIFEST}")
+
+
+def serial_written(machine, out):
+    del machine
+    return read(f"{out}/state/{SERIAL}")
 
 
 def keys_written(machine, out):
@@ -130,6 +142,15 @@ def checks(machine):
         Case("check-metrics", "intact", metrics, written=metrics_written),
         Case("check-forged", "forged", ["check"]),
         Case("check-manifest", "unfit", ["check", "--require", "manifest", "--jobs", "1"]),
+        Case(
+            "check-state",
+            "described",
+            ["check", "--require", "manifest", "--state", "OUT/state", "--jobs", "1"],
+            prepare=earlier_serial,
+            before=("state", f"state/{SERIAL}"),
+            written=serial_written,
+            unwritten=("5\n",),
+        ),
         Case("check-unverified", "tampered", ["check", "--no-verify"], **tampered),
         Case("check-accepted", "tampered", words, prepare=accepts_hash, **accept),
         Case("check-not-accepted", "tampered", words, prepare=accepts_others, **accept),

@@ -108,11 +108,16 @@ class Machine:
                 if os.path.exists(f"{LISTS}/{name}{end}"):
                     os.remove(f"{LISTS}/{name}{end}")
 
-    def unfit(self):
-        """All signatures are good, but there is a list that the manifest does not name."""
+    def described(self):
+        """The set is the one that its manifest describes."""
         self.intact()
         for end in ("", ".asc"):
             shutil.copy(self.directory + "/manifest" + end, LISTS + "/wam.full.manifest" + end)
+
+    def unfit(self):
+        """All signatures are good, but there is a list that the manifest does not name."""
+        self.described()
+        for end in ("", ".asc"):
             shutil.copy(self.list + end, LISTS + "/wam.full.copy.list" + end)
 
     def tampered(self):

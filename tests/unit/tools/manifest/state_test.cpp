@@ -1,10 +1,13 @@
 // zemo-selfcheck check --state: sets that are put back as a whole, with their manifests.
 
+#include <unistd.h>
+
 #include "fixture.h"
 
 namespace {
 
 using ::testing::HasSubstr;
+using ::testing::Not;
 
 class ManifestStateTest : public ManifestTest {
  protected:
@@ -15,6 +18,21 @@ class ManifestStateTest : public ManifestTest {
   }
   std::string state() const { return readFile(file); }
 
+  static ProgramRun asNobody(const std::vector<std::string>& words) {
+    std::vector<std::string> all = {"/usr/bin/setpriv", "--reuid=" + std::to_string(nobody),
+                                    "--clear-groups", ZEMO_TOOL};
+    all.insert(all.end(), words.begin(), words.end());
+    return runProgram(all);
+  }
+  static ProgramRun checkAsNobody() { return asNobody({"check", "--require", "manifest"}); }
+
+  // False if there is no such user here, or if the user cannot run the program.
+  static bool isNobodyThere() {
+    return chown(stateDir, nobody, nobody) == 0 && asNobody({"--version"}).status == 0;
+  }
+
+  static constexpr uid_t nobody = 65534;
+  const std::string ownFile = std::string(stateDir) + "/wam.full.serial";
   const std::string file = files / "wam.full.serial";
 };
 
@@ -87,5 +105,99 @@ TEST_F(ManifestStateTest, ANumberThatCannotBeRemembered) {
 TEST_F(ManifestStateTest, WrongUsage) {
   EXPECT_EQ(tool({"check", "--state", files.path()}).status, usage);
   EXPECT_EQ(tool({"check", "--accept-older"}).status, usage);
-  EXPECT_EQ(check({"--accept-older"}).status, usage);
+  EXPECT_EQ(tool({"check", "--root", "/", "--require", "manifest", "--accept-older"}).status,
+            usage);
+}
+
+TEST_F(ManifestStateTest, TheDefaultPlace) {
+  remove(stateDir);
+  EXPECT_EQ(tool({"check"}).status, 0);
+  EXPECT_NE(access(stateDir, F_OK), 0) << "no manifest was required";
+  ASSERT_EQ(check().status, 0);
+  EXPECT_EQ(statusOf(stateDir).st_mode & 07777U, 0700U);
+  EXPECT_EQ(statusOf(ownFile).st_mode & 07777U, 0600U);
+  EXPECT_EQ(readFile(ownFile), "5\n");
+  ASSERT_EQ(signAll("4").status, 0);
+  ProgramRun const run = check();
+  EXPECT_EQ(run.status, notLoaded);
+  EXPECT_THAT(run.errors, HasSubstr("rolled back: the manifest has the serial 4, but 5 was "));
+  EXPECT_EQ(check({"--accept-older"}).status, 0);
+  EXPECT_EQ(readFile(ownFile), "4\n");
+}
+
+TEST_F(ManifestStateTest, AnotherPlaceInsteadOfTheDefault) {
+  ASSERT_EQ(check().status, 0);
+  ASSERT_EQ(signAll("4").status, 0);
+  EXPECT_EQ(remembering().status, 0);
+  EXPECT_EQ(state(), "4\n");
+  EXPECT_EQ(readFile(ownFile), "5\n");
+}
+
+TEST_F(ManifestStateTest, TheDefaultPlaceIsNotThatOfAnotherRoot) {
+  writeFile(ownFile, "9\n");
+  ProgramRun const run = check({"--root", "/", "--lists", listDir});
+  EXPECT_THAT(run.errors, Not(HasSubstr("rolled back")));
+  EXPECT_EQ(readFile(ownFile), "9\n");
+}
+
+TEST_F(ManifestStateTest, ADefaultPlaceThatOthersCanChange) {
+  changeMode(stateDir, 0777);
+  ProgramRun run = check();
+  EXPECT_EQ(run.status, notLoaded);
+  EXPECT_THAT(run.errors, HasSubstr("is not safe to use because it is writable by others\n"));
+  changeMode(stateDir, 0755);
+  remove(stateDir);
+  makeLink(files.path(), stateDir);
+  run = check();
+  EXPECT_EQ(run.status, notLoaded);
+  EXPECT_THAT(run.errors, HasSubstr("because it is a symbolic link"));
+  remove(stateDir);
+  makeDirectory(stateDir);
+}
+
+// The nightly check runs as this user; root looks at the same numbers.
+TEST_F(ManifestStateTest, ADefaultPlaceOfTheNightlyCheck) {
+  if (!isNobodyThere())
+    GTEST_SKIP() << "there is no other user here";
+  ASSERT_EQ(check().status, 0);
+  EXPECT_EQ(readFile(ownFile), "5\n");
+  ASSERT_EQ(chown(ownFile.c_str(), nobody, nobody), 0);
+  ASSERT_EQ(signAll("6").status, 0);
+  ProgramRun const run = checkAsNobody();
+  EXPECT_EQ(run.status, 0) << run.errors;
+  EXPECT_EQ(run.errors, "");
+  EXPECT_EQ(readFile(ownFile), "6\n");
+}
+
+TEST_F(ManifestStateTest, AnOrdinaryUser) {
+  if (!isNobodyThere())
+    GTEST_SKIP() << "there is no other user here";
+  ASSERT_EQ(chown(stateDir, 0, 0), 0);
+  changeMode(stateDir, 0700);
+  writeFile(ownFile, "9\n");
+  ProgramRun run = checkAsNobody();
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(run.errors,
+            "zemo-selfcheck: it is not known whether the manifests are the newest: "
+            "cannot read '" +
+                ownFile + "': Permission denied\n");
+  changeMode(stateDir, 0755);
+  changeMode(ownFile, 0644);
+  run = checkAsNobody();
+  EXPECT_EQ(run.status, notLoaded);
+  EXPECT_THAT(run.errors, HasSubstr("rolled back"));
+  writeFile(ownFile, "5\n");
+  run = checkAsNobody();
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(run.errors,
+            "zemo-selfcheck: serials are compared, but not remembered: only root and the owner of "
+            "'/var/lib/zemo-selfcheck' write there\n");
+  remove(ownFile);
+  remove(stateDir);
+  run = checkAsNobody();
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(run.errors,
+            "zemo-selfcheck: it is not known whether the manifests are the newest: cannot open "
+            "the directory '/var/lib/zemo-selfcheck': No such file or directory\n");
+  makeDirectory(stateDir);
 }
