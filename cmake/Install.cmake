@@ -25,7 +25,8 @@ if(ZEMO_TOOLS)
   set(ZEMO_SYSTEMD_UNIT_DIR lib/systemd/system CACHE STRING "Where systemd's units go, below the prefix")
   set(ZEMO_SYSUSERS_DIR lib/sysusers.d CACHE STRING "Where systemd-sysusers' files go, below the prefix")
   set(examples_dir ${CMAKE_INSTALL_DATADIR}/doc/zemoselfcheck/examples)
-  foreach(file systemd/zemo-selfcheck.service systemd/examples/metrics.conf apparmor/zemo-selfcheck)
+  foreach(file systemd/zemo-selfcheck.service systemd/examples/manifest.conf systemd/examples/metrics.conf
+      apparmor/zemo-selfcheck)
     configure_file(deploy/${file}.in ${PROJECT_BINARY_DIR}/deploy/${file} @ONLY)
   endforeach()
   install(FILES ${PROJECT_BINARY_DIR}/deploy/systemd/zemo-selfcheck.service
@@ -36,7 +37,8 @@ if(ZEMO_TOOLS)
   install(FILES ${PROJECT_BINARY_DIR}/deploy/apparmor/zemo-selfcheck
     DESTINATION ${CMAKE_INSTALL_SYSCONFDIR}/apparmor.d COMPONENT services)
   install(FILES deploy/systemd/examples/zemo-selfcheck-failure@.service
-    deploy/systemd/examples/failure.conf ${PROJECT_BINARY_DIR}/deploy/systemd/examples/metrics.conf
+    deploy/systemd/examples/failure.conf ${PROJECT_BINARY_DIR}/deploy/systemd/examples/manifest.conf
+    ${PROJECT_BINARY_DIR}/deploy/systemd/examples/metrics.conf
     DESTINATION ${examples_dir} COMPONENT services)
   install(FILES deploy/prometheus/zemo-selfcheck.rules.yml
     DESTINATION ${CMAKE_INSTALL_DATADIR}/zemoselfcheck/prometheus COMPONENT services)

@@ -1,6 +1,6 @@
 #!/bin/bash
 # The program works with the rights that the service grants: as an ordinary user with the unit's capabilities, without
-# write access, without sockets, and allowed to execute only the unit's paths. (The test does not need a running
+# write access but to its state, without sockets, and allowed to execute only the unit's paths. (The test does not need a running
 # systemd.)
 #
 #   scripts/private-root sandbox_test.sh BUILD_DIRECTORY
@@ -62,10 +62,11 @@ sandboxed() {
       executed[count]=$1
     done
     shift
+    mount --bind /var/lib/zemo-selfcheck /var/lib/zemo-selfcheck
     mapfile -t mounts < <(awk "{ print \$5 }" /proc/self/mountinfo)
     for mount in "${mounts[@]}"; do
       mount=$(printf %b "$mount")
-      case $mount in /dev | /dev/* | /proc | /proc/* | /sys | /sys/*) continue ;; esac
+      case $mount in /dev | /dev/* | /proc | /proc/* | /sys | /sys/* | /var/lib/zemo-selfcheck) continue ;; esac
       execution=noexec
       for path in "${executed[@]}"; do
         [ "$path" != "$mount" ] || execution=exec
@@ -79,6 +80,9 @@ sandboxed() {
 
 # expect STATUS CAPABILITY TEXT: runs the unit's command, which must end with STATUS and print TEXT.
 read -ra arguments < <(service_arguments "$build")
+grep -qx 'StateDirectory=zemo-selfcheck' "$unit"
+chown nobody /var/lib/zemo-selfcheck # as systemd does
+chmod 700 /var/lib/zemo-selfcheck
 expect() {
   local status=0
   sandboxed "$2" zemo-selfcheck "${arguments[@]}" >"$work/out" 2>&1 || status=$?
@@ -114,6 +118,17 @@ fi
 
 echo "== intact"
 expect 0 "$capability" '"checked":5,"changed":0,"missing":0,"stray":0,"unchecked":0,'
+
+echo "== with a manifest"
+example=$build/deploy/systemd/examples/manifest.conf
+mapfile -t required < <(sed -n 's/^ExecStart="[^"]*" //p' "$example" | xargs -n 1)
+zemo-selfcheck sign --manifest /usr/zemo/selfcheck/wam.full.manifest /usr/zemo/selfcheck/wam.full.base.list \
+  --key maker@example.org --serial 7 >"$work/out"
+gpgconf --kill all
+[ "${required[*]}" = "${arguments[*]} --require manifest" ] || fail "the example runs another check: ${required[*]}"
+arguments=("${required[@]}")
+expect 0 "$capability" '"state":"fits","serial":7,'
+[ "$(cat /var/lib/zemo-selfcheck/wam.full.serial)" = 7 ] || fail "the number is not remembered"
 
 echo "== changed"
 echo changed >"$work/tree/secret"

@@ -47,10 +47,10 @@ systemd-analyze security --offline=true --root="$root" --threshold=13 zemo-selfc
   >"$tmp/out" || fail "$(cat "$tmp/out")"
 tail -n 1 "$tmp/out"
 
-echo "== signals, dumps and memory"
+echo "== signals, dumps, memory and state"
 # Only the program receives SIGTERM, because it would take GnuPG's death for a bad signature. The limit is the
-# documented one.
-for setting in KillMode=mixed LimitCORE=0 MemoryMax=2G; do
+# documented one. The directory is the one that the program uses.
+for setting in KillMode=mixed LimitCORE=0 MemoryMax=2G StateDirectory=zemo-selfcheck StateDirectoryMode=0700; do
   grep -qx "$setting" "$units/zemo-selfcheck.service" || fail "the service has no $setting"
 done
 

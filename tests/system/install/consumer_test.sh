@@ -77,7 +77,7 @@ expect tools "check.schema.json zemo-selfcheck zemo-selfcheck zemo-selfcheck-che
 zemo-selfcheck-doctor.1 zemo-selfcheck-files.1 zemo-selfcheck-init-home.1 zemo-selfcheck-list.5 \
 zemo-selfcheck-make.1 zemo-selfcheck-merge.1 zemo-selfcheck-remove-key.1 zemo-selfcheck-show.1 zemo-selfcheck-sign.1 \
 zemo-selfcheck-verify.1 zemo-selfcheck.1 "
-expect services "failure.conf metrics.conf zemo-selfcheck zemo-selfcheck-failure@.service zemo-selfcheck.conf \
+expect services "failure.conf manifest.conf metrics.conf zemo-selfcheck zemo-selfcheck-failure@.service zemo-selfcheck.conf \
 zemo-selfcheck.json zemo-selfcheck.rules.yml zemo-selfcheck.service zemo-selfcheck.timer "
 
 echo "== the installed program"

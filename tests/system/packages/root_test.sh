@@ -190,6 +190,8 @@ same all_lists "$root/tmp/lists" "the removal changed lists or keys"
 
 say "Purging"
 touch "$root$metrics"
+mkdir -m 700 "$root/var/lib/zemo-selfcheck" # as check --require manifest does
+touch "$root/var/lib/zemo-selfcheck/wam.full.serial"
 quietly inside dpkg --purge "${names[@]}"
 [ "$(tail -n 2 "$root/tmp/apparmor")" = $'--remove\nprofile zemo-selfcheck {}' ] || fail "the profile is not unloaded"
 same all_files "$root/tmp/files" "files were left or changed"
