@@ -7,11 +7,10 @@
 #include <vector>
 
 #include "commands.h"
-#include "diff/report.h"
 #include "diff/side.h"
 #include "io/exit_status.h"
+#include "sets/differences.h"
 #include "sets/sets.h"
-#include "text/entry_json.h"
 
 namespace tool {
 namespace {
@@ -39,54 +38,6 @@ struct Options {
   bool noVerify = false;
   std::string format = "text";
 };
-
-bool isSame(const Statement& before, const Statement& after) {
-  if (before.removal)
-    return true;  // the other columns of such a line do not count
-  for (const Column& column : columns) {
-    if ((*before.entry).*column.text != (*after.entry).*column.text)
-      return false;
-  }
-  return true;
-}
-
-void compareStatements(const std::string& path, const Statement& before, const Statement& after,
-                       DiffReport& report, Counts& counts) {
-  if (before.removal != after.removal) {
-    report.removed(path, before);
-    report.added(path, after);
-    ++counts.removed;
-    ++counts.added;
-  } else if (isSame(before, after)) {
-    ++counts.same;
-  } else {
-    report.changed(path, before, after);
-    ++counts.changed;
-  }
-}
-
-Counts compareSides(const Side& before, const Side& after, DiffReport& report) {
-  Counts counts;
-  auto old = before.statements.begin();
-  auto now = after.statements.begin();
-  while (old != before.statements.end() || now != after.statements.end()) {
-    if (now == after.statements.end() ||
-        (old != before.statements.end() && old->first < now->first)) {
-      report.removed(old->first, old->second);
-      ++counts.removed;
-      ++old;
-    } else if (old == before.statements.end() || now->first < old->first) {
-      report.added(now->first, now->second);
-      ++counts.added;
-      ++now;
-    } else {
-      compareStatements(old->first, old->second, now->second, report, counts);
-      ++old;
-      ++now;
-    }
-  }
-  return counts;
-}
 
 void requireName(const std::string& name, bool inRoot) {
   if (!namesPath(name))

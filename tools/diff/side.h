@@ -3,30 +3,12 @@
 #ifndef ZEMO_TOOLS_DIFF_SIDE_H
 #define ZEMO_TOOLS_DIFF_SIDE_H
 
-#include <zemo/selfcheck.h>
-
-#include <boost/shared_ptr.hpp>
-#include <map>
-#include <optional>
 #include <string>
 
 #include "root/other_root.h"
+#include "sets/differences.h"
 
 namespace tool {
-
-// The last statement of a list about a path. A removal line removes the path's earlier entries; its
-// other columns have no meaning.
-struct Statement {
-  bool removal = false;
-  boost::shared_ptr<ZEMO::SELF_CHECK::ProtectedFile> entry;
-};
-
-struct Side {
-  std::string name;                             // as given
-  std::string root;                             // of the set; empty: on this machine
-  std::optional<std::string> label;             // line 2, for a list
-  std::map<std::string, Statement> statements;  // by path
-};
 
 // True if `name` is a path of a list or of a directory of lists, not a set: it contains a slash or
 // ends in ".list".

@@ -1,4 +1,4 @@
-#include "diff/report.h"
+#include "sets/differences.h"
 
 #include "io/descriptors.h"
 #include "io/exit_status.h"
@@ -36,6 +36,31 @@ void writeOneSided(const char* record, const std::string& path, const Statement&
   else
     putColumns(json, *statement.entry);
   writeLine(recordLine(json));
+}
+
+bool isSame(const Statement& before, const Statement& after) {
+  if (before.removal)
+    return true;  // the other columns of such a line do not count
+  for (const Column& column : columns) {
+    if ((*before.entry).*column.text != (*after.entry).*column.text)
+      return false;
+  }
+  return true;
+}
+
+void compareStatements(const std::string& path, const Statement& before, const Statement& after,
+                       DiffReport& report, Counts& counts) {
+  if (before.removal != after.removal) {
+    report.removed(path, before);
+    report.added(path, after);
+    ++counts.removed;
+    ++counts.added;
+  } else if (isSame(before, after)) {
+    ++counts.same;
+  } else {
+    report.changed(path, before, after);
+    ++counts.changed;
+  }
 }
 
 }  // namespace
@@ -108,6 +133,29 @@ void JsonReport::summary(const Side& before, const Side& after, const Counts& co
   record["same"] = counts.same;
   record["labelsDiffer"] = labelsDiffer(before, after);
   writeLine(recordLine(record));
+}
+
+Counts compareSides(const Side& before, const Side& after, DiffReport& report) {
+  Counts counts;
+  auto old = before.statements.begin();
+  auto now = after.statements.begin();
+  while (old != before.statements.end() || now != after.statements.end()) {
+    if (now == after.statements.end() ||
+        (old != before.statements.end() && old->first < now->first)) {
+      report.removed(old->first, old->second);
+      ++counts.removed;
+      ++old;
+    } else if (old == before.statements.end() || now->first < old->first) {
+      report.added(now->first, now->second);
+      ++counts.added;
+      ++now;
+    } else {
+      compareStatements(old->first, old->second, now->second, report, counts);
+      ++old;
+      ++now;
+    }
+  }
+  return counts;
 }
 
 }  // namespace tool

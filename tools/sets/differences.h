@@ -1,13 +1,30 @@
-// Reports of differences.
+// The differences between two lists or sets, path by path, and reports of them.
 
-#ifndef ZEMO_TOOLS_DIFF_REPORT_H
-#define ZEMO_TOOLS_DIFF_REPORT_H
+#ifndef ZEMO_TOOLS_SETS_DIFFERENCES_H
+#define ZEMO_TOOLS_SETS_DIFFERENCES_H
 
+#include <zemo/selfcheck.h>
+
+#include <boost/shared_ptr.hpp>
+#include <map>
+#include <optional>
 #include <string>
 
-#include "diff/side.h"
-
 namespace tool {
+
+// The last statement of a list about a path. A removal line removes the path's earlier entries; its
+// other columns have no meaning.
+struct Statement {
+  bool removal = false;
+  boost::shared_ptr<ZEMO::SELF_CHECK::ProtectedFile> entry;
+};
+
+struct Side {
+  std::string name;                             // as given
+  std::string root;                             // of the set; empty: on this machine
+  std::optional<std::string> label;             // line 2, for a list
+  std::map<std::string, Statement> statements;  // by path
+};
 
 struct Counts {
   std::size_t added = 0;
@@ -49,6 +66,9 @@ class JsonReport : public DiffReport {
   void changed(const std::string& path, const Statement& before, const Statement& after) override;
   void summary(const Side& before, const Side& after, const Counts& counts) override;
 };
+
+// Reports every difference, in byte order of paths.
+Counts compareSides(const Side& before, const Side& after, DiffReport& report);
 
 }  // namespace tool
 
