@@ -16,7 +16,7 @@ if(ZEMO_TOOLS)
   install(TARGETS zemo-selfcheck DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
   install(FILES completion/zemo-selfcheck
     DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tools)
-  install(FILES tools/share/check.schema.json
+  install(FILES tools/share/check.schema.json tools/share/install.schema.json
     DESTINATION ${CMAKE_INSTALL_DATADIR}/zemoselfcheck COMPONENT tools)
 endif()
 

@@ -17,6 +17,8 @@ void addDoctor(Commands& program);
 void addMake(Commands& program);
 void addMerge(Commands& program);
 void addSign(Commands& program);
+void addInstall(Commands& program);
+void addRetire(Commands& program);
 void addInitHome(Commands& program);
 void addRemoveKey(Commands& program);
 

@@ -70,6 +70,8 @@ Commands allCommands() {
   addMake(commands);
   addMerge(commands);
   addSign(commands);
+  addInstall(commands);
+  addRetire(commands);
   addInitHome(commands);
   addRemoveKey(commands);
   return commands;

@@ -72,6 +72,13 @@ DirectoryLock::DirectoryLock(Directory directory, std::chrono::milliseconds pati
     told = told || waited >= silence;
     std::this_thread::sleep_for(pause);
   }
+  // The holder may have put another directory in this one's place.
+  struct stat opened = {};
+  struct stat named = {};
+  if (fstat(_directory.get(), &opened) != 0 || stat(_directory.path().c_str(), &named) != 0 ||
+      opened.st_dev != named.st_dev || opened.st_ino != named.st_ino)
+    throw Failure(STATUS_NOT_LOADED, "another run has replaced " + inQuotes(_directory.path()) +
+                                         " meanwhile; nothing was done: try again");
 }
 
 }  // namespace tool

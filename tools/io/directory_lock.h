@@ -19,7 +19,8 @@ namespace tool {
 class DirectoryLock {
  public:
   // Prints a message after waiting for a second. Throws Failure(STATUS_NOT_LOADED) if the file
-  // cannot be made, or the lock is not free after `patience`.
+  // cannot be made, if the lock is not free after `patience`, or if the directory's path leads
+  // elsewhere by then.
   explicit DirectoryLock(Directory directory,
                          std::chrono::milliseconds patience = std::chrono::minutes(1));
 

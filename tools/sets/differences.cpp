@@ -65,6 +65,12 @@ void compareStatements(const std::string& path, const Statement& before, const S
 
 }  // namespace
 
+void DiffReport::added(const std::string& /*path*/, const Statement& /*statement*/) {}
+void DiffReport::removed(const std::string& /*path*/, const Statement& /*statement*/) {}
+void DiffReport::changed(const std::string& /*path*/, const Statement& /*before*/,
+                         const Statement& /*after*/) {}
+void DiffReport::summary(const Side& /*before*/, const Side& /*after*/, const Counts& /*counts*/) {}
+
 void TextReport::added(const std::string& path, const Statement& statement) {
   writeLine("+ " + lineOf(path, statement));
 }

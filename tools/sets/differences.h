@@ -33,8 +33,9 @@ struct Counts {
   std::size_t same = 0;
 };
 
-// Writes the differences to standard output, path by path. Each function is called for `path`; an
-// entry that became a removal line, or the reverse, is reported as removed and added.
+// Writes the differences to standard output, path by path; this class writes nothing. Each function
+// is called for `path`; an entry that became a removal line, or the reverse, is reported as removed
+// and added.
 class DiffReport {
  public:
   DiffReport() = default;
@@ -42,12 +43,11 @@ class DiffReport {
   DiffReport(const DiffReport&) = delete;
   DiffReport& operator=(const DiffReport&) = delete;
 
-  virtual void added(const std::string& path, const Statement& statement) = 0;
-  virtual void removed(const std::string& path, const Statement& statement) = 0;
+  virtual void added(const std::string& path, const Statement& statement);
+  virtual void removed(const std::string& path, const Statement& statement);
   // Two entries that differ in at least one column.
-  virtual void changed(const std::string& path, const Statement& before,
-                       const Statement& after) = 0;
-  virtual void summary(const Side& before, const Side& after, const Counts& counts) = 0;
+  virtual void changed(const std::string& path, const Statement& before, const Statement& after);
+  virtual void summary(const Side& before, const Side& after, const Counts& counts);
 };
 
 // For people; every name is escaped.

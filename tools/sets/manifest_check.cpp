@@ -31,18 +31,6 @@ std::string contentOf(const std::string& path) {
   return RegularFile::following(path).content(longestManifest + 1);
 }
 
-std::string whyNotVerified(const SignatureCheck& check) {
-  if (!check.reason.empty())
-    return check.reason;
-  for (const Signature& signature : check.signatures) {
-    if (signature.verdict == Signature::Verdict::Bad)
-      return "the manifest is not the one that was signed";
-    if (!isGood(signature))
-      return escaped(signatureText(signature));
-  }
-  return "its signature is not good";
-}
-
 // The comparison of the lists in a directory with a manifest.
 class Comparison {
  public:
@@ -128,7 +116,7 @@ void judge(ManifestCheck& check, const std::string& set, const std::string& mode
     content = contentOf(check.path);
     check.signature = checkSignature(check.path);
     if (!check.signature.verified) {
-      check.reason = whyNotVerified(check.signature);
+      check.reason = whyNotVerified(check.signature, "the manifest");
       return;
     }
     // GnuPG has read the file on its own.
@@ -142,11 +130,28 @@ void judge(ManifestCheck& check, const std::string& set, const std::string& mode
     check.reason = failure.what();
     return;
   }
-  check.differences = Comparison(*check.manifest, listsOf(set, mode)).differences();
+  check.differences = differencesFrom(*check.manifest, listsOf(set, mode));
   check.state = check.differences.empty() ? State::FITS : State::DIFFERS;
 }
 
 }  // namespace
+
+std::vector<ManifestDifference> differencesFrom(const Manifest& manifest,
+                                                const std::vector<std::string>& paths) {
+  return Comparison(manifest, paths).differences();
+}
+
+std::string whyNotVerified(const SignatureCheck& check, const std::string& what) {
+  if (!check.reason.empty())
+    return check.reason;
+  for (const Signature& signature : check.signatures) {
+    if (signature.verdict == Signature::Verdict::Bad)
+      return what + " is not the one that was signed";
+    if (!isGood(signature))
+      return escaped(signatureText(signature));
+  }
+  return "its signature is not good";
+}
 
 ManifestCheck checkManifest(const std::string& set, const std::string& mode) {
   ManifestCheck check;

@@ -48,6 +48,13 @@ struct ManifestCheck {
 // are read as the manifest states.
 ManifestCheck checkManifest(const std::string& set, const std::string& mode);
 
+// How the lists at `paths`, in the order in which they are read, differ from the manifest.
+std::vector<ManifestDifference> differencesFrom(const Manifest& manifest,
+                                                const std::vector<std::string>& paths);
+
+// Why the signature of `what` does not verify.
+std::string whyNotVerified(const SignatureCheck& check, const std::string& what);
+
 // Makes a manifest that fits, but has a lower serial than `least`, one that was rolled back.
 void requireSerial(ManifestCheck& check, uint64_t least);
 

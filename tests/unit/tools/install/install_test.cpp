@@ -1,0 +1,304 @@
+// zemo-selfcheck install
+
+#include <gmock/gmock.h>
+
+#include "fixture.h"
+
+namespace {
+
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+const std::string done = "done: set 'wam', mode 'full', has ";
+
+}  // namespace
+
+TEST_F(InstallTest, AListIsReplacedAndTheRestStays) {
+  installDemo();
+  writeFile(home("packages/demo/other"), "x");
+  writeFile(home("notes"), "mine", 0600);
+  addList("wam.part.base.list", sized("/p") + "\n");
+  struct stat const before = statusOf(listDir);
+  std::string const made = sent("new", {{"base", "/b"}});
+  ProgramRun const run = install({made});
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(run.errors, "");
+  EXPECT_EQ(run.output,
+            "- /a\t1\t-\tf\t-\t-\t-\n+ /b\t1\t-\tf\t-\t-\t-\nlist 'wam.full.base.list': changed\n"
+            "1 added, 1 removed, 0 changed, 0 unchanged\n" +
+                done + "1 list\n");
+  EXPECT_EQ(readFile(home("wam.full.base.list")), readFile(made + "/wam.full.base.list"));
+  EXPECT_EQ(readFile(home("notes")), "mine");
+  EXPECT_EQ(statusOf(home("notes")).st_mode & 07777U, 0600U);
+  EXPECT_EQ(statusOf(home("notes")).st_nlink, 1U);
+  EXPECT_EQ(readFile(home("packages/demo/other")), "x");
+  EXPECT_EQ(names(),
+            ".previous notes wam.full.base.list wam.full.base.list.asc wam.part.base.list "
+            "wam.part.base.list.asc ");
+  EXPECT_EQ(namesAbove(), "selfcheck ");
+  struct stat const after = statusOf(listDir);
+  EXPECT_NE(before.st_ino, after.st_ino) << "the directory was exchanged";
+  EXPECT_EQ(before.st_mode, after.st_mode);
+  EXPECT_EQ(before.st_uid, after.st_uid);
+  EXPECT_EQ(tool({"check", "--mode", "part"}).status, missing);
+}
+
+TEST_F(InstallTest, OnlyVerifiedBytesReachTheDirectory) {
+  std::string const made = sent("new", {{"base", "/b"}});
+  std::string const before = readFile(home("wam.full.base.list"));
+  appendToFile(made + "/wam.full.base.list", sized("/evil") + "\n");
+  ProgramRun run = install({made});
+  EXPECT_EQ(run.status, notLoaded);
+  EXPECT_THAT(run.errors,
+              HasSubstr("'wam.full.base.list' does not verify: it is not the one that was "
+                        "signed; nothing was installed\n"));
+  remove(made + "/wam.full.base.list.asc");
+  run = install({made});
+  EXPECT_EQ(run.status, notLoaded);
+  EXPECT_THAT(run.errors, HasSubstr("'wam.full.base.list' has no signature; nothing was"));
+  EXPECT_EQ(readFile(home("wam.full.base.list")), before);
+  EXPECT_EQ(names(), "wam.full.base.list wam.full.base.list.asc ");
+}
+
+TEST_F(InstallTest, ForeignFilesAreRefused) {
+  std::string const made = sent("new", {{"base", "/b"}});
+  std::string const other = sentOf("demo", "other", {{"base", "/b"}});
+  EXPECT_EQ(install({made, other}).status, usage);
+  runShell("cd " + made + " && mv wam.full.base.list wam.full.more.list && " +
+           "mv wam.full.base.list.asc wam.full.more.list.asc");
+  ProgramRun run = install({made});
+  EXPECT_EQ(run.status, notLoaded);
+  EXPECT_THAT(run.errors, HasSubstr("'wam.full.more.list' says in line 2 that it is another list"));
+  remove(made + "/wam.full.more.list");
+  EXPECT_EQ(install({made}).status, usage);
+  makeFifo(made + "/wam.full.more.list");
+  EXPECT_THAT(install({made}).errors, HasSubstr("it is not a regular file"));
+  remove(made + "/wam.full.more.list");
+  makeLink(home("wam.full.base.list"), made + "/wam.full.more.list");
+  EXPECT_THAT(install({made}).errors, HasSubstr("is a symbolic link"));
+  EXPECT_EQ(install({}).status, usage);
+  EXPECT_EQ(install({"/etc/passwd"}).status, usage);
+  EXPECT_EQ(install({files / "none"}).status, usage);
+  EXPECT_EQ(install({files / "none.full.a.list"}).status, notLoaded);
+  EXPECT_EQ(names(), "wam.full.base.list wam.full.base.list.asc ");
+}
+
+TEST_F(InstallTest, ANewListOverridesTheOthers) {
+  std::string const fix = sent("fix", {{"aaa", "/a"}}) + "/wam.full.aaa.list";
+  order("# mine\nwam.part.x.list\n");
+  ASSERT_EQ(install({fix}).status, 0) << "its signature is next to it";
+  EXPECT_EQ(readFile(home("listorder")),
+            "# mine\nwam.part.x.list\nwam.full.base.list\nwam.full.aaa.list\n");
+  ProgramRun const run = install({fix});
+  EXPECT_EQ(run.output,
+            "0 added, 0 removed, 0 changed, 1 unchanged\nnothing to do: set 'wam', "
+            "mode 'full', has 2 lists\n");
+}
+
+TEST_F(InstallTest, WithAManifestTheSetIsExactlyThat) {
+  std::string const made = sent("new", {{"local", "/c"}, {"new", "/b"}}, "7");
+  order("wam.full.base.list\n# end\n");
+  ProgramRun run = install({made});
+  EXPECT_EQ(run.status, 0) << run.errors;
+  EXPECT_THAT(run.output, HasSubstr("list 'wam.full.base.list': removed\n"));
+  EXPECT_THAT(run.output, HasSubstr(done + "2 lists and a manifest with the serial 7\n"));
+  EXPECT_EQ(readFile(home("listorder")), "wam.full.local.list\nwam.full.new.list\n# end\n");
+  EXPECT_EQ(names(),
+            ".previous listorder wam.full.local.list wam.full.local.list.asc wam.full.manifest "
+            "wam.full.manifest.asc wam.full.new.list wam.full.new.list.asc ");
+  EXPECT_EQ(tool({"check", "--require", "manifest"}).status, missing);
+
+  run = install({sent("plain", {{"local", "/c"}})});
+  EXPECT_EQ(run.status, notLoaded);
+  EXPECT_THAT(run.errors, HasSubstr("the installed set has a manifest, and none is given"));
+  std::string const older = sent("older", {{"local", "/c"}}, "6");
+  run = install({older});
+  EXPECT_EQ(run.status, notLoaded);
+  EXPECT_THAT(run.errors, HasSubstr("'wam.full.manifest' is older than the one that is installed: "
+                                    "serial 6, not 7; nothing was installed"));
+  EXPECT_EQ(install({older, "--accept-older"}).status, 0);
+  EXPECT_EQ(readFile(home("listorder")), "wam.full.local.list\n# end\n");
+}
+
+TEST_F(InstallTest, ASetThatTheManifestDoesNotDescribe) {
+  std::string const made = sent("new", {{"local", "/c"}, {"new", "/b"}}, "7");
+  std::string const more = sent("more", {{"extra", "/x"}});
+  EXPECT_THAT(install({made, more}).errors,
+              HasSubstr("list 'wam.full.extra.list' is not in the manifest\n"));
+  runShell("cp " + sent("changed", {{"new", "/other"}}) + "/* " + made);
+  EXPECT_THAT(install({made}).errors, HasSubstr("has other content than the manifest states\n"));
+  runShell("rm " + made + "/wam.full.new.list*");
+  ProgramRun const run = install({made});
+  EXPECT_EQ(run.status, notLoaded);
+  EXPECT_THAT(run.errors, HasSubstr("list 'wam.full.new.list' is missing\n"));
+  EXPECT_THAT(run.errors,
+              HasSubstr("'wam.full.manifest' describes another set; nothing was installed\n"));
+  EXPECT_EQ(names(), "wam.full.base.list wam.full.base.list.asc ");
+}
+
+TEST_F(InstallTest, AnOlderListWithoutAManifest) {
+  ASSERT_EQ(install({sent("new", {{"base", "/b"}}, "", "3")}).status, 0);
+  std::string const older = sent("older", {{"base", "/c"}}, "", "2");
+  EXPECT_THAT(install({older}).errors, HasSubstr("'wam.full.base.list' is older than"));
+  EXPECT_EQ(install({older, "--accept-older"}).status, 0);
+}
+
+TEST_F(InstallTest, ADryRunWritesNothing) {
+  ProgramRun const run = install({sent("new", {{"base", "/b"}}), "--dry-run"});
+  EXPECT_EQ(run.status, 0);
+  EXPECT_THAT(run.output, HasSubstr("list 'wam.full.base.list': changed\n"));
+  EXPECT_THAT(run.output, HasSubstr("dry run: nothing was changed\n"));
+  EXPECT_EQ(names(), "wam.full.base.list wam.full.base.list.asc ");
+}
+
+TEST_F(InstallTest, TheKeyRingOfThisMachineDecides) {
+  std::string const made = sent("new", {{"base", "/b"}});
+  std::string const image = files / "image";
+  makeDirectory(image + "/usr/zemo");
+  EXPECT_EQ(install({made, "--root", image}).status, 0) << "the image needs no key ring";
+  EXPECT_EQ(names(image + "/usr/zemo/selfcheck"), "wam.full.base.list wam.full.base.list.asc ");
+  EXPECT_EQ(statusOf(image + "/usr/zemo/selfcheck").st_mode & 07777U, 0755U);
+  writeFile(image + "/usr/zemo/selfcheck/pubring.kbx", readFile(home("pubring.kbx")));
+  remove(home("pubring.kbx"));
+  ProgramRun const run = install({made, "--root", image});
+  EXPECT_EQ(run.status, notLoaded);
+  EXPECT_THAT(run.errors, HasSubstr("there is no key ring in '/usr/zemo/selfcheck'"));
+}
+
+TEST_F(InstallTest, NothingIsWrittenThroughLinks) {
+  std::string const made = sent("new", {{"base", "/b"}});
+  std::string const image = files / "image";
+  makeDirectory(image + "/usr");
+  makeDirectory(files / "elsewhere/selfcheck");
+  makeLink(files / "elsewhere", image + "/usr/zemo");
+  ProgramRun run = install({made, "--root", image});
+  EXPECT_EQ(run.status, notLoaded);
+  EXPECT_THAT(run.errors, HasSubstr("is reached through a symbolic link"));
+  remove(image + "/usr/zemo");
+  makeDirectory(image + "/usr/zemo/selfcheck");
+  makeLink(files / "elsewhere", image + "/usr/zemo/selfcheck/packages");
+  std::string const demo = sentOf("demo", "demo", {{"base", "/b"}});
+  EXPECT_THAT(install({demo, "--root", image}).errors, HasSubstr("through a symbolic link"));
+  makeLink(files / "elsewhere/list", image + "/usr/zemo/selfcheck/wam.full.base.list");
+  EXPECT_EQ(install({made, "--root", image}).status, 0);
+  EXPECT_TRUE(S_ISREG(statusOf(image + "/usr/zemo/selfcheck/wam.full.base.list").st_mode));
+  makeLink(files / "elsewhere/order", image + "/usr/zemo/selfcheck/listorder");
+  EXPECT_EQ(install({made, "--root", image}).status, notLoaded);
+  EXPECT_EQ(names(files / "elsewhere"), "selfcheck ");
+  EXPECT_EQ(names(files / "elsewhere/selfcheck"), "");
+  changeMode(image + "/usr/zemo", 0777);
+  EXPECT_THAT(install({made, "--root", image}).errors, HasSubstr("is not safe to use"));
+  EXPECT_EQ(install({made, "--root", image, "--lists", image}).status, usage);
+}
+
+TEST_F(InstallTest, ThePackagesSet) {
+  std::string const first = sentOf("demo", "one", {{"base", "/b"}});
+  ASSERT_EQ(install({first}).status, 0);
+  std::string const demo = home("packages/demo");
+  EXPECT_EQ(names(demo), "demo.full.base.list demo.full.base.list.asc ");
+  EXPECT_EQ(statusOf(demo).st_mode & 07777U, 0755U);
+  ASSERT_EQ(install({sentOf("demo", "two", {{"base", "/c"}})}).status, 0);
+  EXPECT_EQ(names(demo), ".previous demo.full.base.list demo.full.base.list.asc ");
+  EXPECT_EQ(install({"--back", "--package", "demo"}).status, 0);
+  EXPECT_EQ(readFile(demo + "/demo.full.base.list"), readFile(first + "/demo.full.base.list"));
+  EXPECT_EQ(names(home("packages")), "demo ");
+}
+
+TEST_F(InstallTest, BackToThePreviousSet) {
+  std::string const before = readFile(home("wam.full.base.list"));
+  EXPECT_THAT(install({"--back"}).errors, HasSubstr("there is no previous set in"));
+  std::string const made = sent("new", {{"local", "/c"}, {"new", "/b"}}, "7");
+  ASSERT_EQ(install({made}).status, 0);
+  ProgramRun run = doctor();
+  EXPECT_EQ(run.status, 0) << run.output;
+  run = install({"--back"});
+  EXPECT_EQ(run.status, 0) << run.errors;
+  EXPECT_EQ(readFile(home("wam.full.base.list")), before);
+  EXPECT_THAT(names(), Not(HasSubstr("manifest")));
+  ASSERT_EQ(install({"--back"}).status, 0) << "and forth";
+  EXPECT_EQ(readFile(home("listorder")), "wam.full.local.list\nwam.full.new.list\n");
+  EXPECT_EQ(tool({"check", "--require", "manifest"}).status, missing);
+
+  appendToFile(home(".previous/wam.full/wam.full.base.list"), sized("/evil") + "\n");
+  run = install({"--back"});
+  EXPECT_EQ(run.status, notLoaded);
+  EXPECT_THAT(run.errors, HasSubstr("does not verify"));
+  EXPECT_EQ(install({"--back", made}).status, usage);
+  EXPECT_EQ(install({made, "--mode", "full"}).status, usage);
+}
+
+TEST_F(InstallTest, TheKeyRingDoesNotComeBack) {
+  ASSERT_EQ(install({sent("new", {{"base", "/b"}})}).status, 0);
+  SigningKey const other;
+  TemporaryDirectory const scratch;
+  changeMode(scratch.path(), 0700);
+  other.trustedBy(scratch.path());
+  writeFile(home("pubring.kbx"), readFile(scratch / "pubring.kbx"));
+  ProgramRun const run = install({"--back"});
+  EXPECT_EQ(run.status, notLoaded);
+  EXPECT_THAT(run.errors, HasSubstr("does not verify"));
+  EXPECT_EQ(readFile(home("pubring.kbx")), readFile(scratch / "pubring.kbx"));
+}
+
+TEST_F(InstallTest, WhereTheDirectoryCannotBeExchanged) {
+  std::string const before = readFile(home("wam.full.base.list"));
+  struct stat const directory = statusOf(listDir);
+  std::string const made = sent("new", {{"local", "/c"}, {"new", "/b"}}, "7");
+  ProgramRun run = installByRenames({made});
+  EXPECT_EQ(run.status, 0) << run.errors;
+  EXPECT_THAT(run.errors, HasSubstr("warning: "));
+  EXPECT_THAT(run.errors, HasSubstr("; the files are replaced one after the other"));
+  EXPECT_EQ(directory.st_ino, statusOf(listDir).st_ino);
+  EXPECT_EQ(names(),
+            ".previous listorder wam.full.local.list wam.full.local.list.asc wam.full.manifest "
+            "wam.full.manifest.asc wam.full.new.list wam.full.new.list.asc ");
+  EXPECT_EQ(names(home(".previous")), "wam.full ");
+  EXPECT_EQ(tool({"check", "--require", "manifest"}).status, missing);
+  EXPECT_EQ(installByRenames({"--back"}).status, 0);
+  EXPECT_EQ(readFile(home("wam.full.base.list")), before);
+  EXPECT_EQ(namesAbove(), "selfcheck ");
+}
+
+TEST_F(InstallTest, LeftoversOfKilledRuns) {
+  makeDirectory("/usr/zemo/.selfcheck.new-AbCd12/packages");
+  makeLink(files.path(), "/usr/zemo/.selfcheck.new-AbCd12/link");
+  makeLink(files.path(), "/usr/zemo/.selfcheck.new-AbCd13");
+  std::string const made = sent("new", {{"base", "/b"}});
+  makeDirectory(home(".previous/.next"));
+  writeFile(home("wam.full.unfinished-install.list"), "");
+  EXPECT_EQ(tool({"check"}).status, notLoaded);
+  EXPECT_EQ(install({made}).status, 0);
+  EXPECT_EQ(namesAbove(), ".selfcheck.new-AbCd13 selfcheck ") << "a link is not ours";
+  EXPECT_EQ(tool({"check"}).status, missing);
+  EXPECT_EQ(names(), "wam.full.base.list wam.full.base.list.asc ");
+  EXPECT_EQ(readFile(made + "/wam.full.base.list"), readFile(home("wam.full.base.list")));
+  remove("/usr/zemo/.selfcheck.new-AbCd13");
+}
+
+TEST_F(InstallTest, JsonConformsToItsSchema) {
+  auto const rejected = [](const std::string& lines) {
+    ProgramRun const run =
+        runProgram({"/usr/bin/python3", ZEMO_VALIDATE_JSON, ZEMO_INSTALL_SCHEMA}, lines);
+    return run.output + run.errors;
+  };
+  addList("wam.full.fix.list", fixed("/dir") + "\n" + sized("/gone") + "\n");
+  std::string const made =
+      sent("new", {{"base", "/a"}, {"fix", "/dir"}, {"more", "/\xff\033"}}, "7");
+  ProgramRun run = install({made, "--format", "json"});
+  EXPECT_EQ(run.status, 0) << run.errors;
+  EXPECT_EQ(rejected(run.output), "");
+  std::vector<std::string> const lines = linesOf(run.output);
+  ASSERT_EQ(lines.size(), 8U) << run.output;
+  EXPECT_THAT(lines[0], HasSubstr(R"("record":"start","format":1,"program":"zemo-selfcheck")"));
+  EXPECT_THAT(lines[0], HasSubstr(R"("command":"install","set":"wam","mode":"full")"));
+  EXPECT_THAT(lines[3], HasSubstr(R"("record":"added")"));
+  EXPECT_THAT(lines[1], HasSubstr(R"("record":"changed","path":"/dir")"));
+  EXPECT_THAT(lines[2], HasSubstr(R"("record":"removed","path":"/gone")"));
+  EXPECT_EQ(lines[4], R"({"record":"list","name":"wam.full.base.list","change":"changed"})");
+  EXPECT_EQ(lines[7], R"({"record":"summary","added":1,"removed":1,"changed":1,"same":1,)"
+                      R"("serial":7,"way":"exchange"})");
+  run = install({"--back", "--dry-run", "--format", "json"});
+  EXPECT_EQ(rejected(run.output), "");
+  EXPECT_THAT(run.output, HasSubstr(R"("way":"none"})"));
+  EXPECT_EQ(rejected("{\"record\":\"summary\"}\n").substr(0, 3), "1: ");
+}

@@ -1,0 +1,48 @@
+// Putting the files of a set in the place of those that are there, as a whole.
+
+#ifndef ZEMO_TOOLS_SETS_REPLACEMENT_H
+#define ZEMO_TOOLS_SETS_REPLACEMENT_H
+
+#include <memory>
+#include <string>
+
+#include "io/directory_lock.h"
+#include "sets/set_content.h"
+
+namespace tool {
+
+// Keeps other runs from changing the sets in the same directories, or the key ring next to them.
+// Makes the directories above the set's if they do not exist. Removes what runs that were killed
+// have left. Throws Failure(STATUS_NOT_LOADED).
+class SetLock {
+ public:
+  explicit SetLock(const SetPlace& place);
+
+ private:
+  DirectoryLock _top;
+  std::unique_ptr<DirectoryLock> _own;  // of the set's directory, if that is another
+};
+
+// How a set was replaced.
+enum class Way {
+  EXCHANGE,  // in one step
+  RENAMES,   // file by file, while the set did not load
+};
+
+// Where the files that a set had before are kept.
+std::string previousDirectory(const SetPlace& place);
+
+// Puts `after` in the place of `before`, which is what is there, and keeps `before` in
+// previousDirectory(), unless it is unfinished or has no list. A SetLock must exist.
+//
+// At every moment, even if the process is killed or the power fails, the set is the old one, the
+// new one, or one that does not load, and then the next replacement completes it. Where the
+// directory can be exchanged as a whole, it is never one that does not load; otherwise a warning
+// says why not.
+//
+// Throws Failure(STATUS_NOT_LOADED), which says what is in place then.
+Way replaceSet(const SetPlace& place, const SetContent& before, const SetContent& after);
+
+}  // namespace tool
+
+#endif
