@@ -20,6 +20,7 @@
 #include "root/package.h"
 #include "run/interruption.h"
 #include "run/log_relay.h"
+#include "sets/set_content.h"
 #include "sets/sets.h"
 
 using namespace ZEMO::SELF_CHECK;
@@ -79,11 +80,44 @@ std::string unsearchableAbove(const std::string& path) {
 
 }  // namespace
 
+// The lists are found, verified and read one after the other. A set that is replaced meanwhile is
+// loaded again, so that lists of the old and the new set never count as one. The copies of another
+// root's lists do not change.
 void Walk::load() try {
+  constexpr int attempts = 20;
   if (!canNameSet(set)) {
     obstacle = "set " + inQuotes(set) + " has an invalid name";
     return;
   }
+  for (int left = attempts - 1;; --left) {
+    auto const version = [this] {
+      return options->root ? "" : versionOf(setDirectory(set), set, options->plan.mode);
+    };
+    std::string const before = version();
+    loadOnce();
+    if (version() == before)
+      return;
+    forget();
+    if (left == 0)
+      break;
+    say("the files of set " + inQuotes(set) + " changed while they were read; loading it again");
+  }
+  obstacle = "the files of set " + inQuotes(set) + " changed each time they were read";
+} catch (const std::bad_alloc&) {
+  say(outOfMemory);
+}
+
+// Everything that was loaded.
+void Walk::forget() {
+  list = FileList(options->root ? systemSet : set, options->plan.mode);
+  facts = {};
+  isEmpty = false;
+  obstacle.clear();
+  entries.clear();
+  outcomes.reset();
+}
+
+void Walk::loadOnce() {
   forgetPackage();
   // Sets of packages are small, and the library has to bind their placeholders.
   bool const part = set == systemSet && !options->under.empty() &&
@@ -122,8 +156,6 @@ void Walk::load() try {
   if (isEmpty)
     obstacle = "set " + inQuotes(set) + " has no entries";
   facts.loaded = true;
-} catch (const std::bad_alloc&) {
-  say(outOfMemory);
 }
 
 bool Walk::loadWhole() {
@@ -138,6 +170,10 @@ std::string Walk::whyNotLoaded() const {
   std::vector<std::string> const lists = listsOf(set, options->plan.mode);
   if (lists.empty())
     return whyNoLists(set, options->plan.mode);
+  std::string const blocker = blockerName(set, options->plan.mode);
+  if (std::any_of(lists.begin(), lists.end(),
+                  [&](const std::string& path) { return fileName(path) == blocker; }))
+    return what + ": an installation was interrupted; run the same command again to complete it";
   std::string const reason = tool::whyNotLoaded(lists, options->verify);
   if (!reason.empty())
     return what + ": " + reason;

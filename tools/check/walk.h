@@ -74,6 +74,8 @@ struct Walk {
   uint64_t bytesRead() const;
 
  private:
+  void loadOnce();
+  void forget();
   bool loadWhole();
   std::string whyNotLoaded() const;
   void measure(bool loads);
