@@ -10,6 +10,8 @@ from machine import LISTS, PACKAGE, read, write
 NEW = "wam.full.new.list"
 MANIFEST = "wam.full.manifest"
 SERIAL = "wam.full.serial"
+OLD = ("wam.full.base.list", "wam.full.old.list")
+BLOCKER = "wam.full.unfinished-install.list"
 
 
 class Case:
@@ -71,6 +73,18 @@ def accepts_others(machine, out):
     write(out + "/accepted", f"{machine.tree}/fixed/\n{machine.file}\tsize\n")
 
 
+def sent_and_old(machine, out):
+    """A set with its manifest, and another one in the directory where it is to be installed."""
+    for name in ("set", "sent"):
+        os.mkdir(f"{out}/{name}", 0o755)
+    for end in ("", ".asc"):
+        shutil.copy(machine.list + end, f"{out}/sent")
+        shutil.copy(f"{machine.directory}/manifest{end}", f"{out}/sent/{MANIFEST}{end}")
+        for name in ("base", "old"):
+            write(f"{out}/set/wam.full.{name}.list{end}", f"of the old set{end}")
+    write(f"{out}/set/other", "of somebody else")
+
+
 # Written output, or None.
 
 
@@ -103,6 +117,25 @@ def manifest_written(machine, out):
 def serial_written(machine, out):
     del machine
     return read(f"{out}/state/{SERIAL}")
+
+
+def set_written(machine, out):
+    """Which set is installed."""
+    del machine
+    names = set(os.listdir(out + "/set"))
+    if BLOCKER in names:
+        return "none that loads"
+    if read(out + "/set/other") != "of somebody else":
+        return "damaged"
+    new = set(os.listdir(out + "/sent"))
+    if new == names - {"other", ".previous"}:
+        same = all(read(f"{out}/set/{name}") == read(f"{out}/sent/{name}") for name in new)
+        return "new" if same else "half"
+    old = {name + end for name in OLD for end in ("", ".asc")}
+    unchanged = old == names - {"other", ".previous"} and all(
+        read(f"{out}/set/{name}").startswith("of the old set") for name in old
+    )
+    return "old" if unchanged else "half"
 
 
 def keys_written(machine, out):
@@ -225,6 +258,16 @@ def makes(machine):
             prepare=unlabelled_list,
             before=(NEW,),
             written=manifest_written,
+        ),
+        # Where a call fails that shows that the directory cannot be exchanged, file by file.
+        Case(
+            "install",
+            "intact",
+            ["install", "--lists", "OUT/set", "OUT/sent"],
+            prepare=sent_and_old,
+            before=("set/" + BLOCKER, *(f"set/{name}{end}" for name in OLD for end in ("", ".asc"))),
+            written=set_written,
+            unwritten=("old", "none that loads"),
         ),
         Case(
             "init-home",
