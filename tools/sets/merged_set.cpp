@@ -18,7 +18,8 @@ void verifyAll(const std::string& what, const FileList& files, const MergedSet& 
   for (const std::string& list : merged.lists) {
     std::string const waiting = irregularToVerify(list);
     if (!waiting.empty())
-      throw Failure(STATUS_NOT_LOADED, what + " cannot be verified: " + waiting);
+      throw Failure(STATUS_NOT_LOADED,
+                    std::string(what).append(" cannot be verified: ").append(waiting));
     if (!files.checkSign(list))
       throw Failure(STATUS_NOT_LOADED, "list " + inQuotes(list) + " does not verify");
   }
