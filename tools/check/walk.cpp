@@ -166,7 +166,7 @@ bool Walk::loadWhole() {
 
 // The library has logged what it met, but not in words for administrators.
 std::string Walk::whyNotLoaded() const {
-  std::string const what = "set " + inQuotes(set) + " could not be loaded";
+  std::string what = "set " + inQuotes(set) + " could not be loaded";
   std::vector<std::string> const lists = listsOf(set, options->plan.mode);
   if (lists.empty())
     return whyNoLists(set, options->plan.mode);

@@ -258,7 +258,7 @@ TEST_F(CheckFindingsTest, PackageOfAFailedLoadIsNamed) {
   EXPECT_EQ(lastLine(check({"gone"}).errors),
             "zemo-selfcheck: set 'gone' could not be loaded: package 'gone' is not installed; see "
             "zemo-selfcheck doctor");
-  // Its user is not known, which is no reason that the program finds out.
+  // The program does not look for the reason if the user of a package is not known.
   packageList("lost", {existing("/")});
   writeFile(std::string(packagesDir) + "/lost/user", "nobody-at-all\n");
   EXPECT_EQ(lastLine(check({"lost"}).errors),
