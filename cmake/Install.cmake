@@ -1,7 +1,7 @@
 # The installed files by component: runtime (the library), platform (the core and package libraries, to be omitted on
-# machines with the maker's), tools (zemo-selfcheck, its man pages and completion), services (the nightly check for
-# systemd, its AppArmor profile, alert rules, a dashboard), development (headers, unversioned library names, CMake
-# package, pkg-config, man page, sources of the examples).
+# machines with the maker's), tools (zemo-selfcheck, its man pages and completion, recipes for images), services (the
+# nightly check for systemd, its AppArmor profile, alert rules, a dashboard), development (headers, unversioned library
+# names, CMake package, pkg-config, man page, sources of the examples).
 
 include(CMakePackageConfigHelpers)
 
@@ -21,6 +21,8 @@ if(ZEMO_TOOLS)
 endif()
 
 if(ZEMO_TOOLS)
+  install(PROGRAMS examples/image-build/mkosi.finalize examples/image-build/sign-root
+    DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples/image-build COMPONENT tools)
   # These contain the program's full path, so they suit the prefix that the build was configured with.
   set(ZEMO_SYSTEMD_UNIT_DIR lib/systemd/system CACHE STRING "Where systemd's units go, below the prefix")
   set(ZEMO_SYSUSERS_DIR lib/sysusers.d CACHE STRING "Where systemd-sysusers' files go, below the prefix")
