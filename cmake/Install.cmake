@@ -16,8 +16,8 @@ if(ZEMO_TOOLS)
   install(TARGETS zemo-selfcheck DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
   install(FILES completion/zemo-selfcheck
     DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tools)
-  install(FILES tools/share/check.schema.json tools/share/install.schema.json
-    DESTINATION ${CMAKE_INSTALL_DATADIR}/zemoselfcheck COMPONENT tools)
+  install(DIRECTORY tools/share/ DESTINATION ${CMAKE_INSTALL_DATADIR}/zemoselfcheck COMPONENT tools
+    FILES_MATCHING PATTERN *.schema.json)
 endif()
 
 if(ZEMO_TOOLS)

@@ -57,6 +57,7 @@ struct Options {
   std::optional<std::string> root;
   std::optional<std::string> lists;
   bool verbose = false;
+  std::string format = "text";
 };
 
 // This machine's key ring; empty if it has another format.
@@ -72,17 +73,18 @@ class Doctor {
   explicit Doctor(const Options& options)
       : _options(options),
         _mode(options.mode),
-        _findings(options.verbose),
+        _findings(options.verbose, options.format == "json"),
         _ownership(std::make_unique<Ownership>(_findings)) {}
 
   int run() {
+    _findings.begin(_mode, _options.root, _options.lists);
     if (!_ownership->look(systemDirectory, Kind::DIRECTORY, STATUS_NOT_LOADED, makeHome)) {
-      summarize(0);
+      _findings.summarize(0);
       return _findings.status();
     }
     _home = checkHome(*_ownership, _findings);
     if (_options.root && !enterRoot()) {
-      summarize(0);
+      _findings.summarize(0);
       return _findings.status();
     }
     std::vector<std::string> sets = {systemSet};
@@ -90,7 +92,7 @@ class Doctor {
     for (const std::string& set : sets)
       examine(set);
     _findings.settle();
-    summarize(sets.size());
+    _findings.summarize(sets.size());
     return _findings.status();
   }
 
@@ -355,16 +357,6 @@ class Doctor {
     }
   }
 
-  void summarize(std::size_t sets) const {
-    std::size_t const problems = _findings.problemCount();
-    std::string const passed = counted(_findings.wellCount(), "check", "checks") + " of " +
-                               counted(sets, "set", "sets") + " passed";
-    if (problems == 0)
-      printf("all is well: %s\n", passed.c_str());
-    else
-      printf("%s; %s\n", counted(problems, "problem", "problems").c_str(), passed.c_str());
-  }
-
   const Options& _options;
   std::string _mode;
   Findings _findings;
@@ -392,6 +384,7 @@ void addDoctor(Commands& program) {
   takes.value("--lists", "DIR", options->lists,
               "With --root: use the lists in this directory instead");
   takes.flag("--verbose", options->verbose, "Also print what is well");
+  takes.choice("--format", {"text", "json"}, options->format, "Output format");
 }
 
 }  // namespace tool

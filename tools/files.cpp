@@ -18,6 +18,7 @@
 #include "io/names_input.h"
 #include "io/paths.h"
 #include "text/escape.h"
+#include "text/json.h"
 #include "text/strings.h"
 
 namespace tool {
@@ -35,6 +36,7 @@ struct Options {
   std::vector<std::string> paths;
   std::optional<std::string> from;
   bool nul = false;
+  std::string format = "text";
 };
 
 struct Flag {
@@ -63,13 +65,13 @@ uint32_t wordOf(const SELFCHECK_RESULT& result) {
   return word;
 }
 
-std::string namesOf(uint32_t word) {
-  std::string names;
+std::vector<std::string> namesOf(uint32_t word) {
+  std::vector<std::string> names;
   for (const Flag& flag : flags) {
     if ((word & flag.mask) != 0)
-      names += (names.empty() ? "" : ",") + std::string(flag.name);
+      names.emplace_back(flag.name);
   }
-  return names.empty() ? "intact" : names;
+  return names;
 }
 
 // A stray member is also not listed, which is not a second finding.
@@ -80,6 +82,28 @@ int statusOf(uint32_t word) {
       status |= flag.status;
   }
   return (status & STATUS_STRAY) != 0 ? status & ~STATUS_UNCHECKED : status;
+}
+
+void writeText(const std::string& path, uint32_t word, bool nul) {
+  std::string const names = joinedBy(",", namesOf(word));
+  printf("0x%03x %s ", word, names.empty() ? "intact" : names.c_str());
+  writeOut(nul ? path + '\0' : escaped(path) + "\n");
+}
+
+void writeRecord(const std::string& path, uint32_t word) {
+  Json record;
+  record["record"] = "file";
+  putText(record, "path", path);
+  record["flags"] = namesOf(word);
+  writeLine(recordLine(record));
+}
+
+void writeSummary(std::size_t files, int status) {
+  Json record;
+  record["record"] = "summary";
+  record["files"] = files;
+  record["status"] = status;
+  writeLine(recordLine(record));
 }
 
 using PathList = std::unique_ptr<VLIBSzList, void (*)(VLIBSzList*)>;
@@ -148,14 +172,19 @@ int runFiles(const Options& options) {
                   "cannot be read");
   hint(paths, results);
   int status = STATUS_INTACT;
+  bool const json = options.format == "json";
+  if (json)
+    writeLine(recordLine(startRecord()));
   for (std::size_t i = 0; i < paths.size(); ++i) {
     uint32_t const word = wordOf(results[i]);
     status |= statusOf(word);
-    std::string const& path = paths[i];
-    printf("0x%03x %s ", word, namesOf(word).c_str());
-    std::string const name = options.nul ? path : escaped(path);
-    writeOut(name + (options.nul ? '\0' : '\n'));
+    if (json)
+      writeRecord(paths[i], word);
+    else
+      writeText(paths[i], word, options.nul);
   }
+  if (json)
+    writeSummary(paths.size(), status);
   return status;
 }
 
@@ -169,7 +198,8 @@ void addFiles(Commands& program) {
   takes.value("--from", "FILE", options->from,
               "Read more paths from this file, or from standard input if it is -");
   takes.flag("-z,--null", options->nul,
-             "End names with a zero byte, on input and output, and do not escape them");
+             "End names with a zero byte, on input and in text output, and do not escape them");
+  takes.choice("--format", {"text", "json"}, options->format, "Output format");
 }
 
 }  // namespace tool

@@ -8,12 +8,9 @@
 
 #include "commands.h"
 #include "gnupg/fingerprint.h"
-#include "io/descriptors.h"
 #include "io/exit_status.h"
 #include "root/other_root.h"
 #include "sets/sets.h"
-#include "text/escape.h"
-#include "text/strings.h"
 #include "verify/judgement.h"
 #include "verify/report.h"
 
@@ -37,67 +34,51 @@ struct Options {
   std::vector<std::string> keys;
   std::optional<std::string> root;
   std::optional<std::string> lists;
+  std::string format = "text";
 };
 
-struct Counts {
-  std::size_t lists = 0;
-  std::size_t unusable = 0;
-  std::size_t rejected = 0;
-  std::size_t emptySets = 0;
-  std::size_t rejectedManifests = 0;
-};
-
-void verifySet(const std::string& set, const Options& options, const Demands& demands,
-               Counts& counts) {
-  std::vector<Judgement> const judgements = judgeLists(set, options.mode, demands);
-  std::string lists = counted(judgements.size(), "list", "lists");
-  if (judgements.empty()) {
-    std::string const reason = whyUnreadable(set);
-    lists = reason.empty() ? "no lists" : reason;
-  }
-  writeLine("set " + escaped(set) + ", mode " + escaped(options.mode) + ": " + lists);
+void verifySet(const std::string& set, const VerifyPlan& plan, VerifyReport& report,
+               VerifyCounts& counts) {
+  std::vector<Judgement> const judgements = judgeLists(set, plan.mode, plan.demands);
+  report.set(set, judgements.size(), judgements.empty() ? whyUnreadable(set) : "");
   if (judgements.empty())
     counts.emptySets += 1;
   for (const Judgement& judgement : judgements) {
-    writeOut(reportOn(judgement));
+    report.list(set, judgement);
     counts.lists += 1;
     if (!isUsable(judgement))
       counts.unusable += 1;
     else if (!judgement.objections.empty())
       counts.rejected += 1;
   }
-  ManifestJudgement const manifest = judgeManifest(set, options.mode, demands);
-  writeOut(reportOn(manifest));
+  ManifestJudgement const manifest = judgeManifest(set, plan.mode, plan.demands);
+  report.manifest(set, manifest);
   counts.rejectedManifests += manifest.objections.empty() ? 0 : 1;
 }
 
 int runVerify(const Options& options) {
   requireModeName(options.mode);
-  Demands demands;
-  demands.strict = options.strict;
+  VerifyPlan plan{{}, options.mode, {}, options.root, options.lists};
+  plan.demands.strict = options.strict;
   for (const std::string& key : options.keys)
-    demands.pinned.push_back(fingerprintFrom(key));
-  Counts counts;
+    plan.demands.pinned.push_back(fingerprintFrom(key));
   std::for_each(options.sets.begin(), options.sets.end(), requireSetName);
   std::shared_ptr<const OtherRoot> const root = chosenRoot(options.root, options.lists);
   ChosenSets const chosen = chosenSets(options.sets, options.all);
-  for (const std::string& set : chosen.names)
-    verifySet(set, options, demands, counts);
+  plan.sets = chosen.names;
+  std::unique_ptr<VerifyReport> const report =
+      options.format == "json" ? verifyJson() : verifyText();
+  VerifyCounts counts;
+  counts.unknownSets = chosen.unknown;
+  report->begin(plan);
+  for (const std::string& set : plan.sets)
+    verifySet(set, plan, *report, counts);
 
-  std::size_t const good = counts.lists - counts.unusable - counts.rejected;
-  std::string summary = counted(counts.lists, "list", "lists") + ": " + std::to_string(good) +
-                        " good, " + std::to_string(counts.unusable) + " unusable, " +
-                        std::to_string(counts.rejected) + " rejected";
-  if (counts.emptySets != 0)
-    summary += "; " + counted(counts.emptySets, "set", "sets") + " without lists";
-  if (counts.rejectedManifests != 0)
-    summary += "; " + counted(counts.rejectedManifests, "manifest", "manifests") + " rejected";
-  if (!chosen.unknown.empty())
-    summary += "; the sets of packages are unknown: " + chosen.unknown;
-  writeLine(summary);
-  bool const lacking = counts.unusable != 0 || counts.emptySets != 0 || !chosen.unknown.empty();
-  return (lacking ? STATUS_NOT_LOADED : 0) |
-         (counts.rejected + counts.rejectedManifests != 0 ? STATUS_UNCHECKED : 0);
+  bool const lacking = counts.unusable != 0 || counts.emptySets != 0 || !counts.unknownSets.empty();
+  int const status = (lacking ? STATUS_NOT_LOADED : 0) |
+                     (counts.rejected + counts.rejectedManifests != 0 ? STATUS_UNCHECKED : 0);
+  report->end(counts, status);
+  return status;
 }
 
 }  // namespace
@@ -120,6 +101,7 @@ void addVerify(Commands& program) {
   takes.repeated("--key", "FINGERPRINT", options->keys,
                  "Reject signatures by any other key than the given ones, each given by its full "
                  "fingerprint or that of its primary key; may be repeated");
+  takes.choice("--format", {"text", "json"}, options->format, "Output format");
 }
 
 }  // namespace tool

@@ -1,11 +1,9 @@
-#include <ctime>
-
 #include "check/report.h"
 #include "io/descriptors.h"
 #include "root/package.h"
 #include "sets/items.h"
+#include "sets/manifest_json.h"
 #include "text/json.h"
-#include "text/strings.h"
 
 using namespace ZEMO::SELF_CHECK;
 
@@ -38,12 +36,7 @@ Json mismatch(const Finding& finding) {
 class JsonReport : public CheckReport {
  public:
   void begin(const CheckPlan& plan) override {
-    Json record;
-    record["record"] = "start";
-    record["format"] = 1;  // incremented when a record loses a member or changes meaning
-    record["program"] = "zemo-selfcheck";
-    record["version"] = ZEMO_VERSION;
-    record["time"] = utcText(std::time(nullptr));
+    Json record = startRecord();
     putTexts(record, "sets", plan.sets);
     putText(record, "mode", plan.mode);
     record["items"] = namesOf(plan.items);
@@ -58,21 +51,7 @@ class JsonReport : public CheckReport {
 
   void manifest(const std::string& set, const ManifestCheck& check) override {
     Json record = about("manifest", set);
-    record["state"] = stateName(check.state);
-    if (check.manifest) {
-      record["serial"] = check.manifest->label.serial;
-      record["date"] = utcText(check.manifest->label.date);
-    }
-    if (!check.reason.empty())
-      putText(record, "reason", check.reason);
-    if (!check.differences.empty())
-      record["differences"] = Json::array();
-    for (const ManifestDifference& difference : check.differences) {
-      Json one;
-      one["kind"] = kindName(difference.kind);
-      putText(one, "list", difference.list);
-      record["differences"].push_back(one);
-    }
+    putManifest(record, check);
     writeLine(recordLine(record));
   }
 

@@ -1,8 +1,9 @@
-// The findings of `doctor`, written to standard output as they are found.
+// The findings of `doctor`, written to standard output as they are found, as text or as JSON lines.
 
 #ifndef ZEMO_TOOLS_DOCTOR_FINDINGS_H
 #define ZEMO_TOOLS_DOCTOR_FINDINGS_H
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -26,7 +27,11 @@ class Repeated {
 
 class Findings {
  public:
-  explicit Findings(bool verbose) : _verbose(verbose) {}
+  explicit Findings(bool verbose, bool json = false) : _verbose(verbose), _json(json) {}
+
+  // Must be called before all others.
+  void begin(const std::string& mode, const std::optional<std::string>& root,
+             const std::optional<std::string>& lists) const;
 
   // From now on, findings are about another root, and the lines say so. Fixes are as seen there.
   void lookElsewhere() { _where = " in the other root"; }
@@ -58,12 +63,19 @@ class Findings {
   // was only briefly inaccessible and is not known to be in order.
   void settle();
 
+  // Writes the numbers, for this many sets.
+  void summarize(std::size_t sets) const;
+
   int status() const { return _status; }
   std::size_t problemCount() const { return _problems; }
-  std::size_t wellCount() const { return _well; }
 
  private:
+  // One record for `count` findings, of which `what` has the first.
+  void write(const char* kind, const std::vector<std::string>& what, std::size_t count,
+             const std::string& fix, int status) const;
+
   bool _verbose;
+  bool _json;
   std::string _where;
   int _status = STATUS_INTACT;
   std::size_t _problems = 0;

@@ -2,12 +2,24 @@
 
 #include <charconv>
 #include <cstdint>
+#include <ctime>
 #include <utility>
 
 #include "text/escape.h"
 #include "text/strings.h"
 
 namespace tool {
+
+Json startRecord() {
+  Json record;
+  record["record"] = "start";
+  record["format"] = 1;
+  record["program"] = "zemo-selfcheck";
+  record["version"] = ZEMO_VERSION;
+  record["time"] = utcText(std::time(nullptr));
+  return record;
+}
+
 std::string jsonText(const std::string& bytes) {
   std::string text;
   std::string_view rest = bytes;

@@ -12,6 +12,10 @@ namespace tool {
 // Keeps the order in which members are added.
 using Json = nlohmann::ordered_json;
 
+// The first record of an output, without its details. Its format is raised when a record loses a
+// member or changes its meaning.
+Json startRecord();
+
 // `bytes` with U+FFFD for each byte that is not UTF-8, because JSON cannot represent such bytes.
 std::string jsonText(const std::string& bytes);
 

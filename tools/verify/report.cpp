@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "io/descriptors.h"
 #include "io/exit_status.h"
 #include "text/escape.h"
 #include "text/strings.h"
@@ -91,8 +92,7 @@ const char* verdictOn(ManifestCheck::State state) {
   }
 }
 
-}  // namespace
-
+// One line with the list's name and verdict, then indented lines with the reasons.
 std::string reportOn(const Judgement& judgement) {
   const char* verdict = "good";
   if (!judgement.check.verified)
@@ -113,6 +113,7 @@ std::string reportOn(const Judgement& judgement) {
   return text;
 }
 
+// The same for a manifest; empty if there is none.
 std::string reportOn(const ManifestJudgement& judgement) {
   const ManifestCheck& check = judgement.check;
   if (check.state == ManifestCheck::State::NONE)
@@ -133,6 +134,49 @@ std::string reportOn(const ManifestJudgement& judgement) {
   for (const std::string& reason : reasons)
     text += row("reason", reason);
   return text;
+}
+
+class TextReport : public VerifyReport {
+ public:
+  void begin(const VerifyPlan& plan) override { _mode = plan.mode; }
+
+  void set(const std::string& set, std::size_t lists, const std::string& unreadable) override {
+    std::string text = counted(lists, "list", "lists");
+    if (lists == 0)
+      text = unreadable.empty() ? "no lists" : unreadable;
+    writeLine("set " + escaped(set) + ", mode " + escaped(_mode) + ": " + text);
+  }
+
+  void list(const std::string&, const Judgement& judgement) override {
+    writeOut(reportOn(judgement));
+  }
+
+  void manifest(const std::string&, const ManifestJudgement& judgement) override {
+    writeOut(reportOn(judgement));
+  }
+
+  void end(const VerifyCounts& counts, int) override {
+    std::size_t const good = counts.lists - counts.unusable - counts.rejected;
+    std::string summary = counted(counts.lists, "list", "lists") + ": " + std::to_string(good) +
+                          " good, " + std::to_string(counts.unusable) + " unusable, " +
+                          std::to_string(counts.rejected) + " rejected";
+    if (counts.emptySets != 0)
+      summary += "; " + counted(counts.emptySets, "set", "sets") + " without lists";
+    if (counts.rejectedManifests != 0)
+      summary += "; " + counted(counts.rejectedManifests, "manifest", "manifests") + " rejected";
+    if (!counts.unknownSets.empty())
+      summary += "; the sets of packages are unknown: " + counts.unknownSets;
+    writeLine(summary);
+  }
+
+ private:
+  std::string _mode;
+};
+
+}  // namespace
+
+std::unique_ptr<VerifyReport> verifyText() {
+  return std::make_unique<TextReport>();
 }
 
 }  // namespace tool

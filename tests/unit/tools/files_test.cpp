@@ -2,6 +2,7 @@
 
 #include <filesystem>
 
+#include "json_lines.h"
 #include "support/signing_key.h"
 #include "support/tool_fixture.h"
 
@@ -122,4 +123,24 @@ TEST_F(FilesCommandTest, NoNamesAreNotASuccess) {
   EXPECT_EQ(tool({"files", "--from", files / "none"}).status, notLoaded);
   EXPECT_EQ(tool({"files", "--from", "", files / "a"}).errors,
             "zemo-selfcheck: cannot open '': No such file or directory\n");
+}
+
+TEST_F(FilesCommandTest, JsonHasARecordForEachFile) {
+  using Json = nlohmann::json;
+  writeFile(files / "b", "changed content", 0600);
+  std::string const names = (files / "a") + '\0' + (files / "b") + '\0' + "/\xff" + '\0';
+  ProgramRun const run = tool({"files", "--from", "-", "-z", "--format", "json"}, names);
+  EXPECT_EQ(run.status, changed | unchecked);
+  std::vector<Json> const all = recordsOf("files", run.output);
+  ASSERT_EQ(kindsOf(all), (std::vector<std::string>{"start", "file", "file", "file", "summary"}));
+  EXPECT_EQ(all[0].at("format"), 1);
+  EXPECT_EQ(all[1], (Json{{"record", "file"}, {"path", files / "a"}, {"flags", Json::array()}}));
+  EXPECT_EQ(all[2].at("flags"), Json({"sizeError", "permissionError", "hashError"}));
+  EXPECT_EQ(all[3], (Json{{"record", "file"},
+                          {"path", "/\uFFFD"},
+                          {"path_hex", "2fff"},
+                          {"flags", {"notListed"}}}));
+  EXPECT_EQ(all[4], (Json{{"record", "summary"}, {"files", 3}, {"status", changed | unchecked}}));
+  remove(std::string(listDir) + "/wam.full.base.list");
+  EXPECT_EQ(tool({"files", "/a", "--format", "json"}).output, "");
 }

@@ -1,5 +1,6 @@
 // zemo-selfcheck verify: every kind of signature, place and label, with real GnuPG.
 
+#include "json_lines.h"
 #include "support/gnupg_home.h"
 #include "support/signing_key.h"
 #include "support/tool_fixture.h"
@@ -648,4 +649,52 @@ TEST_F(VerifyCommandTest, AFullOutputIsReported) {
       runProgram({"/bin/sh", "-c", "\"$1\" verify > /dev/full", "sh", ZEMO_TOOL});
   EXPECT_EQ(run.status, unchecked);
   EXPECT_THAT(run.errors, HasSubstr("cannot write to standard output"));
+}
+
+TEST_F(VerifyCommandTest, JsonHasARecordForEachList) {
+  using Json = nlohmann::json;
+  signedList("base", "--local-user Maker --local-user Revoked");
+  list("unsigned");
+  labelled("other", "set=wam mode=full list=x serial=3 date=2026-09-21T12:00:00Z");
+  keys().sign(std::string(listDir) + "/wam.full.other.list", "--local-user Second");
+  keys().sign(labelled("text", "free text"), "--textmode --local-user Stranger");
+  writeFile(std::string(listDir) + "/listorder", "wam.full.base.list\n./wam.full.text.list\n");
+  ProgramRun const run =
+      tool({"verify", "--strict", "--key", key("Maker"), "--format", "json", "wam", "demo"});
+  EXPECT_EQ(run.status, unchecked | notLoaded);
+  std::vector<Json> const all = recordsOf("verify", run.output);
+  ASSERT_EQ(kindsOf(all), (std::vector<std::string>{"start", "set", "list", "list", "list", "list",
+                                                    "manifest", "set", "manifest", "summary"}));
+  EXPECT_EQ(all[0].at("strict"), true);
+  EXPECT_EQ(all[0].at("keys"), Json({key("Maker")}));
+  EXPECT_EQ(all[1], (Json{{"record", "set"}, {"set", "wam"}, {"lists", 4}}));
+  const Json& other = all[2];
+  EXPECT_EQ(other.at("verdict"), "rejected");
+  EXPECT_EQ(other.at("label"), (Json{{"state", "another_list"},
+                                     {"set", "wam"},
+                                     {"mode", "full"},
+                                     {"list", "x"},
+                                     {"serial", 3},
+                                     {"date", "2026-09-21T12:00:00Z"}}));
+  EXPECT_EQ(all[3].at("order"), (Json{{"state", "not_named"}, {"almost", 2}}));
+  EXPECT_EQ(all[3].at("label"), (Json{{"state", "none"}}));
+  EXPECT_EQ(all[3].at("signatures").at(0).at("state"), "no_public_key");
+  EXPECT_EQ(all[4].at("verdict"), "not_verified");
+  EXPECT_NE(all[4].at("reason"), "");
+  const Json& base = all[5];
+  EXPECT_EQ(base.at("order"), (Json{{"state", "line"}, {"line", 1}}));
+  EXPECT_EQ(base.at("signatures").size(), 2U);
+  EXPECT_EQ(base.at("signatures").at(0).at("primary"), key("Maker"));
+  EXPECT_EQ(base.at("signatures").at(1).at("state"), "good_revoked_key");
+  EXPECT_EQ(base.at("objections").size(), 2U) << base;
+  EXPECT_EQ(all[6].at("state"), "none");
+  EXPECT_EQ(all[7], (Json{{"record", "set"}, {"set", "demo"}, {"lists", 0}}));
+  EXPECT_EQ(all[9], (Json{{"record", "summary"},
+                          {"lists", 4},
+                          {"good", 0},
+                          {"unusable", 2},
+                          {"rejected", 2},
+                          {"empty_sets", 1},
+                          {"rejected_manifests", 0},
+                          {"status", unchecked | notLoaded}}));
 }

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "../json_lines.h"
 #include "fixture.h"
 
 namespace {
@@ -19,34 +20,7 @@ class CheckFormatsTest : public CheckTest {
     return parsed(check(words).output);
   }
 
-  static std::vector<Json> parsed(const std::string& lines) {
-    if (canValidate()) {
-      EXPECT_EQ(rejected(lines), "");
-    }
-    std::vector<Json> records;
-    for (const std::string& line : linesOf(lines))
-      records.push_back(Json::parse(line));
-    return records;
-  }
-
-  static bool canValidate() {
-    static bool const can = runProgram({"/usr/bin/python3", "-c", "import jsonschema"}).status == 0;
-    return can;
-  }
-
-  // The lines that do not conform to the schema, with the reasons.
-  static std::string rejected(const std::string& lines) {
-    ProgramRun const run =
-        runProgram({"/usr/bin/python3", ZEMO_VALIDATE_JSON, ZEMO_CHECK_SCHEMA}, lines);
-    return run.output + run.errors;
-  }
-
-  static std::vector<std::string> kinds(const std::vector<Json>& records) {
-    std::vector<std::string> names;
-    for (const Json& record : records)
-      names.push_back(record.at("record"));
-    return names;
-  }
+  static std::vector<Json> parsed(const std::string& lines) { return recordsOf("check", lines); }
 };
 
 using Names = std::vector<std::string>;
@@ -56,7 +30,7 @@ using Names = std::vector<std::string>;
 TEST_F(CheckFormatsTest, JsonHasAStartAndASummary) {
   list({existing("/")});
   std::vector<Json> const all = records({"--items", "hash,size"});
-  ASSERT_EQ(kinds(all), (Names{"start", "summary"}));
+  ASSERT_EQ(kindsOf(all), (Names{"start", "summary"}));
   EXPECT_EQ(all[0].at("sets"), Json({"wam"}));
   EXPECT_EQ(all[0].at("mode"), "full");
   EXPECT_EQ(all[0].at("items"), Json({"size", "hash"}));
@@ -71,7 +45,7 @@ TEST_F(CheckFormatsTest, JsonHasOneRecordForAnEntryAndOnlyWhatDiffers) {
   std::string const a = file("a");
   list({entryLine(a, "99", "00", "d", "0755", "77", "88"), entryLine(file("b"))});
   std::vector<Json> const all = records();
-  ASSERT_EQ(kinds(all), (Names{"start", "entry", "summary"}));
+  ASSERT_EQ(kindsOf(all), (Names{"start", "entry", "summary"}));
   Json const uid = statusOf(a).st_uid;
   Json const gid = statusOf(a).st_gid;
   EXPECT_EQ(all[1].at("set"), "wam");
@@ -99,7 +73,7 @@ TEST_F(CheckFormatsTest, JsonReportsMissingAndStrayFiles) {
   file("fixed/x");
   list({existing(files / "none"), entryLine(files / "fixed", "-", "FIXED", "d", "-", "-", "-")});
   std::vector<Json> const all = records();
-  ASSERT_EQ(kinds(all), (Names{"start", "entry", "entry", "summary"}));
+  ASSERT_EQ(kindsOf(all), (Names{"start", "entry", "entry", "summary"}));
   EXPECT_EQ(all[1].at("mismatches"), Json::array({{{"kind", "stray"}, {"name", "x"}}}));
   EXPECT_EQ(all[2].at("mismatches"), Json::array({{{"kind", "missing"}}}));
   EXPECT_EQ(all[3].at("missing"), 1);
@@ -112,7 +86,7 @@ TEST_F(CheckFormatsTest, JsonReportsWhatCouldNotBeChecked) {
   list({existing("/"), entryLine(path, "8", "00", "f", "0", "-", "-")});
   makeDirectory(std::string(listDir) + "/packages/none");
   std::vector<Json> const all = parsed(checkUnprivileged({"--all", "--format", "json"}).output);
-  ASSERT_EQ(kinds(all), (Names{"start", "entry", "unchecked", "not_loaded", "summary"}));
+  ASSERT_EQ(kindsOf(all), (Names{"start", "entry", "unchecked", "not_loaded", "summary"}));
   EXPECT_EQ(all[2].at("path"), path);
   EXPECT_EQ(all[2].at("log"),
             Json({"protected_file:365 Open file [" + path + "] failed",
@@ -133,7 +107,7 @@ TEST_F(CheckFormatsTest, JsonNamesTheDirectoryThatMayNotBeSearched) {
   ProgramRun const run = checkUnprivileged({"--format", "json"});
   changeMode(files / "closed", 0755);
   std::vector<Json> const all = parsed(run.output);
-  ASSERT_EQ(kinds(all), (Names{"start", "entry", "entry", "summary"}));
+  ASSERT_EQ(kindsOf(all), (Names{"start", "entry", "entry", "summary"}));
   EXPECT_EQ(all[1].at("mismatches"),
             Json::array({{{"kind", "missing"}, {"unsearchable", files / "closed"}}}));
   EXPECT_EQ(all[2].at("mismatches"), Json::array({{{"kind", "missing"}}}));
@@ -211,11 +185,11 @@ TEST_F(CheckFormatsTest, SchemaRejectsWrongRecords) {
           R"("missing":0,"stray":0,"unchecked":0,"accepted":0,"partial":false,"status":0})",
       std::string("[1]"),
       std::string("not JSON")};
-  std::vector<std::string> const reasons = linesOf(rejected(joined(wrong)));
+  std::vector<std::string> const reasons = linesOf(rejected("check", joined(wrong)));
   ASSERT_EQ(reasons.size(), wrong.size());
   for (std::size_t n = 0; n < wrong.size(); ++n)
     EXPECT_EQ(reasons[n].find(std::to_string(n + 1) + ": "), 0U) << reasons[n];
-  EXPECT_EQ(rejected(entry + R"({"kind":"missing"}]})" + "\n"), "");
+  EXPECT_EQ(rejected("check", entry + R"({"kind":"missing"}]})" + "\n"), "");
 }
 
 TEST_F(CheckFormatsTest, PathsNamesEachPathOnce) {
@@ -277,7 +251,7 @@ TEST_F(CheckFormatsTest, JsonSaysWhetherASetFitsItsManifest) {
   std::string const manifest = std::string(listDir) + "/wam.full.manifest";
   Names const required = {"--require", "manifest"};
   std::vector<Json> all = records(required);
-  ASSERT_EQ(kinds(all), (Names{"start", "manifest", "not_loaded", "summary"}));
+  ASSERT_EQ(kindsOf(all), (Names{"start", "manifest", "not_loaded", "summary"}));
   EXPECT_EQ(all[1], (Json{{"record", "manifest"},
                           {"set", "wam"},
                           {"state", "none"},
@@ -288,17 +262,17 @@ TEST_F(CheckFormatsTest, JsonSaysWhetherASetFitsItsManifest) {
                 .status,
             0);
   all = records(required);
-  ASSERT_EQ(kinds(all), (Names{"start", "manifest", "summary"}));
+  ASSERT_EQ(kindsOf(all), (Names{"start", "manifest", "summary"}));
   EXPECT_EQ(all[1].at("state"), "fits");
   EXPECT_EQ(all[1].at("serial"), UINT64_MAX);
   EXPECT_EQ(all[1].count("differences"), 0U);
   remove(more);
   all = records(required);
-  ASSERT_EQ(kinds(all), (Names{"start", "manifest", "not_loaded", "summary"}));
+  ASSERT_EQ(kindsOf(all), (Names{"start", "manifest", "not_loaded", "summary"}));
   EXPECT_EQ(all[1].at("state"), "differs");
   EXPECT_EQ(all[1].at("differences"),
             Json::parse(R"([{"kind":"missing","list":"wam.full.more.list"}])"));
   writeFile(manifest, "other");
   EXPECT_EQ(records(required)[1].at("state"), "unverified");
-  EXPECT_EQ(kinds(records()), (Names{"start", "summary"})) << "no manifest is required";
+  EXPECT_EQ(kindsOf(records()), (Names{"start", "summary"})) << "no manifest is required";
 }

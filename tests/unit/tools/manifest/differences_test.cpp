@@ -1,5 +1,6 @@
 // A set that is not the one that its manifest describes, as verify, check and doctor report it.
 
+#include "../json_lines.h"
 #include "fixture.h"
 
 namespace {
@@ -208,4 +209,34 @@ TEST_F(ManifestDifferencesTest, NothingIsCheckedButOtherSetsAre) {
 TEST_F(ManifestDifferencesTest, UnverifiedListsCannotFit) {
   EXPECT_EQ(check({"--no-verify"}).status, usage);
   EXPECT_EQ(tool({"check", "--require", "more"}).status, usage);
+}
+
+TEST_F(ManifestDifferencesTest, JsonOfVerifyAndDoctor) {
+  using Json = nlohmann::json;
+  std::vector<Json> all = recordsOf("verify", tool({"verify", "--format", "json"}).output);
+  ASSERT_EQ(kindsOf(all),
+            (std::vector<std::string>{"start", "set", "list", "list", "manifest", "summary"}));
+  EXPECT_EQ(all[4].at("state"), "fits");
+  EXPECT_EQ(all[4].at("serial"), 5);
+  EXPECT_EQ(all[4].at("signatures").at(0).at("state"), "good");
+  EXPECT_EQ(kindsOf(recordsOf("doctor", doctor({"--format", "json"}).output)),
+            (std::vector<std::string>{"start", "summary"}));
+  std::vector<Json> const well =
+      recordsOf("doctor", doctor({"--format", "json", "--verbose"}).output);
+  EXPECT_EQ(well.size(), well.back().at("passed").get<std::size_t>() + 2);
+
+  order("wam.full.local.list\nwam.full.base.list\n");
+  all = recordsOf("verify", tool({"verify", "--strict", "--format", "json"}).output);
+  EXPECT_EQ(all[4].at("state"), "differs");
+  EXPECT_EQ(all[4].at("differences"),
+            (Json::array({{{"kind", "order"}, {"list", "wam.full.base.list"}}})));
+  EXPECT_EQ(all[5].at("rejected_manifests"), 1);
+  all = recordsOf("doctor", doctor({"--format", "json"}).output);
+  ASSERT_EQ(kindsOf(all), (std::vector<std::string>{"start", "problem", "summary"}));
+  EXPECT_EQ(all[1].at("status"), unchecked);
+  EXPECT_EQ(all[1].at("count"), 1);
+  EXPECT_EQ(all[1].at("what").size(), 1U);
+  EXPECT_THAT(all[1].at("fix").get<std::string>(), HasSubstr("printf"));
+  EXPECT_EQ(all[2].at("problems"), 1);
+  EXPECT_EQ(all[2].at("status"), unchecked);
 }
