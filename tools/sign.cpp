@@ -60,10 +60,11 @@ const char* const examples =
 
 struct Options {
   std::vector<std::string> lists;
-  std::string key;
+  std::optional<std::string> key;
   std::optional<std::string> home;
   std::optional<std::string> manifest;
   std::optional<std::string> serial;
+  bool withoutSignatures = false;
 };
 
 void warnOfLabel(const std::string& path, const std::string& line) {
@@ -101,13 +102,18 @@ void requireUnchanged(const SignedFile& list) {
                   inQuotes(list.path) + " changed while it was being signed; sign it again");
 }
 
+AtomicFile finishedCopy(const SignedFile& file) {
+  AtomicFile copy(file.directory, file.path, 0644);
+  copy.write(file.content);
+  copy.finish();
+  return copy;
+}
+
 // Writes the file and its signature if the content of `lists` has not changed.
 void sign(const SignedFile& file, const std::vector<const SignedFile*>& lists,
           const Signer& signer) {
   std::string const signature = signer.signatureOf(file.content, file.path);
-  AtomicFile contentFile(file.directory, file.path, 0644);
-  contentFile.write(file.content);
-  contentFile.finish();
+  AtomicFile contentFile = finishedCopy(file);
   AtomicFile signatureFile(file.directory, file.path + ".asc", 0644);
   signatureFile.write(signature);
   signatureFile.finish();
@@ -120,6 +126,16 @@ void sign(const SignedFile& file, const std::vector<const SignedFile*>& lists,
   printf("%s.asc: signed by %s\n", escaped(file.path).c_str(), keyText(signer.key()).c_str());
 }
 
+// Writes the manifest alone if the content of `lists` has not changed.
+void writeUnsigned(const SignedFile& manifest, const std::vector<SignedFile>& lists) {
+  AtomicFile file = finishedCopy(manifest);
+  DirectoryLock const lock(manifest.directory);
+  for (const SignedFile& list : lists)
+    requireUnchanged(list);
+  file.commit();
+  printf("%s: not signed\n", escaped(manifest.path).c_str());
+}
+
 std::vector<const SignedFile*> pointersTo(const std::vector<SignedFile>& files) {
   std::vector<const SignedFile*> pointers;
   pointers.reserve(files.size());
@@ -129,7 +145,11 @@ std::vector<const SignedFile*> pointersTo(const std::vector<SignedFile>& files) 
 }
 
 int runSign(const Options& options) {
-  if (options.key.empty())
+  if (options.withoutSignatures && (!options.manifest || options.key || options.home))
+    throw UsageError("--unsigned needs --manifest, and takes neither --key nor --homedir");
+  if (!options.withoutSignatures && !options.key)
+    throw UsageError("--key is required");
+  if (options.key && options.key->empty())
     throw UsageError("--key needs a fingerprint, key ID or user ID");
   if (options.serial && !options.manifest)
     throw UsageError("--serial is the manifest's serial and needs --manifest");
@@ -145,7 +165,11 @@ int runSign(const Options& options) {
   std::optional<SignedFile> manifest;
   if (options.manifest)
     manifest = manifestOf(*options.manifest, lists, options.serial);
-  Signer const signer(options.key, home);
+  if (options.withoutSignatures) {
+    writeUnsigned(*manifest, lists);
+    return STATUS_INTACT;
+  }
+  Signer const signer(*options.key, home);
   for (const SignedFile& list : lists)
     sign(list, {&list}, signer);
   if (manifest)
@@ -160,12 +184,14 @@ void addSign(Commands& program) {
   Arguments takes = program.add("sign", "Sign check lists with GnuPG", examples,
                                 [options] { return runSign(*options); });
   takes.requiredWords("LIST", options->lists, "Lists to sign");
-  takes.requiredValue("--key", "KEY", options->key, "Secret key: a fingerprint, key ID or user ID");
+  takes.value("--key", "KEY", options->key, "Secret key: a fingerprint, key ID or user ID");
   takes.value("--manifest", "FILE", options->manifest,
               "Also write and sign the manifest of a set that consists of these lists, in this "
               "order: SET.MODE.manifest in their directory");
   takes.value("--serial", "N", options->serial,
               "Serial number of the manifest (default: the date in seconds since 1970)");
+  takes.flag("--unsigned", options->withoutSignatures,
+             "With --manifest: only write the manifest, for signing where the key is");
   takes.value("--homedir", "DIR", options->home, "GnuPG home directory (default: your own)");
 }
 

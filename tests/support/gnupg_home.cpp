@@ -76,6 +76,7 @@ void GnupgHome::askBy(const std::string& answerToGetpin) const {
             "echo OK\n"
             "while read -r request; do\n"
             "  case $request in\n"
+            "    'OPTION ttyname='*) terminal=${request#*=}; echo OK ;;\n"
             "    GETPIN*) " +
                 answerToGetpin +
                 ";;\n"

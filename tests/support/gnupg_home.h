@@ -40,6 +40,7 @@ class GnupgHome {
   std::string exportedSecret(const std::string& userId, const std::string& file) const;
 
   // From now on the agent asks this shell script, which answers one-line requests, for passphrases.
+  // $terminal is the terminal that it may use, empty if none is known.
   void askBy(const std::string& answerToGetpin) const;
 
  private:

@@ -41,10 +41,15 @@ Key onlyKey(const std::string& name, const std::vector<Key>& keys) {
 }
 
 // GnuPG's standard input is not the terminal, so it cannot find out where to ask for a passphrase.
+// Ours need not be one either, as below xargs.
 void nameTerminal() {
-  const char* const terminal = ttyname(STDIN_FILENO);
-  if (terminal != nullptr)
+  for (int const stream : {STDIN_FILENO, STDERR_FILENO, STDOUT_FILENO}) {
+    const char* const terminal = ttyname(stream);
+    if (terminal == nullptr)
+      continue;
     (void)setenv("GPG_TTY", terminal, 0);  // if this fails, GnuPG reports what is missing
+    return;
+  }
 }
 
 // The failure text of the sign operation, or else GnuPG's exit status.

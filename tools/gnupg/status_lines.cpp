@@ -109,7 +109,8 @@ std::string errorText(long long code) {
     case 32849:
       return "no such file";
     case 32870:  // ENOTTY
-      return "no terminal to ask for the passphrase on";
+      return "no terminal to ask for the passphrase on: run this in one, or sign something else "
+             "with this key first, so that the agent keeps it unlocked";
     default:
       return "error code " + std::to_string(code & 0xffff);
   }

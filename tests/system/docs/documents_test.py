@@ -15,7 +15,8 @@ from documents import Document, documents, unquoted
 
 # Options of other programs that the documents mention.
 OTHERS = {
-    "gpg": "--batch --export --import --list-keys --passphrase --quick-generate-key --with-colons",
+    "gpg": "--armor --batch --detach-sign --digest-algo --export --import --list-keys --local-user --passphrase"
+    " --quick-generate-key --with-colons",
     "cmake": "--build --component --install --prefix",
     "mount": "--bind",
     "blockdev": "--setro",

@@ -192,6 +192,28 @@ TEST_F(SignCommandTest, ThePassphraseIsAskedFor) {
   EXPECT_EQ(tool({"verify", "--key", keys().fingerprint("Locked")}).status, 0);
 }
 
+// Like a PIN. The program's standard input is not the terminal, as below xargs.
+TEST_F(SignCommandTest, ThePassphraseIsTypedOnTheTerminal) {
+  keys().askBy("read -r typed <$terminal; echo \"D $typed\"; echo OK");
+  std::string const command = std::string(ZEMO_TOOL) + " sign " + path +
+                              " --key Locked --homedir " + keys().path() + " </dev/null";
+  ProgramRun run = runProgram({"/usr/bin/script", "-qec", command, "/dev/null"}, "secret\n");
+  EXPECT_EQ(run.status, 0) << run.output;
+  EXPECT_EQ(tool({"verify", "--key", keys().fingerprint("Locked")}).status, 0);
+}
+
+TEST_F(SignCommandTest, WithoutATerminalItSaysWhatToDo) {
+  keys().askBy("[ -z \"$terminal\" ] && echo 'ERR 83918950 Inappropriate ioctl <Pinentry>'");
+  ProgramRun const run = runProgram({"/usr/bin/env", "-u", "GPG_TTY", ZEMO_TOOL, "sign", path,
+                                     "--key", "Locked", "--homedir", keys().path()});
+  EXPECT_EQ(run.status, notLoaded);
+  EXPECT_THAT(run.errors, HasSubstr("cannot sign '" + path +
+                                    "': no terminal to ask for the passphrase on: run this in "
+                                    "one, or sign something else with this key first"));
+  EXPECT_EQ(namesIn(listDir),
+            (std::vector<std::string>{"gpg.conf", "pubring.kbx", "wam.full.base.list"}));
+}
+
 TEST_F(SignCommandTest, AWrongPassphraseKeepsTheOldSignature) {
   ASSERT_EQ(sign(path, "Maker").status, 0);
   std::string const before = readFile(path + ".asc");

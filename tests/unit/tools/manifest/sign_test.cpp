@@ -1,5 +1,7 @@
 // zemo-selfcheck sign --manifest.
 
+#include <unistd.h>
+
 #include <algorithm>
 
 #include "fixture.h"
@@ -103,4 +105,29 @@ TEST_F(SignManifestTest, AFailureKeepsTheListsSignatures) {
   EXPECT_EQ(run.status, notLoaded);
   EXPECT_THAT(run.errors, HasSubstr("cannot replace '" + manifest + "'"));
   EXPECT_EQ(tool({"check"}).status, 0);
+}
+
+// As where the key is on another machine.
+TEST_F(SignManifestTest, UnsignedForSigningElsewhere) {
+  remove(manifest + ".asc");
+  remove(local + ".asc");
+  ProgramRun const run =
+      tool({"sign", "--unsigned", "--manifest", manifest, "--serial", "6", base, local});
+  EXPECT_EQ(run.status, 0) << run.errors;
+  EXPECT_EQ(run.output, manifest + ": not signed\n");
+  EXPECT_EQ(access(manifest.c_str(), F_OK), 0);
+  EXPECT_NE(access((manifest + ".asc").c_str(), F_OK), 0);
+  EXPECT_NE(access((local + ".asc").c_str(), F_OK), 0);
+  for (const std::string& file : {manifest, local}) {
+    key().sign(file);
+    changeMode(file + ".asc", 0644);
+  }
+  EXPECT_EQ(verify().status, 0) << verify().output;
+  EXPECT_EQ(check().status, 0);
+}
+
+TEST_F(SignManifestTest, UnsignedIsForManifestsWithoutAKey) {
+  EXPECT_EQ(tool({"sign", "--unsigned", base}).status, usage);
+  EXPECT_EQ(sign({"--unsigned", "--manifest", manifest, base}).status, usage);
+  EXPECT_EQ(tool({"sign", "--manifest", manifest, base}).status, usage);
 }
