@@ -12,7 +12,8 @@ namespace {
 using Difference = ManifestDifference::Kind;
 
 const char* const installAll =
-    "install the lists, the manifest and their .asc again, all from the same signing";
+    "install the lists, the manifest and their .asc again, all from the same signing, with "
+    "zemo-selfcheck install";
 
 // The command that gives the lists the manifest's order and leaves all other lines.
 std::string correctOrder(const SetFiles& files, const Manifest& manifest) {
@@ -40,11 +41,11 @@ std::string correctOrder(const SetFiles& files, const Manifest& manifest) {
 std::string fixOf(Difference kind, const SetFiles& files, const Manifest& manifest) {
   switch (kind) {
     case Difference::MISSING:
-      return "install each missing list and its .asc again, or, if it is not needed any more, "
-             "install a manifest without it";
+      return "install the whole set again with zemo-selfcheck install, or, if it is not needed "
+             "any more, a manifest without each missing list";
     case Difference::EXTRA:
       return "remove each such list, its .asc and its line in listorder, or install a manifest "
-             "that has it";
+             "that has it with zemo-selfcheck install";
     case Difference::ORDER:
       return correctOrder(files, manifest);
     default:

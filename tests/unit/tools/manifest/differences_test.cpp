@@ -53,6 +53,15 @@ TEST_F(ManifestDifferencesTest, AnOldListAndARemovedOne) {
   writeFile(home("config"), "changed");
   expectReported("list 'wam.full.local.list' is missing");
   expectReported("list 'wam.full.base.list' is older than the manifest states: serial 1, not 2");
+  EXPECT_THAT(check().errors,
+              HasSubstr("set 'wam' was not checked, because it does not fit its manifest\n"));
+  EXPECT_THAT(verify().output, HasSubstr(manifest + ": does not fit, rejected\n"));
+  EXPECT_THAT(verify().output, HasSubstr("1 list: 1 good, 0 unusable, 0 rejected; 1 manifest"));
+  EXPECT_THAT(doctor().output,
+              HasSubstr("problem: set 'wam' does not fit '" + manifest +
+                        "': list 'wam.full.local.list' is missing\n    fix: install the whole "
+                        "set again with zemo-selfcheck install, or, if it is not needed any more, "
+                        "a manifest without each missing list\n"));
   expectUnnoticedWithoutManifest();
 }
 
