@@ -148,7 +148,7 @@ int runSign(const Options& options) {
   if (options.withoutSignatures && (!options.manifest || options.key || options.home))
     throw UsageError("--unsigned needs --manifest, and takes neither --key nor --homedir");
   if (!options.withoutSignatures && !options.key)
-    throw UsageError("--key is required");
+    throw UsageError("--key is required; see zemo-selfcheck sign --help");
   if (options.key && options.key->empty())
     throw UsageError("--key needs a fingerprint, key ID or user ID");
   if (options.serial && !options.manifest)
@@ -184,7 +184,8 @@ void addSign(Commands& program) {
   Arguments takes = program.add("sign", "Sign check lists with GnuPG", examples,
                                 [options] { return runSign(*options); });
   takes.requiredWords("LIST", options->lists, "Lists to sign");
-  takes.value("--key", "KEY", options->key, "Secret key: a fingerprint, key ID or user ID");
+  takes.value("--key", "KEY", options->key,
+              "Secret key: a fingerprint, key ID or user ID (required without --unsigned)");
   takes.value("--manifest", "FILE", options->manifest,
               "Also write and sign the manifest of a set that consists of these lists, in this "
               "order: SET.MODE.manifest in their directory");

@@ -54,7 +54,8 @@ TEST_F(ManifestDifferencesTest, AnOldListAndARemovedOne) {
   expectReported("list 'wam.full.local.list' is missing");
   expectReported("list 'wam.full.base.list' is older than the manifest states: serial 1, not 2");
   EXPECT_THAT(check().errors,
-              HasSubstr("set 'wam' was not checked, because it does not fit its manifest\n"));
+              HasSubstr("set 'wam' was not checked, because it does not fit its manifest; "
+                        "see zemo-selfcheck doctor\n"));
   EXPECT_THAT(verify().output, HasSubstr(manifest + ": does not fit, rejected\n"));
   EXPECT_THAT(verify().output, HasSubstr("1 list: 1 good, 0 unusable, 0 rejected; 1 manifest"));
   EXPECT_THAT(doctor().output,
