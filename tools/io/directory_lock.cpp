@@ -76,9 +76,12 @@ DirectoryLock::DirectoryLock(Directory directory, std::chrono::milliseconds pati
   struct stat opened = {};
   struct stat named = {};
   if (fstat(_directory.get(), &opened) != 0 || stat(_directory.path().c_str(), &named) != 0 ||
-      opened.st_dev != named.st_dev || opened.st_ino != named.st_ino)
+      opened.st_dev != named.st_dev || opened.st_ino != named.st_ino) {
+    _guard->keep();  // its path leads into the other directory
+    (void)unlinkat(_directory.get(), lockName, 0);
     throw Failure(STATUS_NOT_LOADED, "another run has replaced " + inQuotes(_directory.path()) +
                                          " meanwhile; nothing was done: try again");
+  }
 }
 
 }  // namespace tool

@@ -109,6 +109,19 @@ TEST_F(DirectoryLockTest, WaitingEndsAndNamesTheLock) {
   }
 }
 
+// A lock of the new directory stays.
+TEST_F(DirectoryLockTest, ADirectoryThatWasReplacedIsNotLocked) {
+  std::string const name = directory / "set";
+  makeDirectory(name);
+  Directory const old(name);
+  std::filesystem::rename(name, directory / "old");
+  makeDirectory(name);
+  writeFile(name + "/.zemo-lock", "", 0600);
+  EXPECT_THROW(DirectoryLock{old}, Failure);
+  EXPECT_TRUE(std::filesystem::exists(name + "/.zemo-lock"));
+  EXPECT_TRUE(std::filesystem::is_empty(directory / "old"));
+}
+
 TEST_F(DirectoryLockTest, LinksAreNotFollowed) {
   writeFile(directory / "target", "", 0600);
   makeLink("target", file);
