@@ -197,7 +197,7 @@ std::string versionOf(const std::string& directory, const std::string& set,
   std::set<std::string> files;  // in one order, whatever that of the directory is
   for (const std::string& name : opened.members()) {
     struct stat file = {};
-    if (!isFileOf(name, set, mode) || fstatat(opened.get(), name.c_str(), &file, 0) != 0)
+    if (!isFileOf(name, set, mode) || stat(joined(directory, name).c_str(), &file) != 0)
       continue;
     files.insert(name + '\0' + numberOf(file) + ' ' + std::to_string(file.st_size) + ' ' +
                  std::to_string(file.st_mtim.tv_sec) + '.' + std::to_string(file.st_mtim.tv_nsec));
