@@ -266,7 +266,9 @@ TEST_F(InstallTest, LeftoversOfKilledRuns) {
   std::string const made = sent("new", {{"base", "/b"}});
   makeDirectory(home(".previous/.next"));
   writeFile(home("wam.full.unfinished-install.list"), "");
-  EXPECT_EQ(tool({"check"}).status, notLoaded);
+  ProgramRun const run = tool({"check"});
+  EXPECT_EQ(run.status, notLoaded);
+  EXPECT_THAT(run.errors, HasSubstr("an installation was interrupted; run the same command"));
   EXPECT_EQ(install({made}).status, 0);
   EXPECT_EQ(namesAbove(), ".selfcheck.new-AbCd13 selfcheck ") << "a link is not ours";
   EXPECT_EQ(tool({"check"}).status, missing);
