@@ -208,6 +208,7 @@ class Verification {
         ordered.push_back(list);
     }
     std::vector<std::string> paths;
+    paths.reserve(ordered.size());
     for (const std::string& list : ordered)
       paths.push_back(_scratch / list);
     std::vector<ManifestDifference> const differences = differencesFrom(manifest, paths);
