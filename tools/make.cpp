@@ -2,10 +2,12 @@
 
 #include <array>
 #include <cstdio>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "commands.h"
@@ -18,12 +20,13 @@
 #include "make/placeholders.h"
 #include "make/plan.h"
 #include "make/verify_written.h"
+#include "root/other_root.h"
 #include "sets/list_file.h"
 #include "sets/new_list.h"
 #include "text/escape.h"
 #include "text/strings.h"
 
-using ZEMO::SELF_CHECK::FileList;
+using namespace ZEMO::SELF_CHECK;
 
 namespace tool {
 namespace {
@@ -119,15 +122,44 @@ void warnOfUnlisted(const std::set<std::string>& directories) {
                          : "directories: a link in their place would be followed"));
 }
 
+// Does `work`, which examines files, where the list's paths lead to them: in the other root, if
+// there is one.
+void atFiles(const OtherRoot* root, const std::function<void()>& work) {
+  if (root != nullptr)
+    root->inside(work);
+  else
+    work();
+}
+
+// Null without another root.
+std::unique_ptr<const OtherRoot> rootOf(const MakePlan& plan) {
+  if (!plan.root)
+    return nullptr;
+  auto root = std::make_unique<const OtherRoot>(*plan.root);
+  auto const ids = CHECK_ITEM_OWNER | CHECK_ITEM_GROUP;
+  if (!root->knowsIds() && (plan.omitted & ids) != ids)
+    throw Failure(STATUS_NOT_LOADED,
+                  "only root can see the owners and groups of another root: --omit owner,group "
+                  "makes a list without them");
+  return root;
+}
+
+Placeholders placeholdersOf(const MakePlan& plan, const Tree* root) {
+  if (!plan.forPackage)
+    return {};
+  return root != nullptr ? Placeholders(*root, plan.label.set) : Placeholders(plan.label.set);
+}
+
 // Writes and verifies the list for the files `found`, and takes files that vanish meanwhile out of
 // it. If the disk differs from the list, reports the differences, sets `status` to the exit status
 // and returns nothing.
-std::optional<AtomicFile> verifiedList(const MakePlan& plan, const Placeholders& placeholders,
+std::optional<AtomicFile> verifiedList(const MakePlan& plan, const OtherRoot* root,
+                                       const Placeholders& placeholders,
                                        FileList::ProtectedFileMap const& before,
                                        std::vector<Described>& found, Difference& difference,
                                        Progress& progress, int& status) {
   auto const written = [&] {
-    difference = differenceTo(before, found, plan);
+    atFiles(root, [&] { difference = differenceTo(before, found, plan); });
     if (found.empty() && difference.removals.empty())
       throw Failure(STATUS_NOT_LOADED, "there is nothing to list");
     AtomicFile file(plan.output, 0644);
@@ -135,8 +167,9 @@ std::optional<AtomicFile> verifiedList(const MakePlan& plan, const Placeholders&
     return file;
   };
   std::optional<AtomicFile> file(written());
-  Verification const verification = verifyWritten(
-      *readBack(file->temporary(), plan, found, difference), plan, found, difference, progress);
+  std::unique_ptr<FileList> const read = readBack(file->temporary(), plan, found, difference);
+  Verification verification;
+  atFiles(root, [&] { verification = verifyWritten(*read, plan, found, difference, progress); });
   status = verification.status;
   if (status != STATUS_INTACT) {
     say("no list was written: files changed meanwhile, or a member of a fixed directory is "
@@ -154,17 +187,23 @@ std::optional<AtomicFile> verifiedList(const MakePlan& plan, const Placeholders&
 int runMake(const MakeOptions& options) {
   MakePlan const plan = planOf(options);
   requireWritable(plan.output);
-  Placeholders const placeholders = plan.forPackage ? Placeholders(plan.label.set) : Placeholders();
-  FileList base(plan.label.set, plan.mode);
+  std::unique_ptr<const OtherRoot> const root = rootOf(plan);
+  const Tree* const tree = root ? &root->tree() : nullptr;
+  Placeholders const placeholders = placeholdersOf(plan, tree);
+  FileList base(plan.readAs, plan.mode);
   mergeBases(plan, base);
   FileList::ProtectedFileMap const& before = *base.getProtectedFiles();
   requireOutputOutside(plan, before);
 
   Progress progress(plan.progress);
   Problems problems;
-  Inventory inventory = takeInventory(plan, before, progress, problems);
-  keepFixed(before, inventory);
-  std::vector<Described> found = describe(inventory, plan, placeholders, progress, problems);
+  Sources sources = readSources(plan, tree);
+  std::vector<Described> found;
+  atFiles(root.get(), [&] {
+    Inventory inventory = takeInventory(plan, std::move(sources), before, progress, problems);
+    keepFixed(before, inventory);
+    found = describe(inventory, plan, placeholders, progress, problems);
+  });
   problems.refuse();
   leaveOut(vanishedIn(found), found);
   requireUnchanged(found, plan);
@@ -172,7 +211,7 @@ int runMake(const MakeOptions& options) {
   Difference difference;
   int status = STATUS_INTACT;
   std::optional<AtomicFile> file =
-      verifiedList(plan, placeholders, before, found, difference, progress, status);
+      verifiedList(plan, root.get(), placeholders, before, found, difference, progress, status);
   if (!file)
     return status;
   commitList(*file, plan.output);
@@ -183,6 +222,10 @@ int runMake(const MakeOptions& options) {
 
 void addWhatToList(Arguments& takes, MakeOptions& options) {
   takes.words("PATH", options.paths, "Files, and directories with everything below them");
+  takes.value("--root", "DIR", options.root,
+              "List files of the system below this directory, as it sees them");
+  takes.flag("--one-file-system", options.oneFileSystem,
+             "Do not list the members of directories where something is mounted");
   takes.value("--from", "FILE", options.from,
               "List the files named in this file (- is standard input), and directories without "
               "their members");

@@ -5,9 +5,11 @@
 #include <algorithm>
 #include <cstdlib>
 #include <memory>
+#include <optional>
 
 #include "io/exit_status.h"
 #include "io/paths.h"
+#include "make/dpkg_copy.h"
 #include "make/paths.h"
 #include "run/process.h"
 #include "sets/sets.h"
@@ -36,16 +38,39 @@ std::vector<std::string> splitLines(const std::string& text) {
   return lines;
 }
 
-Outcome query(std::vector<std::string> words, const std::vector<std::string>& debs,
-              bool showErrors) {
-  Command command;
-  words.insert(words.begin(), "dpkg-query");
-  words.emplace_back("--");
-  words.insert(words.end(), debs.begin(), debs.end());
-  command.words = words;
-  command.showErrors = showErrors;
-  return run(command);
-}
+// The database of this machine, or a copy of another root's.
+class Database {
+ public:
+  explicit Database(const Tree* root) {
+    if (root != nullptr)
+      _copy.emplace(*root);
+  }
+
+  Outcome query(std::vector<std::string> words, const std::vector<std::string>& debs,
+                bool showErrors) const {
+    Command command;
+    words.insert(words.begin(), "dpkg-query");
+    if (_copy)
+      words.insert(words.begin() + 1, "--admindir=" + _copy->path());
+    words.emplace_back("--");
+    words.insert(words.end(), debs.begin(), debs.end());
+    command.words = words;
+    // Its words about another root's data could control a terminal.
+    command.showErrors = showErrors && !_copy;
+    command.cleanEnvironment = _copy.has_value();
+    return run(command);
+  }
+
+  void provideFilesOf(const std::vector<Deb>& debs) {
+    for (const Deb& deb : debs) {
+      if (_copy)
+        _copy->addFilesOf(deb.name, deb.architecture);
+    }
+  }
+
+ private:
+  std::optional<DpkgCopy> _copy;
+};
 
 // Removes the word `end` and the blank before it from the end of `line`.
 bool takeWord(std::string& line, const std::string& end) {
@@ -72,7 +97,7 @@ bool isDebName(const std::string& text) {
          text.find_first_not_of("abcdefghijklmnopqrstuvwxyz0123456789+-.:") == std::string::npos;
 }
 
-std::vector<Deb> debsMatching(const std::vector<std::string>& names) {
+std::vector<Deb> debsMatching(const Database& database, const std::vector<std::string>& names) {
   static const char* const format =
       "${Package} ${Architecture} ${binary:Package} ${db:Status-Status}\\n${Conffiles}\\n";
   std::vector<std::string> asked;
@@ -81,7 +106,7 @@ std::vector<Deb> debsMatching(const std::vector<std::string>& names) {
   if (asked.empty())
     return debs;  // without names, dpkg-query would list all packages
   // Its exit status says that some are unknown, but not which.
-  Outcome const answer = query({"--show", "--showformat", format}, asked, false);
+  Outcome const answer = database.query({"--show", "--showformat", format}, asked, false);
   for (const std::string& line : splitLines(answer.output)) {
     if (line.empty())
       continue;
@@ -112,8 +137,8 @@ bool isNamed(const Deb& deb, const std::string& name) {
 }
 
 // The installed packages with these names, each once.
-std::vector<Deb> debsNamed(const std::vector<std::string>& names) {
-  std::vector<Deb> const candidates = debsMatching(names);
+std::vector<Deb> debsNamed(const Database& database, const std::vector<std::string>& names) {
+  std::vector<Deb> const candidates = debsMatching(database, names);
   std::map<std::string, Deb> found;
   std::set<std::string> unknown;
   for (const std::string& name : names) {
@@ -138,12 +163,13 @@ std::vector<Deb> debsNamed(const std::vector<std::string>& names) {
 }
 
 // The lines that dpkg-query --listfiles prints for each package. A blank line separates packages.
-std::vector<std::vector<std::string>> fileLines(const std::vector<Deb>& debs) {
+std::vector<std::vector<std::string>> fileLines(const Database& database,
+                                                const std::vector<Deb>& debs) {
   std::vector<std::string> names;
   names.reserve(debs.size());
   for (const Deb& deb : debs)
     names.push_back(deb.unique);
-  Outcome const answer = query({"--listfiles"}, names, true);
+  Outcome const answer = database.query({"--listfiles"}, names, true);
   std::vector<std::vector<std::string>> blocks(1);
   for (const std::string& line : splitLines(answer.output)) {
     if (line.empty())
@@ -158,16 +184,14 @@ std::vector<std::vector<std::string>> fileLines(const std::vector<Deb>& debs) {
 
 // The digests in the package's md5sums, by dpkg's names of the files. Each line has a digest, two
 // blanks, and a path without its first slash.
-std::map<std::string, std::string> digestsOf(const Deb& deb) {
+std::map<std::string, std::string> digestsOf(const Database& database, const Deb& deb) {
   std::map<std::string, std::string> digests;
   for (const auto& [name, digest] : deb.conffiles) {
     if (digest.size() == digestSize)  // dpkg also prints words there
       digests[name] = digest;
   }
-  Command command;
-  command.words = {"dpkg-query", "--control-show", deb.unique, "md5sums"};
-  command.showErrors = false;
-  Outcome const answer = run(command);  // fails if there are none
+  // Fails if there are none.
+  Outcome const answer = database.query({"--control-show"}, {deb.unique, "md5sums"}, false);
   for (const std::string& line : splitLines(answer.output)) {
     std::size_t const blanks = line.find("  ");
     if (blanks == digestSize)
@@ -176,48 +200,18 @@ std::map<std::string, std::string> digestsOf(const Deb& deb) {
   return digests;
 }
 
-// The place that `note`, the line after a path, gives for the path's diverted file; empty if it
-// gives none. The package that diverts keeps its own file in place.
-std::string diversion(const std::string& note) {
-  static const std::string middle = " to: ";
-  std::size_t const at = note.find(middle);
-  if (at == std::string::npos ||
-      (note.rfind("diverted by ", 0) != 0 && note.rfind("locally ", 0) != 0))
-    return "";
-  return note.substr(at + middle.size());
-}
+// Resolves paths whose directories may be links. The last component is never followed. Reports,
+// once per link, where it leads.
+class DirectoryLinks {
+ public:
+  std::string resolved(const std::string& path);
 
-}  // namespace
+ private:
+  std::string resolvedDirectory(const std::string& directory);
 
-std::vector<DebFiles> filesOf(const std::vector<std::string>& debs) {
-  std::vector<DebFiles> result;
-  std::vector<Deb> const named = debsNamed(debs);
-  std::vector<std::vector<std::string>> const blocks = fileLines(named);
-  DirectoryLinks links;
-  for (std::size_t i = 0; i < named.size(); ++i) {
-    std::map<std::string, std::string> places;  // of the files, by dpkg's names
-    std::string last;
-    for (const std::string& line : blocks[i]) {
-      if (line.front() == '/')
-        places[last = absolutePath(line)] = absolutePath(line);
-      else if (std::string const elsewhere = diversion(line); !elsewhere.empty() && !last.empty())
-        places[last] = absolutePath(elsewhere);
-    }
-    DebFiles files;
-    files.name = named[i].unique;
-    std::map<std::string, std::string> const digests = digestsOf(named[i]);
-    for (const auto& [name, place] : places) {
-      std::string const path = links.resolved(place);
-      files.paths.push_back(path);
-      if (named[i].conffiles.count(name) != 0)
-        files.conffiles.insert(path);
-      if (auto const digest = digests.find(name); digest != digests.end())
-        files.digests[path] = digest->second;
-    }
-    result.push_back(std::move(files));
-  }
-  return result;
-}
+  std::map<std::string, std::string> _known;
+  std::set<std::string> _told;  // the links that were reported
+};
 
 std::string DirectoryLinks::resolved(const std::string& path) {
   return path == "/" ? path : joined(resolvedDirectory(directoryOf(path)), fileName(path));
@@ -242,6 +236,67 @@ std::string DirectoryLinks::resolvedDirectory(const std::string& directory) {
   }
   _known[directory] = place;
   return place;
+}
+
+// The place that `note`, the line after a path, gives for the path's diverted file; empty if it
+// gives none. The package that diverts keeps its own file in place.
+std::string diversion(const std::string& note) {
+  static const std::string middle = " to: ";
+  std::size_t const at = note.find(middle);
+  if (at == std::string::npos ||
+      (note.rfind("diverted by ", 0) != 0 && note.rfind("locally ", 0) != 0))
+    return "";
+  return note.substr(at + middle.size());
+}
+
+}  // namespace
+
+std::vector<DebFiles> filesOf(const std::vector<std::string>& debs, const Tree* root) {
+  std::vector<DebFiles> result;
+  Database database(root);
+  std::vector<Deb> const named = debsNamed(database, debs);
+  database.provideFilesOf(named);
+  std::vector<std::vector<std::string>> const blocks = fileLines(database, named);
+  for (std::size_t i = 0; i < named.size(); ++i) {
+    std::map<std::string, std::string> places;  // of the files, by dpkg's names
+    std::string last;
+    for (const std::string& line : blocks[i]) {
+      if (line.front() == '/')
+        places[last = absolutePath(line)] = absolutePath(line);
+      else if (std::string const elsewhere = diversion(line); !elsewhere.empty() && !last.empty())
+        places[last] = absolutePath(elsewhere);
+    }
+    DebFiles files;
+    files.name = named[i].unique;
+    std::map<std::string, std::string> const digests = digestsOf(database, named[i]);
+    for (const auto& [name, place] : places) {
+      files.paths.push_back(place);
+      if (named[i].conffiles.count(name) != 0)
+        files.conffiles.insert(place);
+      if (auto const digest = digests.find(name); digest != digests.end())
+        files.digests[place] = digest->second;
+    }
+    result.push_back(std::move(files));
+  }
+  return result;
+}
+
+void resolveLinks(std::vector<DebFiles>& debs) {
+  DirectoryLinks links;
+  for (DebFiles& files : debs) {
+    std::set<std::string> conffiles;
+    std::map<std::string, std::string> digests;
+    for (std::string& path : files.paths) {
+      std::string const real = links.resolved(path);
+      if (files.conffiles.count(path) != 0)
+        conffiles.insert(real);
+      if (auto const digest = files.digests.find(path); digest != files.digests.end())
+        digests[real] = digest->second;
+      path = real;
+    }
+    files.conffiles = std::move(conffiles);
+    files.digests = std::move(digests);
+  }
 }
 
 }  // namespace tool

@@ -8,10 +8,11 @@
 #include <string>
 #include <vector>
 
+#include "root/tree.h"
+
 namespace tool {
 
-// One package that dpkg has installed. All paths are the real ones: diversions and directory links
-// are resolved.
+// One package that dpkg has installed. Diversions are resolved.
 struct DebFiles {
   std::string name;  // with the architecture, if dpkg needs it
   std::vector<std::string> paths;
@@ -20,23 +21,14 @@ struct DebFiles {
   std::map<std::string, std::string> digests;
 };
 
-// The files of these packages ("libc6" means all its architectures, "libc6:i386" just one).
-// Reports, once per link, where a link on a path leads. Throws Failure(STATUS_NOT_LOADED) if
-// dpkg-query cannot be run or does not know a package.
-std::vector<DebFiles> filesOf(const std::vector<std::string>& debs);
+// The files of these packages ("libc6" means all its architectures, "libc6:i386" just one),
+// according to the database of `root`, or of this machine if that is null. Throws
+// Failure(STATUS_NOT_LOADED) if dpkg-query cannot be run or does not know a package.
+std::vector<DebFiles> filesOf(const std::vector<std::string>& debs, const Tree* root);
 
-// Resolves paths whose directories may be links. The last component is never followed. Reports,
-// once per link, where it leads.
-class DirectoryLinks {
- public:
-  std::string resolved(const std::string& path);
-
- private:
-  std::string resolvedDirectory(const std::string& directory);
-
-  std::map<std::string, std::string> _known;
-  std::set<std::string> _told;  // the links that were reported
-};
+// Replaces all paths by the real ones: directories on them that are links are resolved, and each
+// such link is reported once.
+void resolveLinks(std::vector<DebFiles>& debs);
 
 }  // namespace tool
 

@@ -34,27 +34,18 @@ Directory openDirectory(const std::string& path) {
   return stream;
 }
 
-// The paths under which the walk may find a list and its signature.
-std::set<std::string> namesOfOutput(const std::string& output) {
-  std::set<std::string> names = {output};
-  std::string const directory = directoryOf(output);
-  std::unique_ptr<char, void (*)(void*)> const real(realpath(directory.c_str(), nullptr), free);
-  if (real != nullptr)
-    names.insert(joined(real.get(), fileName(output)));
-  for (const std::string& name : std::set<std::string>(names))
-    names.insert(name + ".asc");
-  return names;
+// True if something is mounted at `path`: a file system, or a directory of one.
+bool isMountPoint(const std::string& path) {
+  struct statx status = {};
+  return statx(AT_FDCWD, path.c_str(), AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT, 0, &status) == 0 &&
+         (status.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0;
 }
 
 class Collector {
  public:
   Collector(const MakePlan& plan, const FileList::ProtectedFileMap& base, Progress& progress,
             Problems& problems)
-      : _plan(plan),
-        _base(base),
-        _progress(progress),
-        _problems(problems),
-        _output(namesOfOutput(plan.output)) {}
+      : _plan(plan), _base(base), _progress(progress), _problems(problems) {}
 
   void addTree(const std::string& root);
   void addName(const std::string& path);
@@ -73,13 +64,12 @@ class Collector {
   const FileList::ProtectedFileMap& _base;
   Progress& _progress;
   Problems& _problems;
-  std::set<std::string> _output;
   Inventory _inventory;
 };
 
 // Returns null if the path is the list's own.
 Found* Collector::add(const std::string& path, const struct stat& status) {
-  if (_output.count(path) != 0) {
+  if (_plan.ownNames.count(path) != 0) {
     _progress.clear();
     say(inQuotes(path) + " is left out: it is this list or its signature");
     return nullptr;
@@ -130,7 +120,8 @@ std::vector<std::string> Collector::addMembers(const std::string& directory) {
     if (lstat(path.c_str(), &status) != 0) {
       if (errno != ENOENT)  // it may have vanished
         _problems.cannotRead(path, errno);
-    } else if (add(path, status) != nullptr && S_ISDIR(status.st_mode)) {
+    } else if (add(path, status) != nullptr && S_ISDIR(status.st_mode) &&
+               (!_plan.oneFileSystem || !isMountPoint(path))) {
       directories.push_back(path);
     }
   }
@@ -213,21 +204,26 @@ void Collector::tell(const DebFiles& files, std::size_t number, const std::strin
 
 }  // namespace
 
-Inventory takeInventory(const MakePlan& plan, const FileList::ProtectedFileMap& base,
-                        Progress& progress, Problems& problems) {
-  // Before the walk, because this may fail as a whole.
-  std::vector<std::string> names;
-  if (plan.from)
-    names = readNames(*plan.from, plan.nul);
-  std::vector<DebFiles> debs;
+Sources readSources(const MakePlan& plan, const Tree* root) {
+  Sources sources;
+  if (plan.from) {
+    for (const std::string& name : readNames(*plan.from, plan.nul))
+      sources.names.push_back(root == nullptr ? absolutePath(name) : pathInRoot(name));
+  }
   if (!plan.debs.empty())
-    debs = filesOf(plan.debs);
+    sources.debs = filesOf(plan.debs, root);
+  return sources;
+}
 
+Inventory takeInventory(const MakePlan& plan, Sources sources,
+                        const FileList::ProtectedFileMap& base, Progress& progress,
+                        Problems& problems) {
+  resolveLinks(sources.debs);
   Collector collector(plan, base, progress, problems);
-  for (const DebFiles& files : debs)
+  for (const DebFiles& files : sources.debs)
     collector.addDeb(files);
-  for (const std::string& name : names)
-    collector.addName(absolutePath(name));
+  for (const std::string& name : sources.names)
+    collector.addName(name);
   for (const std::string& directory : plan.fixed)
     collector.addFixed(directory);
   for (const std::string& tree : plan.trees)
@@ -236,7 +232,7 @@ Inventory takeInventory(const MakePlan& plan, const FileList::ProtectedFileMap& 
 }
 
 void requireOutputOutside(const MakePlan& plan, const FileList::ProtectedFileMap& base) {
-  for (const std::string& output : namesOfOutput(plan.output)) {
+  for (const std::string& output : plan.ownNames) {
     std::string const directory = directoryOf(output);
     auto const before = base.find(directory);
     bool const isFixed =

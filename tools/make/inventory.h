@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "make/dpkg.h"
 #include "make/plan.h"
 #include "make/problems.h"
 #include "run/progress.h"
@@ -26,11 +27,22 @@ struct Found {
 // By path, in byte order.
 using Inventory = std::map<std::string, Found>;
 
-// Finds the files that `plan` names. Trees are walked without following links, but into other file
-// systems. The list itself, its signature and files that vanish meanwhile are left out. A name
-// without a file on disk is not a problem if `base` has entries at or below it: the list will
-// remove them. Throws Failure(STATUS_NOT_LOADED) if the sources of names cannot be read.
-Inventory takeInventory(const MakePlan& plan,
+// Names that come from elsewhere than the arguments.
+struct Sources {
+  std::vector<std::string> names;  // absolute paths
+  std::vector<DebFiles> debs;
+};
+
+// Reads the file of --from on this machine, and the dpkg database of `root`, or of this machine if
+// that is null. Throws Failure(STATUS_NOT_LOADED), and UsageError for a relative name if there is
+// another root.
+Sources readSources(const MakePlan& plan, const Tree* root);
+
+// Finds the files that `plan` and `sources` name. Trees are walked without following links, and
+// into other file systems unless the plan forbids it. The list itself, its signature and files that
+// vanish meanwhile are left out. A name without a file on disk is not a problem if `base` has
+// entries at or below it: the list will remove them.
+Inventory takeInventory(const MakePlan& plan, Sources sources,
                         const ZEMO::SELF_CHECK::FileList::ProtectedFileMap& base,
                         Progress& progress, Problems& problems);
 

@@ -43,6 +43,13 @@ std::string absolutePath(const std::string& path) {
   return result.empty() ? "/" : result;
 }
 
+std::string pathInRoot(const std::string& path) {
+  if (!path.empty() && path.front() != '/')
+    throw UsageError("with --root, paths are those that the other root sees, so " + inQuotes(path) +
+                     " must begin with /");
+  return absolutePath(path);
+}
+
 Exclusions::Exclusions(const std::vector<std::string>& patterns) {
   for (std::string pattern : patterns) {
     std::string const given = pattern;

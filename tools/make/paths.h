@@ -14,6 +14,9 @@ namespace tool {
 // name.
 std::string absolutePath(const std::string& path);
 
+// The same for a path as another root sees it. Throws UsageError if it is not absolute.
+std::string pathInRoot(const std::string& path);
+
 // The paths that must not be listed.
 class Exclusions {
  public:

@@ -3,6 +3,7 @@
 #include "io/exit_status.h"
 #include "io/paths.h"
 #include "make/paths.h"
+#include "root/package.h"
 #include "sets/list_file.h"
 
 using ZEMO::SELF_CHECK::PkgInfo;
@@ -16,9 +17,7 @@ const std::string directoryMark = "$pkg_dir";
 // An id that owns no file. It stays in the binding if the package has no user.
 constexpr uint32_t nobodysId = UINT32_MAX;
 
-}  // namespace
-
-Placeholders::Placeholders(const std::string& package) : _isSet(true) {
+PkgInfo bindingOf(const std::string& package) {
   ProtectedFile::_pkginfo = {};
   ProtectedFile::_pkginfo.uid = nobodysId;
   ProtectedFile::_pkginfo.gid = nobodysId;
@@ -28,10 +27,26 @@ Placeholders::Placeholders(const std::string& package) : _isSet(true) {
   if (!bound)
     throw Failure(STATUS_NOT_LOADED,
                   "cannot find user and directory of package " + inQuotes(package));
-  _user = binding.uid;
-  _group = binding.gid;
-  _directory = binding.targetDir;
+  return binding;
 }
+
+PkgInfo bindingIn(const Tree& root, const std::string& package) {
+  PkgInfo binding = packageIn(root, package);
+  ProtectedFile::_pkginfo = binding;
+  if (root.isAbsent("/var/packages/" + package + "/user"))
+    binding.uid = binding.gid = nobodysId;
+  return binding;
+}
+
+}  // namespace
+
+Placeholders::Placeholders(const PkgInfo& binding)
+    : _isSet(true), _user(binding.uid), _group(binding.gid), _directory(binding.targetDir) {}
+
+Placeholders::Placeholders(const std::string& package) : Placeholders(bindingOf(package)) {}
+
+Placeholders::Placeholders(const Tree& root, const std::string& package)
+    : Placeholders(bindingIn(root, package)) {}
 
 bool Placeholders::isInside(const std::string& path) const {
   return _isSet && isAtOrBelow(_directory, path);

@@ -10,6 +10,8 @@
 #include <cstdint>
 #include <string>
 
+#include "root/tree.h"
+
 namespace tool {
 
 class Placeholders {
@@ -20,6 +22,11 @@ class Placeholders {
   // The placeholders of an installed package. Throws Failure(STATUS_NOT_LOADED) if it is not
   // installed or its user is unknown.
   explicit Placeholders(const std::string& package);
+
+  // The same for a package of another root. Binds the library's placeholders to it, for reading
+  // lists as those of the system's own set: the library would bind a package's set to the package
+  // of this machine.
+  Placeholders(const Tree& root, const std::string& package);
 
   // The line from which the library makes `entry`.
   std::string line(const ZEMO::SELF_CHECK::ProtectedFile& entry) const;
@@ -35,6 +42,8 @@ class Placeholders {
   bool confuses(const std::string& path) const;
 
  private:
+  explicit Placeholders(const ZEMO::SELF_CHECK::PkgInfo& binding);
+
   std::string id(const std::string& column, uint32_t packageId) const;
 
   // True if `path` begins with the package's directory.

@@ -3,8 +3,11 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cstdlib>
+#include <memory>
 
 #include "io/exit_status.h"
+#include "io/paths.h"
 #include "run/workers.h"
 #include "sets/items.h"
 
@@ -39,12 +42,41 @@ void requireBases(const std::vector<std::string>& lists, const std::string& outp
   }
 }
 
-std::vector<std::string> allAbsolute(const std::vector<std::string>& paths) {
+std::vector<std::string> allOf(const std::vector<std::string>& paths,
+                               std::string (*absolute)(const std::string&)) {
   std::vector<std::string> result;
   result.reserve(paths.size());
   for (const std::string& path : paths)
-    result.push_back(absolutePath(path));
+    result.push_back(absolute(path));
   return result;
+}
+
+// The real path, or an empty one.
+std::string realPath(const std::string& path) {
+  std::unique_ptr<char, void (*)(void*)> const real(realpath(path.c_str(), nullptr), free);
+  return real != nullptr ? real.get() : "";
+}
+
+// The names of the list and its signature as the listed files' root sees them.
+std::set<std::string> namesOfOutput(const std::string& output,
+                                    const std::optional<std::string>& root) {
+  std::set<std::string> names;
+  std::string const directory = realPath(directoryOf(output));
+  if (!directory.empty())
+    names.insert(joined(directory, fileName(output)));
+  if (!root) {
+    names.insert(output);
+  } else if (std::string const top = realPath(*root); top != "/") {
+    std::set<std::string> inside;
+    for (const std::string& name : names) {
+      if (isAtOrBelow(top, name))
+        inside.insert(name.substr(top.size()));
+    }
+    names.swap(inside);
+  }
+  for (const std::string& name : std::set<std::string>(names))
+    names.insert(name + ".asc");
+  return names;
 }
 
 }  // namespace
@@ -54,24 +86,29 @@ MakePlan planOf(const MakeOptions& given) {
   MakePlan plan;
   plan.label = labelOf(options);
   plan.output = absolutePath(options.output);
-  plan.bases = allAbsolute(options.base);
+  plan.bases = allOf(options.base, absolutePath);
   requireBases(plan.bases, plan.output);
   if (options.paths.empty() && !options.from && options.dpkg.empty() && options.fixed.empty())
     throw UsageError("nothing to list: give paths, --from, --dpkg or --fixed");
-  plan.trees = allAbsolute(options.paths);
+  plan.root = options.root;
+  auto* const absolute = options.root ? pathInRoot : absolutePath;
+  plan.trees = allOf(options.paths, absolute);
+  plan.oneFileSystem = options.oneFileSystem;
+  plan.ownNames = namesOfOutput(plan.output, plan.root);
   plan.from = options.from;
   plan.nul = options.nul;
   plan.debs = options.dpkg;
   plan.conffiles = options.conffiles;
   plan.allowChanged = options.allowChanged;
   plan.exclusions = Exclusions(options.exclude);
-  plan.fixed = allAbsolute(options.fixed);
+  plan.fixed = allOf(options.fixed, absolute);
   for (const std::string& directory : plan.fixed) {
     if (plan.exclusions.cover(directory))
       throw UsageError("--fixed " + inQuotes(directory) + " is excluded by --exclude");
   }
   plan.omitted = itemsNamed(options.omit);
   plan.forPackage = plan.label.set != systemSet;
+  plan.readAs = plan.root ? systemSet : plan.label.set;
   plan.mode = options.mode;
   plan.jobs = options.jobs;
   plan.progress = !options.noProgress;

@@ -6,6 +6,7 @@
 #include <zemo/selfcheck.h>
 
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -19,6 +20,8 @@ namespace tool {
 // The arguments as given.
 struct MakeOptions : NewListOptions {
   std::vector<std::string> paths;
+  std::optional<std::string> root;
+  bool oneFileSystem = false;
   std::optional<std::string> from;
   bool nul = false;
   std::vector<std::string> dpkg;
@@ -35,7 +38,11 @@ struct MakeOptions : NewListOptions {
 // The checked arguments; all paths are absolute.
 struct MakePlan {
   std::string output;
+  // The paths under which the walk may find the list and its signature.
+  std::set<std::string> ownNames;
+  std::optional<std::string> root;  // as given; below it are the files, but not bases and output
   std::vector<std::string> trees;
+  bool oneFileSystem = false;       // list directories where something is mounted without members
   std::optional<std::string> from;  // the source of further names
   bool nul = false;                 // those names end with zero bytes
   std::vector<std::string> debs;    // names of packages that dpkg has installed
@@ -45,6 +52,7 @@ struct MakePlan {
   std::vector<std::string> fixed;
   ZEMO::SELF_CHECK::CHECK_ITEM omitted = {};
   bool forPackage = false;  // the list belongs to a package's set
+  std::string readAs;       // the set as which the library reads the lists
   std::string mode;
   std::vector<std::string> bases;
   Label label;
@@ -52,7 +60,8 @@ struct MakePlan {
   bool progress = true;
 };
 
-// Throws UsageError for wrong arguments. Examines only the base lists and the output on disk.
+// Throws UsageError for wrong arguments. Examines only the base lists, the output and the
+// place of the other root on disk.
 MakePlan planOf(const MakeOptions& given);
 
 }  // namespace tool

@@ -27,7 +27,7 @@ using Map = FileList::ProtectedFileMap;
 std::map<std::string, std::string> meantLines(const MakePlan& plan,
                                               const std::vector<Described>& found,
                                               const Difference& written) {
-  FileList base(plan.label.set, plan.mode);
+  FileList base(plan.readAs, plan.mode);
   mergeBases(plan, base);
   std::map<std::string, std::string> lines;
   for (const auto& [path, entry] : *base.getProtectedFiles())
@@ -115,7 +115,7 @@ std::vector<std::string> mismatchesOf(const ProtectedFile& entry) {
 
 std::unique_ptr<FileList> readBack(const std::string& path, const MakePlan& plan,
                                    const std::vector<Described>& found, const Difference& written) {
-  auto list = std::make_unique<FileList>(plan.label.set, plan.mode);
+  auto list = std::make_unique<FileList>(plan.readAs, plan.mode);
   mergeBases(plan, *list);
   if (!list->parseList(path))
     throw Failure(STATUS_NOT_LOADED, "the list cannot be read back after writing");

@@ -34,6 +34,17 @@ OtherRoot::OtherRoot(const std::string& directory, const std::optional<std::stri
     putListsOf(Tree(*lists), "/");
   else
     putListsOf(*_tree, systemDirectory);
+  prepare();
+}
+
+OtherRoot::OtherRoot(const std::string& directory)
+    : _knowsIds(isolateMounts()),
+      _unclear(unclearIds()),
+      _tree(std::make_unique<const Tree>(directory)) {
+  prepare();
+}
+
+void OtherRoot::prepare() const {
   useLibraries();
   holdCollectedLog();
   inside([] {});  // fails now rather than after the report has begun
@@ -49,6 +60,7 @@ void OtherRoot::inside(const std::function<void()>& look) const {
       thrown = std::current_exception();
     }
   }).join();
+  sendHeldLog();
   if (thrown != nullptr)
     std::rethrow_exception(thrown);
 }

@@ -24,6 +24,10 @@ class OtherRoot {
   // Throws Failure(STATUS_NOT_LOADED).
   OtherRoot(const std::string& directory, const std::optional<std::string>& lists);
 
+  // The same without lists, for looking only at files: this machine needs no key ring, and sets
+  // cannot be loaded.
+  explicit OtherRoot(const std::string& directory);
+
   const Tree& tree() const { return *_tree; }
 
   // False if owners and groups cannot be compared, because this process cannot see their numbers.
@@ -32,14 +36,16 @@ class OtherRoot {
   // Numbers that an owner or a group in this root may have without being compared rightly.
   const UnclearIds& unclear() const { return _unclear; }
 
-  // Calls `look` in a thread that has entered the tree, and waits for its end. Passes on what it
-  // throws.
+  // Calls `look` in a thread that has entered the tree, as all threads that it starts have, and
+  // waits for its end. Passes on what it throws.
   void inside(const std::function<void()>& look) const;
 
   // From now on, sets are loaded from this machine's lists again. Throws Failure.
   static void leave() { takeListsAway(); }
 
  private:
+  void prepare() const;
+
   bool _knowsIds;
   UnclearIds _unclear;
   std::unique_ptr<const Tree> _tree;
