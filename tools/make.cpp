@@ -19,6 +19,7 @@
 #include "make/inventory.h"
 #include "make/placeholders.h"
 #include "make/plan.h"
+#include "make/record.h"
 #include "make/verify_written.h"
 #include "root/other_root.h"
 #include "sets/list_file.h"
@@ -185,7 +186,9 @@ std::optional<AtomicFile> verifiedList(const MakePlan& plan, const OtherRoot* ro
 }
 
 int runMake(const MakeOptions& options) {
-  MakePlan const plan = planOf(options);
+  if (options.noVerify && !options.again)
+    throw UsageError("--no-verify needs --again");
+  MakePlan const plan = planOf(options.again ? optionsToRepeat(options) : options);
   requireWritable(plan.output);
   std::unique_ptr<const OtherRoot> const root = rootOf(plan);
   const Tree* const tree = root ? &root->tree() : nullptr;
@@ -221,41 +224,24 @@ int runMake(const MakeOptions& options) {
 }
 
 void addWhatToList(Arguments& takes, MakeOptions& options) {
-  takes.words("PATH", options.paths, "Files, and directories with everything below them");
+  addRecorded(takes, options);
+  takes.value("--again", "LIST", options.again,
+              "Make this list again, as its second line says that it was made");
   takes.value("--root", "DIR", options.root,
               "List files of the system below this directory, as it sees them");
-  takes.flag("--one-file-system", options.oneFileSystem,
-             "Do not list the members of directories where something is mounted");
-  takes.value("--from", "FILE", options.from,
-              "List the files named in this file (- is standard input), and directories without "
-              "their members");
-  takes.flag("-z,--null", options.nul, "Names read by --from end with a zero byte");
-  takes.values("--dpkg", "PACKAGE", options.dpkg, "List the files of these Debian packages");
-  takes.flag("--conffiles", options.conffiles,
-             "Also state size and content of the packages' configuration files");
   takes.flag("--allow-changed", options.allowChanged,
              "Also list files that differ from what dpkg installed, and name them");
-  takes.repeated(
-      "--exclude", "GLOB", options.exclude,
-      "Leave out paths that match, and everything below them; a pattern with a slash is matched "
-      "against the whole path, any other against the last component; may be repeated");
-  takes.repeated(
-      "--fixed", "DIR", options.fixed,
-      "List this directory and its members, and allow no other members; may be repeated");
-  takes.list("--omit", "ITEM,...", options.omit,
-             "Do not state size, owner, group, type, permission or hash, or all of them");
 }
 
 void addWhatToWrite(Arguments& takes, MakeOptions& options) {
-  takes.requiredValue("--output", "FILE", options.output, "List to write");
+  takes.value("--output", "FILE", options.output, "List to write (with --again: default LIST)");
   takes.value("--package", "NAME", options.package,
               "Write a list for this package's set, with placeholders for its directory and user");
   takes.value("--mode", "MODE", options.mode, "Mode of the list");
-  takes.values("--base", "LIST", options.base,
-               "Write only what differs from these lists, which are read before this one");
   takes.value("--serial", "N", options.serial, "Serial number of the list (default: its date)");
   takes.number("--jobs", options.jobs, 1, mostJobs,
                "Number of threads (default: one per processor)");
+  takes.flag("--no-verify", options.noVerify, "Do not verify the signature of the LIST of --again");
   takes.flag("--no-progress", options.noProgress, "Do not show progress on a terminal");
 }
 

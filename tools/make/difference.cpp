@@ -24,7 +24,7 @@ bool isRemoved(const std::string& path, const MakePlan& plan) {
                      [&](const std::string& fixed) {
                        return path != fixed && directoryOf(path) == fixed;
                      }) ||
-         ((plan.from || !plan.debs.empty()) && isGone(path));
+         ((plan.from || plan.allDebs || !plan.debs.empty()) && isGone(path));
 }
 
 }  // namespace

@@ -97,14 +97,16 @@ bool isDebName(const std::string& text) {
          text.find_first_not_of("abcdefghijklmnopqrstuvwxyz0123456789+-.:") == std::string::npos;
 }
 
-std::vector<Deb> debsMatching(const Database& database, const std::vector<std::string>& names) {
+std::vector<Deb> debsMatching(const Database& database, const std::vector<std::string>& names,
+                              bool all) {
   static const char* const format =
       "${Package} ${Architecture} ${binary:Package} ${db:Status-Status}\\n${Conffiles}\\n";
   std::vector<std::string> asked;
-  std::copy_if(names.begin(), names.end(), std::back_inserter(asked), isDebName);
+  if (!all)
+    std::copy_if(names.begin(), names.end(), std::back_inserter(asked), isDebName);
   std::vector<Deb> debs;
-  if (asked.empty())
-    return debs;  // without names, dpkg-query would list all packages
+  if (asked.empty() && !all)
+    return debs;  // without names, dpkg-query lists all packages
   // Its exit status says that some are unknown, but not which.
   Outcome const answer = database.query({"--show", "--showformat", format}, asked, false);
   for (const std::string& line : splitLines(answer.output)) {
@@ -136,10 +138,15 @@ bool isNamed(const Deb& deb, const std::string& name) {
          (name == deb.name || name == deb.unique || name == deb.name + ":" + deb.architecture);
 }
 
-// The installed packages with these names, each once.
-std::vector<Deb> debsNamed(const Database& database, const std::vector<std::string>& names) {
-  std::vector<Deb> const candidates = debsMatching(database, names);
+// The installed packages with these names, or all, each once.
+std::vector<Deb> debsNamed(const Database& database, const std::vector<std::string>& names,
+                           bool all) {
+  std::vector<Deb> const candidates = debsMatching(database, names, all);
   std::map<std::string, Deb> found;
+  for (const Deb& deb : candidates) {
+    if (all && deb.installed)
+      found.emplace(deb.unique, deb);
+  }
   std::set<std::string> unknown;
   for (const std::string& name : names) {
     bool known = false;
@@ -155,6 +162,8 @@ std::vector<Deb> debsNamed(const Database& database, const std::vector<std::stri
   if (!unknown.empty())
     throw Failure(STATUS_NOT_LOADED, "dpkg has no installed package " +
                                          listed({unknown.begin(), unknown.end()}, "or"));
+  if (found.empty())
+    throw Failure(STATUS_NOT_LOADED, "dpkg has no installed package");
   std::vector<Deb> debs;
   debs.reserve(found.size());
   for (const auto& [unique, deb] : found)
@@ -251,10 +260,10 @@ std::string diversion(const std::string& note) {
 
 }  // namespace
 
-std::vector<DebFiles> filesOf(const std::vector<std::string>& debs, const Tree* root) {
+std::vector<DebFiles> filesOf(const std::vector<std::string>& debs, bool all, const Tree* root) {
   std::vector<DebFiles> result;
   Database database(root);
-  std::vector<Deb> const named = debsNamed(database, debs);
+  std::vector<Deb> const named = debsNamed(database, debs, all);
   database.provideFilesOf(named);
   std::vector<std::vector<std::string>> const blocks = fileLines(database, named);
   for (std::size_t i = 0; i < named.size(); ++i) {

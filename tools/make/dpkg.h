@@ -21,10 +21,11 @@ struct DebFiles {
   std::map<std::string, std::string> digests;
 };
 
-// The files of these packages ("libc6" means all its architectures, "libc6:i386" just one),
-// according to the database of `root`, or of this machine if that is null. Throws
-// Failure(STATUS_NOT_LOADED) if dpkg-query cannot be run or does not know a package.
-std::vector<DebFiles> filesOf(const std::vector<std::string>& debs, const Tree* root);
+// The files of these packages ("libc6" means all its architectures, "libc6:i386" just one) or, with
+// `all`, of all installed packages, according to the database of `root`, or of this machine if that
+// is null. Throws Failure(STATUS_NOT_LOADED) if dpkg-query cannot be run or does not know a
+// package.
+std::vector<DebFiles> filesOf(const std::vector<std::string>& debs, bool all, const Tree* root);
 
 // Replaces all paths by the real ones: directories on them that are links are resolved, and each
 // such link is reported once.

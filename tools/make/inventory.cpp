@@ -210,8 +210,8 @@ Sources readSources(const MakePlan& plan, const Tree* root) {
     for (const std::string& name : readNames(*plan.from, plan.nul))
       sources.names.push_back(root == nullptr ? absolutePath(name) : pathInRoot(name));
   }
-  if (!plan.debs.empty())
-    sources.debs = filesOf(plan.debs, root);
+  if (plan.allDebs || !plan.debs.empty())
+    sources.debs = filesOf(plan.debs, plan.allDebs, root);
   return sources;
 }
 

@@ -8,6 +8,7 @@
 
 #include "io/exit_status.h"
 #include "io/paths.h"
+#include "make/record.h"
 #include "run/workers.h"
 #include "sets/items.h"
 
@@ -83,23 +84,28 @@ std::set<std::string> namesOfOutput(const std::string& output,
 
 MakePlan planOf(const MakeOptions& given) {
   MakeOptions const options = withPathsGivenBack(given);
+  if (options.output.empty())
+    throw UsageError("--output is required; see zemo-selfcheck make --help");
   MakePlan plan;
   plan.label = labelOf(options);
   plan.output = absolutePath(options.output);
   plan.bases = allOf(options.base, absolutePath);
   requireBases(plan.bases, plan.output);
-  if (options.paths.empty() && !options.from && options.dpkg.empty() && options.fixed.empty())
-    throw UsageError("nothing to list: give paths, --from, --dpkg or --fixed");
+  if (options.paths.empty() && !options.from && options.dpkg.empty() && !options.dpkgAll &&
+      options.fixed.empty())
+    throw UsageError("nothing to list: give paths, --from, --dpkg, --dpkg-all or --fixed");
   plan.root = options.root;
   auto* const absolute = options.root ? pathInRoot : absolutePath;
   plan.trees = allOf(options.paths, absolute);
   plan.oneFileSystem = options.oneFileSystem;
   plan.ownNames = namesOfOutput(plan.output, plan.root);
-  plan.from = options.from;
+  plan.from = options.from && *options.from != "-" ? absolutePath(*options.from) : options.from;
   plan.nul = options.nul;
   plan.debs = options.dpkg;
+  plan.allDebs = options.dpkgAll;
   plan.conffiles = options.conffiles;
   plan.allowChanged = options.allowChanged;
+  plan.excluded = options.exclude;
   plan.exclusions = Exclusions(options.exclude);
   plan.fixed = allOf(options.fixed, absolute);
   for (const std::string& directory : plan.fixed) {
@@ -112,6 +118,7 @@ MakePlan planOf(const MakeOptions& given) {
   plan.mode = options.mode;
   plan.jobs = options.jobs;
   plan.progress = !options.noProgress;
+  plan.label.made = recordOf(plan);
   return plan;
 }
 

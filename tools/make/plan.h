@@ -19,12 +19,15 @@ namespace tool {
 
 // The arguments as given.
 struct MakeOptions : NewListOptions {
+  std::optional<std::string> again;
+  bool noVerify = false;
   std::vector<std::string> paths;
   std::optional<std::string> root;
   bool oneFileSystem = false;
   std::optional<std::string> from;
   bool nul = false;
   std::vector<std::string> dpkg;
+  bool dpkgAll = false;
   bool conffiles = false;
   bool allowChanged = false;
   std::vector<std::string> exclude;
@@ -42,12 +45,14 @@ struct MakePlan {
   std::set<std::string> ownNames;
   std::optional<std::string> root;  // as given; below it are the files, but not bases and output
   std::vector<std::string> trees;
-  bool oneFileSystem = false;       // list directories where something is mounted without members
-  std::optional<std::string> from;  // the source of further names
-  bool nul = false;                 // those names end with zero bytes
-  std::vector<std::string> debs;    // names of packages that dpkg has installed
-  bool conffiles = false;           // list the content of configuration files
-  bool allowChanged = false;        // list files that are not as their package installed them
+  bool oneFileSystem = false;         // list directories where something is mounted without members
+  std::optional<std::string> from;    // the source of further names
+  bool nul = false;                   // those names end with zero bytes
+  std::vector<std::string> debs;      // names of packages that dpkg has installed
+  bool allDebs = false;               // all of its packages
+  bool conffiles = false;             // list the content of configuration files
+  bool allowChanged = false;          // list files that are not as their package installed them
+  std::vector<std::string> excluded;  // patterns
   Exclusions exclusions;
   std::vector<std::string> fixed;
   ZEMO::SELF_CHECK::CHECK_ITEM omitted = {};

@@ -10,6 +10,8 @@
 namespace tool {
 namespace {
 
+const std::string madeStart = " make ";
+
 std::string field(const std::string& name) {
   std::string text;
   for (char const c : escaped(name)) {
@@ -32,12 +34,29 @@ std::optional<std::string> takeField(std::string& rest, const std::string& key, 
   return value;
 }
 
+// Removes all words from `rest` and returns them. None is empty in a line of this form.
+std::vector<std::string> takeWords(std::string& rest) {
+  std::vector<std::string> words;
+  if (rest.compare(0, madeStart.size(), madeStart) != 0)
+    return words;
+  for (std::size_t start = madeStart.size(); start < rest.size();) {
+    std::size_t const end = std::min(rest.find(' ', start), rest.size());
+    words.push_back(unescaped(std::string_view(rest).substr(start, end - start)).value_or(""));
+    start = end + 1;
+  }
+  rest.clear();
+  return words;
+}
+
 enum class About { LIST, SET };
 
 std::string lineOf(const Label& label, About about) {
+  std::string made;
+  for (const std::string& word : label.made)
+    made += (made.empty() ? madeStart : " ") + field(word);
   return "set=" + field(label.set) + " mode=" + field(label.mode) +
          (about == About::LIST ? " list=" + field(label.list) : "") +
-         " serial=" + std::to_string(label.serial) + " date=" + utcText(label.date);
+         " serial=" + std::to_string(label.serial) + " date=" + utcText(label.date) + made;
 }
 
 std::optional<Label> labelIn(const std::string& line, About about) {
@@ -59,8 +78,11 @@ std::optional<Label> labelIn(const std::string& line, About about) {
   if (strptime(date->c_str(), "%Y-%m-%dT%H:%M:%SZ", &parts) == nullptr)
     return std::nullopt;
   label.date = timegm(&parts);
+  if (about == About::LIST)
+    label.made = takeWords(rest);
   // There is only one way to write these values; anything else does not have this form.
-  if (lineOf(label, about) != line)
+  if (lineOf(label, about) != line ||
+      std::find(label.made.begin(), label.made.end(), "") != label.made.end())
     return std::nullopt;
   return label;
 }

@@ -159,13 +159,16 @@ TEST_F(ProgramTest, HelpIsAlsoACommand) {
 TEST_F(ProgramTest, HelpShowsValuesAndWhatIsRequired) {
   std::vector<std::string> const make = linesOf(tool({"make", "--help"}).output);
   for (const std::string line :
-       {"Usage: zemo-selfcheck make [OPTION...] --output FILE [PATH...]",
+       {"Usage: zemo-selfcheck make [OPTION...] [PATH...]",
         "  PATH...                 Files, and directories with everything below them",
         "  -z, --null              Names read by --from end with a zero byte",
         "  --dpkg PACKAGE...       List the files of these Debian packages",
-        "  --output FILE           List to write (required)",
         "  --mode MODE             Mode of the list (default: full)"})
     EXPECT_NE(std::find(make.begin(), make.end(), line), make.end()) << line;
+  std::vector<std::string> const merge = linesOf(tool({"merge", "--help"}).output);
+  for (const std::string line : {"Usage: zemo-selfcheck merge [OPTION...] --output FILE LIST...",
+                                 "  --output FILE           List to write (required)"})
+    EXPECT_NE(std::find(merge.begin(), merge.end(), line), merge.end()) << line;
   std::string const sign = tool({"sign", "--help"}).output;
   EXPECT_NE(sign.find("\nUsage: zemo-selfcheck sign [OPTION...] LIST...\n"),
             std::string::npos);

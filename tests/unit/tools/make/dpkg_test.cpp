@@ -93,6 +93,27 @@ TEST_F(MakeDpkgTest, RemovedPackageIsUnknown) {
   EXPECT_EQ(make({"--dpkg", "gone"}).status, notLoaded);
 }
 
+TEST_F(MakeDpkgTest, AllInstalledPackages) {
+  useOwnDatabase();
+  EXPECT_EQ(make({"--dpkg-all"}).errors, "zemo-selfcheck: dpkg has no installed package\n");
+  for (const char* const name : {"a", "b", "c", "d"})
+    writeFile(files / name, name);
+  addPackage("one", {files / "a"}, " " + (files / "a") + " " + md5Of(files / "a") + "\n");
+  addPackage("two", {files / "b"}, "", "installed", "amd64");
+  addPackage("removed", {files / "c"}, "", "config-files");
+  ProgramRun const run = make({"--dpkg-all", files / "d"});
+  ASSERT_EQ(run.status, 0) << run.errors;
+  EXPECT_EQ(entries(),
+            (Lines{linesFor({"/"}).front(), entryLine(files / "a", "-", "-", "f", "644", "0", "0"),
+                   linesFor({files / "b"}).front(), linesFor({files / "d"}).front()}));
+  std::string const base = output;
+  output = lists / "wam.full.more.list";
+  remove(files / "b");
+  ASSERT_EQ(make({"--dpkg-all", "--base", base}).status, 0);
+  EXPECT_EQ(entries(), Lines{"-" + (files / "b") + "\t-\t-\t-\t-\t-\t-"});
+  EXPECT_EQ(make({"--dpkg-all", "--dpkg", "no-such"}).status, notLoaded);
+}
+
 TEST_F(MakeDpkgTest, ConfigurationFilesHaveNeitherSizeNorContent) {
   useOwnDatabase();
   for (const char* const name : {"conf", "conf with blanks", "old", "plain"})

@@ -157,7 +157,7 @@ TEST_F(MakeRefusalTest, AnOptionWithoutItsValuesIsTheOneThatIsNamed) {
 }
 
 TEST_F(MakeRefusalTest, SomethingMustBeNamed) {
-  expectUsage({}, "nothing to list: give paths, --from, --dpkg or --fixed");
+  expectUsage({}, "nothing to list: give paths, --from, --dpkg, --dpkg-all or --fixed");
   expectUsage({""}, "a path cannot be empty");
 }
 

@@ -290,8 +290,7 @@ TEST_F(MakeRootTest, OutsideAndInsideMakeTheSameList) {
             "/usr/share/diverted\n/usr/share/diverted.mine\nmine\n");
   for (const Lines& words :
        {Lines{"/", "--exclude", "/tmp", "--exclude", "/proc", "--exclude", "/dev"},
-        Lines{"--dpkg", "tools", "other"},
-        Lines{"--dpkg", "other", "tools", "--conffiles", "--fixed", "/etc"}}) {
+        Lines{"--dpkg-all"}, Lines{"--dpkg", "other", "tools", "--conffiles", "--fixed", "/etc"}}) {
     ProgramRun const there = inside(words);
     ASSERT_EQ(there.status, 0) << there.errors;
     ASSERT_EQ(outside(words).status, 0);

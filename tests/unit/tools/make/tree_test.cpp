@@ -43,7 +43,9 @@ TEST_F(MakeTreeTest, HeaderStatesWhichListItIs) {
   ASSERT_EQ(make({files / "d"}).status, 0);
   Lines const lines = linesOf(readFile(output));
   EXPECT_EQ(lines[0], "WAM_SELF_CHECK");
-  EXPECT_EQ(lines[1], "set=wam mode=full list=base serial=1790000000 date=2026-09-21T14:13:20Z");
+  EXPECT_EQ(lines[1],
+            "set=wam mode=full list=base serial=1790000000 date=2026-09-21T14:13:20Z make -- " +
+                (files / "d"));
 }
 
 TEST_F(MakeTreeTest, SerialAndModeAreStated) {
@@ -51,7 +53,8 @@ TEST_F(MakeTreeTest, SerialAndModeAreStated) {
   ASSERT_EQ(make({"--mode", "quick", "--serial", "18446744073709551615", files / "d"}).status, 0);
   EXPECT_EQ(linesOf(readFile(output))[1],
             "set=wam mode=quick list=a\\040b serial=18446744073709551615 "
-            "date=2026-09-21T14:13:20Z");
+            "date=2026-09-21T14:13:20Z make -- " +
+                (files / "d"));
 }
 
 TEST_F(MakeTreeTest, WithoutAGivenDateItIsNow) {

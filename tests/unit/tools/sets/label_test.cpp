@@ -39,6 +39,20 @@ TEST(Label, NamesWithBlanksAndControlBytesAreReadBack) {
   EXPECT_EQ(label->serial, strange.serial);
 }
 
+TEST(Label, WordsWithWhichTheListWasMadeAreReadBack) {
+  Label label = example();
+  label.made = {"--dpkg=bash", "--", "/a b", "/c\n", "\\"};
+  std::string const line = labelLine(label);
+  EXPECT_EQ(line, labelLine(example()) + " make --dpkg=bash -- /a\\040b /c\\012 \\134");
+  std::optional<Label> const read = parseLabel(line);
+  ASSERT_TRUE(read);
+  EXPECT_EQ(read->made, label.made);
+  EXPECT_EQ(parseLabel(labelLine(example()))->made, std::vector<std::string>());
+  for (const char* const wrong :
+       {" make", " make ", " make  -- /", " make -- / ", " make /\t", " made -- /"})
+    EXPECT_FALSE(parseLabel(labelLine(example()) + wrong)) << wrong;
+}
+
 TEST(Label, AnyOtherTextIsNotALabel) {
   for (const char* const text :
        {"", "free text", "set=wam", "set=wam mode=full list=base serial=1 date=today",
