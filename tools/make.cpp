@@ -1,6 +1,5 @@
 // make: writes a check list that describes files as they are now.
 
-#include <array>
 #include <cstdio>
 #include <functional>
 #include <memory>
@@ -13,18 +12,17 @@
 #include "commands.h"
 #include "io/atomic_file.h"
 #include "io/exit_status.h"
-#include "io/paths.h"
 #include "make/describe.h"
 #include "make/difference.h"
 #include "make/inventory.h"
 #include "make/placeholders.h"
 #include "make/plan.h"
 #include "make/record.h"
+#include "make/told.h"
 #include "make/verify_written.h"
 #include "root/other_root.h"
 #include "sets/list_file.h"
 #include "sets/new_list.h"
-#include "text/escape.h"
 #include "text/strings.h"
 
 using namespace ZEMO::SELF_CHECK;
@@ -58,49 +56,15 @@ void writeList(AtomicFile& file, const MakePlan& plan, const Difference& differe
   file.finish();
 }
 
-// "wam.full.base.list: 12 files, 3 directories (1 fixed), 2 removals"
-std::string summary(const MakePlan& plan, const Difference& difference) {
-  struct Type {
-    char letter;
-    const char* one;
-    const char* many;
-  };
-  static const std::array<Type, 8> types = {{{'f', "file", "files"},
-                                             {'d', "directory", "directories"},
-                                             {'l', "link", "links"},
-                                             {'c', "character device", "character devices"},
-                                             {'b', "block device", "block devices"},
-                                             {'p', "FIFO", "FIFOs"},
-                                             {'s', "socket", "sockets"},
-                                             {'x', "other", "others"}}};
-  std::vector<std::string> parts;
-  for (const Type& type : types) {
-    std::size_t number = 0;
-    std::size_t fixed = 0;
-    for (const Described& described : difference.entries) {
-      number += described.type == type.letter ? 1 : 0;
-      fixed += described.type == type.letter && described.fixed ? 1 : 0;
-    }
-    if (number > 0)
-      parts.push_back(counted(number, type.one, type.many) +
-                      (fixed > 0 ? " (" + std::to_string(fixed) + " fixed)" : ""));
-  }
-  if (!difference.removals.empty())
-    parts.push_back(counted(difference.removals.size(), "removal", "removals"));
-  return escaped(fileName(plan.output)) + ": " +
-         (parts.empty() ? "no entries: nothing differs from the base lists"
-                        : joinedBy(", ", parts));
-}
-
 // Reports files that are not as their package installed them. Throws unless the plan allows these.
-void requireUnchanged(const std::vector<Described>& found, const MakePlan& plan) {
-  std::size_t number = 0;
+void requireUnchanged(const std::vector<Described>& found, const MakePlan& plan, Told& told) {
   for (const Described& described : found) {
     if (!described.changed)
       continue;
     say(inQuotes(described.path) + " differs from what its package installed");
-    number += 1;
+    told.changed.insert(described.path);
   }
+  std::size_t const number = told.changed.size();
   if (number > 0 && !plan.allowChanged)
     throw Failure(STATUS_CHANGED, "no list was written, because of " +
                                       counted(number, "changed file", "changed files") +
@@ -152,43 +116,44 @@ Placeholders placeholdersOf(const MakePlan& plan, const Tree* root) {
 }
 
 // Writes and verifies the list for the files `found`, and takes files that vanish meanwhile out of
-// it. If the disk differs from the list, reports the differences, sets `status` to the exit status
-// and returns nothing.
+// it. Returns nothing if the disk differs from the list; the differences are then reported.
 std::optional<AtomicFile> verifiedList(const MakePlan& plan, const OtherRoot* root,
                                        const Placeholders& placeholders,
                                        FileList::ProtectedFileMap const& before,
-                                       std::vector<Described>& found, Difference& difference,
-                                       Progress& progress, int& status) {
+                                       std::vector<Described>& found, Progress& progress,
+                                       Told& told) {
   auto const written = [&] {
-    atFiles(root, [&] { difference = differenceTo(before, found, plan); });
-    if (found.empty() && difference.removals.empty())
+    atFiles(root, [&] { told.difference = differenceTo(before, found, plan); });
+    if (found.empty() && told.difference.removals.empty())
       throw Failure(STATUS_NOT_LOADED, "there is nothing to list");
     AtomicFile file(plan.output, 0644);
-    writeList(file, plan, difference, placeholders);
+    writeList(file, plan, told.difference, placeholders);
     return file;
   };
   std::optional<AtomicFile> file(written());
-  std::unique_ptr<FileList> const read = readBack(file->temporary(), plan, found, difference);
+  std::unique_ptr<FileList> const read = readBack(file->temporary(), plan, found, told.difference);
   Verification verification;
-  atFiles(root, [&] { verification = verifyWritten(*read, plan, found, difference, progress); });
-  status = verification.status;
-  if (status != STATUS_INTACT) {
-    say("no list was written: files changed meanwhile, or a member of a fixed directory is "
-        "excluded");
+  atFiles(root,
+          [&] { verification = verifyWritten(*read, plan, found, told.difference, progress); });
+  told.status = verification.status;
+  told.differing = verification.differing;
+  if (told.status != STATUS_INTACT) {
+    told.failure =
+        "no list was written: files changed meanwhile, or a member of a fixed directory is "
+        "excluded";
+    say(told.failure);
     return std::nullopt;
   }
   if (verification.gone.empty())
     return file;
   leaveOut(verification.gone, found);
+  told.vanished.insert(verification.gone.begin(), verification.gone.end());
   file.emplace(written());
-  (void)readBack(file->temporary(), plan, found, difference);
+  (void)readBack(file->temporary(), plan, found, told.difference);
   return file;
 }
 
-int runMake(const MakeOptions& options) {
-  if (options.noVerify && !options.again)
-    throw UsageError("--no-verify needs --again");
-  MakePlan const plan = planOf(options.again ? optionsToRepeat(options) : options);
+void makeList(const MakePlan& plan, Told& told) {
   requireWritable(plan.output);
   std::unique_ptr<const OtherRoot> const root = rootOf(plan);
   const Tree* const tree = root ? &root->tree() : nullptr;
@@ -207,20 +172,41 @@ int runMake(const MakeOptions& options) {
     keepFixed(before, inventory);
     found = describe(inventory, plan, placeholders, progress, problems);
   });
+  told.problems = problems.reasons();
   problems.refuse();
-  leaveOut(vanishedIn(found), found);
-  requireUnchanged(found, plan);
+  told.vanished = vanishedIn(found);
+  leaveOut(told.vanished, found);
+  requireUnchanged(found, plan, told);
 
-  Difference difference;
-  int status = STATUS_INTACT;
   std::optional<AtomicFile> file =
-      verifiedList(plan, root.get(), placeholders, before, found, difference, progress, status);
+      verifiedList(plan, root.get(), placeholders, before, found, progress, told);
   if (!file)
-    return status;
+    return;
   commitList(*file, plan.output);
-  warnOfUnlisted(unlistedParents(before, found, placeholders.packageDirectory()));
-  puts(summary(plan, difference).c_str());
-  return STATUS_INTACT;
+  told.unlisted = unlistedParents(before, found, placeholders.packageDirectory());
+  warnOfUnlisted(told.unlisted);
+}
+
+int runMake(const MakeOptions& options) {
+  if (options.noVerify && !options.again)
+    throw UsageError("--no-verify needs --again");
+  MakePlan const plan = planOf(options.again ? optionsToRepeat(options) : options);
+  bool const isJson = options.format == "json";
+  Told told;
+  try {
+    makeList(plan, told);
+  } catch (const Failure& failure) {
+    told.failure = failure.what();
+    told.status = failure.status();
+    if (isJson)
+      writeJson(plan, told);
+    throw;
+  }
+  if (isJson)
+    writeJson(plan, told);
+  else if (told.failure.empty())
+    puts(summaryLine(plan, told).c_str());
+  return told.status;
 }
 
 void addWhatToList(Arguments& takes, MakeOptions& options) {
@@ -242,6 +228,7 @@ void addWhatToWrite(Arguments& takes, MakeOptions& options) {
   takes.number("--jobs", options.jobs, 1, mostJobs,
                "Number of threads (default: one per processor)");
   takes.flag("--no-verify", options.noVerify, "Do not verify the signature of the LIST of --again");
+  takes.choice("--format", {"text", "json"}, options.format, "Output format");
   takes.flag("--no-progress", options.noProgress, "Do not show progress on a terminal");
 }
 

@@ -35,6 +35,7 @@ struct MakeOptions : NewListOptions {
   std::vector<std::string> omit;
   std::vector<std::string> base;
   unsigned jobs = processors();
+  std::string format = "text";
   bool noProgress = false;
 };
 

@@ -18,6 +18,9 @@ class Problems {
   // The same for a call that failed with the errno value `error`.
   void cannotRead(const std::string& path, int error);
 
+  // The printed reasons, by path.
+  const std::map<std::string, std::string>& reasons() const { return _reasons; }
+
   // If there are any problems, prints all of them in byte order of their paths and throws
   // Failure(STATUS_UNCHECKED).
   void refuse();

@@ -137,6 +137,8 @@ Verification verifyWritten(const FileList& list, const MakePlan& plan,
       verification.gone.insert(entries[i]->_path);
       continue;
     }
+    if (!checked[i].carriedOut || !mismatches.empty())
+      verification.differing.insert(entries[i]->_path);
     for (const std::string& mismatch : mismatches) {
       say(escaped(mismatch));
       verification.status |= STATUS_CHANGED;

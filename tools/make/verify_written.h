@@ -23,8 +23,9 @@ std::unique_ptr<ZEMO::SELF_CHECK::FileList> readBack(const std::string& path, co
                                                      const Difference& written);
 
 struct Verification {
-  int status = 0;              // the exit status
-  std::set<std::string> gone;  // vanished files, which do not affect the status
+  int status = 0;                   // the exit status
+  std::set<std::string> differing;  // files with mismatches, and those that cannot be read again
+  std::set<std::string> gone;       // vanished files, which do not affect the status
 };
 
 // Checks the entries of the list that was read back, and those of fixed directories, against the
