@@ -109,6 +109,16 @@ std::unique_ptr<const OtherRoot> rootOf(const MakePlan& plan) {
   return root;
 }
 
+// In a user namespace, all owners without a number there look like the same one.
+void requireKnownIds(const OtherRoot& root, const std::vector<Described>& found,
+                     Problems& problems) {
+  for (const Described& described : found) {
+    if (described.entry != nullptr && (described.entry->_owner == root.unclear().owner ||
+                                       described.entry->_group == root.unclear().group))
+      problems.add(described.path, "this user namespace may have no number for its owner or group");
+  }
+}
+
 Placeholders placeholdersOf(const MakePlan& plan, const Tree* root) {
   if (!plan.forPackage)
     return {};
@@ -172,6 +182,8 @@ void makeList(const MakePlan& plan, Told& told) {
     keepFixed(before, inventory);
     found = describe(inventory, plan, placeholders, progress, problems);
   });
+  if (root)
+    requireKnownIds(*root, found, problems);
   told.problems = problems.reasons();
   problems.refuse();
   told.vanished = vanishedIn(found);

@@ -205,6 +205,26 @@ TEST_F(MakeRootTest, OrdinaryUsersCannotListOwnersOfAnotherRoot) {
   EXPECT_EQ(entries(), Lines{"/a\t1\t86f7e437faa5a7fce15d1ddcb9eaeaea377667b8\tf\t644\t-\t-"});
 }
 
+// An image that was unpacked as another user would get lists with the number of nobody.
+TEST_F(MakeRootTest, OwnersWithoutANumberInAUserNamespaceAreRefused) {
+  below("a", "a");
+  below("b", "b");
+  if (chown((root / "b").c_str(), 12, 0) != 0)
+    GTEST_SKIP() << "this caller cannot give files away";
+  auto const inNamespace = [&](Lines words) {
+    words.insert(words.begin(), {"/usr/bin/unshare", "--user", "--map-root-user", ZEMO_TOOL, "make",
+                                 "--root", root.path(), "--output", output, "/a", "/b"});
+    return runProgram(words);
+  };
+  ProgramRun const run = inNamespace({});
+  EXPECT_EQ(run.status, unchecked);
+  EXPECT_EQ(run.errors,
+            "zemo-selfcheck: '/b' cannot be listed: this user namespace may have no number for its "
+            "owner or group\nzemo-selfcheck: no list was written, because of 1 file\n");
+  EXPECT_EQ(inNamespace({"--exclude", "b"}).status, 0);
+  EXPECT_EQ(inNamespace({"--omit", "owner"}).status, 0);
+}
+
 TEST_F(MakeRootTest, NothingIsMountedAfterwards) {
   below("a", "a");
   addPackage("demo", {"/a"});
