@@ -224,11 +224,14 @@ def makes(machine):
     home = ["--homedir", "OUT/home"]
     written = {"written": list_written}
     base = ["make", machine.tree, *fixed, "--base", machine.list, *output]
+    root = ["make", "--root", "/"]
     of_package = ["make", machine.target, "--package", PACKAGE]
     return [
         Case("make", "intact", ["make", machine.tree, *fixed, *output], **written),
         Case("make-base", "tampered", base, **written),
         Case("make-dpkg", "intact", ["make", "--dpkg", "hostname", *output], **written),
+        Case("make-root", "intact", [*root, machine.tree, *fixed, *output], **written),
+        Case("make-root-dpkg", "intact", [*root, "--dpkg", "hostname", *output], **written),
         Case(
             "make-package",
             "intact",
