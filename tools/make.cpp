@@ -195,6 +195,8 @@ void makeList(const MakePlan& plan, Told& told) {
   if (!file)
     return;
   commitList(*file, plan.output);
+  for (const std::string& pattern : plan.exclusions.unused())
+    say("note: --exclude " + inQuotes(pattern) + " matched nothing");
   told.unlisted = unlistedParents(before, found, placeholders.packageDirectory());
   warnOfUnlisted(told.unlisted);
 }

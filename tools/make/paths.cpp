@@ -58,23 +58,43 @@ Exclusions::Exclusions(const std::vector<std::string>& patterns) {
     if (pattern.empty())
       throw UsageError("--exclude needs a pattern");
     if (pattern.find('/') == std::string::npos) {
-      _forNames.push_back(pattern);
+      _forNames.push_back({pattern, given});
       continue;
     }
     // The first character of a path is a slash.
     if (std::string("/*?[\\").find(pattern.front()) == std::string::npos)
       throw UsageError("--exclude " + inQuotes(given) +
                        " matches no absolute path: begin it with / or */");
-    _forPaths.push_back(pattern);
+    _forPaths.push_back({pattern, given});
   }
 }
 
+// Compares with all patterns, so that none counts as unused because of another.
+bool Exclusions::matchesIn(const std::vector<Pattern>& patterns, const std::string& text) {
+  bool any = false;
+  for (const Pattern& pattern : patterns) {
+    if (!matches(pattern.text, text))
+      continue;
+    pattern.used = true;
+    any = true;
+  }
+  return any;
+}
+
 bool Exclusions::match(const std::string& path) const {
-  auto const matchesIn = [](const std::vector<std::string>& patterns, const std::string& text) {
-    return std::any_of(patterns.begin(), patterns.end(),
-                       [&](const std::string& pattern) { return matches(pattern, text); });
-  };
-  return matchesIn(_forPaths, path) || (!_forNames.empty() && matchesIn(_forNames, fileName(path)));
+  bool const byPath = matchesIn(_forPaths, path);
+  return (!_forNames.empty() && matchesIn(_forNames, fileName(path))) || byPath;
+}
+
+std::vector<std::string> Exclusions::unused() const {
+  std::vector<std::string> given;
+  for (const std::vector<Pattern>* const patterns : {&_forPaths, &_forNames}) {
+    for (const Pattern& pattern : *patterns) {
+      if (!pattern.used)
+        given.push_back(pattern.given);
+    }
+  }
+  return given;
 }
 
 bool Exclusions::cover(const std::string& path) const {

@@ -27,15 +27,26 @@ class Exclusions {
   // for a pattern that cannot match.
   explicit Exclusions(const std::vector<std::string>& patterns);
 
-  // True if a pattern matches this path itself.
+  // True if a pattern matches this path itself. For one thread at a time, as cover().
   bool match(const std::string& path) const;
 
   // True if a pattern matches this path or a directory above it.
   bool cover(const std::string& path) const;
 
+  // The patterns, as they were given, that have not matched yet.
+  std::vector<std::string> unused() const;
+
  private:
-  std::vector<std::string> _forPaths;
-  std::vector<std::string> _forNames;
+  struct Pattern {
+    std::string text;
+    std::string given;
+    mutable bool used = false;
+  };
+
+  static bool matchesIn(const std::vector<Pattern>& patterns, const std::string& text);
+
+  std::vector<Pattern> _forPaths;
+  std::vector<Pattern> _forNames;
 };
 
 }  // namespace tool

@@ -121,6 +121,15 @@ TEST_F(MakeTreeTest, ExcludedPathsAreLeftOutWithAllBelow) {
   EXPECT_EQ(entries(), linesFor({files / "d", files / "d/a", files / "d/link", files / "d/sub"}));
 }
 
+TEST_F(MakeTreeTest, ExclusionsThatMatchNothingAreNoted) {
+  ProgramRun const run = make({files / "d", "--exclude", "s?b", "--exclude", "su*", "--exclude",
+                               files / "d/sub/", "--exclude", "n\n", "--exclude", "/nowhere/"});
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(run.errors.substr(run.errors.find("zemo-selfcheck: note: ")),
+            "zemo-selfcheck: note: --exclude '/nowhere/' matched nothing\n"
+            "zemo-selfcheck: note: --exclude 'n\\012' matched nothing\n");
+}
+
 TEST_F(MakeTreeTest, NamesFromAFileAreExcludedByTheirDirectories) {
   writeFile(files / "names", (files / "d/sub/b") + "\n" + (files / "d/a"));
   ASSERT_EQ(make({"--from", files / "names", "--exclude", "sub"}).status, 0);
