@@ -46,6 +46,8 @@ def is_console(block):
 def file_name(source, block):
     """Returns the file name of a block of code."""
     for name in sorted(os.listdir(f"{source}/examples")):
+        if os.path.isdir(f"{source}/examples/{name}"):
+            continue
         with open(f"{source}/examples/{name}", encoding="utf-8") as file:
             if file.read() == block.text:
                 return name

@@ -73,7 +73,7 @@ expect development "check_error.h check_files.c check_files.py check_set.cpp cor
 libzemoselfcheck.3 libzemoselfcheck.so package.h protected_file.h self_check_files.h self_check_result.h selfcheck.h zemoselfcheck.pc \
 zemoselfcheckConfig.cmake zemoselfcheckConfigVersion.cmake \
 zemoselfcheckTargets-CONFIGURATION.cmake zemoselfcheckTargets.cmake "
-expect tools "check.schema.json doctor.schema.json files.schema.json install.schema.json mkosi.finalize sign-root verify.schema.json zemo-selfcheck \
+expect tools "check.schema.json doctor.schema.json files.schema.json install.schema.json make.schema.json mkosi.finalize sign-root verify.schema.json zemo-selfcheck \
 zemo-selfcheck zemo-selfcheck-check.1 zemo-selfcheck-diff.1 zemo-selfcheck-doctor.1 zemo-selfcheck-files.1 zemo-selfcheck-init-home.1 \
 zemo-selfcheck-install.1 zemo-selfcheck-list.5 zemo-selfcheck-make.1 zemo-selfcheck-merge.1 zemo-selfcheck-remove-key.1 \
 zemo-selfcheck-retire.1 zemo-selfcheck-show.1 zemo-selfcheck-sign.1 \
