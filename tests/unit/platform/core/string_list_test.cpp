@@ -156,10 +156,12 @@ TEST_F(StringListTest, LargeCapacityIsUsedBeforeItGrows) {
   push("one more");
   EXPECT_EQ(_list->capacity, 2048);
 
-  alloc(1024);
-  EXPECT_EQ(split(std::string(499, ','), ","), 500);
-  EXPECT_EQ(_list->capacity, 1024);
-  EXPECT_EQ(items(), Items(500));
+  for (std::size_t const count : {500, 1024}) {
+    alloc(1024);
+    EXPECT_EQ(split(std::string(count - 1, ','), ","), static_cast<int>(count));
+    EXPECT_EQ(_list->capacity, 1024);
+    EXPECT_EQ(items(), Items(count));
+  }
 }
 
 // Growing by one item each time would take quadratic time.

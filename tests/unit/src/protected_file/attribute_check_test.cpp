@@ -277,6 +277,14 @@ TEST_F(ExchangedFileTest, FileWithTheContentAndAnotherGroupIsFound) {
               ElementsAre(error("group", named, std::to_string(st.st_gid))));
 }
 
+TEST_F(ExchangedFileTest, FileWithTheContentAndAnotherSizeIsFound) {
+  changeMode(path, 0644);
+  struct stat const st = statusOf(path);
+  script(S_IFREG | 0644, st.st_uid, st.st_gid, 8);
+  EXPECT_THAT(check(entryLine(path, "8", contentDigest, "f", "644", "-", "-")),
+              ElementsAre(error("size", "8", "7")));
+}
+
 TEST_F(ExchangedFileTest, DirectoryWithTheMembersAndAnotherPermissionIsFound) {
   script(S_IFDIR | 0644);
   remove(path);
