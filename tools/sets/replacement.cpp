@@ -510,6 +510,11 @@ void makeAbove(const std::string& path) {
   publish(directoryAt(path).get(), path);
 }
 
+Failure keepsChanging(const SetPlace& place) {
+  return {STATUS_NOT_LOADED,
+          "other programs keep changing " + inQuotes(place.directory) + "; nothing was done"};
+}
+
 Directory lockedDirectory(const SetPlace& place) {
   makeAbove(place.top);
   if (place.directory != place.top)
@@ -541,15 +546,21 @@ Way replaceSet(const SetPlace& place, const SetContent& before, const SetContent
       return Way::EXCHANGE;
     } catch (const Changed&) {
       if (left == 1)
-        throw Failure(STATUS_NOT_LOADED, "other programs keep changing " +
-                                             inQuotes(place.directory) + "; nothing was done");
+        throw keepsChanging(place);
     } catch (const NoExchange& no) {
       say("warning: " + no.reason +
           "; the files are replaced one after the other, and meanwhile the set does not load");
       break;
     }
   }
-  replacement.byRenames();
+  // Renaming, too, needs a directory for the new files on the same file system.
+  try {
+    replacement.byRenames();
+  } catch (const NoExchange& no) {
+    throw Failure(STATUS_NOT_LOADED, no.reason + "; nothing was done");
+  } catch (const Changed&) {
+    throw keepsChanging(place);
+  }
   return Way::RENAMES;
 }
 

@@ -259,6 +259,19 @@ TEST_F(InstallTest, WhereTheDirectoryCannotBeExchanged) {
   EXPECT_EQ(namesAbove(), "selfcheck ");
 }
 
+// Neither by an exchange nor file by file.
+TEST_F(InstallTest, WhereFilesCannotBeRenamedEither) {
+  std::string const made = sent("new", {{"base", "/b"}});
+  std::string const before = readFile(home("wam.full.base.list"));
+  makeDirectory(home(".previous"));
+  ProgramRun const run = toolAfter("mount -t tmpfs none " + home(".previous"), {"install", made});
+  EXPECT_EQ(run.status, notLoaded) << run.errors;
+  EXPECT_THAT(run.errors, HasSubstr("cannot open '/usr/zemo/selfcheck/.previous': "));
+  EXPECT_THAT(run.errors, HasSubstr("; nothing was done\n"));
+  EXPECT_EQ(readFile(home("wam.full.base.list")), before);
+  EXPECT_EQ(tool({"check"}).status, missing);
+}
+
 TEST_F(InstallTest, LeftoversOfKilledRuns) {
   makeDirectory("/usr/zemo/.selfcheck.new-AbCd12/packages");
   makeLink(files.path(), "/usr/zemo/.selfcheck.new-AbCd12/link");
