@@ -372,6 +372,10 @@ class Replacement {
     return now != _after.files.end() && (old == _before.files.end() || old->second != now->second);
   }
 
+  bool stays(const std::string& name) const {
+    return _after.files.count(name) != 0 && !isNew(name);
+  }
+
   std::set<std::string> handled() const {
     std::set<std::string> paths = {previousName + "/" + nextName, previousName + "/" + keptName};
     if (isKept(_before))
@@ -392,8 +396,13 @@ class Replacement {
 
   void keepFiles(int old, int directory) const {
     std::string const path = previousDirectory(_place);
-    for (const auto& [name, content] : _before.files)
-      keepFile(old, directory, name, content, joined(path, name));
+    for (const auto& [name, content] : _before.files) {
+      // A program may later write into a file that stays, and would change its other hard link.
+      if (content && stays(name))
+        writeFile(directory, name, *content, joined(path, name));
+      else
+        keepFile(old, directory, name, content, joined(path, name));
+    }
     publish(directory, path);
     syncDirectory(directory, path);
   }

@@ -272,6 +272,22 @@ TEST_F(InstallTest, WhereFilesCannotBeRenamedEither) {
   EXPECT_EQ(tool({"check"}).status, missing);
 }
 
+// Programs such as cp and the shell write into the file that is there.
+TEST_F(InstallTest, WritingIntoAFileLeavesThePreviousOneAlone) {
+  order("# mine\nwam.full.base.list\nwam.full.more.list\n");
+  addList("wam.full.more.list", sized("/m") + "\n");
+  for (bool const renames : {false, true}) {
+    std::string const made = sent(renames ? "two" : "one", {{"base", renames ? "/b" : "/c"}});
+    ASSERT_EQ((renames ? installByRenames({made}) : install({made})).status, 0);
+    for (const char* const name : {"listorder", "wam.full.more.list"}) {
+      std::string const before = readFile(home(name));
+      appendToFile(home(name), "# in place\n");
+      EXPECT_EQ(readFile(home(".previous/wam.full/") + name), before) << name;
+      writeFile(home(name), before);
+    }
+  }
+}
+
 TEST_F(InstallTest, LeftoversOfKilledRuns) {
   makeDirectory("/usr/zemo/.selfcheck.new-AbCd12/packages");
   makeLink(files.path(), "/usr/zemo/.selfcheck.new-AbCd12/link");
