@@ -84,6 +84,11 @@ void requireNewer(const SetPlace& place, const SetContent& before, const Incomin
         old == before.files.end() ? std::nullopt : serialOf(old->second);
     if (offered && installed)
       refuseOlder(name, *offered, *installed);
+    else if (installed)
+      throw Failure(STATUS_NOT_LOADED, inQuotes(name) +
+                                           " has no serial, but the one that is installed has " +
+                                           std::to_string(*installed) +
+                                           "; nothing was installed (see --accept-older)");
   }
 }
 

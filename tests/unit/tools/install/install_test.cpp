@@ -143,6 +143,19 @@ TEST_F(InstallTest, AnOlderListWithoutAManifest) {
   EXPECT_EQ(install({older, "--accept-older"}).status, 0);
 }
 
+TEST_F(InstallTest, AListWithoutASerialIsOlderThanOneThatHasOne) {
+  std::string const made = sent("new", {{"base", "/b"}}, "", "3");
+  ASSERT_EQ(install({made}).status, 0);
+  std::string const list = made + "/wam.full.base.list";
+  writeFile(list, "WAM_SELF_CHECK\nfrom before lists had labels\n" + sized("/c") + "\n");
+  ASSERT_EQ(tool({"sign", "--key", "Maker", "--homedir", key().home(), list}).status, 0);
+  ProgramRun const run = install({made});
+  EXPECT_EQ(run.status, notLoaded);
+  EXPECT_THAT(run.errors,
+              HasSubstr("'wam.full.base.list' has no serial, but the one that is installed has 3"));
+  EXPECT_EQ(install({made, "--accept-older"}).status, 0);
+}
+
 TEST_F(InstallTest, ADryRunWritesNothing) {
   ProgramRun const run = install({sent("new", {{"base", "/b"}}), "--dry-run"});
   EXPECT_EQ(run.status, 0);
