@@ -169,6 +169,8 @@ class Verification {
     if (!isFileOf(name, set, mode) || name == blockerName(set, mode))
       throw UsageError(inQuotes(name) + " is not a file of the set " + inQuotes(set) + ", mode " +
                        inQuotes(mode) + ", as others are: install one set and mode at a time");
+    if (name.find('\n') != std::string::npos)
+      throw UsageError("no line of " + inQuotes(orderName) + " can name it: " + inQuotes(name));
     if (isSignature(name) && _incoming.content.files.count(plain) == 0)
       refuse(name, "is a signature without its file");
     if (!isSignature(name) && _incoming.content.files.count(name + signatureEnding) == 0)

@@ -76,6 +76,9 @@ TEST_F(InstallTest, ForeignFilesAreRefused) {
   remove(made + "/wam.full.more.list");
   makeLink(home("wam.full.base.list"), made + "/wam.full.more.list");
   EXPECT_THAT(install({made}).errors, HasSubstr("is a symbolic link"));
+  std::string const odd = files / "wam.full.two\nlines.list";
+  writeFile(odd, "WAM_SELF_CHECK\n\n");
+  EXPECT_THAT(install({odd}).errors, HasSubstr("no line of 'listorder' can name it"));
   EXPECT_EQ(install({}).status, usage);
   EXPECT_EQ(install({"/etc/passwd"}).status, usage);
   EXPECT_EQ(install({files / "none"}).status, usage);
