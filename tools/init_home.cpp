@@ -143,8 +143,8 @@ std::vector<std::string> prepare(const std::string& home, const std::vector<std:
 
   requireOwn(home);  // before a directory is made in it
   MadeDirectories made(home);
-  Directory const directory = ownHome(home);
-  DirectoryLock const lock(directory);
+  DirectoryLock const lock = lockOn([&] { return ownHome(home); });
+  const Directory& directory = lock.directory();
   refuseOtherRings(home);
   std::string const doubt = doubtAbout(home);
   if (!doubt.empty())

@@ -116,8 +116,8 @@ int reportOrphans(const std::vector<std::string>& verifiedBefore) {
 int runRemoveKey(const Options& options) {
   std::vector<std::string> const fingerprints = wanted(options);
   std::string const home = homeFrom(options.home);
-  Directory const directory = ownHome(home);
-  DirectoryLock const lock(directory);
+  DirectoryLock const lock = lockOn([&] { return ownHome(home); });
+  const Directory& directory = lock.directory();
   refuseOtherRings(home);
   KeyRing ring(directory);
   if (!ring.isCopy())

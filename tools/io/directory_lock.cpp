@@ -16,6 +16,11 @@ namespace {
 
 const char* const lockName = ".zemo-lock";
 
+[[noreturn]] void replaced(const std::string& path) {
+  throw DirectoryReplaced(STATUS_NOT_LOADED, "another run has replaced " + inQuotes(path) +
+                                                 " meanwhile; nothing was done: try again");
+}
+
 }  // namespace
 
 // The holder of the lock removes the file before it releases the lock. So the lock counts only
@@ -55,6 +60,8 @@ DirectoryLock::DirectoryLock(Directory directory, std::chrono::milliseconds pati
   bool told = false;
   while (!isTaken()) {
     int const error = errno;
+    if (error == ENOENT)  // nothing can be made in a directory that was removed
+      replaced(_directory.path());
     // In a directory that several users can write to, another user's file cannot be opened.
     bool const isHeld =
         error == EWOULDBLOCK ||
@@ -79,9 +86,19 @@ DirectoryLock::DirectoryLock(Directory directory, std::chrono::milliseconds pati
       opened.st_dev != named.st_dev || opened.st_ino != named.st_ino) {
     _guard->keep();  // its path leads into the other directory
     (void)unlinkat(_directory.get(), lockName, 0);
-    throw Failure(STATUS_NOT_LOADED, "another run has replaced " + inQuotes(_directory.path()) +
-                                         " meanwhile; nothing was done: try again");
+    replaced(_directory.path());
   }
+}
+
+DirectoryLock lockOn(const std::function<Directory()>& open) {
+  constexpr int attempts = 20;
+  for (int left = attempts - 1; left > 0; --left) {
+    try {
+      return DirectoryLock(open());
+    } catch (const DirectoryReplaced&) {  // the new one has a lock of its own
+    }
+  }
+  return DirectoryLock(open());
 }
 
 }  // namespace tool

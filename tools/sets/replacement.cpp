@@ -524,19 +524,19 @@ Failure keepsChanging(const SetPlace& place) {
           "other programs keep changing " + inQuotes(place.directory) + "; nothing was done"};
 }
 
-Directory lockedDirectory(const SetPlace& place) {
+DirectoryLock lockOf(const SetPlace& place) {
   makeAbove(place.top);
   if (place.directory != place.top)
     makeAbove(directoryOf(place.directory));
-  return Directory(place.top);
+  return lockOn([&] { return Directory(place.top); });
 }
 
 }  // namespace
 
-SetLock::SetLock(const SetPlace& place) : _top(lockedDirectory(place)) {
+SetLock::SetLock(const SetPlace& place) : _top(lockOf(place)) {
   struct stat status = {};
   if (place.directory != place.top && lstat(place.directory.c_str(), &status) == 0)
-    _own = std::make_unique<DirectoryLock>(Directory(place.directory));
+    _own = std::make_unique<DirectoryLock>(lockOn([&] { return Directory(place.directory); }));
   removeSiblings(place);
   removeStaging(place);
 }

@@ -1,8 +1,15 @@
 // zemo-selfcheck install
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
+#include <sys/file.h>
+#include <sys/inotify.h>
+#include <unistd.h>
+
+#include <cstdio>
 
 #include "fixture.h"
+#include "support/started_program.h"
 
 namespace {
 
@@ -302,6 +309,28 @@ TEST_F(InstallTest, WritingIntoAFileLeavesThePreviousOneAlone) {
       writeFile(home(name), before);
     }
   }
+}
+
+// The run that holds the lock replaces the directory, and removes the old one.
+TEST_F(InstallTest, WaitsForOneThatReplacesTheDirectory) {
+  std::string const made = sent("new", {{"base", "/b"}});
+  std::string const lock = home(".zemo-lock");
+  int const held = open(lock.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+  ASSERT_EQ(flock(held, LOCK_EX), 0);
+  int const events = inotify_init1(IN_CLOEXEC);
+  ASSERT_NE(inotify_add_watch(events, lock.c_str(), IN_OPEN), -1);
+  StartedProgram installing({ZEMO_TOOL, "install", made});
+  char event[1024];
+  EXPECT_GT(read(events, event, sizeof event), 0) << "it tries to take the lock";
+  close(events);
+  std::string const next = "/usr/zemo/.next";
+  runShell("cp -a " + std::string(listDir) + " " + next + " && rm " + next + "/.zemo-lock");
+  EXPECT_EQ(renameat2(AT_FDCWD, next.c_str(), AT_FDCWD, listDir, RENAME_EXCHANGE), 0);
+  std::filesystem::remove_all(next);
+  close(held);
+  EXPECT_TRUE(installing.endsWithin(10));
+  EXPECT_EQ(installing.run().status, 0) << installing.run().errors;
+  EXPECT_EQ(readFile(home("wam.full.base.list")), readFile(made + "/wam.full.base.list"));
 }
 
 TEST_F(InstallTest, LeftoversOfKilledRuns) {
