@@ -124,14 +124,15 @@ int installFiles(const Options& options) {
   Incoming const incoming = incomingFrom(options.files);
   SetPlace const place = placeOf(incoming.set, incoming.mode, options.root, options.lists);
   std::unique_ptr<const SetLock> const lock = lockOf(place, options.change);
-  SetContent const before = contentIn(place.directory, place.set, place.mode);
+  SetContent const now = contentIn(place.directory, place.set, place.mode);
+  SetContent const before = lastWhole(place, now);
   if (!incoming.manifest && hasManifest(before, place))
     throw Failure(STATUS_NOT_LOADED,
                   "the installed set has a manifest, and none is given; nothing "
                   "was installed");
   if (!options.acceptOlder)
     requireNewer(place, before, incoming);
-  changeSet(place, before, afterInstalling(before, incoming), options.change);
+  changeSet(place, now, afterInstalling(before, incoming), options.change);
   return STATUS_INTACT;
 }
 

@@ -72,12 +72,13 @@ int runRetire(const Options& options) {
   SetPlace const place = placeOf(set, options.mode, options.root, options.directory);
   std::unique_ptr<const SetLock> const lock =
       options.change.dryRun ? nullptr : std::make_unique<const SetLock>(place);
-  SetContent const before = contentIn(place.directory, set, options.mode);
+  SetContent const now = contentIn(place.directory, set, options.mode);
+  SetContent const before = lastWhole(place, now);
   if (before.files.count(manifestName(set, options.mode)) != 0)
     throw Failure(STATUS_NOT_LOADED,
                   "the set has a manifest, which names its lists: have its maker sign one without "
                   "the list, and install that; nothing was done");
-  changeSet(place, before, without(options.lists, before, place), options.change);
+  changeSet(place, now, without(options.lists, before, place), options.change);
   return STATUS_INTACT;
 }
 

@@ -545,6 +545,20 @@ std::string previousDirectory(const SetPlace& place) {
   return joined(joined(place.directory, previousName), place.set + "." + place.mode);
 }
 
+SetContent lastWhole(const SetPlace& place, const SetContent& now) {
+  if (!now.unfinished)
+    return now;
+  SetContent kept = contentIn(previousDirectory(place), place.set, place.mode);
+  if (kept.lists.empty())
+    return now;
+  // The order also has lines of other modes, which may have changed since.
+  kept.files.erase(orderName);
+  auto const order = now.files.find(orderName);
+  if (order != now.files.end())
+    kept.files.insert(*order);
+  return kept;
+}
+
 Way replaceSet(const SetPlace& place, const SetContent& before, const SetContent& after) {
   HeldSignals const untilDone;
   Replacement replacement(place, before, after);

@@ -351,6 +351,32 @@ TEST_F(InstallTest, LeftoversOfKilledRuns) {
   remove("/usr/zemo/.selfcheck.new-AbCd13");
 }
 
+// Not only the same command completes it.
+TEST_F(InstallTest, AnotherCommandAfterAKilledOneMakesNoHalf) {
+  addList("wam.full.more.list", sized("/m") + "\n");
+  std::string const base = readFile(home("wam.full.base.list"));
+  makeDirectory(home(".previous/wam.full"));
+  runShell("cp -a " + home("wam.*") + " " + home(".previous/wam.full"));
+  std::string const made = sent("new", {{"base", "/b"}, {"more", "/n"}});
+  runShell("cp " + made + "/wam.full.base.* " + std::string(listDir));
+  order("wam.part.x.list\nwam.full.base.list\nwam.full.more.list\n");
+  writeFile(home("wam.full.unfinished-install.list"), "");
+  ProgramRun run = install({sent("fix", {{"fix", "/f"}})});
+  EXPECT_EQ(run.status, 0) << run.errors;
+  EXPECT_EQ(readFile(home("wam.full.base.list")), base);
+  EXPECT_EQ(readFile(home("listorder")),
+            "wam.part.x.list\nwam.full.base.list\nwam.full.more.list\nwam.full.fix.list\n");
+
+  runShell("rm -r " + home(".previous/wam.full/*") + " && cp -a " + home("wam.*") + " " +
+           home(".previous/wam.full") + " && cp " + made + "/wam.full.base.* " + listDir);
+  writeFile(home("wam.full.unfinished-install.list"), "");
+  run = tool({"retire", "wam.full.fix.list"});
+  EXPECT_EQ(run.status, 0) << run.errors;
+  EXPECT_EQ(readFile(home("wam.full.base.list")), base);
+  EXPECT_EQ(install({made}).status, 0);
+  EXPECT_EQ(tool({"show", "/n"}).status, 0);
+}
+
 TEST_F(InstallTest, JsonConformsToItsSchema) {
   auto const rejected = [](const std::string& lines) {
     ProgramRun const run =
