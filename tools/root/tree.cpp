@@ -3,6 +3,7 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <linux/openat2.h>
+#include <mntent.h>
 #include <sched.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
@@ -12,9 +13,12 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstdio>
+#include <filesystem>
 #include <memory>
 
 #include "io/exit_status.h"
+#include "io/paths.h"
 
 namespace tool {
 namespace {
@@ -32,9 +36,38 @@ namespace {
                            error));
 }
 
+// Links of procfs lead to any process's files and root directory, also out of a changed root. So,
+// from now on, this mount namespace follows none where procfs is mounted below `directory`.
+void followNoLinksOfProc(const std::string& directory) {
+  constexpr std::size_t longestLine = 65536;
+  std::error_code error;
+  std::string const top = std::filesystem::canonical(directory, error);
+  if (error || top == "/")
+    return;  // it cannot be opened, or nothing is out of it
+  std::unique_ptr<FILE, int (*)(FILE*)> const mounts(setmntent("/proc/self/mounts", "re"),
+                                                     endmntent);
+  if (mounts == nullptr)
+    throw Failure(STATUS_NOT_LOADED, withReason("cannot read '/proc/self/mounts'", errno));
+  std::vector<char> line(longestLine);
+  mntent found = {};
+  mount_attr restriction = {};
+  restriction.attr_set = MOUNT_ATTR_NOSYMFOLLOW;
+  while (getmntent_r(mounts.get(), &found, line.data(), static_cast<int>(line.size())) != nullptr) {
+    if (std::string(found.mnt_type) != "proc" || !isAtOrBelow(top, found.mnt_dir))
+      continue;
+    if (mount_setattr(AT_FDCWD, found.mnt_dir, 0, &restriction, sizeof restriction) != 0)
+      throw Failure(
+          STATUS_NOT_LOADED,
+          withReason("cannot keep links in " + inQuotes(found.mnt_dir) + " from leading out of " +
+                         inQuotes(directory) + ", which needs Linux 5.14 or later; unmount it",
+                     errno));
+  }
+}
+
 // A mount of its own: the kernel then refuses ".." from a directory that was moved out of it, and
 // enforces the restrictions for everything below.
 Descriptor restrictedMount(const std::string& directory) {
+  followNoLinksOfProc(directory);
   Descriptor tree(
       open_tree(AT_FDCWD, directory.c_str(), OPEN_TREE_CLONE | OPEN_TREE_CLOEXEC | AT_RECURSIVE));
   if (tree.get() < 0)

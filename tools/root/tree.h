@@ -13,7 +13,7 @@ namespace tool {
 
 // The directory as it is when the object is made, with all that is mounted there; what is mounted
 // on it afterwards is not seen. In this view nothing can be written, executed or loaded as code, no
-// device can be opened, and no access time changes.
+// device can be opened, no access time changes, and links of a mounted procfs are not followed.
 //
 // All paths below are absolute and lead from this directory: links and ".." never lead out of it,
 // even while others rename directories. Failures name the path and the directory, and have the

@@ -272,6 +272,30 @@ TEST_F(OtherRootTest, EntriesBelowALinkAreLookedUpBelowTheRoot) {
             "checked 3 entries of 1 set: 0 changed, 2 missing, 0 stray, 0 could not be checked\n");
 }
 
+TEST_F(OtherRootTest, LinksOfAMountedProcAreNotFollowed) {
+  below("proc/covered", "");
+  makeLink("/proc/self/root/etc", root / "etc");
+  makeDirectory(root / "usr");
+  makeLink("/other proc/self/root/etc", root / "usr/lib");
+  rootList({existing("/etc/passwd"), existing("/usr/lib/passwd"), existing("/proc/self/root/etc"),
+            existing("/proc/sys")});
+  // Also where it is mounted a second time, and if the directory has another name.
+  makeLink(root.path(), files / "name");
+  makeDirectory(root / "other proc");
+  for (const std::string& name : {root.path(), files / "name"}) {
+    ProgramRun const run =
+        toolAfter("mount --rbind /proc " + (root / "proc") + "\nmount --rbind /proc '" +
+                      (root / "other proc") + "'\ncd /",
+                  {"check", "--root", name});
+    EXPECT_EQ(run.output,
+              "/etc/passwd not exist expect[] but get[]\n"
+              "/proc/self/root/etc not exist expect[] but get[]\n"
+              "/usr/lib/passwd not exist expect[] but get[]\n"
+              "checked 4 entries of 1 set: 0 changed, 3 missing, 0 stray, 0 could not be checked\n")
+        << run.errors;
+  }
+}
+
 TEST_F(OtherRootTest, PasswordFileThatIsNotAFileIsNotOpened) {
   rootPackage("daemon", {existing("$pkg_dir")});
   makeDirectory(root / "etc");
