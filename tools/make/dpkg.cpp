@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <climits>
 #include <cstdlib>
 #include <memory>
 #include <optional>
@@ -108,7 +109,10 @@ std::vector<Deb> debsMatching(const Database& database, const std::vector<std::s
   if (asked.empty() && !all)
     return debs;  // without names, dpkg-query lists all packages
   // Its exit status says that some are unknown, but not which.
+  constexpr int someUnknown = 1;
   Outcome const answer = database.query({"--show", "--showformat", format}, asked, false);
+  if (answer.status > someUnknown)
+    throw Failure(STATUS_NOT_LOADED, "dpkg-query cannot read dpkg's database");
   for (const std::string& line : splitLines(answer.output)) {
     if (line.empty())
       continue;
@@ -222,8 +226,11 @@ class DirectoryLinks {
   std::set<std::string> _told;  // the links that were reported
 };
 
+// A path that is too long for the kernel is reported when it is examined.
 std::string DirectoryLinks::resolved(const std::string& path) {
-  return path == "/" ? path : joined(resolvedDirectory(directoryOf(path)), fileName(path));
+  return path == "/" || path.size() >= PATH_MAX
+             ? path
+             : joined(resolvedDirectory(directoryOf(path)), fileName(path));
 }
 
 std::string DirectoryLinks::resolvedDirectory(const std::string& directory) {
@@ -285,6 +292,8 @@ std::vector<DebFiles> filesOf(const std::vector<std::string>& debs, bool all, co
       if (auto const digest = digests.find(name); digest != digests.end())
         files.digests[place] = digest->second;
     }
+    if (files.paths.empty())
+      say("package " + inQuotes(files.name) + ": dpkg has no list of its files");
     result.push_back(std::move(files));
   }
   return result;

@@ -277,8 +277,33 @@ TEST_F(MakeRootTest, WrongDpkgDatabaseIsRefusedInOurWords) {
   EXPECT_EQ(outside({"--dpkg", "demo"}).errors,
             "zemo-selfcheck: dpkg-query cannot list the files of these packages\n");
   appendToFile(root / "var/lib/dpkg/status", "\033[2J\n");
-  EXPECT_EQ(outside({"--dpkg", "demo"}).errors,
-            "zemo-selfcheck: dpkg has no installed package 'demo'\n");
+  for (Lines const& words : {Lines{"--dpkg", "demo"}, Lines{"--dpkg-all"}})
+    EXPECT_EQ(outside(words).errors, "zemo-selfcheck: dpkg-query cannot read dpkg's database\n");
+}
+
+TEST_F(MakeRootTest, PathsOfItsDpkgDatabaseMayHaveAnyLength) {
+  if (access("/usr/bin/dpkg-query", X_OK) != 0)
+    GTEST_SKIP() << "needs dpkg";
+  std::string path;
+  for (int i = 0; i < 100000; ++i)
+    path += "/a";
+  addPackage("demo", {});
+  below("var/lib/dpkg/info/demo.list", "/.\n" + path + "\n");
+  ProgramRun const run = outside({"--dpkg", "demo"});
+  EXPECT_EQ(run.status, unchecked);
+  EXPECT_NE(run.errors.find("': File name too long\n"), std::string::npos);
+}
+
+TEST_F(MakeRootTest, PackageWithoutAListOfItsFilesIsTold) {
+  if (access("/usr/bin/dpkg-query", X_OK) != 0)
+    GTEST_SKIP() << "needs dpkg";
+  below("a", "a");
+  addPackage("demo", {"/a"});
+  addPackage("empty", {});
+  remove(root / "var/lib/dpkg/info/empty.list");
+  ProgramRun const run = outside({"--dpkg-all"});
+  EXPECT_EQ(run.errors, "zemo-selfcheck: package 'empty': dpkg has no list of its files\n");
+  EXPECT_EQ(run.status, 0);
 }
 
 TEST_F(MakeRootTest, FailedCopyOfTheDpkgDatabaseLeavesNothing) {
