@@ -52,7 +52,8 @@ DpkgCopy::DpkgCopy(const Tree& root) : _root(root), _place({}), _mount(path()) {
 }
 
 void DpkgCopy::addFilesOf(const std::string& package, const std::string& architecture) {
-  for (const std::string& name : {package, package + ":" + architecture}) {
+  std::string const qualified = package + ":" + architecture;
+  for (const std::string& name : {package, qualified}) {
     copyIfThere(joined("info", name) + ".list");
     copyIfThere(joined("info", name) + ".md5sums");
   }
