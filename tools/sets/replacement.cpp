@@ -576,7 +576,7 @@ Way replaceSet(const SetPlace& place, const SetContent& before, const SetContent
       break;
     }
   }
-  // Renaming, too, needs a directory for the new files on the same file system.
+  // Renaming also needs a directory for the new files on the same file system.
   try {
     replacement.byRenames();
   } catch (const NoExchange& no) {

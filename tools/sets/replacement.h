@@ -32,8 +32,8 @@ enum class Way {
 // Where the files that a set had before are kept.
 std::string previousDirectory(const SetPlace& place);
 
-// What is to be changed: `now`, which is what is there, or if that is unfinished, the set that was
-// there before, so that no other command makes a set of its lists and new ones.
+// The set that is to be changed: `now`, which is what is there, or if that is unfinished, the set
+// that was there before, so that no other command makes a set of its lists and new ones.
 SetContent lastWhole(const SetPlace& place, const SetContent& now);
 
 // Puts `after` in the place of `before`, which is what is there, and keeps `before` in
