@@ -29,6 +29,7 @@
 #include "run/log_relay.h"
 #include "sets/label.h"
 #include "sets/merged_set.h"
+#include "sets/set_content.h"
 #include "sets/sets.h"
 #include "text/strings.h"
 
@@ -207,6 +208,13 @@ class Doctor {
           set == systemSet
               ? "make, sign and install one (see zemo-selfcheck-make(1))"
               : "make, sign and install one (see zemo-selfcheck-make(1)), or remove the directory");
+      return;
+    }
+    // Signing or removing the blocker would make a set of old and new lists.
+    if (hasBlocker(files.lists, set, _mode)) {
+      _findings.problem(STATUS_NOT_LOADED,
+                        "an installation of set " + inQuotes(set) + " has not ended",
+                        "if none runs, run the same zemo-selfcheck install or retire again");
       return;
     }
     try {

@@ -170,10 +170,8 @@ std::string Walk::whyNotLoaded() const {
   std::vector<std::string> const lists = listsOf(set, options->plan.mode);
   if (lists.empty())
     return whyNoLists(set, options->plan.mode);
-  std::string const blocker = blockerName(set, options->plan.mode);
-  if (std::any_of(lists.begin(), lists.end(),
-                  [&](const std::string& path) { return fileName(path) == blocker; }))
-    return what + ": an installation was interrupted; run the same command again to complete it";
+  if (hasBlocker(lists, set, options->plan.mode))
+    return what + ": an installation has not ended; if none runs, run the same command again";
   std::string const reason = tool::whyNotLoaded(lists, options->verify);
   if (!reason.empty())
     return what + ": " + reason;

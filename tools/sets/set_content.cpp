@@ -149,6 +149,13 @@ std::string blockerName(const std::string& set, const std::string& mode) {
   return set + "." + mode + ".unfinished-install.list";
 }
 
+bool hasBlocker(const std::vector<std::string>& lists, const std::string& set,
+                const std::string& mode) {
+  std::string const blocker = blockerName(set, mode);
+  return std::any_of(lists.begin(), lists.end(),
+                     [&](const std::string& path) { return fileName(path) == blocker; });
+}
+
 bool isFileOf(const std::string& name, const std::string& set, const std::string& mode) {
   std::string const plain = endsWith(name, ".asc") ? name.substr(0, name.size() - 4) : name;
   return name == orderName || plain == manifestName(set, mode) ||

@@ -46,6 +46,10 @@ struct SetContent {
 // The name of an empty list without signature. While it is there, the set does not load.
 std::string blockerName(const std::string& set, const std::string& mode);
 
+// True if it is among the lists with these paths.
+bool hasBlocker(const std::vector<std::string>& lists, const std::string& set,
+                const std::string& mode);
+
 // True if a file with this name is a list, signature, manifest or order of this set and mode.
 bool isFileOf(const std::string& name, const std::string& set, const std::string& mode);
 
@@ -61,8 +65,8 @@ std::string versionOf(const std::string& directory, const std::string& set,
 // other modes, and lines that name no list, stay as they are.
 void orderLists(SetContent& content, const std::string& set, const std::string& mode);
 
-// The statements of all lists together, with unresolved placeholders. Lists that cannot be read state
-// nothing.
+// The statements of all lists together, with unresolved placeholders. Lists that cannot be read
+// state nothing.
 Side statementsOf(const SetContent& content);
 
 }  // namespace tool

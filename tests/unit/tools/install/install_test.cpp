@@ -342,7 +342,10 @@ TEST_F(InstallTest, LeftoversOfKilledRuns) {
   writeFile(home("wam.full.unfinished-install.list"), "");
   ProgramRun const run = tool({"check"});
   EXPECT_EQ(run.status, notLoaded);
-  EXPECT_THAT(run.errors, HasSubstr("an installation was interrupted; run the same command"));
+  EXPECT_THAT(run.errors, HasSubstr("an installation has not ended; if none runs, run the same"));
+  EXPECT_THAT(doctor().output,
+              HasSubstr("problem: an installation of set 'wam' has not ended\n    fix: if none "
+                        "runs, run the same zemo-selfcheck install or retire again\n1 problem; "));
   EXPECT_EQ(install({made}).status, 0);
   EXPECT_EQ(namesAbove(), ".selfcheck.new-AbCd13 selfcheck ") << "a link is not ours";
   EXPECT_EQ(tool({"check"}).status, missing);
