@@ -61,17 +61,17 @@ std::string realPath(const std::string& path) {
 // The names of the list and its signature as the listed files' root sees them.
 std::set<std::string> namesOfOutput(const std::string& output,
                                     const std::optional<std::string>& root) {
-  std::set<std::string> names;
+  std::set<std::string> names = {output};
   std::string const directory = realPath(directoryOf(output));
   if (!directory.empty())
     names.insert(joined(directory, fileName(output)));
-  if (!root) {
-    names.insert(output);
-  } else if (std::string const top = realPath(*root); top != "/") {
+  if (root) {
     std::set<std::string> inside;
-    for (const std::string& name : names) {
-      if (isAtOrBelow(top, name))
-        inside.insert(name.substr(top.size()));
+    for (std::string const& top : {root->empty() ? "" : absolutePath(*root), realPath(*root)}) {
+      for (const std::string& name : names) {
+        if (!top.empty() && isAtOrBelow(top, name))
+          inside.insert(top == "/" ? name : name.substr(top.size()));
+      }
     }
     names.swap(inside);
   }

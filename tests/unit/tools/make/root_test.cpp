@@ -148,6 +148,15 @@ TEST_F(MakeRootTest, TheListItselfIsLeftOutUnderItsNameInTheRoot) {
   ProgramRun const run = outside({"/usr"});
   EXPECT_EQ(run.status, 0);
   EXPECT_EQ(entries(), linesIn({"/usr", "/usr/zemo", "/usr/zemo/selfcheck"}));
+  // Its name may lead through a link, as the listed paths do, and so may the root's.
+  makeLink("usr/zemo", root / "zemo");
+  makeLink(root.path(), files / "name");
+  Lines const expected = linesIn({"/zemo/selfcheck"});
+  for (const std::string& name : {root.path(), files / "name"}) {
+    output = name + "/zemo/selfcheck/wam.full.base.list";
+    ASSERT_EQ(make({"--root", name, "/zemo/selfcheck"}).status, 0);
+    EXPECT_EQ(entries(), expected);
+  }
   // A list of this machine at that path is another one.
   output = std::string(listDir) + "/wam.full.base.list";
   ASSERT_EQ(outside({"/usr"}).status, 0);
