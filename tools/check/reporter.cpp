@@ -51,7 +51,13 @@ void Reporter::tellNotLoaded() {
       say(std::string(what).append(": ").append(objection));
     reason = what + " was not checked, because it does not fit its manifest";
   }
-  say(reason + "; see " + doctorFor(_walk.options->plan));
+  // doctor finds nothing wrong with a set that was rolled back as a whole.
+  bool const rolledBack =
+      _walk.facts.manifest && _walk.facts.manifest->state == ManifestCheck::State::ROLLED_BACK;
+  if (rolledBack)
+    reason = what + " was not checked, because it is older than one that was accepted before";
+  say(reason + (rolledBack ? "; install the newer one, or give --accept-older if it is meant"
+                           : "; see " + doctorFor(_walk.options->plan)));
   _report.notLoaded(_walk.set, reason);
 }
 

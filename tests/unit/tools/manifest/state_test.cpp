@@ -50,6 +50,10 @@ TEST_F(ManifestStateTest, ASetThatWasPutBackAsAWhole) {
   EXPECT_EQ(run.status, notLoaded);
   EXPECT_THAT(run.errors, HasSubstr("set 'wam': rolled back: the manifest has the serial 5, but 6 "
                                     "was accepted before\n"));
+  EXPECT_THAT(run.errors,
+              HasSubstr("because it is older than one that was accepted before; install "
+                        "the newer one, or give --accept-older if it is meant\n"));
+  EXPECT_THAT(run.errors, Not(HasSubstr("doctor"))) << "it finds nothing wrong with this set";
   EXPECT_THAT(remembering({"--format", "json"}).output, HasSubstr(R"("state":"rolled_back")"));
   EXPECT_EQ(state(), "6\n");
   EXPECT_EQ(remembering({"--accept-older"}).status, 0);
