@@ -45,6 +45,8 @@ class Given {
       bool const known = lstat(path.c_str(), &status) == 0;
       if (!known && errno != ENOENT)
         throw Failure(STATUS_NOT_LOADED, withReason("cannot read " + inQuotes(path), errno));
+      if (!known && !isOfSet(path))
+        throw UsageError("there is no file or directory " + inQuotes(path));
       if (known && S_ISDIR(status.st_mode))
         takeDirectory(path);
       else

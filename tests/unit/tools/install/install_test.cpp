@@ -88,7 +88,9 @@ TEST_F(InstallTest, ForeignFilesAreRefused) {
   EXPECT_THAT(install({odd}).errors, HasSubstr("no line of 'listorder' can name it"));
   EXPECT_EQ(install({}).status, usage);
   EXPECT_EQ(install({"/etc/passwd"}).status, usage);
-  EXPECT_EQ(install({files / "none"}).status, usage);
+  ProgramRun const none = install({files / "none"});
+  EXPECT_EQ(none.status, usage);
+  EXPECT_THAT(none.errors, HasSubstr("there is no file or directory '" + (files / "none") + "'"));
   EXPECT_EQ(install({files / "none.full.a.list"}).status, notLoaded);
   EXPECT_EQ(names(), "wam.full.base.list wam.full.base.list.asc ");
 }
