@@ -17,6 +17,7 @@
 #include "check/set_check.h"
 #include "commands.h"
 #include "io/exit_status.h"
+#include "io/paths.h"
 #include "root/other_root.h"
 #include "run/interruption.h"
 #include "run/workers.h"
@@ -110,13 +111,22 @@ void requireMeasurable(const Options& options) {
   }
 }
 
+// The path of `directory` as the lists of the other root `root` write it.
+std::string pathIn(const std::filesystem::path& root, const std::string& directory) {
+  std::string const top = (std::filesystem::absolute(root) / "").lexically_normal().parent_path();
+  if (top == "/" || !isAtOrBelow(top, directory))
+    return directory;
+  return directory == top ? "/" : directory.substr(top.size());
+}
+
 // The directories of --under that have another path, which lists may name instead.
 std::string otherPaths(const Options& options) {
   std::string text;
   for (const std::string& directory : directoriesNamed(options.under)) {
     std::error_code error;
-    std::string const other = std::filesystem::canonical(directory, error);
-    if (!options.root && !error && other != directory)
+    std::string const other = options.root ? pathIn(*options.root, directory)
+                                           : std::filesystem::canonical(directory, error).string();
+    if (!error && other != directory)
       text += "; " + inQuotes(directory) + " is " + inQuotes(other);
   }
   return text;

@@ -146,6 +146,20 @@ TEST_F(OtherRootTest, ComparesWithItsFilesAndNamesThemAsItsListsDo) {
   EXPECT_EQ(run.errors, "");
 }
 
+TEST_F(OtherRootTest, PathsOfThisMachineAreTranslatedForUnder) {
+  below("etc/a", "a");
+  rootList({existing("/etc/a")});
+  std::string const nothing =
+      "zemo-selfcheck: nothing was checked: no entry is at or below --under";
+  for (const char* const end : {"", "/"}) {
+    ProgramRun const run = check({"--root", root.path() + end, "--under", root / "etc"});
+    EXPECT_EQ(linesOf(run.errors)[0], nothing + "; '" + (root / "etc") + "' is '/etc'");
+  }
+  EXPECT_EQ(linesOf(look({"--under", "/usr"}).errors)[0], nothing);
+  list({existing("/")});
+  EXPECT_EQ(linesOf(check({"--root", "/", "--under", "/usr"}).errors)[0], nothing);
+}
+
 TEST_F(OtherRootTest, ThisMachinesListsDoNotMatter) {
   list({existing("/nowhere")});
   below("a", "");
