@@ -428,6 +428,17 @@ TEST_F(PackageToolTest, LeaseThatIsTakenAgainAndAgainIsWaitedForUpToAMinute) {
   openFault = {};
 }
 
+TEST_F(PackageToolTest, OnlyALeaseOnAFileThatIsThereIsWaitedFor) {
+  for (bool const exists : {false, true}) {
+    if (exists)
+      makeDirectory(at("demo/user"));
+    openFault = {EWOULDBLOCK, 1000};
+    expectNoUser(ZEMO_PACKAGE_BAD_USER);
+    EXPECT_EQ(openFault.times, 999);
+    openFault = {};
+  }
+}
+
 TEST_F(PackageToolTest, UserFileThatCannotBeReadIsBad) {
   writeUser("user\n");
   int const before = openDescriptors();
