@@ -23,12 +23,12 @@ using ZEMO::SELF_CHECK::FileList;
 namespace tool {
 namespace {
 
-using Directory = std::unique_ptr<DIR, int (*)(DIR*)>;
+using DirectoryStream = std::unique_ptr<DIR, int (*)(DIR*)>;
 
 // Does not follow a link that has replaced the directory since it was examined.
-Directory openDirectory(const std::string& path) {
+DirectoryStream openDirectory(const std::string& path) {
   Descriptor file(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-  Directory stream(file.get() < 0 ? nullptr : fdopendir(file.get()), closedir);
+  DirectoryStream stream(file.get() < 0 ? nullptr : fdopendir(file.get()), closedir);
   if (stream != nullptr)
     (void)file.release();  // the stream owns it now
   return stream;
@@ -105,7 +105,7 @@ bool Collector::hasEntryAtOrBelow(const std::string& path) const {
 // Returns the members that are directories.
 std::vector<std::string> Collector::addMembers(const std::string& directory) {
   std::vector<std::string> directories;
-  Directory const stream = openDirectory(directory);
+  DirectoryStream const stream = openDirectory(directory);
   if (stream == nullptr) {
     if (errno != ENOENT)  // describing it leaves out a vanished one
       _problems.cannotRead(directory, errno);

@@ -3,10 +3,15 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "gnupg/signature_check.h"
 #include "io/exit_status.h"
 #include "io/paths.h"
+#include "io/regular_file.h"
+#include "io/scratch_directory.h"
 #include "sets/items.h"
 #include "sets/list_file.h"
+#include "sets/manifest_check.h"
+#include "sets/set_content.h"
 #include "text/escape.h"
 #include "text/strings.h"
 
@@ -51,9 +56,39 @@ bool statesAnything(const MakeOptions& options) {
            options.fixed.empty() && options.omit.empty() && options.base.empty());
 }
 
-// The second line of the list, which says that it is this list.
-Label labelThatFits(const std::string& path) {
-  std::optional<Label> label = parseLabel(readListFile(path).label);
+// Throws unless GnuPG verifies `content` with the signature next to `list`. It reads copies of
+// both, which are out of reach of others who may write to the list's directory.
+void requireVerified(const std::string& list, const std::string& content) {
+  auto const refuse = [&list](const std::string& reason) {
+    cannotRepeat(list, "it does not verify with this machine's key ring: " + reason +
+                           "; --no-verify trusts it");
+  };
+  std::string const signature = list + ".asc";
+  std::error_code ignored;
+  if (!std::filesystem::exists(signature, ignored))
+    refuse("it has no signature");
+  std::string const name = fileName(list);
+  ScratchDirectory const scratch({name, name + ".asc"});
+  writeWholeFile(scratch / name, content);
+  writeWholeFile(scratch / (name + ".asc"), RegularFile::following(signature).content(longestList));
+  SignatureCheck const check = checkSignature(scratch / name);
+  if (!check.verified)
+    refuse(whyNotVerified(check, "it"));
+}
+
+// The list's content, read once, so that what is used is what was verified.
+std::string contentToRepeat(const std::string& list, bool verify) {
+  std::string content = RegularFile::following(list).content(longestList + 1);
+  if (content.size() > longestList)
+    throw Failure(STATUS_NOT_LOADED, inQuotes(list) + " is too large");
+  if (verify)
+    requireVerified(list, content);
+  return content;
+}
+
+// The second line of the list with this content, which says that it is this list.
+Label labelThatFits(const std::string& path, const std::string& content) {
+  std::optional<Label> label = parseLabel(listIn(content, path).label);
   if (!label || label->made.empty())
     cannotRepeat(path, "its second line does not say how it was made");
   if (!isLabelOf(*label, path, label->set, label->mode))
@@ -102,9 +137,7 @@ MakeOptions optionsToRepeat(const MakeOptions& given) {
         "--again takes what to list from the list's second line: only --root, --output, --serial, "
         "--allow-changed, --no-verify, --jobs, --format and --no-progress may be added");
   std::string const list = absolutePath(*given.again);
-  if (!given.noVerify && !ZEMO::SELF_CHECK::FileList(systemSet, defaultMode).checkSign(list))
-    cannotRepeat(list, "it does not verify with this machine's key ring; --no-verify trusts it");
-  Label const label = labelThatFits(list);
+  Label const label = labelThatFits(list, contentToRepeat(list, !given.noVerify));
   std::string record;
   for (const std::string& word : label.made)
     record += " " + escaped(word);

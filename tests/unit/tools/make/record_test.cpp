@@ -1,8 +1,12 @@
 // zemo-selfcheck make --again: the second line says how the list was made.
 
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <future>
+
 #include "fixture.h"
+#include "lease.h"
 #include "support/signing_key.h"
 
 using Lines = std::vector<std::string>;
@@ -111,15 +115,54 @@ TEST_F(MakeRecordTest, ListMustVerifyUnlessItIsTrusted) {
   Lines const words = {"make", "--again", output};
   ProgramRun const unsigned_ = tool(words);
   EXPECT_EQ(unsigned_.status, notLoaded);
-  EXPECT_NE(unsigned_.errors.find("zemo-selfcheck: '" + output +
-                                  "' cannot be made again: it does not verify with this "
-                                  "machine's key ring; --no-verify trusts it\n"),
-            std::string::npos)
+  EXPECT_NE(
+      unsigned_.errors.find("zemo-selfcheck: '" + output +
+                            "' cannot be made again: it does not verify with this "
+                            "machine's key ring: it has no signature; --no-verify trusts it\n"),
+      std::string::npos)
       << unsigned_.errors;
   key.sign(output);
   EXPECT_EQ(tool(words).status, 0);
   appendToFile(output, "x");
-  EXPECT_EQ(tool(words).status, notLoaded);
+  ProgramRun const other = tool(words);
+  EXPECT_EQ(other.status, notLoaded);
+  EXPECT_EQ(other.errors, "zemo-selfcheck: '" + output +
+                              "' cannot be made again: it does not verify with this machine's key "
+                              "ring: it is not the one that was signed; --no-verify trusts it\n");
+}
+
+// Others may be able to exchange the list in its directory.
+TEST_F(MakeRecordTest, ListThatIsExchangedMeanwhileIsTheOneThatWasVerified) {
+  SigningKey const key;
+  key.trustedBy(listDir);
+  writeFile(files / "a", "a");
+  writeFile(files / "b", "b");
+  ASSERT_EQ(make({files / "a"}).status, 0);
+  key.sign(output);
+  Lines const first = entries();
+  Lease keys(std::string(listDir) + "/pubring.kbx");
+  REQUIRE_LEASE(keys);
+  auto running = std::async(std::launch::async, [this] {
+    return tool({"make", "--again", output});
+  });
+  keys.waitForOpen();  // by GnuPG
+  writeRecord("make -- " + (files / "b"));
+  keys.release();
+  ProgramRun const run = running.get();
+  EXPECT_EQ(run.status, 0) << run.errors;
+  EXPECT_EQ(entries(), first);
+}
+
+TEST_F(MakeRecordTest, ListThatIsNoFileIsNotWaitedFor) {
+  ASSERT_EQ(mkfifo(output.c_str(), 0600), 0);
+  for (const Lines& words : {Lines{}, Lines{"--no-verify"}}) {
+    Lines all = {"make", "--again", output};
+    all.insert(all.end(), words.begin(), words.end());
+    ProgramRun const run = tool(all);
+    EXPECT_EQ(run.status, notLoaded);
+    EXPECT_EQ(run.errors,
+              "zemo-selfcheck: cannot read '" + output + "': it is not a regular file\n");
+  }
 }
 
 TEST_F(MakeRecordTest, OtherOptionsThanTheRecordsAreRefused) {
