@@ -100,13 +100,13 @@ void requireKnownCommand(const CLI::App& program) {
 void requireValues(const CLI::App& command) {
   std::string const missing = missingValue(command);
   if (!missing.empty())
-    throw UsageError(missing + seeHelp(command));
+    throw UsageError(missing, seeHelp(command));
 }
 
 void rejectArguments(const CLI::App& program, const CLI::ParseError& error) {
   std::vector<CLI::App*> const chosen = program.get_subcommands();
   const CLI::App& command = chosen.empty() ? program : *chosen.front();
-  throw UsageError(complaint(command, error) + seeHelp(command));
+  throw UsageError(complaint(command, error), seeHelp(command));
 }
 
 }  // namespace tool

@@ -26,7 +26,8 @@ bool journalReadsErrors() {
 Failure::Failure(ExitStatus status, const std::string& what)
     : std::runtime_error(what), _status(status) {}
 
-UsageError::UsageError(const std::string& what) : Failure(STATUS_USAGE, what) {}
+UsageError::UsageError(const std::string& reason, const std::string& hint)
+    : Failure(STATUS_USAGE, reason + hint), _reason(reason) {}
 
 void say(std::string_view line) {
   static bool const marked = journalReadsErrors();

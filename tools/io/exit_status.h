@@ -35,7 +35,13 @@ class Failure : public std::runtime_error {
 // Wrong arguments.
 class UsageError : public Failure {
  public:
-  explicit UsageError(const std::string& what);
+  // `hint`, which follows `reason` in the message, is for somebody who typed the arguments.
+  explicit UsageError(const std::string& reason, const std::string& hint = "");
+
+  const std::string& reason() const { return _reason; }
+
+ private:
+  std::string _reason;
 };
 
 // Writes one line to standard error, after the program's name; in the journal it has the priority

@@ -8,6 +8,7 @@
 
 #include "io/exit_status.h"
 #include "io/paths.h"
+#include "io/regular_file.h"
 #include "sets/list_file.h"
 
 using namespace ZEMO::SELF_CHECK;
@@ -36,6 +37,9 @@ bool isGone(const std::string& path) {
 
 void mergeBases(const MakePlan& plan, FileList& list) {
   for (const std::string& base : plan.bases) {
+    std::string const reason = irregular(base);  // the library would wait for the writer of a FIFO
+    if (!reason.empty())
+      throw Failure(STATUS_NOT_LOADED, "base list " + reason);
     if (!list.parseList(base))
       throw Failure(STATUS_NOT_LOADED, "base list " + inQuotes(base) + " cannot be read");
   }

@@ -30,6 +30,10 @@ std::string fromDirectoryOf(const std::string& list, const std::string& path) {
   throw Failure(STATUS_NOT_LOADED, inQuotes(list) + " cannot be made again: " + reason);
 }
 
+[[noreturn]] void notOfMake(const std::string& list, const std::string& reason) {
+  cannotRepeat(list, "its second line is not one of make: " + reason);
+}
+
 // Words that the parser of make's own arguments refuses were not written by `make`.
 MakeOptions parsed(const std::vector<std::string>& record, const std::string& list) {
   MakeOptions options;
@@ -43,9 +47,25 @@ MakeOptions parsed(const std::vector<std::string>& record, const std::string& li
     if (commands.parse(static_cast<int>(words.size()), words.data()).command.empty())
       cannotRepeat(list, "its second line asks for help");
   } catch (const UsageError& error) {
-    cannotRepeat(list, std::string("its second line is not one of make: ") + error.what());
+    notOfMake(list, error.reason());
   }
   return options;
+}
+
+// Throws unless `make` could have written this record for the list. Wrong words in it are not the
+// caller's error.
+void requireOwnWords(const MakeOptions& recorded, const std::string& list) {
+  Label own;
+  stamp(own, recorded.serial);  // what the caller and the environment give is the caller's error
+  try {
+    MakePlan const plan = planOf(recorded);
+    if (plan.trees != recorded.paths || plan.fixed != recorded.fixed)
+      notOfMake(list, "make writes absolute paths");
+  } catch (const UsageError& error) {
+    notOfMake(list, error.reason());
+  }
+  if (std::string const reason = recorded.from ? irregular(*recorded.from) : ""; !reason.empty())
+    cannotRepeat(list, reason);
 }
 
 bool statesAnything(const MakeOptions& options) {
@@ -154,8 +174,11 @@ MakeOptions optionsToRepeat(const MakeOptions& given) {
   if (label.set != systemSet)
     options.package = label.set;
   options.mode = label.mode;
-  options.output = given.output.empty() ? list : given.output;
+  options.output = list;
   options.serial = given.serial;
+  requireOwnWords(options, list);
+  if (!given.output.empty())
+    options.output = given.output;
   options.root = given.root;
   options.allowChanged = given.allowChanged;
   options.jobs = given.jobs;

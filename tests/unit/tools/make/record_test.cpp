@@ -213,6 +213,70 @@ TEST_F(MakeRecordTest, RecordThatMakeDidNotWriteIsRefused) {
   EXPECT_EQ(again().status, 0);
 }
 
+TEST_F(MakeRecordTest, WrongWordsInTheRecordAreNotTheCallersError) {
+  struct Case {
+    std::string words;
+    std::string reason;
+  };
+  std::string const here = " -- " + files.path();
+  for (const Case& wrong :
+       {Case{"--", "nothing to list: give paths, --from, --dpkg, --dpkg-all or --fixed"},
+        Case{"--omit=bogus" + here,
+             "unknown item 'bogus'; the items are size, owner, group, type, "
+             "permission, hash and all"},
+        Case{"--fixed=/a --exclude=/a --", "--fixed '/a' is excluded by --exclude"},
+        Case{"--exclude=a/b" + here,
+             "--exclude 'a/b' matches no absolute path: begin it with / or */"},
+        Case{"-- etc/a", "make writes absolute paths"},
+        Case{"-- /etc/../a", "make writes absolute paths"},
+        Case{"--fixed=etc --", "make writes absolute paths"},
+        Case{"--dpkg=etc/a" + here, "make writes absolute paths"},
+        Case{"--base=. " + here.substr(1), "make writes absolute paths"},
+        Case{"--base=wam.full.base.list" + here,
+             "--base '" + output + "' is the list to be written: it cannot be read before itself"},
+        Case{"--no-such" + here, "unknown option --no-such"},
+        Case{"--exclude --null" + here, "--exclude needs a value before --null"}}) {
+    writeRecord("make " + wrong.words);
+    std::string const before = readFile(output);
+    ProgramRun const run = again();
+    EXPECT_EQ(run.status, notLoaded) << wrong.words;
+    EXPECT_EQ(linesOf(run.errors).back(),
+              "zemo-selfcheck: '" + output +
+                  "' cannot be made again: its second line is not one of make: " + wrong.reason);
+    EXPECT_EQ(readFile(output), before) << wrong.words;
+  }
+}
+
+TEST_F(MakeRecordTest, WrongWordsOfTheCallerStayTheCallersError) {
+  writeFile(files / "a", "a");
+  writeRecord("make -- " + files.path());
+  EXPECT_EQ(again({"--serial", "x"}).status, usage);
+  EXPECT_EQ(again({"--output", lists / "other"}).status, usage);
+  EXPECT_EQ(again({"--root", files / "a", "--jobs", "0"}).status, usage);
+  setenv("SOURCE_DATE_EPOCH", "x", 1);
+  EXPECT_EQ(again().status, usage);
+  setenv("SOURCE_DATE_EPOCH", "1790000000", 1);
+  output = lists / "wam.full.more.list";
+  writeFile(lists / "wam.full.base.list", "WAM_SELF_CHECK\n\n");
+  ASSERT_EQ(make({"--base", lists / "wam.full.base.list", "--", files.path()}).status, 0);
+  EXPECT_EQ(again({"--output", lists / "wam.full.base.list"}).status, usage);
+}
+
+TEST_F(MakeRecordTest, FifoInTheRecordIsNotWaitedFor) {
+  std::string const fifo = lists / "fifo";
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+  std::string const reason = "'" + fifo + "' is not a regular file";
+  writeRecord("make --from=fifo --");
+  ProgramRun const from = again();
+  EXPECT_EQ(from.status, notLoaded);
+  EXPECT_EQ(linesOf(from.errors).back(),
+            "zemo-selfcheck: '" + output + "' cannot be made again: " + reason);
+  writeRecord("make --base=fifo -- " + files.path());
+  ProgramRun const base = again();
+  EXPECT_EQ(base.status, notLoaded);
+  EXPECT_EQ(linesOf(base.errors).back(), "zemo-selfcheck: base list " + reason);
+}
+
 TEST_F(MakeRecordTest, ListUnderAnotherNameIsRefused) {
   writeFile(files / "a", "a");
   ASSERT_EQ(make({files.path()}).status, 0);
