@@ -11,7 +11,6 @@
 
 #include "check/accepted.h"
 #include "check/counters.h"
-#include "check/highest_serial.h"
 #include "check/metrics.h"
 #include "check/report.h"
 #include "check/set_check.h"
@@ -21,6 +20,7 @@
 #include "root/other_root.h"
 #include "run/interruption.h"
 #include "run/workers.h"
+#include "sets/highest_serial.h"
 #include "sets/items.h"
 #include "sets/sets.h"
 

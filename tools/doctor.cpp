@@ -1,11 +1,13 @@
 // doctor: checks that everything the library relies on is in order, and says how to fix it if not.
 
 #include <sys/stat.h>
+#include <unistd.h>
 #include <zemo/selfcheck.h>
 
 #include <cerrno>
 #include <filesystem>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -27,6 +29,7 @@
 #include "root/other_root.h"
 #include "root/package.h"
 #include "run/log_relay.h"
+#include "sets/highest_serial.h"
 #include "sets/label.h"
 #include "sets/merged_set.h"
 #include "sets/set_content.h"
@@ -90,6 +93,8 @@ class Doctor {
     }
     std::vector<std::string> sets = {systemSet};
     addPackages(sets);
+    if (!_root)
+      recallSerials(sets);
     for (const std::string& set : sets)
       examine(set);
     _findings.settle();
@@ -116,6 +121,22 @@ class Doctor {
     _ownership = std::make_unique<Ownership>(_findings);
     _ownership->ignoreOwners();
     return true;
+  }
+
+  void recallSerials(const std::vector<std::string>& sets) {
+    KnownSerials const known = serialsToCompare(sets, _mode);
+    _accepted = known.highest;
+    // Ordinary users usually cannot read them.
+    if (known.unused.empty() || geteuid() != 0)
+      return;
+    std::string const what =
+        "it is not known whether the manifests are the newest: " + known.unused;
+    std::error_code ignored;
+    // systemd makes it a link for a dynamic user.
+    if (std::filesystem::is_symlink(serialDirectory, ignored))
+      _findings.hint(what, "do not use a dynamic user if sets have manifests");
+    else
+      _findings.problem(STATUS_UNCHECKED, what, "correct or remove it");
   }
 
   // Calls `look` where the paths in lists are those of the files.
@@ -230,6 +251,9 @@ class Doctor {
     bool const complete = verified && readLists(files);
     files.contents.resize(files.lists.size());
     checkOrder(files, *_ownership, _findings);
+    auto const accepted = _accepted.find(set);
+    if (accepted != _accepted.end())
+      files.acceptedSerial = accepted->second;
     checkManifest(files, _home, *_ownership, _findings);
     if (!verified)
       return;
@@ -368,9 +392,10 @@ class Doctor {
   const Options& _options;
   std::string _mode;
   Findings _findings;
-  std::shared_ptr<const OtherRoot> _root;  // null: this machine is examined
-  std::unique_ptr<Ownership> _ownership;   // of the directories of sets
-  HomeState _home;                         // always this machine's
+  std::shared_ptr<const OtherRoot> _root;     // null: this machine is examined
+  std::unique_ptr<Ownership> _ownership;      // of the directories of sets
+  std::map<std::string, uint64_t> _accepted;  // by set: the highest serial of a manifest so far
+  HomeState _home;                            // always this machine's
 };
 
 int runDoctor(const Options& options) {

@@ -1,5 +1,7 @@
 // verify: prints the lists of a set in reading order, and their signers.
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <memory>
 #include <optional>
@@ -10,6 +12,7 @@
 #include "gnupg/fingerprint.h"
 #include "io/exit_status.h"
 #include "root/other_root.h"
+#include "sets/highest_serial.h"
 #include "sets/sets.h"
 #include "verify/judgement.h"
 #include "verify/report.h"
@@ -66,6 +69,12 @@ int runVerify(const Options& options) {
   std::shared_ptr<const OtherRoot> const root = chosenRoot(options.root, options.lists);
   ChosenSets const chosen = chosenSets(options.sets, options.all);
   plan.sets = chosen.names;
+  if (options.strict && !root) {
+    KnownSerials const known = serialsToCompare(plan.sets, plan.mode);
+    plan.demands.accepted = known.highest;
+    if (!known.unused.empty() && geteuid() == 0)
+      say("it is not known whether the manifests are the newest: " + known.unused);
+  }
   std::unique_ptr<VerifyReport> const report =
       options.format == "json" ? verifyJson() : verifyText();
   VerifyCounts counts;
@@ -97,7 +106,7 @@ void addVerify(Commands& program) {
   takes.flag("--strict", options->strict,
              "Reject keys that have expired, are revoked or are not given by --key, weak digests, "
              "lists that are not labelled as themselves or not named in listorder, and a manifest "
-             "that does not fit the set");
+             "that does not fit the set, is older than an accepted one, or was removed");
   takes.repeated("--key", "FINGERPRINT", options->keys,
                  "Reject signatures by any other key than the given ones, each given by its full "
                  "fingerprint or that of its primary key; may be repeated");

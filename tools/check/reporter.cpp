@@ -51,7 +51,7 @@ void Reporter::tellNotLoaded() {
       say(std::string(what).append(": ").append(objection));
     reason = what + " was not checked, because it does not fit its manifest";
   }
-  // doctor finds nothing wrong with a set that was rolled back as a whole.
+  // doctor does not know the serials of --state.
   bool const rolledBack =
       _walk.facts.manifest && _walk.facts.manifest->state == ManifestCheck::State::ROLLED_BACK;
   if (rolledBack)

@@ -4,6 +4,7 @@
 #include <set>
 
 #include "io/paths.h"
+#include "sets/highest_serial.h"
 #include "sets/manifest_check.h"
 
 namespace tool {
@@ -67,15 +68,35 @@ void tellDifferences(const SetFiles& files, const ManifestCheck& check, Findings
   }
 }
 
+void tellMissing(const SetFiles& files, const ManifestCheck& check, Findings& findings) {
+  std::string const remembered = serialFile(serialDirectory, files.set, files.mode);
+  findings.problem(STATUS_UNCHECKED, "set " + inQuotes(files.set) + ": " + check.reason,
+                   "install the set with its manifest, with zemo-selfcheck install, or, if it is "
+                   "to have none from now on, rm " +
+                       shellWord(remembered));
+}
+
+void tellRolledBack(const SetFiles& files, const ManifestCheck& check, Findings& findings) {
+  findings.problem(STATUS_UNCHECKED, "set " + inQuotes(files.set) + ": " + check.reason,
+                   "install the newer set with zemo-selfcheck install, or, if the older one is "
+                   "meant, zemo-selfcheck check --require manifest --accept-older --mode " +
+                       shellWord(files.mode) + " " + shellWord(files.set));
+}
+
 }  // namespace
 
 void checkManifest(const SetFiles& files, const HomeState& home, Ownership& ownership,
                    Findings& findings) {
   if (!home.runs || home.doubtful)
     return;
-  ManifestCheck const check = checkManifest(files.set, files.mode);
-  if (check.state == ManifestCheck::State::NONE)
+  ManifestCheck check = checkManifest(files.set, files.mode);
+  if (files.acceptedSerial)
+    requireSerial(check, *files.acceptedSerial);
+  if (check.state == ManifestCheck::State::NONE) {
+    if (files.acceptedSerial)
+      tellMissing(files, check, findings);
     return;
+  }
   bool const isFile = ownership.look(check.path, Kind::FILE, STATUS_UNCHECKED, installAll);
   bool const isSigned =
       ownership.look(check.path + ".asc", Kind::FILE, STATUS_UNCHECKED, installAll);
@@ -91,7 +112,9 @@ void checkManifest(const SetFiles& files, const HomeState& home, Ownership& owne
                        objection.remedy);
   }
   tellDifferences(files, check, findings);
-  if (check.differences.empty())
+  if (check.state == ManifestCheck::State::ROLLED_BACK)
+    tellRolledBack(files, check, findings);
+  else if (check.differences.empty())
     findings.well("set " + inQuotes(files.set) + " is the one that " + inQuotes(check.path) +
                   " describes");
 }

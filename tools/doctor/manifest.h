@@ -10,8 +10,9 @@
 
 namespace tool {
 
-// A set needs no manifest. One that exists must verify and fit, and GnuPG must have no objection to
-// its signature. It is not examined if the home prevents GnuPG from verifying.
+// A set needs no manifest unless one was accepted before, which must not be newer. One that exists
+// must verify and fit, and GnuPG must have no objection to its signature. It is not examined if the
+// home prevents GnuPG from verifying.
 void checkManifest(const SetFiles& files, const HomeState& home, Ownership& ownership,
                    Findings& findings);
 

@@ -3,6 +3,7 @@
 #ifndef ZEMO_TOOLS_DOCTOR_SET_FILES_H
 #define ZEMO_TOOLS_DOCTOR_SET_FILES_H
 
+#include <cstdint>
 #include <map>
 #include <optional>
 #include <string>
@@ -20,6 +21,7 @@ struct SetFiles {
   std::vector<std::optional<ListFile>> contents;     // of each list, if readable
   std::vector<std::string> orderLines;               // of `listorder`
   std::map<std::string, std::size_t> orderPosition;  // orderPositions() of these lines
+  std::optional<uint64_t> acceptedSerial;            // the highest of a manifest so far, if known
 };
 
 }  // namespace tool

@@ -167,6 +167,9 @@ ManifestCheck checkManifest(const std::string& set, const std::string& mode) {
 }
 
 void requireSerial(ManifestCheck& check, uint64_t least) {
+  if (check.state == State::NONE)
+    check.reason +=
+        ", but a manifest with the serial " + std::to_string(least) + " was accepted before";
   if (check.state != State::FITS || check.manifest->label.serial >= least)
     return;
   check.state = State::ROLLED_BACK;

@@ -145,9 +145,13 @@ ManifestJudgement judgeManifest(const std::string& set, const std::string& mode,
                                 const Demands& demands) {
   ManifestJudgement judgement;
   judgement.check = checkManifest(set, mode);
+  auto const accepted = demands.accepted.find(set);
+  bool const isKnown = accepted != demands.accepted.end();
+  if (isKnown)
+    requireSerial(judgement.check, accepted->second);
   for (const Signature& signature : judgement.check.signature.signatures)
     objectTo(signature, demands, judgement.objections);
-  if (demands.strict && judgement.check.state != ManifestCheck::State::NONE) {
+  if (demands.strict && (isKnown || judgement.check.state != ManifestCheck::State::NONE)) {
     for (const std::string& objection : objectionsTo(judgement.check))
       judgement.objections.push_back(objection);
   }

@@ -4,6 +4,8 @@
 #define ZEMO_TOOLS_VERIFY_JUDGEMENT_H
 
 #include <cstddef>
+#include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -41,7 +43,8 @@ struct Judgement {
 
 struct Demands {
   bool strict = false;
-  std::vector<std::string> pinned;  // fingerprints of signing keys or their primary keys
+  std::vector<std::string> pinned;           // fingerprints of signing keys or their primary keys
+  std::map<std::string, uint64_t> accepted;  // by set: the highest serial of a manifest so far
 };
 
 // Examines every list of the set in the order in which the library reads them.
@@ -54,7 +57,8 @@ struct ManifestJudgement {
 };
 
 // Examines the manifest of the set. Its signature meets the same demands as a list's. If they are
-// strict, an existing manifest must fit.
+// strict, an existing manifest must fit. If one was accepted before, it must exist, and not be
+// older.
 ManifestJudgement judgeManifest(const std::string& set, const std::string& mode,
                                 const Demands& demands);
 

@@ -87,6 +87,10 @@ const char* verdictOn(ManifestCheck::State state) {
       return "does not fit";
     case ManifestCheck::State::UNREADABLE:
       return "not a manifest of this set";
+    case ManifestCheck::State::ROLLED_BACK:
+      return "rolled back";
+    case ManifestCheck::State::NONE:
+      return "does not exist";
     default:
       return "does not verify";
   }
@@ -113,10 +117,10 @@ std::string reportOn(const Judgement& judgement) {
   return text;
 }
 
-// The same for a manifest; empty if there is none.
+// The same for a manifest; empty if there is none and need not be.
 std::string reportOn(const ManifestJudgement& judgement) {
   const ManifestCheck& check = judgement.check;
-  if (check.state == ManifestCheck::State::NONE)
+  if (check.state == ManifestCheck::State::NONE && judgement.objections.empty())
     return "";
   std::string text = escaped(check.path) + ": " + verdictOn(check.state) +
                      (judgement.objections.empty() ? "" : ", rejected") + "\n";

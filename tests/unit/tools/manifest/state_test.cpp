@@ -53,7 +53,7 @@ TEST_F(ManifestStateTest, ASetThatWasPutBackAsAWhole) {
   EXPECT_THAT(run.errors,
               HasSubstr("because it is older than one that was accepted before; install "
                         "the newer one, or give --accept-older if it is meant\n"));
-  EXPECT_THAT(run.errors, Not(HasSubstr("doctor"))) << "it finds nothing wrong with this set";
+  EXPECT_THAT(run.errors, Not(HasSubstr("doctor"))) << "it does not know this directory";
   EXPECT_THAT(remembering({"--format", "json"}).output, HasSubstr(R"("state":"rolled_back")"));
   EXPECT_EQ(state(), "6\n");
   EXPECT_EQ(remembering({"--accept-older"}).status, 0);
@@ -204,4 +204,86 @@ TEST_F(ManifestStateTest, AnOrdinaryUser) {
             "zemo-selfcheck: it is not known whether the manifests are the newest: cannot open "
             "the directory '/var/lib/zemo-selfcheck': No such file or directory\n");
   makeDirectory(stateDir);
+}
+
+TEST_F(ManifestStateTest, DoctorAndVerifyNoticeThatASetWasPutBack) {
+  runShell("mkdir " + (files / "old") + " && cp " + manifest + "* " + (files / "old"));
+  ASSERT_EQ(signAll("6").status, 0);
+  ASSERT_EQ(check().status, 0);
+  EXPECT_EQ(doctor().status, 0) << doctor().output;
+  EXPECT_EQ(verify().status, 0) << verify().output;
+  runShell("cp " + (files / "old") + "/* " + listDir);
+  std::string const what = "rolled back: the manifest has the serial 5, but 6 was accepted before";
+  ProgramRun run = doctor();
+  EXPECT_EQ(run.status, unchecked);
+  EXPECT_THAT(run.output,
+              HasSubstr("problem: set 'wam': " + what + "\n    fix: install the newer"));
+  EXPECT_THAT(run.output, HasSubstr("meant, zemo-selfcheck check --require manifest --accept-older "
+                                    "--mode full wam\n"));
+  run = verify();
+  EXPECT_EQ(run.status, unchecked);
+  EXPECT_THAT(run.output, HasSubstr(manifest + ": rolled back, rejected\n"));
+  EXPECT_THAT(run.output, HasSubstr("  reason     " + what + "\n"));
+  run = tool({"verify", "--strict", "--key", fingerprint(), "--format", "json"});
+  EXPECT_THAT(run.output, HasSubstr(R"("state":"rolled_back")"));
+  EXPECT_EQ(tool({"verify"}).status, 0) << "without --strict, it does not count";
+  EXPECT_THAT(doctor({"--root", "/"}).output, Not(HasSubstr("rolled back")));
+  run = tool({"verify", "--strict", "--key", fingerprint(), "--root", "/"});
+  EXPECT_THAT(run.output, Not(HasSubstr("rolled back")));
+  EXPECT_EQ(readFile(ownFile), "6\n");
+  ASSERT_EQ(check({"--accept-older", "--mode", "full", "wam"}).status, 0);
+  EXPECT_EQ(doctor().status, 0) << doctor().output;
+}
+
+TEST_F(ManifestStateTest, DoctorAndVerifyMissAManifestThatWasAccepted) {
+  ASSERT_EQ(check().status, 0);
+  remove(manifest);
+  remove(manifest + ".asc");
+  std::string const what =
+      "there is no '" + manifest + "', but a manifest with the serial 5 was accepted before";
+  ProgramRun run = doctor();
+  EXPECT_EQ(run.status, unchecked);
+  EXPECT_THAT(run.output, HasSubstr("problem: set 'wam': " + what + "\n    fix: install the set"));
+  EXPECT_THAT(run.output, HasSubstr(" rm " + ownFile + "\n"));
+  run = verify();
+  EXPECT_EQ(run.status, unchecked);
+  EXPECT_THAT(run.output, HasSubstr(manifest + ": does not exist, rejected\n"));
+  EXPECT_THAT(run.output, HasSubstr("  reason     " + what + "\n"));
+  EXPECT_THAT(check().errors, HasSubstr(what));
+  remove(ownFile);
+  EXPECT_EQ(doctor().status, 0) << doctor().output;
+  EXPECT_EQ(verify().status, 0) << verify().output;
+}
+
+TEST_F(ManifestStateTest, DoctorWithoutReadableNumbers) {
+  remove(manifest);
+  remove(manifest + ".asc");
+  writeFile(ownFile, "x\n");
+  std::string const what = ": it is not known whether the manifests are the newest: '";
+  ProgramRun run = doctor();
+  EXPECT_EQ(run.status, unchecked);
+  EXPECT_THAT(run.output, HasSubstr("problem" + what + ownFile + "' does not contain a serial"));
+  EXPECT_THAT(verify().errors, HasSubstr("does not contain a serial number\n"));
+  remove(ownFile);
+  changeMode(stateDir, 0777);
+  run = doctor();
+  EXPECT_EQ(run.status, unchecked);
+  EXPECT_THAT(run.output, HasSubstr("problem" + what + stateDir + "' is not safe to use"));
+  remove(stateDir);
+  EXPECT_EQ(doctor().output.find("problem"), std::string::npos);
+  makeLink(files.path(), stateDir);
+  run = doctor();
+  EXPECT_EQ(run.status, 0) << run.output;
+  EXPECT_THAT(run.output, HasSubstr("hint" + what + stateDir + "'"));
+  remove(stateDir);
+  makeDirectory(stateDir);
+  writeFile(ownFile, "5\n");
+  changeMode(stateDir, 0700);
+  EXPECT_EQ(doctor().status, unchecked);
+  ASSERT_EQ(chown(stateDir, 0, 0), 0);
+  if (asNobody({"--version"}).status != 0)
+    GTEST_SKIP() << "there is no other user here";
+  run = asNobody({"doctor"});
+  EXPECT_EQ(run.status, 0) << run.output;
+  EXPECT_THAT(run.output, Not(HasSubstr("manifest")));
 }

@@ -1,4 +1,4 @@
-#include "check/highest_serial.h"
+#include "sets/highest_serial.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -18,10 +18,6 @@ namespace tool {
 namespace {
 
 constexpr std::size_t longestSerial = 32;
-
-std::string fileOf(const std::string& directory, const std::string& set, const std::string& mode) {
-  return joined(directory, set + "." + mode + ".serial");
-}
 
 std::optional<uint64_t> serialAt(const Directory& directory, const std::string& path) {
   std::optional<RegularFile> const file = RegularFile::ifThere(directory, path);
@@ -60,7 +56,7 @@ std::map<std::string, uint64_t> serialsIn(const Directory& directory,
   std::map<std::string, uint64_t> serials;
   for (const std::string& set : sets) {
     if (std::optional<uint64_t> const serial =
-            serialAt(directory, fileOf(directory.path(), set, mode)))
+            serialAt(directory, serialFile(directory.path(), set, mode)))
       serials[set] = *serial;
   }
   return serials;
@@ -84,6 +80,11 @@ void create(const std::string& directory) {
 
 }  // namespace
 
+std::string serialFile(const std::string& directory, const std::string& set,
+                       const std::string& mode) {
+  return joined(directory, set + "." + mode + ".serial");
+}
+
 KnownSerials knownSerials(const std::string& directory, const std::vector<std::string>& sets,
                           const std::string& mode) {
   requireSafe(directory);
@@ -104,12 +105,22 @@ KnownSerials knownSerials(const std::string& directory, const std::vector<std::s
   return known;
 }
 
+KnownSerials serialsToCompare(const std::vector<std::string>& sets, const std::string& mode) {
+  try {
+    return knownSerials(serialDirectory, sets, mode);
+  } catch (const Failure& failure) {
+    KnownSerials known;
+    known.unused = failure.what();
+    return known;
+  }
+}
+
 void rememberSerial(const std::string& directory, const std::string& set, const std::string& mode,
                     uint64_t serial, bool evenLower) {
   if (directory == serialDirectory)
     create(directory);
   Directory const opened(directory);
-  std::string const path = fileOf(directory, set, mode);
+  std::string const path = serialFile(directory, set, mode);
   // Another check may have accepted a later manifest meanwhile.
   DirectoryLock const lock(opened);
   std::optional<uint64_t> const known = serialAt(opened, path);

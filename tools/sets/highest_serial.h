@@ -2,8 +2,8 @@
 // a whole is noticed. One file for each set and mode, SET.MODE.serial, holds it as a decimal
 // number.
 
-#ifndef ZEMO_TOOLS_CHECK_HIGHEST_SERIAL_H
-#define ZEMO_TOOLS_CHECK_HIGHEST_SERIAL_H
+#ifndef ZEMO_TOOLS_SETS_HIGHEST_SERIAL_H
+#define ZEMO_TOOLS_SETS_HIGHEST_SERIAL_H
 
 #include <cstdint>
 #include <map>
@@ -14,6 +14,10 @@ namespace tool {
 
 // Used if no other directory is given. Only root can create it or give it to another user.
 inline const std::string serialDirectory = "/var/lib/zemo-selfcheck";
+
+// The path of the file with the serial.
+std::string serialFile(const std::string& directory, const std::string& set,
+                       const std::string& mode);
 
 // The serials before a check.
 struct KnownSerials {
@@ -28,6 +32,10 @@ struct KnownSerials {
 // cannot read it.
 KnownSerials knownSerials(const std::string& directory, const std::vector<std::string>& sets,
                           const std::string& mode);
+
+// The same for serialDirectory and a command that only looks. Never throws: `unused` says why
+// nothing is known.
+KnownSerials serialsToCompare(const std::vector<std::string>& sets, const std::string& mode);
 
 // Remembers `serial` if it is higher than what the directory has now or, with `evenLower`, if it is
 // another. Creates serialDirectory. Throws Failure(STATUS_NOT_LOADED) if it cannot be written.
