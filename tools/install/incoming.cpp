@@ -86,9 +86,16 @@ class Given {
   }
 
   void add(const std::string& name, const RegularFile& file, const std::string& path) {
-    std::string content = file.content(longestList + 1);
-    if (content.size() > longestList)
-      throw Failure(STATUS_NOT_LOADED, inQuotes(path) + " is too large");
+    std::size_t const left = longestList - _size;
+    auto const requireRoom = [&](uint64_t size) {
+      if (size > left)
+        throw Failure(STATUS_NOT_LOADED,
+                      inQuotes(path) + " is too large: the files may have 1 GiB in all");
+    };
+    requireRoom(static_cast<uint64_t>(file.status().st_size));
+    std::string content = file.content(left + 1);  // it may have grown
+    requireRoom(content.size());
+    _size += content.size();
     if (!_files.emplace(name, std::move(content)).second)
       throw UsageError("two files with the name " + inQuotes(name) + " are given");
   }
@@ -104,6 +111,7 @@ class Given {
 
   std::map<std::string, std::optional<std::string>> _files;
   std::vector<std::string> _lists;
+  std::size_t _size = 0;  // of all files; at most longestList
 };
 
 // The set and mode of a list, from its second line or, if that does not say, from its name.

@@ -95,6 +95,18 @@ TEST_F(InstallTest, ForeignFilesAreRefused) {
   EXPECT_EQ(names(), "wam.full.base.list wam.full.base.list.asc ");
 }
 
+// No file alone is too large, and the last one is never read.
+TEST_F(InstallTest, FilesThatAreTooLargeTogether) {
+  std::string const made = sent("new", {{"base", "/b"}});
+  std::string const large = made + "/wam.full.large.list";
+  runShell("truncate -s 1G " + large);
+  ProgramRun const run = install({made});
+  EXPECT_EQ(run.status, notLoaded);
+  EXPECT_EQ(run.errors,
+            "zemo-selfcheck: '" + large + "' is too large: the files may have 1 GiB in all\n");
+  EXPECT_EQ(names(), "wam.full.base.list wam.full.base.list.asc ");
+}
+
 TEST_F(InstallTest, ANewListOverridesTheOthers) {
   std::string const fix = sent("fix", {{"aaa", "/a"}}) + "/wam.full.aaa.list";
   order("# mine\nwam.part.x.list\n");
