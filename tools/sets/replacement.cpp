@@ -534,6 +534,7 @@ DirectoryLock lockOf(const SetPlace& place) {
 }  // namespace
 
 SetLock::SetLock(const SetPlace& place) : _top(lockOf(place)) {
+  requireOwnStill(place);
   struct stat status = {};
   if (place.directory != place.top && lstat(place.directory.c_str(), &status) == 0)
     _own = std::make_unique<DirectoryLock>(lockOn([&] { return Directory(place.directory); }));

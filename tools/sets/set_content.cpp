@@ -29,9 +29,12 @@ std::string canonical(const std::string& path) {
   std::string const found = std::filesystem::weakly_canonical(path, error);
   if (error)
     throw Failure(STATUS_NOT_LOADED, withReason("cannot examine " + inQuotes(path), error.value()));
-  return std::filesystem::path(found).is_absolute()
-             ? found
-             : std::filesystem::absolute(found).lexically_normal().string();
+  std::string whole = std::filesystem::path(found).is_absolute()
+                          ? found
+                          : std::filesystem::absolute(found).lexically_normal().string();
+  if (whole.size() > 1 && whole.back() == '/')  // stays if nothing exists there
+    whole.pop_back();
+  return whole;
 }
 
 // Throws unless `below` in `directory` is a directory that is reached without links, or is missing.
@@ -124,7 +127,7 @@ SetPlace placeOf(const std::string& set, const std::string& mode,
     throw UsageError("--root cannot be combined with --lists");
   if ((root && root->empty()) || (lists && lists->empty()))
     throw UsageError("--root and --lists need the name of a directory");
-  SetPlace place{set, mode, systemDirectory, ""};
+  SetPlace place{set, mode, systemDirectory, "", ""};
   if (root) {
     std::string const base = canonical(*root);
     std::error_code ignored;
@@ -141,8 +144,16 @@ SetPlace placeOf(const std::string& set, const std::string& mode,
     requireWithoutLinks(place.top, below);
     place.directory = joined(place.top, below);
   }
+  place.leadsTo = canonical(place.top);
   requireOwn(place.directory);
   return place;
+}
+
+void requireOwnStill(const SetPlace& place) {
+  if (canonical(place.top) != place.leadsTo)
+    throw Failure(STATUS_NOT_LOADED,
+                  inQuotes(place.top) + " led elsewhere meanwhile; nothing was done");
+  requireOwn(place.directory);
 }
 
 std::string blockerName(const std::string& set, const std::string& mode) {

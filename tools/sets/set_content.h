@@ -24,6 +24,7 @@ struct SetPlace {
   std::string mode;
   std::string top;        // laid out like /usr/zemo/selfcheck
   std::string directory;  // of the set: `top` or a directory below it
+  std::string leadsTo;    // `top` without links
 };
 
 // The place of the set on this machine, below the directory `root`, or in the directory `lists`,
@@ -32,6 +33,10 @@ struct SetPlace {
 // users other than root and the caller could change it.
 SetPlace placeOf(const std::string& set, const std::string& mode,
                  const std::optional<std::string>& root, const std::optional<std::string>& lists);
+
+// Examines the place again once it exists, because others may have made it: above a place that does
+// not exist yet may be a directory with the sticky bit. Throws Failure(STATUS_NOT_LOADED).
+void requireOwnStill(const SetPlace& place);
 
 // The lists, signatures and manifest of one set and mode, and the order of the set.
 struct SetContent {

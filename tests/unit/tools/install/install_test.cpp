@@ -9,6 +9,9 @@
 #include <cstdio>
 
 #include "fixture.h"
+#include "io/exit_status.h"
+#include "sets/replacement.h"
+#include "sets/set_content.h"
 #include "support/started_program.h"
 
 namespace {
@@ -226,6 +229,25 @@ TEST_F(InstallTest, NothingIsWrittenThroughLinks) {
   changeMode(image + "/usr/zemo", 0777);
   EXPECT_THAT(install({made, "--root", image}).errors, HasSubstr("is not safe to use"));
   EXPECT_EQ(install({made, "--root", image, "--lists", image}).status, usage);
+}
+
+TEST_F(InstallTest, APlaceThatAnotherUserMakesMeanwhile) {
+  for (const char* const set : {"wam", "demo"}) {
+    std::string const lists = files / "lists";
+    tool::SetPlace const place = tool::placeOf(set, "full", std::nullopt, lists + "/");
+    makeDirectory(lists);
+    changeMode(lists, 0777);
+    EXPECT_THROW(tool::SetLock{place}, tool::Failure) << "it could be changed";
+    changeMode(lists, 0755);
+    EXPECT_NO_THROW(tool::SetLock{place});
+    std::filesystem::remove_all(lists);
+    EXPECT_NO_THROW(tool::SetLock{place}) << "it makes the directory";
+    std::filesystem::remove_all(lists);
+    makeDirectory(files / "elsewhere");
+    makeLink(files / "elsewhere", lists);
+    EXPECT_THROW(tool::SetLock{place}, tool::Failure) << "the link could be changed";
+    remove(lists);
+  }
 }
 
 TEST_F(InstallTest, ThePackagesSet) {
