@@ -34,11 +34,16 @@ DirectoryStream openDirectory(const std::string& path) {
   return stream;
 }
 
-// True if something is mounted at `path`: a file system, or a directory of one.
-bool isMountPoint(const std::string& path) {
+// True if something is mounted at `path`, which is on `device`: a file system, or a directory of
+// one. Where the kernel does not say (before Linux 5.8, or where statx() is forbidden), only
+// another device than that of the directory above, `above`, shows it; a directory of the same file
+// system that is mounted there is then not recognized.
+bool isMountPoint(const std::string& path, dev_t device, dev_t above) {
   struct statx status = {};
-  return statx(AT_FDCWD, path.c_str(), AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT, 0, &status) == 0 &&
-         (status.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0;
+  bool const known =
+      statx(AT_FDCWD, path.c_str(), AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT, 0, &status) == 0 &&
+      (status.stx_attributes_mask & STATX_ATTR_MOUNT_ROOT) != 0;
+  return known ? (status.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0 : device != above;
 }
 
 class Collector {
@@ -111,6 +116,9 @@ std::vector<std::string> Collector::addMembers(const std::string& directory) {
       _problems.cannotRead(directory, errno);
     return directories;
   }
+  struct stat above = {};
+  if (fstat(dirfd(stream.get()), &above) != 0)
+    _problems.cannotRead(directory, errno);
   for (errno = 0; const dirent* member = readdir(stream.get()); errno = 0) {
     std::string const name = member->d_name;
     std::string const path = joined(directory, name);
@@ -121,7 +129,7 @@ std::vector<std::string> Collector::addMembers(const std::string& directory) {
       if (errno != ENOENT)  // it may have vanished
         _problems.cannotRead(path, errno);
     } else if (add(path, status) != nullptr && S_ISDIR(status.st_mode) &&
-               (!_plan.oneFileSystem || !isMountPoint(path))) {
+               (!_plan.oneFileSystem || !isMountPoint(path, status.st_dev, above.st_dev))) {
       directories.push_back(path);
     }
   }

@@ -1,10 +1,13 @@
 // zemo-selfcheck make --root and --one-file-system: files of another root, and of mounts.
 
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 
 #include "fixture.h"
+#include "support/caller.h"
 #include "support/signing_key.h"
 
 using Lines = std::vector<std::string>;
@@ -447,4 +450,23 @@ TEST_F(MakeRootTest, MembersOfMountsAreListedUnlessForbidden) {
             (Lines{"/etc/mounted", "/etc/mounted/a"}));
   EXPECT_EQ(made({root / "etc", "--one-file-system"}),
             (Lines{root / "etc", root / "etc/bound", root / "etc/mounted"}));
+}
+
+// Linux before 5.8 does not say where something is mounted.
+TEST_F(MakeRootTest, OtherFileSystemIsKnownWithoutTheKernelsWord) {
+  below("etc/dir/a", "");
+  below("etc/mounted/covered", "");
+  std::string const mount =
+      "mount -t tmpfs none " + (root / "etc/mounted") + "\n: >" + (root / "etc/mounted/a");
+  inCaller([&] {
+    refuseSystemCall(SYS_statx, ENOSYS);
+    EXPECT_EQ(
+        toolAfter(mount, {"make", "--output", output, root / "etc", "--one-file-system"}).status,
+        0);
+  });
+  Lines paths;
+  for (const std::string& line : entries())
+    paths.push_back(line.substr(0, line.find('\t')));
+  EXPECT_EQ(paths,
+            (Lines{root / "etc", root / "etc/dir", root / "etc/dir/a", root / "etc/mounted"}));
 }
