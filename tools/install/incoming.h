@@ -23,8 +23,8 @@ struct Incoming {
 // Reads the files `paths`; a directory stands for the lists, signatures and manifests in it. The
 // signature of a given list, or manifest, is also read if it is next to it. Throws UsageError if
 // the files have other names or are of several sets, and Failure(STATUS_NOT_LOADED) if one cannot
-// be read or is not a regular file, a list has no signature or does not verify, a list says that it is
-// another, or the lists are not those that the manifest describes.
+// be read or is not a regular file, a list has no signature or does not verify, a list says that it
+// is another, or the lists are not those that the manifest describes.
 Incoming incomingFrom(const std::vector<std::string>& paths);
 
 // Verifies the files in the same way. `where` is for messages.

@@ -170,8 +170,7 @@ TEST_F(ProgramTest, HelpShowsValuesAndWhatIsRequired) {
                                  "  --output FILE           List to write (required)"})
     EXPECT_NE(std::find(merge.begin(), merge.end(), line), merge.end()) << line;
   std::string const sign = tool({"sign", "--help"}).output;
-  EXPECT_NE(sign.find("\nUsage: zemo-selfcheck sign [OPTION...] LIST...\n"),
-            std::string::npos);
+  EXPECT_NE(sign.find("\nUsage: zemo-selfcheck sign [OPTION...] LIST...\n"), std::string::npos);
   EXPECT_NE(sign.find("\n  LIST...                 Lists to sign (required)\n"), std::string::npos);
   std::string const check = tool({"check", "--help"}).output;
   EXPECT_NE(check.find("\n  --format text|paths|json\n"
