@@ -456,6 +456,9 @@ TEST_F(PackageToolTest, ShortReadsDoNotEndTheName) {
   writeUser("user\n");
   for (mostBytes = 1; mostBytes < 6; ++mostBytes)
     expectUser("user");
+  writeUser(std::string(1000, 'u'));  // does not fit into the buffer
+  for (mostBytes = 100; mostBytes < 300; ++mostBytes)
+    expectNoUser(ZEMO_PACKAGE_BAD_USER);
   mostBytes = SIZE_MAX;
 }
 
