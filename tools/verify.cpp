@@ -61,7 +61,10 @@ void verifySet(const std::string& set, const VerifyPlan& plan, VerifyReport& rep
 
 int runVerify(const Options& options) {
   requireModeName(options.mode);
-  VerifyPlan plan{{}, options.mode, {}, options.root, options.lists};
+  VerifyPlan plan;
+  plan.mode = options.mode;
+  plan.root = options.root;
+  plan.lists = options.lists;
   plan.demands.strict = options.strict;
   for (const std::string& key : options.keys)
     plan.demands.pinned.push_back(fingerprintFrom(key));
