@@ -13,6 +13,7 @@
 #include "io/descriptors.h"
 #include "io/exit_status.h"
 #include "run/process.h"
+#include "text/escape.h"
 #include "text/strings.h"
 
 namespace tool {
@@ -223,6 +224,18 @@ std::vector<Signature> signaturesIn(const std::string& status) {
       take(line, signatures.back());
   }
   return signatures;
+}
+
+std::string whyNotVerified(const SignatureCheck& check, const std::string& what) {
+  if (!check.reason.empty())
+    return check.reason;
+  for (const Signature& signature : check.signatures) {
+    if (signature.verdict == Signature::Verdict::Bad)
+      return what + " is not the one that was signed";
+    if (!isGood(signature))
+      return escaped(signatureText(signature));
+  }
+  return "its signature is not good";
 }
 
 SignatureCheck checkSignature(const std::string& list) {

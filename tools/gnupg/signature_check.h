@@ -58,6 +58,9 @@ struct SignatureCheck {
   std::string reason;  // why not verified, if the signatures do not say; names are escaped
 };
 
+// Why the signature of `what` does not verify.
+std::string whyNotVerified(const SignatureCheck& check, const std::string& what);
+
 // The signatures that `status` reports, the output of gpg --verify on its status descriptor.
 std::vector<Signature> signaturesIn(const std::string& status);
 

@@ -10,7 +10,6 @@
 #include "io/scratch_directory.h"
 #include "sets/items.h"
 #include "sets/list_file.h"
-#include "sets/manifest_check.h"
 #include "sets/set_content.h"
 #include "text/escape.h"
 #include "text/strings.h"

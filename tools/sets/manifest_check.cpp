@@ -11,7 +11,6 @@
 #include "io/paths.h"
 #include "io/regular_file.h"
 #include "sets/sets.h"
-#include "text/escape.h"
 
 namespace tool {
 namespace {
@@ -139,18 +138,6 @@ void judge(ManifestCheck& check, const std::string& set, const std::string& mode
 std::vector<ManifestDifference> differencesFrom(const Manifest& manifest,
                                                 const std::vector<std::string>& paths) {
   return Comparison(manifest, paths).differences();
-}
-
-std::string whyNotVerified(const SignatureCheck& check, const std::string& what) {
-  if (!check.reason.empty())
-    return check.reason;
-  for (const Signature& signature : check.signatures) {
-    if (signature.verdict == Signature::Verdict::Bad)
-      return what + " is not the one that was signed";
-    if (!isGood(signature))
-      return escaped(signatureText(signature));
-  }
-  return "its signature is not good";
 }
 
 ManifestCheck checkManifest(const std::string& set, const std::string& mode) {

@@ -52,9 +52,6 @@ ManifestCheck checkManifest(const std::string& set, const std::string& mode);
 std::vector<ManifestDifference> differencesFrom(const Manifest& manifest,
                                                 const std::vector<std::string>& paths);
 
-// Why the signature of `what` does not verify.
-std::string whyNotVerified(const SignatureCheck& check, const std::string& what);
-
 // Makes a manifest that fits, but has a lower serial than `least`, which was accepted before, one
 // that was rolled back. If there is no manifest, the reason says that there was one.
 void requireSerial(ManifestCheck& check, uint64_t least);
