@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 
 #include "gnupg/home_files.h"
@@ -135,19 +134,14 @@ std::string readKeys(const std::string& file) {
   if (!input && fcntl(source, F_SETFL, 0) != 0)  // if it has a writer, wait for its data
     refuse(errno);
   std::string content;
-  std::array<char, 65536> buffer;  // NOLINT(cppcoreguidelines-pro-type-member-init) filled by read
-  for (;;) {
-    ssize_t const length = read(source, buffer.data(), buffer.size());
-    if (length < 0 && errno == EINTR)
-      continue;
-    if (length < 0)
-      refuse(errno);
-    if (length <= 0)
-      return content;
-    content.append(buffer.data(), static_cast<std::size_t>(length));
+  int const error = readBlocks(source, [&](std::string_view block) {
+    content += block;
     if (content.size() > keysLimit)
       fail("it is larger than 64 MiB");
-  }
+  });
+  if (error != 0)
+    refuse(error);
+  return content;
 }
 
 KeyRing::KeyRing(const Directory& home)

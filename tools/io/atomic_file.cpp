@@ -65,18 +65,10 @@ void removeStale(const Directory& directory) {
   }
 }
 
-int synced(int descriptor) {
-  int result = -1;
-  do {
-    result = fsync(descriptor);
-  } while (result != 0 && errno == EINTR);
-  return result;
-}
-
-// Some file systems report a failed write only on close.
+// Some file systems report a failed write only on close. Returns 0 or an errno value.
 int closedOnce(int descriptor) {
   int const copy = fcntl(descriptor, F_DUPFD_CLOEXEC, 0);
-  return copy >= 0 && close(copy) != 0 && errno != EINTR ? -1 : 0;
+  return copy >= 0 && close(copy) != 0 && errno != EINTR ? errno : 0;
 }
 
 }  // namespace
@@ -126,22 +118,18 @@ void AtomicFile::write(std::string_view data) {
 }
 
 void AtomicFile::flush() {
-  std::string_view rest = _held;
-  while (!rest.empty()) {
-    ssize_t const count = ::write(_file.get(), rest.data(), rest.size());
-    if (count < 0 && errno == EINTR)
-      continue;
-    if (count <= 0)
-      fail("cannot write", count < 0 ? errno : EIO);
-    rest.remove_prefix(static_cast<std::size_t>(count));
-  }
+  if (int const error = writeAll(_file.get(), _held); error != 0)
+    fail("cannot write", error);
   _held.clear();
 }
 
 void AtomicFile::finish() {
   flush();
-  if (synced(_file.get()) != 0 || closedOnce(_file.get()) != 0)
-    fail("cannot write", errno);
+  int error = syncToDisk(_file.get());
+  if (error == 0)
+    error = closedOnce(_file.get());
+  if (error != 0)
+    fail("cannot write", error);
 }
 
 void AtomicFile::commit() {

@@ -4,6 +4,7 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <cstdio>
 
@@ -29,6 +30,40 @@ void Descriptor::close() {
   if (_number >= 0)
     (void)::close(_number);  // Linux closes it regardless of the result
   _number = -1;
+}
+
+int readBlocks(int descriptor, const std::function<void(std::string_view)>& take) {
+  std::array<char, 65536> buffer;  // NOLINT(cppcoreguidelines-pro-type-member-init) filled by read
+  for (;;) {
+    ssize_t const length = read(descriptor, buffer.data(), buffer.size());
+    if (length < 0 && errno == EINTR)
+      continue;
+    if (length < 0)
+      return errno;
+    if (length == 0)
+      return 0;
+    take({buffer.data(), static_cast<std::size_t>(length)});
+  }
+}
+
+int writeAll(int descriptor, std::string_view data) {
+  while (!data.empty()) {
+    ssize_t const length = write(descriptor, data.data(), data.size());
+    if (length < 0 && errno == EINTR)
+      continue;
+    if (length <= 0)
+      return length < 0 ? errno : EIO;
+    data.remove_prefix(static_cast<std::size_t>(length));
+  }
+  return 0;
+}
+
+int syncToDisk(int descriptor) {
+  while (fsync(descriptor) != 0) {
+    if (errno != EINTR)
+      return errno;
+  }
+  return 0;
 }
 
 void occupyStandardDescriptors() {

@@ -4,6 +4,7 @@
 #define ZEMO_TOOLS_IO_DESCRIPTORS_H
 
 #include <cstddef>
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -26,6 +27,16 @@ class Descriptor {
  private:
   int _number;
 };
+
+// Calls `take` with one block after the other, up to the end of the file. Returns 0 or an errno
+// value. What `take` throws ends it.
+int readBlocks(int descriptor, const std::function<void(std::string_view)>& take);
+
+// Writes all of `data`. Returns 0 or an errno value.
+int writeAll(int descriptor, std::string_view data);
+
+// Writes the file to the disk. Returns 0 or an errno value.
+int syncToDisk(int descriptor);
 
 // Occupies the closed ones among the descriptors 0 to 2, so that no file opened later gets such a
 // number and receives the program's output. Writing to a descriptor that was closed still fails.

@@ -78,11 +78,7 @@ int Directory::sync() const {
   Descriptor const file(openat(get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (file.get() < 0)
     return errno;
-  while (fsync(file.get()) != 0) {
-    if (errno != EINTR)
-      return errno;
-  }
-  return 0;
+  return syncToDisk(file.get());
 }
 
 std::string strangerIn(const struct stat& status) {

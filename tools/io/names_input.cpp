@@ -4,7 +4,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
 #include <filesystem>
 
@@ -44,16 +43,7 @@ void readEach(const std::string& from, char end, bool own, Take take) {
   if (own && from != "-")
     requireOwnFile(from, descriptor);
   std::string name;
-  std::array<char, 65536> buffer{};
-  for (;;) {
-    ssize_t const length = read(descriptor, buffer.data(), buffer.size());
-    if (length < 0 && errno == EINTR)
-      continue;
-    if (length < 0)
-      throw Failure(STATUS_NOT_LOADED, withReason("cannot read " + inQuotes(from), errno));
-    if (length == 0)
-      break;
-    std::string_view rest(buffer.data(), static_cast<std::size_t>(length));
+  int const error = readBlocks(descriptor, [&](std::string_view rest) {
     for (std::size_t at = rest.find(end); at != std::string_view::npos; at = rest.find(end)) {
       name += rest.substr(0, at);
       rest.remove_prefix(at + 1);
@@ -61,7 +51,9 @@ void readEach(const std::string& from, char end, bool own, Take take) {
       name.clear();
     }
     name += rest;
-  }
+  });
+  if (error != 0)
+    throw Failure(STATUS_NOT_LOADED, withReason("cannot read " + inQuotes(from), error));
   if (!name.empty())
     take(std::move(name));
 }

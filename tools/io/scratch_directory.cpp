@@ -1,7 +1,6 @@
 #include "io/scratch_directory.h"
 
 #include <fcntl.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <cstdlib>
@@ -41,20 +40,14 @@ ScratchDirectory::~ScratchDirectory() {
 }
 
 void writeWholeFile(const std::string& path, const std::string& content) {
-  auto const fail = [&path] {
-    throw Failure(STATUS_NOT_LOADED, withReason("cannot write " + inQuotes(path), errno));
+  auto const fail = [&path](int error) {
+    throw Failure(STATUS_NOT_LOADED, withReason("cannot write " + inQuotes(path), error));
   };
   Descriptor const file(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
   if (file.get() < 0)
-    fail();
-  for (std::size_t done = 0; done < content.size();) {
-    ssize_t const written = write(file.get(), content.data() + done, content.size() - done);
-    if (written < 0 && errno == EINTR)
-      continue;
-    if (written < 0)
-      fail();
-    done += static_cast<std::size_t>(written);
-  }
+    fail(errno);
+  if (int const error = writeAll(file.get(), content); error != 0)
+    fail(error);
 }
 
 }  // namespace tool

@@ -81,15 +81,12 @@ std::string md5Of(const std::string& path) {
   if (file.get() < 0 || context == nullptr ||
       EVP_DigestInit_ex(context.get(), EVP_md5(), nullptr) != 1)
     return "";
-  std::vector<char> buffer(std::size_t{1} << 16U);
-  for (ssize_t count = 1; count != 0;) {
-    count = read(file.get(), buffer.data(), buffer.size());
-    if (count < 0 && errno == EINTR)
-      continue;
-    if (count < 0 ||
-        EVP_DigestUpdate(context.get(), buffer.data(), static_cast<std::size_t>(count)) != 1)
-      return "";
-  }
+  bool digested = true;
+  int const error = readBlocks(file.get(), [&](std::string_view block) {
+    digested = digested && EVP_DigestUpdate(context.get(), block.data(), block.size()) == 1;
+  });
+  if (error != 0 || !digested)
+    return "";
   std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
   unsigned length = 0;
   if (EVP_DigestFinal_ex(context.get(), digest.data(), &length) != 1)

@@ -6,7 +6,6 @@
 #include <sys/statvfs.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
 #include <filesystem>
 #include <map>
@@ -82,19 +81,13 @@ void copyContent(const Tree& from, const std::string& path, const Descriptor& co
   errno = ENOSPC;
   if (sizeOf(file) > roomFor(copy))
     cannotWrite(name);
-  std::array<char, 65536> buffer;  // NOLINT(cppcoreguidelines-pro-type-member-init) filled by read
-  for (;;) {
-    ssize_t const length = read(file.get(), buffer.data(), buffer.size());
-    if (length < 0 && errno == EINTR)
-      continue;
-    if (length < 0)
-      from.cannotRead(path, errno);
-    if (length == 0)
-      return;
-    errno = ENOSPC;  // if only a part fits
-    if (write(copy.get(), buffer.data(), static_cast<std::size_t>(length)) != length)
+  int const error = readBlocks(file.get(), [&](std::string_view block) {
+    errno = writeAll(copy.get(), block);
+    if (errno != 0)
       cannotWrite(name);
-  }
+  });
+  if (error != 0)
+    from.cannotRead(path, error);
 }
 
 // The library would read the lists of a set without its order in another order, so an order that

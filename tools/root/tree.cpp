@@ -11,7 +11,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
@@ -164,19 +163,14 @@ Descriptor Tree::regular(const std::string& path) const {
 std::string Tree::content(const std::string& path, std::size_t most) const {
   Descriptor const file = regular(path);
   std::string content;
-  std::array<char, 65536> buffer;  // NOLINT(cppcoreguidelines-pro-type-member-init) filled by read
-  for (;;) {
-    ssize_t const length = read(file.get(), buffer.data(), buffer.size());
-    if (length < 0 && errno == EINTR)
-      continue;
-    if (length < 0)
-      cannotRead(path, errno);
-    if (length == 0)
-      return content;
-    if (content.size() + static_cast<std::size_t>(length) > most)
+  int const error = readBlocks(file.get(), [&](std::string_view block) {
+    if (content.size() + block.size() > most)
       cannotRead(path, EFBIG);
-    content.append(buffer.data(), static_cast<std::size_t>(length));
-  }
+    content += block;
+  });
+  if (error != 0)
+    cannotRead(path, error);
+  return content;
 }
 
 void Tree::cannotRead(const std::string& path, int error) const {

@@ -68,21 +68,6 @@ std::vector<char*> pointersTo(std::vector<std::string>& words) {
   return pointers;
 }
 
-// Returns 0 or the error number.
-int readToEnd(int descriptor, std::string& text) {
-  std::array<char, 65536> buffer;  // NOLINT(cppcoreguidelines-pro-type-member-init) filled by read
-  for (;;) {
-    ssize_t const length = read(descriptor, buffer.data(), buffer.size());
-    if (length < 0 && errno == EINTR)
-      continue;
-    if (length < 0)
-      return errno;
-    if (length == 0)
-      return 0;
-    text.append(buffer.data(), static_cast<std::size_t>(length));
-  }
-}
-
 int waitFor(pid_t child) {
   int status = 0;
   while (waitpid(child, &status, 0) < 0) {
@@ -125,7 +110,8 @@ Outcome run(const Command& command) {
     cannotRun(command, error);
   writing.close();
   Outcome outcome;
-  int const unread = readToEnd(reading.get(), outcome.output);
+  int const unread =
+      readBlocks(reading.get(), [&](std::string_view block) { outcome.output += block; });
   reading.close();  // a program that writes more then ends instead of blocking
   outcome.status = waitFor(child);
   if (unread != 0)
