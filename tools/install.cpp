@@ -15,6 +15,7 @@
 #include "sets/replacement.h"
 #include "sets/set_change.h"
 #include "sets/set_content.h"
+#include "sets/set_lock.h"
 #include "sets/sets.h"
 
 namespace tool {

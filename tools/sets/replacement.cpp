@@ -1,145 +1,26 @@
 #include "sets/replacement.h"
 
-#include <dirent.h>
 #include <fcntl.h>
-#include <linux/openat2.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
-#include <sys/xattr.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <set>
-#include <string_view>
-#include <vector>
 
 #include "io/descriptors.h"
 #include "io/directory.h"
 #include "io/exit_status.h"
 #include "io/paths.h"
 #include "io/temporary_path.h"
-#include "sets/sets.h"
+#include "sets/carried.h"
+#include "sets/replacement_steps.h"
 #include "text/strings.h"
 
 namespace tool {
 namespace {
-
-// It is not a set's directory: the names of sets' directories are looked for in packages/ only.
-const std::string previousName = ".previous";
-const std::string nextName = ".next";       // in `previousName`: files that are going to be renamed
-const std::string keptName = ".kept";       // likewise, the files of the old set
-const std::string ownNames = ".zemo-";      // locks and temporary files
-const std::string lockName = ".zemo-lock";  // follows the directory to its new place
-
-// Why a directory cannot be exchanged as a whole.
-struct NoExchange {
-  std::string reason;
-};
-
-// Another program has changed the directory.
-struct Changed {};
-
-[[noreturn]] void fail(const std::string& what, int error) {
-  throw Failure(STATUS_NOT_LOADED, withReason(what, error));
-}
-
-[[noreturn]] void failOrRename(const std::string& what, int error) {
-  static const std::set<int> reasons = {EXDEV,      EPERM,  EACCES, EMLINK, EBUSY,
-                                        EOPNOTSUPP, ENOSYS, EINVAL, EROFS};
-  if (error == ENOENT)
-    throw Changed{};
-  if (reasons.count(error) != 0)
-    throw NoExchange{withReason(what, error)};
-  fail(what, error);
-}
-
-int synced(int descriptor) {
-  int result = -1;
-  do {
-    result = fsync(descriptor);
-  } while (result != 0 && errno == EINTR);
-  return result;
-}
-
-// A file system that cannot sync a directory reports EINVAL.
-void syncDirectory(int directory, const std::string& path) {
-  if (synced(directory) != 0 && errno != EINVAL)
-    fail("cannot sync " + inQuotes(path), errno);
-}
-
-// The directory `name` in `at`, neither through a link nor on another file system.
-Descriptor directoryIn(int at, const std::string& name, const std::string& path) {
-  struct open_how how = {};
-  how.flags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
-  how.resolve = RESOLVE_NO_XDEV | RESOLVE_NO_SYMLINKS;
-  Descriptor opened(static_cast<int>(syscall(SYS_openat2, at, name.c_str(), &how, sizeof how)));
-  if (opened.get() < 0)
-    failOrRename("cannot open " + inQuotes(path), errno);
-  return opened;
-}
-
-Descriptor directoryAt(const std::string& path) {
-  Descriptor opened(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-  if (opened.get() < 0)
-    fail("cannot open " + inQuotes(path), errno);
-  return opened;
-}
-
-Descriptor madeDirectory(int at, const std::string& name, const std::string& path) {
-  if (mkdirat(at, name.c_str(), 0755) != 0 && errno != EEXIST)
-    fail("cannot create directory " + inQuotes(path), errno);
-  Descriptor made = directoryIn(at, name, path);
-  return made;
-}
-
-// Regardless of the umask.
-void publish(int directory, const std::string& path) {
-  if (fchmod(directory, 0755) != 0)
-    fail("cannot change " + inQuotes(path), errno);
-}
-
-std::vector<std::string> namesIn(int directory, const std::string& path) {
-  Descriptor file(openat(directory, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  std::unique_ptr<DIR, int (*)(DIR*)> const stream(file.get() < 0 ? nullptr : fdopendir(file.get()),
-                                                   closedir);
-  if (stream == nullptr)
-    fail("cannot read " + inQuotes(path), errno);
-  (void)file.release();
-  std::vector<std::string> names;
-  for (errno = 0; const dirent* const member = readdir(stream.get()); errno = 0) {
-    std::string name = member->d_name;
-    if (name != "." && name != "..")
-      names.push_back(std::move(name));
-  }
-  if (errno != 0)
-    fail("cannot read " + inQuotes(path), errno);
-  std::sort(names.begin(), names.end());
-  return names;
-}
-
-void writeFile(int directory, const std::string& name, const std::string& content,
-               const std::string& path) {
-  auto const stop = [&](int error) { fail("cannot write " + inQuotes(path), error); };
-  Descriptor file(
-      openat(directory, name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644));
-  if (file.get() < 0 || fchmod(file.get(), 0644) != 0)
-    stop(errno);
-  for (std::string_view rest = content; !rest.empty();) {
-    ssize_t const count = write(file.get(), rest.data(), rest.size());
-    if (count < 0 && errno == EINTR)
-      continue;
-    if (count <= 0)
-      stop(count < 0 ? errno : EIO);
-    rest.remove_prefix(static_cast<std::size_t>(count));
-  }
-  // Some file systems report a failed write only on close.
-  if (synced(file.get()) != 0 || (close(file.release()) != 0 && errno != EINTR))
-    stop(errno);
-}
 
 // Also puts a file that is in `from` into `to`. One that is no longer there, and that nobody could
 // read, is left out.
@@ -147,118 +28,6 @@ void keepFile(int from, int to, const std::string& name, const std::optional<std
               const std::string& path) {
   if (linkat(from, name.c_str(), to, name.c_str(), 0) != 0 && content)
     writeFile(to, name, *content, path);
-}
-
-void copyAttributes(int from, int to, const std::string& path) {
-  struct stat old = {};
-  struct stat made = {};
-  std::string const what = "cannot give another directory the owner and mode of " + inQuotes(path);
-  if (fstat(from, &old) != 0 || fstat(to, &made) != 0)
-    fail(what, errno);
-  if ((old.st_uid != made.st_uid || old.st_gid != made.st_gid) &&
-      fchown(to, old.st_uid, old.st_gid) != 0)
-    failOrRename(what, errno);
-  std::string names(XATTR_LIST_MAX, '\0');
-  ssize_t const length = flistxattr(from, names.data(), names.size());
-  if (length < 0 && errno != EOPNOTSUPP && errno != ENOSYS)
-    failOrRename(what, errno);
-  for (ssize_t start = 0; start < length;) {
-    const char* const name = names.data() + start;
-    start += static_cast<ssize_t>(std::string_view(name).size()) + 1;
-    std::string value(XATTR_SIZE_MAX, '\0');
-    ssize_t const size = fgetxattr(from, name, value.data(), value.size());
-    std::string has(XATTR_SIZE_MAX, '\0');
-    ssize_t const there = fgetxattr(to, name, has.data(), has.size());
-    bool const same = size >= 0 && size == there &&
-                      value.compare(0, static_cast<std::size_t>(size), has, 0,
-                                    static_cast<std::size_t>(there)) == 0;
-    if (size < 0 ||
-        (!same && fsetxattr(to, name, value.data(), static_cast<std::size_t>(size), 0) != 0))
-      failOrRename(what, errno);
-  }
-  if (fchmod(to, old.st_mode & 07777U) != 0)  // last: it depends on the access control list
-    failOrRename(what, errno);
-}
-
-// GnuPG makes such files while it verifies. In the new directory, nobody would remove them.
-bool isLockOfGnupg(const std::string& name) {
-  return startsWith(name, ".#lk") || name == "pubring.kbx.lock" || name == "pubring.gpg.lock" ||
-         name == "trustdb.gpg.lock";
-}
-
-// A directory tree whose files are carried over into another directory by hard links.
-class Carried {
- public:
-  // `handled`: the paths, relative to the directory, that are not carried over.
-  Carried(int directory, std::string path, std::set<std::string> handled)
-      : _directory(directory), _path(std::move(path)), _handled(std::move(handled)) {}
-
-  void into(int to) { _seen = walk(_directory, to, ""); }
-
-  // True if nobody has changed the directory since.
-  bool isUnchanged() { return walk(_directory, -1, "") == _seen; }
-
- private:
-  // Returns which files are below `from`, and which version of each. If `to` is a directory, they
-  // are linked there.
-  std::string walk(int from, int to, const std::string& below) {
-    std::string seen;
-    for (const std::string& name : namesIn(from, joined(_path, below))) {
-      std::string const inside = below + name;
-      std::string const path = joined(_path, inside);
-      bool const carries = to >= 0 && _handled.count(inside) == 0;
-      if (isLockOfGnupg(name))
-        continue;
-      if (startsWith(name, ownNames)) {
-        if (carries && name == lockName && linkat(from, name.c_str(), to, name.c_str(), 0) != 0)
-          failOrRename("cannot link " + inQuotes(path), errno);
-        continue;
-      }
-      struct stat status = {};
-      if (fstatat(from, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0)
-        failOrRename("cannot examine " + inQuotes(path), errno);
-      seen += inside + '\0' + std::to_string(status.st_ino) + ' ';
-      if (S_ISDIR(status.st_mode)) {
-        seen += walkDirectory(from, carries ? to : -1, name, inside);
-        continue;
-      }
-      seen += std::to_string(status.st_size) + ' ' + std::to_string(status.st_mtim.tv_sec) + '.' +
-              std::to_string(status.st_mtim.tv_nsec);
-      if (carries && linkat(from, name.c_str(), to, name.c_str(), 0) != 0)
-        failOrRename("cannot link " + inQuotes(path), errno);
-    }
-    return seen;
-  }
-
-  std::string walkDirectory(int from, int to, const std::string& name, const std::string& inside) {
-    std::string const path = joined(_path, inside);
-    Descriptor const old = directoryIn(from, name, path);
-    if (to < 0)
-      return walk(old.get(), -1, inside + "/");
-    Descriptor const made = madeDirectory(to, name, path);
-    std::string seen = walk(old.get(), made.get(), inside + "/");
-    copyAttributes(old.get(), made.get(), path);
-    syncDirectory(made.get(), path);
-    return seen;
-  }
-
-  int _directory;
-  std::string _path;
-  std::set<std::string> _handled;
-  std::string _seen;
-};
-
-// Removes the file or tree at `path`, without following links. If that fails twice, the next run
-// tries again.
-void removeTree(const std::string& path) {
-  std::error_code error;
-  (void)std::filesystem::remove_all(path, error);
-  if (error)
-    (void)std::filesystem::remove_all(path, error);
-}
-
-std::string siblingStart(const SetPlace& place) {
-  return "." + fileName(place.top) + ".new-";
 }
 
 // A new directory next to the top directory. The destructor removes it, or what is then in its
@@ -282,13 +51,6 @@ class Sibling {
 
 bool isKept(const SetContent& before) {
   return !before.unfinished && !before.lists.empty();
-}
-
-void removeStaging(const SetPlace& place) {
-  std::string const staging = joined(place.directory, previousName);
-  for (const std::string& name : {nextName, keptName})
-    removeTree(joined(staging, name));
-  (void)rmdir(staging.c_str());  // unless it has a previous set
 }
 
 // The directories in `previousName` for files that are going to be renamed.
@@ -422,9 +184,9 @@ class Replacement {
     std::error_code error;
     std::filesystem::remove_all(path, error);
     if (error)
-      fail("cannot remove " + inQuotes(path), error.value());
+      failToReplace("cannot remove " + inQuotes(path), error.value());
     if (renameat(previous, keptName.c_str(), previous, fileName(path).c_str()) != 0)
-      fail("cannot create " + inQuotes(path), errno);
+      failToReplace("cannot create " + inQuotes(path), errno);
     syncDirectory(previous, directoryOf(path));
   }
 
@@ -434,7 +196,7 @@ class Replacement {
     std::error_code error;
     std::filesystem::remove_all(path, error);
     if (error)
-      fail("cannot remove " + inQuotes(path), error.value());
+      failToReplace("cannot remove " + inQuotes(path), error.value());
     return madeDirectory(previous, name, path);
   }
 
@@ -443,7 +205,7 @@ class Replacement {
     Descriptor const made(
         openat(directory, blocker().c_str(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0644));
     if (made.get() < 0)
-      fail("cannot write " + inQuotes(pathOf(blocker())), errno);
+      failToReplace("cannot write " + inQuotes(pathOf(blocker())), errno);
     syncDirectory(directory, _place.directory);
     // Signatures come after their lists in this map, and are removed before them.
     for (auto file = _before.files.rbegin(); file != _before.files.rend(); ++file) {
@@ -452,7 +214,7 @@ class Replacement {
     }
     for (const auto& [name, content] : _after.files) {
       if (isNew(name) && renameat(next, name.c_str(), directory, name.c_str()) != 0)
-        fail("cannot replace " + inQuotes(pathOf(name)), errno);
+        failToReplace("cannot replace " + inQuotes(pathOf(name)), errno);
     }
     syncDirectory(directory, _place.directory);
     removeFile(directory, blocker());
@@ -461,13 +223,13 @@ class Replacement {
 
   void removeFile(int directory, const std::string& name) const {
     if (unlinkat(directory, name.c_str(), 0) != 0 && errno != ENOENT)
-      fail("cannot remove " + inQuotes(pathOf(name)), errno);
+      failToReplace("cannot remove " + inQuotes(pathOf(name)), errno);
   }
 
   void makeMissing() const {
     if (mkdir(_place.directory.c_str(), 0755) != 0) {
       if (errno != EEXIST)
-        fail("cannot create directory " + inQuotes(_place.directory), errno);
+        failToReplace("cannot create directory " + inQuotes(_place.directory), errno);
       return;
     }
     publish(directoryAt(_place.directory).get(), _place.directory);
@@ -489,58 +251,12 @@ class Replacement {
   const SetContent& _after;
 };
 
-// Removes directories that runs which were killed have left. They held the lock until then, so no
-// run uses these directories.
-void removeSiblings(const SetPlace& place) {
-  std::string const parent = directoryOf(place.top);
-  std::string const start = siblingStart(place);
-  for (const std::string& name : Directory(parent).members()) {
-    struct stat status = {};
-    std::string const path = joined(parent, name);
-    if (name.size() != start.size() + 6 || !startsWith(name, start) ||
-        lstat(path.c_str(), &status) != 0 || !S_ISDIR(status.st_mode) || status.st_uid != geteuid())
-      continue;
-    removeTree(path);
-  }
-}
-
-void makeAbove(const std::string& path) {
-  if (mkdir(path.c_str(), 0755) != 0) {
-    int const error = errno;
-    if (error == EEXIST)
-      return;
-    std::string const parent = directoryOf(path);
-    if (error != ENOENT || parent == path)
-      fail("cannot create directory " + inQuotes(path), error);
-    makeAbove(parent);
-    if (mkdir(path.c_str(), 0755) != 0)
-      fail("cannot create directory " + inQuotes(path), errno);
-  }
-  publish(directoryAt(path).get(), path);
-}
-
 Failure keepsChanging(const SetPlace& place) {
   return {STATUS_NOT_LOADED,
           "other programs keep changing " + inQuotes(place.directory) + "; nothing was done"};
 }
 
-DirectoryLock lockOf(const SetPlace& place) {
-  makeAbove(place.top);
-  if (place.directory != place.top)
-    makeAbove(directoryOf(place.directory));
-  return lockOn([&] { return Directory(place.top); });
-}
-
 }  // namespace
-
-SetLock::SetLock(const SetPlace& place) : _top(lockOf(place)) {
-  requireOwnStill(place);
-  struct stat status = {};
-  if (place.directory != place.top && lstat(place.directory.c_str(), &status) == 0)
-    _own = std::make_unique<DirectoryLock>(lockOn([&] { return Directory(place.directory); }));
-  removeSiblings(place);
-  removeStaging(place);
-}
 
 std::string previousDirectory(const SetPlace& place) {
   return joined(joined(place.directory, previousName), place.set + "." + place.mode);

@@ -10,8 +10,8 @@
 
 #include "fixture.h"
 #include "io/exit_status.h"
-#include "sets/replacement.h"
 #include "sets/set_content.h"
+#include "sets/set_lock.h"
 #include "support/started_program.h"
 
 namespace {
