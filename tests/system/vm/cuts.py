@@ -13,13 +13,14 @@ import threading
 import lab as laboratory
 import write_log
 
-INSTALL = """
+COPY = """
 install -m 644 wam.full.tree.list.asc wam.full.tree.list /usr/zemo/selfcheck
 printf '%s\\n' wam.full.tree.list >/usr/zemo/selfcheck/listorder
 """
 INSTALLED = ["selfcheck/wam.full.tree.list", "selfcheck/wam.full.tree.list.asc", "selfcheck/listorder"]
 MAKE = "zemo-selfcheck make /srv/tree --exclude /srv/tree/slow --output wam.full.tree.list"
 SIGN = "zemo-selfcheck sign wam.full.tree.list --key maker@example.org"
+MANIFEST = "zemo-selfcheck sign --manifest wam.full.manifest wam.full.tree.list --key maker@example.org"
 METRICS = "zemo-selfcheck check --metrics /usr/zemo/metrics/zemo-selfcheck.prom"
 REMOVE_KEY = ("zemo-selfcheck remove-key"
               " $(gpg --with-colons --list-keys next@example.org | awk -F: '/^fpr/ { print $10; exit }')")
@@ -27,14 +28,16 @@ CHANGE = "echo more >>/srv/tree/hello; "
 
 
 class Operation:
-    """A command and the files that it writes. They must be whole afterwards and, if it is `atomic`, at any moment."""
+    """A command and the files that it writes. They must be whole afterwards and, if it is `atomic`, at any moment.
+    If it is `exchange`, all files in selfcheck/ are the old ones or all are the new ones."""
 
-    def __init__(self, name, command, files, before=":", atomic=True, lost=False):
+    def __init__(self, name, command, files=(), before=":", atomic=True, exchange=False, lost=False):
         self.name = name
         self.command = command
         self.files = files
         self.before = before
         self.atomic = atomic
+        self.exchange = exchange
         self.lost = lost  # cuts after it are known to lose files, which proves that losses are detected
 
 
@@ -43,15 +46,23 @@ OPERATIONS = [
     Operation("sign", SIGN, ["work/wam.full.tree.list.asc"]),
     Operation("init-home", "zemo-selfcheck init-home --import /root/maker.gpg",
               ["selfcheck/gpg.conf", "selfcheck/pubring.kbx"]),
-    Operation("install", INSTALL + "sync -f /usr/zemo/selfcheck", INSTALLED, atomic=False),
+    Operation("copy by hand", COPY + "sync -f /usr/zemo/selfcheck", INSTALLED, atomic=False),
     Operation("metrics", METRICS, ["metrics/zemo-selfcheck.prom"]),
     Operation("init-home, again", "zemo-selfcheck init-home --import /root/next.gpg", ["selfcheck/pubring.kbx"]),
     Operation("remove-key", REMOVE_KEY, ["selfcheck/pubring.kbx"]),
     Operation("make, again", MAKE, ["work/wam.full.tree.list"], before=CHANGE),
     Operation("sign, again", SIGN, ["work/wam.full.tree.list.asc"]),
-    Operation("install, again", INSTALL + "sync -f /usr/zemo/selfcheck", INSTALLED, atomic=False),
+    Operation("copy by hand, again", COPY + "sync -f /usr/zemo/selfcheck", INSTALLED, atomic=False),
     Operation("metrics, again", METRICS, ["metrics/zemo-selfcheck.prom"], before="sleep 1"),
-    Operation("install without sync", INSTALL, INSTALLED, atomic=False, lost=True,
+    Operation("install", "zemo-selfcheck install wam.full.tree.list", before=CHANGE + MAKE + " && " + SIGN,
+              exchange=True),
+    Operation("sign --manifest", MANIFEST,
+              ["work/wam.full.tree.list.asc", "work/wam.full.manifest", "work/wam.full.manifest.asc"]),
+    Operation("install with manifest", "zemo-selfcheck install wam.full.tree.list wam.full.manifest", exchange=True),
+    Operation("check --require manifest", "zemo-selfcheck check --require manifest --state /usr/zemo/metrics",
+              ["metrics/wam.full.serial"]),
+    Operation("install --back", "zemo-selfcheck install --back", exchange=True),
+    Operation("copy without sync", COPY, INSTALLED, atomic=False, lost=True,
               before=CHANGE + MAKE + " && " + SIGN),
 ]
 
@@ -87,6 +98,15 @@ def files_of(image, folder):
     return found, read.stderr
 
 
+def is_temporary(path):
+    return pathlib.Path(path).name.startswith(".zemo-")
+
+
+def in_selfcheck(files):
+    return {path: digest for path, digest in files.items()
+            if path.startswith("selfcheck/") and not is_temporary(path)}
+
+
 def problems_of(found, operation, ended, old, new):
     """The losses that a power cut during or after the operation must not cause."""
     problems = []
@@ -94,11 +114,13 @@ def problems_of(found, operation, ended, old, new):
         allowed = {new.get(path)} if ended else {old.get(path), new.get(path)}
         if path in operation.files and not ended and not operation.atomic:
             continue
-        if path not in old and path not in new and pathlib.Path(path).name.startswith(".zemo-"):
+        if path not in old and path not in new and is_temporary(path):
             continue  # a temporary file, which the next writer removes
         if found.get(path) not in allowed:
             what = "gone" if path not in found else "neither the old nor the new one"
             problems.append(f"{'after' if ended else 'during'} {operation.name}: {path} is {what}")
+    if operation.exchange and in_selfcheck(found) not in (in_selfcheck(old), in_selfcheck(new)):
+        problems.append(f"{'after' if ended else 'during'} {operation.name}: files of two sets are mixed")
     return problems
 
 
@@ -181,7 +203,8 @@ def states(lab, case, samples=20):
 
 
 # Each starts from the state that the cut before has left.
-KILLED = ["make", "sign", "init-home", "install", "metrics", "init-home, again", "remove-key", "install without sync"]
+KILLED = ["make", "sign", "init-home", "copy by hand", "install", "metrics", "init-home, again", "remove-key",
+          "copy without sync"]
 
 
 def kills(lab, case):
