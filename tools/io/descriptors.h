@@ -29,7 +29,7 @@ class Descriptor {
 };
 
 // Calls `take` with one block after the other, up to the end of the file. Returns 0 or an errno
-// value. What `take` throws ends it.
+// value. An exception from `take` ends it.
 int readBlocks(int descriptor, const std::function<void(std::string_view)>& take);
 
 // Writes all of `data`. Returns 0 or an errno value.

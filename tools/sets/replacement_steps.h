@@ -33,7 +33,7 @@ struct Changed {};
 // Changed if something no longer exists.
 [[noreturn]] void failOrRename(const std::string& what, int error);
 
-// A file system that cannot sync a directory is no failure.
+// Ignores that a file system cannot sync directories.
 void syncDirectory(int directory, const std::string& path);
 
 // The directory `name` in `at`, neither through a link nor on another file system. Throws like
