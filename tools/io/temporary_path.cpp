@@ -38,14 +38,23 @@ bool removeAll() {
   return removed;
 }
 
-extern "C" void removeAllAndEnd(int signal) {
-  int const error = errno;
-  removeTemporaryPaths();
-  errno = error;
-  (void)raise(signal);  // SA_RESETHAND restored the default, which ends the program on return
+using Handler = void (*)(int);
+
+void setHandler(int signal, Handler handler) {
+  struct sigaction action = {};
+  action.sa_handler = handler;
+  action.sa_flags = SA_RESTART;
+  (void)sigaction(signal, &action, nullptr);  // cannot fail for these signals
 }
 
-using Handler = void (*)(int);
+// Not with SA_RESETHAND: the kernel would restore the default a moment before it holds the signal
+// back for this handler, and the same signal in between, as from timeout(1), would end the program
+// at once.
+extern "C" void removeAllAndEnd(int signal) {
+  removeTemporaryPaths();
+  setHandler(signal, SIG_DFL);
+  (void)raise(signal);  // ends the program on return
+}
 
 // Replaces the handler `before` of the signals with the handler `after`; other handlers stay.
 void replaceHandlers(Handler before, Handler after) {
@@ -54,11 +63,7 @@ void replaceHandlers(Handler before, Handler after) {
     if (sigaction(signal, nullptr, &action) != 0 || (action.sa_flags & SA_SIGINFO) != 0 ||
         action.sa_handler != before)
       continue;
-    action = {};
-    action.sa_handler = after;
-    if (after != SIG_DFL)
-      action.sa_flags = static_cast<int>(SA_RESTART | SA_RESETHAND);
-    (void)sigaction(signal, &action, nullptr);  // cannot fail for these signals
+    setHandler(signal, after);
   }
 }
 

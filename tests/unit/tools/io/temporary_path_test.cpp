@@ -55,4 +55,33 @@ TEST(TemporaryPaths, AreRemovedBySignalThoughAnotherProgramMakesThemAgain) {
   }
 }
 
+// As by timeout(1), which signals the program and then its process group.
+TEST(TemporaryPaths, AreRemovedHoweverOftenTheSignalComes) {
+  TemporaryDirectory const temporary;
+  std::string const file = temporary / "file";
+  for (int round = 0; round < 200; ++round) {
+    int ready[2];
+    ASSERT_EQ(pipe2(ready, O_CLOEXEC), 0);
+    pid_t const process = fork();
+    ASSERT_GE(process, 0);
+    if (process == 0) {
+      TemporaryPath const path(file);
+      make(file);
+      if (write(ready[1], "x", 1) == 1)
+        (void)pause();
+      _exit(1);
+    }
+    char byte = 0;
+    ASSERT_EQ(read(ready[0], &byte, 1), 1);
+    int status = 0;
+    while (waitpid(process, &status, WNOHANG) == 0)
+      (void)kill(process, SIGTERM);
+    EXPECT_TRUE(WIFSIGNALED(status));
+    EXPECT_FALSE(std::filesystem::exists(file)) << round;
+    std::filesystem::remove(file);
+    (void)close(ready[0]);
+    (void)close(ready[1]);
+  }
+}
+
 }  // namespace
