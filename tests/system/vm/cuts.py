@@ -62,8 +62,9 @@ OPERATIONS = [
     Operation("check --require manifest", "zemo-selfcheck check --require manifest --state /usr/zemo/metrics",
               ["metrics/wam.full.serial"]),
     Operation("install --back", "zemo-selfcheck install --back", exchange=True),
+    # (Another change: each machine starts with the tree as it was, and what is installed may be of a changed one.)
     Operation("copy without sync", COPY, INSTALLED, atomic=False, lost=True,
-              before=CHANGE + MAKE + " && " + SIGN),
+              before=CHANGE + CHANGE + MAKE + " && " + SIGN),
 ]
 
 # Mounts the scratch disk at /usr/zemo, with the directories in which the operations write.
@@ -203,7 +204,7 @@ def states(lab, case, samples=20):
 
 
 # Each starts from the state that the cut before has left.
-KILLED = ["make", "sign", "init-home", "copy by hand", "install", "metrics", "init-home, again", "remove-key",
+KILLED = ["make", "sign", "init-home", "copy by hand", "metrics", "init-home, again", "remove-key", "install",
           "copy without sync"]
 
 
