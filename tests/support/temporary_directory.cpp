@@ -15,7 +15,13 @@ TemporaryDirectory::TemporaryDirectory() : _maker(getpid()) {
 
 TemporaryDirectory::~TemporaryDirectory() {
   if (getpid() != _maker)
-    return;                 // the copy in a child process
-  std::error_code ignored;  // a member that cannot be removed must not hide the test's own result
-  std::filesystem::remove_all(_path, ignored);
+    return;               // the copy in a child process
+  std::error_code error;  // a member that cannot be removed must not hide the test's own result
+  // A program that the test has ended may still add one.
+  for (int left = 100; left > 0; --left) {
+    std::filesystem::remove_all(_path, error);
+    if (error != std::errc::directory_not_empty)
+      break;
+    (void)usleep(10000);
+  }
 }

@@ -60,7 +60,11 @@ expect "--quiet " zemo-selfcheck check wam --q
 
 # Names of sets: only in a private root.
 if "$3" --verify 2>/dev/null; then
-  cd "$(mktemp -d)"
+  work=$(mktemp -d)
+  trap 'rm -rf "$work"' EXIT
+  mkdir "$work/here"
+  mkdir -m 700 "$work/keys"
+  cd "$work/here"
   sets=/usr/zemo/selfcheck/packages
   # shellcheck disable=SC2016 # must not be expanded
   mkdir "$sets/notes" "$sets/"'$(touch ran)' "$sets/"'`touch ran`' "$sets/a b;touch ran" "$sets/<(touch ran)" \
@@ -100,7 +104,7 @@ if "$3" --verify 2>/dev/null; then
   # The keys of the key ring, and nothing is written where they are.
   expect " " zemo-selfcheck remove-key ""
   home=/usr/zemo/selfcheck
-  keys=$(mktemp -d)
+  keys=$work/keys
   for name in one two; do
     gpg --homedir "$keys" --batch --quiet --passphrase "" --quick-gen-key $name ed25519 cert never 2>/dev/null
   done
